@@ -1,0 +1,30 @@
+# Everything from outside, as targets: gnustep::base, gnustep::gui and pkg-config's imported ones.
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+find_program(GNUSTEP_CONFIG gnustep-config REQUIRED)
+
+execute_process(COMMAND ${GNUSTEP_CONFIG} --variable=GNUSTEP_SYSTEM_HEADERS OUTPUT_VARIABLE gnustep_headers
+                OUTPUT_STRIP_TRAILING_WHITESPACE)
+execute_process(COMMAND ${GNUSTEP_CONFIG} --objc-flags OUTPUT_VARIABLE gnustep_flags OUTPUT_STRIP_TRAILING_WHITESPACE)
+separate_arguments(gnustep_flags)
+# Definitions and the Objective-C dialect only: optimisation, warnings and folders are this build's own.
+list(FILTER gnustep_flags INCLUDE REGEX "^(-D(GNU|_NATIVE).*|-fobjc-.*|-fexceptions|-fconstant-string-class=.*)$")
+list(REMOVE_DUPLICATES gnustep_flags)
+
+add_library(gnustep_base INTERFACE)
+target_compile_options(gnustep_base INTERFACE "$<$<COMPILE_LANGUAGE:OBJC,OBJCXX>:${gnustep_flags}>")
+target_include_directories(gnustep_base SYSTEM INTERFACE "${gnustep_headers}")
+target_link_libraries(gnustep_base INTERFACE gnustep-base objc Threads::Threads m)
+add_library(gnustep::base ALIAS gnustep_base)
+
+add_library(gnustep_gui INTERFACE)
+target_link_libraries(gnustep_gui INTERFACE gnustep-gui gnustep::base)
+add_library(gnustep::gui ALIAS gnustep_gui)
+
+pkg_check_modules(GNUTLS REQUIRED IMPORTED_TARGET gnutls)
+pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl)
+pkg_check_modules(ARCHIVE REQUIRED IMPORTED_TARGET libarchive)
+pkg_check_modules(X11 REQUIRED IMPORTED_TARGET x11 xres)
+pkg_check_modules(LIBXML REQUIRED IMPORTED_TARGET libxml-2.0)
+pkg_check_modules(JSON REQUIRED IMPORTED_TARGET jsoncpp)
+find_package(GTest REQUIRED)

@@ -1,0 +1,91 @@
+// The controller of one page instance.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "lum/launcher/CPluginView.h"
+#include "lum/lumext/LumFuzzyWindowDelegate.h"
+#include "lum/lumext/lumextInterface.h"
+#include "lum/lumext/luminstallationmgr.h"
+#include "lum/platform/objcforward.h"
+
+LUM_FORWARD_CLASS(LUMBridge);
+
+class CLumExtension {
+public:
+    explicit CLumExtension(void *cookie);
+    virtual ~CLumExtension();
+    CLumExtension(const CLumExtension &) = delete;
+    CLumExtension &operator=(const CLumExtension &) = delete;
+
+    void InitInstance(tagLUMInterface *services);
+    unsigned char HandleEvent(EventRecord *event, unsigned char flag);
+    void SetWindow(_NPWindow *window);
+    void HandleActionNotify(unsigned int value1, unsigned int value2);
+    void Heartbeat();
+    void ExitInstance();
+
+    void Stop();
+    void InitComponent();
+    std::string GetTitle();
+    void GetDefInstallDir(std::string &out);
+    void InitInstallationMgr(const char *iniPath);
+    void SuppressInstallationMgr();
+    void SetKelvoAppLaunched(bool bKelvoAppLaunched);
+    void SetKelvoPlayerLaunched(bool bKelvoPlayerLaunched);
+    void SetOrbPlayerLaunched(bool bOrbPlayerLaunched);
+
+    // The instruction file.
+    bool IsURLPath(const char *text);
+    bool GetIniFileUrl(std::string &out);
+    bool GetIniFileNamePValue(char *dest, unsigned int size);
+    bool GetSavedIniFileName(char *dest, unsigned int size);
+    bool AsyncDownloadIniFileUrl(const char *url);
+    bool SyncDownloadIniFileUrl(char *url);
+    bool DownloadURLtoFile(const char *url, const char *file);
+    bool StdDownloadExt(const char *url, LUMStdDownloadCallback callback, void *context);
+    static void GetIniFileCallback(void *opaque, void *context, LUMGetFileNotifyMessageType type, void *data);
+    void HandleIniFileCallback(LUMGetFileNotifyMessageType type, void *data);
+    void ParseIniFile(const char *iniPath, bool suppress);
+
+    // Packages.
+    static void GetFileCallback(void *opaque, void *context, LUMGetFileNotifyMessageType type, void *data);
+    void HandleGetFileCallback(CItem *item, LUMGetFileNotifyMessageType type, void *data);
+
+    // Messages and the log.
+    bool WriteErrorLog(std::int32_t code, const char *optInfo);
+    bool WriteErrorLogForReportDownloadTime();
+    std::string GetGMTTimeForLogEvent();
+    bool SaveMsgLogToUrl(const char *lpszUrl, void *file);
+    std::string LoadResourceString(int nResourceId);
+    void ShowMessage(int id, ...);
+
+    // The host's services; each is skipped (null, -1, nothing) when there is no table or the slot is empty.
+    const char *GetParameter(const char *name) const;
+    void OpenURL(const char *target, const char *url) const;
+
+    void *m_pLUMCookie;
+    LumInstallationMgr m_installationMgr;
+    std::uint8_t m_bInstallationMgrInited = 0;
+    std::uint8_t m_bStopped = 0;
+    std::uint8_t m_bMainComponentReady = 0;
+    std::uint8_t m_bDownloadDoneNotified = 0;
+    std::uint8_t m_bSuppressInstallation = 0;
+    std::uint8_t m_bReserved = 0;
+    std::uint8_t m_bSkipIniParse = 0;
+    CPluginView m_pluginView;
+    std::uint8_t m_bExtensionChanged = 0;
+    std::uint8_t m_bKelvoAppLaunched = 0;
+    std::uint32_t m_dwKelvoAppLaunchTick = 0;
+    std::uint8_t m_bKelvoPlayerLaunched = 0;
+    std::uint32_t m_dwKelvoPlayerLaunchTick = 0;
+    std::uint8_t m_bOrbPlayerLaunched = 0;
+    std::uint32_t m_dwOrbPlayerLaunchTick = 0;
+    tagLUMInterface *m_pLUMInterface = nullptr;
+    LUMBridge *m_pBridge = nullptr;
+    std::int32_t m_nMainComponentPid = -1;
+    LumFuzzyWindowMgrWrapper m_fuzzyWindowMgr;
+    std::uint32_t m_dwDownloadStartTick = 0;
+    std::uint32_t m_dwDownloadTotalSize = 0;
+};

@@ -1,0 +1,80 @@
+// The installation manager: the item list, what of it to fetch, the downloads, the verified installation.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "lum/lumext/lumdownloaditem.h"
+#include "lum/platform/objcforward.h"
+
+LUM_FORWARD_CLASS(CDownloadWindow);
+class CLumExtension;
+struct rsa_st;
+
+class LumInstallationMgr {
+public:
+    explicit LumInstallationMgr(CLumExtension *extension);
+    virtual ~LumInstallationMgr();
+    LumInstallationMgr(const LumInstallationMgr &) = delete;
+    LumInstallationMgr &operator=(const LumInstallationMgr &) = delete;
+
+    // The item list.
+    bool ParseInstructions(const char *lpszInstructions);
+    bool ParseItem(const char *lpszItem, bool flag);
+    bool AddItem(CItem *item);
+    CItem *FindItem(const char *name);
+    void RemoveAllItem();
+
+    // What to fetch.
+    bool PrepareInstallation(bool bNoDownload);
+    bool IsBackwardCompatible();
+    bool IsMainComponentReadyToInstall(const char *name);
+    bool DoActionsForMainComponent(const char *name);
+    bool DoActionsForBackgroundComponent(const char *name);
+    void VerifyCertification();
+
+    // Downloads and their progress.
+    void PrepareDownload(CItem *pItem, bool flag);
+    void UpdateDownloadProgress(std::uint32_t bytes);
+    unsigned int CalcEstimatedTimeLeft();
+    bool isNeedDownload();
+    bool IsStart();
+    bool IsDone();
+    void Cancel();
+    void SuppressInstallation();
+    void Cleanup();
+
+    // The progress window.
+    void InitialDownloadWindow();
+    void InitDownloadWindowProgress();
+    void UpdateDownloadWindowProgress();
+    void EndDownloadProgressShowing();
+    void DestoryDownloadWindow();
+
+    // Installation of one item.
+    int DoItemInstallation(CItem *item, const char *file, bool &bNeedReboot, bool flag);
+    void GetItemInstallDir(CItem *item, std::string &dir);
+    void GetItemInstallPath(CItem *item, std::string &path);
+    void GetItemUrlPath(CItem *item, std::string &url);
+    bool DoItemAction(CItem *item);
+    bool IsSystemComponent(CItem *item);
+    bool AddPath(const char *text);
+    bool PreparePathEnv();
+
+    std::uint8_t m_hasWriteShowDownloadWindonLog = 0;
+    CLumExtension *m_pExtension;
+    std::uint8_t m_isJsonDownload = 0;
+    std::string m_strUrlRoot;
+    std::string m_strDefInstallDir;
+    std::string m_aPaths;
+    std::uint32_t m_dwTotalSize = 0;
+    std::uint32_t m_dwDownloadedSize = 0;
+    std::uint32_t m_dwDownloadSpeed = 0;
+    std::uint32_t m_dwStartTick = 0;
+    std::uint32_t mNeedUpdate = 0;
+    std::uint32_t mCurrentUpdate = 0;
+    std::vector<CItem *> m_aItems;
+    CDownloadWindow *m_pDownloadWindow = nullptr;
+    rsa_st *m_pRSAObject = nullptr;
+};

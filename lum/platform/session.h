@@ -1,0 +1,46 @@
+// What the extension needs of the user's session and has no common name on its systems.
+// One header; the build file chooses the source (session_linux.mm, session_mac.mm).
+//
+// Objects are returned autoreleased. Every function may be called without an autorelease pool of the caller's own
+// where it returns no object. Main thread only, unless a function says otherwise.
+#pragma once
+
+#include "lum/platform/objcforward.h"
+
+LUM_FORWARD_CLASS(NSArray);
+LUM_FORWARD_CLASS(NSBundle);
+LUM_FORWARD_CLASS(NSDictionary);
+LUM_FORWARD_CLASS(NSException);
+LUM_FORWARD_CLASS(NSString);
+LUM_FORWARD_CLASS(NSTask);
+
+// True when a window can be shown. False is a normal state: no window is made then.
+bool IsWindowServerAvailable();
+
+// The user-domain Application Support folders, as the target's path search answers: absolute, tilde expanded, not
+// necessarily existing. Follows HOME when that is set.
+NSArray *UserApplicationSupportDirectories();
+
+// The home folder of the session: HOME when it is set and not empty, otherwise that of the password database.
+NSString *SessionHomeDirectory();
+
+// What `[task environment]` answers for a new task on the target system: the variables that the task has been given,
+// which is nil (none) on the target, and on Linux those by which a program reaches the user's session.
+NSDictionary *EnvironmentOfNewTask(NSTask *task);
+
+// Bundles with a Contents folder (X.app/Contents/Info.plist, Contents/Resources, *.lproj). A path that is not a bundle
+// gives nil (no dictionary), nil (no path), or an empty array (no localizations).
+NSDictionary *LocalizedInfoDictionaryOfBundle(NSString *bundlePath);
+NSString *ResourcePathOfBundle(NSString *bundlePath);
+NSArray *LocalizationsOfBundle(NSString *bundlePath);
+
+// The bundle that has this identifier or, in a program that opened its code without NSBundle, the one that holds the
+// code at this address. nil when there is neither.
+NSBundle *BundleWithIdentifierOrCode(NSString *identifier, const void *code);
+
+// The libcrypto to open: a null-terminated list of paths or library names, to be tried in order.
+const char *const *CryptoLibraryPaths();
+
+// Calls function(context) and returns the Objective-C exception that it threw, or nil. C++ exceptions pass through.
+// The only place that catches Objective-C exceptions: in Objective-C++ the compiler binds @catch(id) to a wrong object.
+extern "C" NSException *CatchObjCException(void (*function)(void *), void *context);
