@@ -5,12 +5,12 @@
 // where it returns no object. Main thread only, unless a function says otherwise.
 #pragma once
 
+#include "lum/platform/catchobjcexception.h"
 #include "lum/platform/objcforward.h"
 
 LUM_FORWARD_CLASS(NSArray);
 LUM_FORWARD_CLASS(NSBundle);
 LUM_FORWARD_CLASS(NSDictionary);
-LUM_FORWARD_CLASS(NSException);
 LUM_FORWARD_CLASS(NSString);
 LUM_FORWARD_CLASS(NSTask);
 
@@ -40,7 +40,3 @@ NSBundle *BundleWithIdentifierOrCode(NSString *identifier, const void *code);
 
 // The libcrypto to open: a null-terminated list of paths or library names, to be tried in order.
 const char *const *CryptoLibraryPaths();
-
-// Calls function(context) and returns the Objective-C exception that it threw, or nil. C++ exceptions pass through.
-// The only place that catches Objective-C exceptions: in Objective-C++ the compiler binds @catch(id) to a wrong object.
-extern "C" NSException *CatchObjCException(void (*function)(void *), void *context);
