@@ -21,6 +21,11 @@ public:
     bool IsSameFileName(const char *lpszFileName) const;
     bool NeedUpdate(const char *file, char *buffer, bool bCheckBackward);
 
+private:
+    bool IsVersionStale(const std::string &file, bool bCheckBackward) const;
+    bool IsOlderOrSame(const std::string &file, const char *local) const;
+
+public:
     std::string m_strName;
     std::string m_strUrl;
     std::string m_strTarget;

@@ -59,12 +59,38 @@ public:
     std::string GetGMTTimeForLogEvent();
     bool SaveMsgLogToUrl(const char *lpszUrl, void *file);
     std::string LoadResourceString(int nResourceId);
-    void ShowMessage(int id, ...);
+    void ShowMessage(int nResourceId, ...);
 
     // The host's services; each is skipped (null, -1, nothing) when there is no table or the slot is empty.
     const char *GetParameter(const char *name) const;
     void OpenURL(const char *target, const char *url) const;
 
+private:
+    // The states of one tick (lumext_heartbeat.mm).
+    std::uint32_t PageWait() const;
+    const char *FrameName() const;
+    void WatchPlayer(const char *processName, void (CLumExtension::*setLaunched)(bool));
+    bool WatchApplication(std::uint32_t wait);
+    void AdvanceInstallation();
+    void FinishDownload(const char *component);
+    void OpenNextUrl();
+
+    // The steps of reading the instructions (lumext_instructions.mm).
+    const char *GetUrlRoot() const;
+    void ReadItemLines(const char *iniPath);
+    int RefuseSecondMeeting(const char *component);
+    void RefuseTooManyMeetings();
+
+    void InstallPackage(CItem *item, const char *file);
+
+    struct LogParameters {
+        std::string url;
+        std::string meeting;
+        std::string session;
+    };
+    bool GetLogParameters(LogParameters &parameters, const char *&missing) const;
+
+public:
     void *m_pLUMCookie;
     LumInstallationMgr m_installationMgr;
     std::uint8_t m_bInstallationMgrInited = 0;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "lum/lumext/lumdownloaditem.h"
+#include "lum/lumext/lumextInterface.h"
 #include "lum/platform/objcforward.h"
 
 LUM_FORWARD_CLASS(CDownloadWindow);
@@ -54,14 +55,25 @@ public:
 
     // Installation of one item.
     int DoItemInstallation(CItem *item, const char *file, bool &bNeedReboot, bool flag);
-    void GetItemInstallDir(CItem *item, std::string &dir);
-    void GetItemInstallPath(CItem *item, std::string &path);
-    void GetItemUrlPath(CItem *item, std::string &url);
+    void GetItemInstallDir(const CItem *item, std::string &dir);
+    void GetItemInstallPath(const CItem *item, std::string &path);
+    void GetItemUrlPath(const CItem *item, std::string &url);
     bool DoItemAction(CItem *item);
     bool IsSystemComponent(CItem *item);
     bool AddPath(const char *text);
     bool PreparePathEnv();
 
+private:
+    const char *GetParameter(const char *name) const;
+    tagLUMInterface *HostTable() const;
+    bool IsUpdateNeeded(CItem &item, bool bBackward);
+    std::string GetVersionedLibraryPath(const CItem &item);
+    void OpenDownloadWindowOnce();
+    int FinishInstalled(CItem &item, bool &bNeedReboot);
+    int FinishFailed(CItem &item, const std::string &path, int error, bool &bNeedReboot);
+    void ShowTimeLeft();
+
+public:
     std::uint8_t m_hasWriteShowDownloadWindonLog = 0;
     CLumExtension *m_pExtension;
     std::uint8_t m_isJsonDownload = 0;
@@ -77,4 +89,7 @@ public:
     std::vector<CItem *> m_aItems;
     CDownloadWindow *m_pDownloadWindow = nullptr;
     rsa_st *m_pRSAObject = nullptr;
+
+private:
+    unsigned int m_nShownMinutes = 0; // what the window's time line says
 };

@@ -1,0 +1,15 @@
+// Paths of folders, as the controller and the installation manager compose them.
+#pragma once
+
+#include <string>
+
+// `path` with a "/" at its end; an empty path stays empty (relative).
+inline std::string WithTrailingSlash(std::string path) {
+    if (!path.empty() && path.back() != '/') {
+        path += '/';
+    }
+    return path;
+}
+
+// Makes the folder and whatever of its parents is missing. Failures show when something is put into the folder.
+void MakeDirectories(const std::string &path);

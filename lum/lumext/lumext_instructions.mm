@@ -1,0 +1,241 @@
+// From the page's URL root to the item list: the instruction file's address, its download, its reading.
+#include <cstdlib>
+#include <cstring>
+
+#include "lum/common/lumutil.h"
+#include "lum/lumext/guard.h"
+#include "lum/lumext/lumext.h"
+#include "lum/lumext/meetingalert.h"
+#import "lum/lumext/LUMBridge.h"
+
+namespace {
+
+constexpr char kSource[] = "lum/lumext/lumext";
+constexpr std::size_t kUrlRootLimit = 950;
+constexpr std::size_t kIniNameLimit = 1024;
+constexpr unsigned int kItemLineSize = 2048;
+// A shorter value counts as missing, so a line of one character ends the list as an empty one does.
+constexpr unsigned int kShortestItemLine = 2;
+
+void CopyBounded(char *dest, unsigned int size, const char *text) {
+    if (dest && size > 0) {
+        std::snprintf(dest, size, "%s", text);
+    }
+}
+
+} // namespace
+
+const char *CLumExtension::GetUrlRoot() const {
+    const char *root = GetParameter("LumUrlRoot");
+    return root && std::strlen(root) < kUrlRootLimit ? root : nullptr;
+}
+
+bool CLumExtension::IsURLPath(const char *text) {
+    const bool isUrl = text && (std::strstr(text, "https://") || std::strstr(text, "http://"));
+    MacInfoTrace("CLumExtension::IsURLPath Return [%d]", isUrl);
+    return isUrl;
+}
+
+bool CLumExtension::GetIniFileUrl(std::string &out) {
+    if (!m_pLUMInterface) {
+        TraceAssertionFailure("m_pLUMInterface", kSource, __LINE__);
+        MacWarnTrace("CLumExtension::GetIniFileUrl, m_pLUMInterface is nil");
+    }
+    const char *root = GetUrlRoot();
+    if (!root) {
+        ShowMessage(2);
+        Stop();
+        return false;
+    }
+    out = root;
+    if (!out.empty() && out.back() != '/') {
+        out += '/';
+    }
+    out += "lummac.ini";
+    MacInfoTrace("GetIniFileUrl:[%s]", out.c_str());
+    return true;
+}
+
+bool CLumExtension::GetIniFileNamePValue(char *dest, unsigned int size) {
+    const char *name = GetParameter("LumIniFileName");
+    MacInfoTrace("LumInifile is %s", name ? name : "");
+    if (!name) {
+        return false;
+    }
+    if (std::strlen(name) >= kIniNameLimit) {
+        MacInfoTrace("Error: Invalid value of the parameter 'LumIniFileName', use default name");
+        return false;
+    }
+    CopyBounded(dest, size, name);
+    return true;
+}
+
+bool CLumExtension::GetSavedIniFileName(char *dest, unsigned int size) {
+    const bool given = GetIniFileNamePValue(dest, size);
+    if (!given) {
+        CopyBounded(dest, size, "lum.php");
+    } else if (char *query = dest && size > 0 ? std::strchr(dest, '?') : nullptr) {
+        *query = '\0';
+    }
+    MacInfoTrace("GetSavedIniFileName:Return = [%d],lpszResIniFileName=[%s]", given, dest && size > 0 ? dest : "");
+    return given;
+}
+
+bool CLumExtension::AsyncDownloadIniFileUrl(const char *url) {
+    MacInfoTrace("CLumExtension::AsyncDownloadIniFileUrl(),begin");
+    std::string request;
+    if (!url) {
+        GetIniFileUrl(request);
+    } else if (IsURLPath(url)) {
+        request = "lummac.ini"; // the argument only says that a URL is wanted
+    }
+    if (!request.empty()) {
+        request += request.back() == '?' ? "random=0" : "?random=0";
+        MacInfoTrace("CLumExtension::AsyncDownloadIniFileUrl url=%s", request.c_str());
+        if (m_pLUMInterface && m_pLUMInterface->pfnGetFile) {
+            m_pLUMInterface->pfnGetFile(m_pLUMCookie, GetIniFileCallback, this, request.c_str());
+        }
+    }
+    m_pluginView.Create();
+    MacInfoTrace("CLumExtension::AsyncDownloadIniFileUrl(),end");
+    return true;
+}
+
+bool CLumExtension::SyncDownloadIniFileUrl(char *) {
+    return false;
+}
+
+bool CLumExtension::DownloadURLtoFile(const char *, const char *) {
+    return false;
+}
+
+bool CLumExtension::StdDownloadExt(const char *, LUMStdDownloadCallback, void *) {
+    return false;
+}
+
+void CLumExtension::GetIniFileCallback(void *, void *context, LUMGetFileNotifyMessageType type, void *data) {
+    auto *pExtension = static_cast<CLumExtension *>(context);
+    if (!pExtension) {
+        TraceAssertionFailure("pExtension", kSource, __LINE__);
+        return;
+    }
+    if (pExtension->m_bStopped) {
+        return; // a host that does not know pfnStop may still finish a download that nobody waits for
+    }
+    Guarded("CLumExtension::GetIniFileCallback", [&] { pExtension->HandleIniFileCallback(type, data); });
+}
+
+void CLumExtension::HandleIniFileCallback(LUMGetFileNotifyMessageType type, void *data) {
+    if (type != LUMGetFileNotifyDone) {
+        return;
+    }
+    MacInfoTrace("CLumExtension::HandleIniFileCallback,Begin");
+    if (!m_pLUMInterface) {
+        TraceAssertionFailure("m_pLUMInterface", kSource, __LINE__);
+    }
+    const char *path = static_cast<const char *>(data);
+    m_fuzzyWindowMgr.saveLumIniFile(path);
+    if (!path) {
+        ShowMessage(5);
+        Stop();
+        MacInfoTrace("CLumExtension::HandleIniFileCallback,End 1");
+        return;
+    }
+    InitInstallationMgr(path);
+    const char *component = GetParameter("LumComponentName");
+    if (!component) {
+        ShowMessage(5);
+        Stop();
+        MacInfoTrace("CLumExtension::HandleIniFileCallback,End 2");
+        return;
+    }
+    MacInfoTrace("CLumExtension::HandleIniFileCallback,End %d", RefuseSecondMeeting(component));
+}
+
+int CLumExtension::RefuseSecondMeeting(const char *component) {
+    std::string installPath;
+    if (CItem *item = m_installationMgr.FindItem(component)) {
+        m_installationMgr.GetItemInstallPath(item, installPath);
+    }
+    if (installPath.empty()) {
+        return 5;
+    }
+    if (installPath.find("replayview.bundle") != std::string::npos ||
+        installPath.find("orbpfw.bundle") != std::string::npos) {
+        return 3; // a player may be opened while another one runs
+    }
+    if (!m_pluginView.IsMainComponantRunning(installPath)) {
+        return 5;
+    }
+    const char *product = GetParameter("ParmProductType_Value");
+    if (product && std::strtol(product, nullptr, 10) == 1) {
+        RefuseTooManyMeetings();
+    } else {
+        ShowMessage(24);
+        Stop();
+    }
+    return 4;
+}
+
+void CLumExtension::RefuseTooManyMeetings() {
+    WriteErrorLog(24, nullptr);
+    Stop();
+    if (!ShowTooManyMeetingsAlert(GetParameter("lumlocalsetting")) && m_pLUMInterface &&
+        m_pLUMInterface->pfnShowMessage) {
+        // Without a window server the host's way of telling the user is the only one.
+        m_pLUMInterface->pfnShowMessage(m_pLUMCookie,
+                                        TooManyMeetingsText(GetParameter("lumlocalsetting")).c_str());
+    }
+    // The heartbeat takes the running meeting for the launched application and sends the page on.
+    SetKelvoAppLaunched(true);
+    [m_pBridge setLaunchFlag:YES];
+}
+
+void CLumExtension::ParseIniFile(const char *iniPath, bool suppress) {
+    if (iniPath) {
+        WriteErrorLog(1002, nullptr);
+        ReadItemLines(iniPath);
+    } else {
+        TraceAssertionFailure("lpszIniFile", kSource, __LINE__);
+        if (const char *items = GetParameter("LumDependency")) {
+            m_installationMgr.ParseInstructions(items);
+        }
+    }
+    if (suppress) {
+        m_installationMgr.SuppressInstallation();
+    } else {
+        m_installationMgr.PrepareInstallation(false);
+    }
+    if (m_fuzzyWindowMgr.isUsingFuzzyWindow()) {
+        m_fuzzyWindowMgr.setTotalDownloadSize(m_installationMgr.m_dwTotalSize);
+    }
+    m_dwDownloadStartTick = GetTickCount();
+    m_dwDownloadTotalSize = m_installationMgr.m_dwTotalSize;
+}
+
+void CLumExtension::ReadItemLines(const char *iniPath) {
+    const char *parameter = GetParameter("LumActiveIniSection");
+    const std::string section = parameter ? parameter : "Kelvo";
+    MacInfoTrace("qxlumext64: regular sec [%s]", section.c_str());
+    const int count = static_cast<int>(QXGetPrivateProfileInt(section.c_str(), "Count", 0, iniPath));
+    if (count < 1) {
+        MacInfoTrace("Invalid INI file format(0 files in Ini)");
+        return;
+    }
+    MacInfoTrace("There are %d files in the file list", count);
+    for (int i = 1; i <= count; ++i) {
+        const std::string key = "File" + std::to_string(i);
+        char line[kItemLineSize];
+        if (QXGetPrivateProfileString(section.c_str(), key.c_str(), "", line, sizeof line, iniPath) <
+            kShortestItemLine) {
+            if (i != count) {
+                MacInfoTrace("Invalid INI file format i =%d,cCount = %d", i, count);
+            }
+            return;
+        }
+        m_installationMgr.ParseItem(line, true);
+        if (i == count) {
+            return; // also keeps the index from running past the largest count
+        }
+    }
+}

@@ -1,0 +1,225 @@
+// Messages to the user and requests to the site's logging URL.
+#include <sys/time.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdarg>
+#include <ctime>
+
+#import <Foundation/Foundation.h>
+
+#include "lum/common/lumutil.h"
+#include "lum/lumext/lumext.h"
+
+namespace {
+
+constexpr char kSource[] = "lum/lumext/lumext";
+constexpr std::size_t kMessageSize = 4096;
+constexpr char kDownloadTimeCode[] = "1106";
+
+constexpr char kShortText[] = "Setup was unsuccessful. Please restart browser and try again.\n\n\nError [%d]\n\n";
+constexpr char kUrlText[] = "Setup was unsuccessful. Please restart browser and try again.\n\n\nError [%d], URL [%s]\n";
+constexpr char kFileText[] =
+    "Setup was unsuccessful. Please restart browser and try again.\n\n\nError [%d], File [%s]\n";
+constexpr char kMeetingText[] =
+    "You already have one meeting in progress. You can start or join a new meeting after you leave the previous meeting.";
+
+// The English text of a message, null for an id that has none.
+const char *EnglishText(int number) {
+    if (number > 7000 && number < 7012) {
+        return kFileText;
+    }
+    switch (number) {
+    case 1:
+    case 2:
+    case 5:
+    case 23:
+        return kShortText;
+    case 6:
+        return kUrlText;
+    case 7:
+    case 15:
+    case 17:
+    case 18:
+        return kFileText;
+    case 24:
+        return kMeetingText;
+    default:
+        return nullptr;
+    }
+}
+
+// The conversions of a format, in order: "%d%s" for "a %d b %s".
+std::string Conversions(const std::string &format) {
+    std::string found;
+    for (std::size_t i = format.find('%'); i != std::string::npos; i = format.find('%', i + 1)) {
+        const std::size_t end = format.find_first_of("diouxXeEfFgGaAcspn%", i + 1);
+        found += format.substr(i, end == std::string::npos ? end : end - i + 1);
+        if (end == std::string::npos) {
+            break;
+        }
+        i = end;
+    }
+    return found;
+}
+
+// What the trace collector of the host's process has kept of warnings, ready for a URL.
+std::string CollectedWarnings() {
+    NSMutableDictionary *query =
+        [NSMutableDictionary dictionaryWithObject:[NSNumber numberWithBool:YES] forKey:@"RESETTRACES"];
+    [[NSNotificationCenter defaultCenter] postNotificationName:@"QUERYWARINGMESSAGENOTIFICTION"
+                                                        object:nil
+                                                      userInfo:query];
+    id warnings = [query objectForKey:@"QUERYTRACESKEY"];
+    const char *text = [warnings isKindOfClass:[NSString class]] ? [warnings UTF8String] : nullptr;
+    return text && *text ? text : "no%20error";
+}
+
+} // namespace
+
+bool CLumExtension::GetLogParameters(LogParameters &parameters, const char *&missing) const {
+    const std::array<std::pair<const char *, std::string *>, 3> wanted{{{"LoggingURL", &parameters.url},
+                                                                        {"MeetingID", &parameters.meeting},
+                                                                        {"SessionID", &parameters.session}}};
+    for (const auto &[name, place] : wanted) {
+        const char *value = GetParameter(name);
+        if (!value) {
+            missing = name;
+            return false;
+        }
+        *place = value;
+    }
+    return true;
+}
+
+bool CLumExtension::WriteErrorLog(std::int32_t code, const char *optInfo) {
+    MacWarnTrace("CLumExtension::WriteErrorLog,Begin,errorcode =%d", code);
+    const std::string warnings = CollectedWarnings();
+    LogParameters parameters;
+    const char *missing = nullptr;
+    if (!GetLogParameters(parameters, missing)) {
+        MacErrorTrace("CLumExtension::WriteErrorLog,End,%s is nil!", missing);
+        return false;
+    }
+    MacInfoTrace("CLumExtension::WriteErrorLog,JMF parameters: %s,%s,%s", parameters.url.c_str(),
+                 parameters.meeting.c_str(), parameters.session.c_str());
+    try {
+        std::string tail = "ConfID=" + parameters.meeting + "&SessionID=" + parameters.session +
+                           "&Module=1&ErrorCode=" + std::to_string(code);
+        if (optInfo) {
+            tail += std::string("&OptInfo1=") + optInfo;
+        }
+        tail += "&OptInfo3=" + warnings;
+
+        std::string url = parameters.url;
+        const bool hasQuery = url.find('?') != std::string::npos;
+        const char last = url.empty() ? '\0' : url.back();
+        if (!hasQuery && last == '&') {
+            MacErrorTrace("CLumExtension::WriteErrorLog,LoggingURL is not right!");
+        } else if (!hasQuery) {
+            url += "?" + tail;
+        } else if (last == '&' || last == '?') {
+            url += tail;
+        } else {
+            url += "&" + tail;
+        }
+        const bool saved = SaveMsgLogToUrl(url.c_str(), nullptr);
+        MacInfoTrace("CLumExtension::WriteErrorLog,End,Save the error message log to [%s] is [%s]", url.c_str(),
+                     saved ? "successful" : "failed");
+        return true;
+    } catch (const std::exception &) {
+        MacErrorTrace("CLumExtension::WriteErrorLog,End,Write Log to server fails!");
+        return false;
+    }
+}
+
+bool CLumExtension::WriteErrorLogForReportDownloadTime() {
+    MacInfoTrace("CLumExtension::WriteErrorLogForReportDownloadTime,Begin");
+    LogParameters parameters;
+    const char *missing = nullptr;
+    if (!GetLogParameters(parameters, missing)) {
+        MacErrorTrace(
+            "CLumExtension::WriteErrorLogForReportDownloadTime,End,LoggingURL/MeetingID/SessionID is nil!");
+        return false;
+    }
+    MacInfoTrace("CLumExtension::WriteErrorLogForReportDownloadTime,JMF parameters: %s,%s,%s",
+                 parameters.url.c_str(), parameters.meeting.c_str(), parameters.session.c_str());
+    try {
+        // Joined with "&" whatever the form of the logging URL, unlike the other report: sites rely on it.
+        const std::string url = parameters.url + "&ConfID=" + parameters.meeting + "&SessionID=" + parameters.session +
+                                "&Module=1&ErrorCode=" + kDownloadTimeCode + "&OptInfo3=" + GetGMTTimeForLogEvent() +
+                                "&RefNum4=" + std::to_string(m_dwDownloadTotalSize) +
+                                "&RefNum5=" + std::to_string(m_dwDownloadStartTick);
+        SaveMsgLogToUrl(url.c_str(), nullptr);
+        MacInfoTrace("CLumExtension::WriteErrorLogForReportDownloadTime,End");
+        return true;
+    } catch (const std::exception &) {
+        MacErrorTrace("CLumExtension::WriteErrorLogForReportDownloadTime,End,Write Log to server fails!");
+        return false;
+    }
+}
+
+std::string CLumExtension::GetGMTTimeForLogEvent() {
+    constexpr std::size_t kFullLength = 21; // date, time and at least the "+" of the zone
+    constexpr std::size_t kKept = 20;       // through the "-" after the seconds
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    std::tm utc{};
+    gmtime_r(&now.tv_sec, &utc);
+    char text[64];
+    std::string time(text, std::strftime(text, sizeof text, "%Y-%m-%d-%H:%M:%S-%z", &utc));
+    if (time.size() >= kFullLength) {
+        time.resize(kKept);
+        time += std::to_string(now.tv_usec / 1000);
+    }
+    MacInfoTrace("CLumExtension::GetGMTTimeForLogEvent,GMTTime:%s", time.c_str());
+    return time;
+}
+
+bool CLumExtension::SaveMsgLogToUrl(const char *lpszUrl, void *) {
+    if (!lpszUrl) {
+        return false;
+    }
+    MacWarnTrace("CLumExtension::SaveMsgLogToUrl,lpszUrl=%s", lpszUrl);
+    OpenURL(nullptr, lpszUrl);
+    return true;
+}
+
+std::string CLumExtension::LoadResourceString(int nResourceId) {
+    const char *english = EnglishText(nResourceId);
+    if (!english) {
+        TraceAssertionFailure("FALSE", kSource, __LINE__);
+        return {};
+    }
+    NSString *translated = LocalizedText(ExtensionBundle(), GetParameter("lumlocalsetting"),
+                                         [NSString stringWithUTF8String:english]);
+    const char *format = [translated UTF8String];
+    std::string text = format ? format : "";
+    // A table is a file that others translate: what it holds is a format only when it asks for the same arguments.
+    if (text.empty() || Conversions(text) != Conversions(english)) {
+        MacErrorTrace("invalid format string in file[%s], line[%d], nResourceId[%d]", kSource, __LINE__, nResourceId);
+        return {};
+    }
+    replaceall(text, "%d", std::to_string(nResourceId));
+    return text;
+}
+
+void CLumExtension::ShowMessage(int nResourceId, ...) {
+    MacWarnTrace("CLumExtension::ShowMessage,nResourceId=%d", nResourceId);
+    const std::string format = LoadResourceString(nResourceId);
+    char text[kMessageSize];
+    if (format.empty()) {
+        MacInfoTrace("CLumExtension::ShowMessage,can not load resource string!");
+        std::snprintf(text, sizeof text, "%d", nResourceId);
+    } else {
+        va_list arguments;
+        va_start(arguments, nResourceId);
+        std::vsnprintf(text, sizeof text, format.c_str(), arguments);
+        va_end(arguments);
+    }
+    WriteErrorLog(nResourceId, nullptr);
+    MacWarnTrace("CLumExtension::ShowMessage = %s", text);
+    if (m_pLUMInterface && m_pLUMInterface->pfnShowMessage) {
+        m_pLUMInterface->pfnShowMessage(m_pLUMCookie, text);
+    }
+}

@@ -1,0 +1,98 @@
+// Which items to fetch: the walk over the list and its decisions.
+#include <algorithm>
+
+#include "lum/common/lumutil.h"
+#include "lum/common/versionfordylib.h"
+#include "lum/lumext/folders.h"
+#include "lum/lumext/lumext.h"
+#include "lum/lumext/luminstallationmgr.h"
+#include "lum/lumext/versionorder.h"
+
+namespace {
+
+constexpr char kSource[] = "lum/lumext/luminstallationmgr";
+
+// An installed copy of this library is newer than the one offered, so it stays: what needs the offered one runs with it.
+bool HasNewerCopy(const CItem &item, const std::string &path) {
+    MacInfoTrace("LumInstallationMgr::PrepareInstallation, it is dylib file and need check backwardcompatible!");
+    std::string local;
+    if (!GetVersionFromDylib(path, local, nullptr)) {
+        MacWarnTrace("LumInstallationMgr::PrepareInstallation, can not get local dylib version, need update!");
+        return false;
+    }
+    const std::optional<VersionParts> oldVersion = ParseVersion(local);
+    const std::optional<VersionParts> newVersion = ParseVersion(item.m_strVersion);
+    if (!oldVersion || !newVersion) {
+        return false;
+    }
+    TraceVersions("LumInstallationMgr::PrepareInstallation", *oldVersion, *newVersion);
+    if (*oldVersion <= *newVersion) {
+        MacWarnTrace("LumInstallationMgr::PrepareInstallation, local dylib version is lower,need update!");
+        return false;
+    }
+    MacInfoTrace("LumInstallationMgr::PrepareInstallation, high version file is exit,so don't update!");
+    return true;
+}
+
+} // namespace
+
+bool LumInstallationMgr::PrepareInstallation(bool bNoDownload) {
+    const bool bBackward = IsBackwardCompatible();
+    for (std::size_t i = 0; i < m_aItems.size(); ++i) {
+        MacInfoTrace("Count=%d, item=%d", static_cast<int>(m_aItems.size()), static_cast<int>(i));
+        CItem *pItem = m_aItems[i];
+        if (!pItem) {
+            TraceAssertionFailure("pItem", kSource, __LINE__);
+            continue;
+        }
+        if (!IsUpdateNeeded(*pItem, bBackward)) {
+            pItem->m_dwState = kItemFinished;
+            continue;
+        }
+        ++mNeedUpdate;
+        VerifyCertification();
+        pItem->m_dwState = kItemPending;
+        if (!bNoDownload) {
+            PrepareDownload(pItem, false);
+        }
+    }
+    return true;
+}
+
+bool LumInstallationMgr::IsUpdateNeeded(CItem &item, bool bBackward) {
+    std::string path;
+    GetItemInstallPath(&item, path);
+    bool isLibrary = false;
+    if (path.find("dylib") != std::string::npos) {
+        path = GetVersionedLibraryPath(item);
+        MacInfoTrace("LumInstallationMgr::PrepareInstallation,real file is %s", path.c_str());
+        isLibrary = true;
+    }
+    if (FileExists(path)) {
+        if (!item.NeedUpdate(path.c_str(), nullptr, bBackward)) {
+            return false;
+        }
+        MacWarnTrace("LumInstallationMgr::PrepareInstallation,%s need update!", path.c_str());
+        return true;
+    }
+    MacInfoTrace("LumInstallationMgr::PrepareInstallation,%s is not exist!", path.c_str());
+    return !(bBackward && isLibrary && HasNewerCopy(item, path));
+}
+
+std::string LumInstallationMgr::GetVersionedLibraryPath(const CItem &item) {
+    const std::string &name = item.m_strName;
+    std::string version = item.m_strVersion;
+    std::replace(version.begin(), version.end(), ',', '.');
+    std::string dir;
+    GetItemInstallDir(&item, dir);
+    return WithTrailingSlash(dir) + name.substr(0, name.rfind('.')) + "-" + version + ".dylib";
+}
+
+bool LumInstallationMgr::IsBackwardCompatible() {
+    const char *component = GetParameter("LumComponentName");
+    if (!component || std::string(component).find("orbpfw.bundle") == std::string::npos) {
+        return false;
+    }
+    MacInfoTrace("LumInstallationMgr::IsBackwardCompatible,it is backward compatible!");
+    return true;
+}
