@@ -1,0 +1,126 @@
+// The reader of profile files. It reads afresh on every call, so a scan has to be cheap: nothing per character depends
+// on the locale, and a line outside the wanted section costs no more than the search for its brackets.
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "lum/common/asciitext.h"
+#include "lum/common/assertion.h"
+#include "lum/common/lumutil.h"
+#include "lum/common/scopedfile.h"
+
+namespace {
+
+constexpr SourceUnit kSource("lum/common/lumutil");
+constexpr std::size_t kLineSize = 2048; // a longer line is read in pieces, each a line of its own
+constexpr std::size_t kIntegerSize = 256;
+
+constexpr bool IsBlank(char character) {
+    return character == ' ' || character == '\t' || character == '\r' || character == '\n';
+}
+
+// Ends the text `from` .. `end` before its trailing blanks and returns its first character that is none.
+char *TrimRange(char *from, char *end) {
+    while (end > from && IsBlank(end[-1])) {
+        --end;
+    }
+    *end = '\0';
+    while (IsBlank(*from)) {
+        ++from;
+    }
+    return from;
+}
+
+char *Trim(char *text) {
+    return TrimRange(text, text + std::strlen(text));
+}
+
+// The section's name, trimmed, when the line is a header: any line that holds both brackets, wherever they stand.
+char *SectionOfHeader(char *line) {
+    char *opening = std::strchr(line, '[');
+    char *closing = opening ? std::strchr(line, ']') : nullptr;
+    if (!closing) {
+        return nullptr;
+    }
+    *closing = '\0';
+    return Trim(opening + 1);
+}
+
+char *WithoutQuotes(char *value) {
+    const char quote = value[0];
+    if (quote != '"' && quote != '\'') {
+        return value;
+    }
+    char *last = value + std::strlen(value) - 1;
+    if (*last != quote) {
+        return value;
+    }
+    *last = '\0'; // of a value that is a single quote character nothing is left
+    return *value ? Trim(value + 1) : value;
+}
+
+// The value, trimmed and without quotes, when the line sets `key`.
+char *ValueOfKey(char *line, std::string_view key) {
+    char *equals = std::strchr(line, '=');
+    if (!equals || !EqualsIgnoringCase(TrimRange(line, equals), key)) {
+        return nullptr;
+    }
+    return WithoutQuotes(Trim(equals + 1));
+}
+
+ScopedFile OpenProfile(const char *path) {
+    return ScopedFile(path ? std::fopen(path, "rt") : nullptr);
+}
+
+} // namespace
+
+char *QXTrimStringA(char *str) {
+    return AssertionHolds(str != nullptr, "lpszString", kSource) ? Trim(str) : nullptr;
+}
+
+char *QXTrimString(char *str) {
+    return QXTrimStringA(str);
+}
+
+bool QXReadIni(FILE *stream, const char *section, const char *key, char *out, unsigned int outSize) {
+    char line[kLineSize] = {};
+    bool inSection = false;
+    while (std::fgets(line, sizeof line, stream)) {
+        if (const char *name = SectionOfHeader(line)) {
+            if (inSection) {
+                return false; // whatever its name: a later section of the same name is never read
+            }
+            inSection = EqualsIgnoringCase(name, section);
+        } else if (inSection) {
+            if (const char *value = ValueOfKey(line, key)) {
+                CopyBounded(out, outSize, value);
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+unsigned int QXGetPrivateProfileString(const char *section, const char *key, const char *defaultValue, char *out,
+                                       unsigned int outSize, const char *path) {
+    if (outSize == 0) {
+        return 0;
+    }
+    const ScopedFile profile = OpenProfile(path);
+    if (!profile || !QXReadIni(profile.get(), section, key, out, outSize)) {
+        // One character shorter than a value that is found.
+        CopyBounded(out, std::max(outSize - 1, 1U), defaultValue ? defaultValue : "");
+    }
+    return static_cast<unsigned int>(std::strlen(out));
+}
+
+unsigned int QXGetPrivateProfileInt(const char *section, const char *key, unsigned int defaultValue,
+                                    const char *path) {
+    const ScopedFile profile = OpenProfile(path);
+    char value[kIntegerSize] = {};
+    if (!profile || !QXReadIni(profile.get(), section, key, value, sizeof value)) {
+        return defaultValue;
+    }
+    int number = 0;
+    return std::sscanf(value, "%d", &number) == 1 ? static_cast<unsigned int>(number) : defaultValue;
+}

@@ -1,0 +1,77 @@
+// Removal of a file or folder that gives way by degrees: the file manager, the plain calls, and at last a new name,
+// so that the old one is free for what is installed next.
+#include <stdio.h>
+#include <unistd.h>
+
+#include "lum/common/filestatus.h"
+#import "lum/common/lumutil.h"
+#import "lum/common/scopedpool.h"
+
+namespace {
+
+bool RemoveWithFileManager(NSString *path) {
+    return [[NSFileManager defaultManager] removeItemAtPath:path error:nullptr];
+}
+
+void RemoveWithSystemCall(const std::string &path) {
+    if (isDir(path.c_str())) {
+        rmdir(path.c_str());
+    } else {
+        unlink(path.c_str());
+    }
+}
+
+NSString *HiddenSibling(NSString *path) {
+    return [NSString stringWithFormat:@"%@/.%@.%d", [path stringByDeletingLastPathComponent],
+                                      [path lastPathComponent], static_cast<int>(GetTickCount())];
+}
+
+void Rename(NSString *from, NSString *to) {
+    rename([from fileSystemRepresentation], [to fileSystemRepresentation]);
+}
+
+// Gives the item another name and removes it there as far as it can be removed.
+bool RemoveUnderNewName(NSString *path) {
+    NSString *newName = HiddenSibling(path);
+    if ([newName length] == 0) {
+        MacErrorTrace("RemoveFile: combine new name failed!");
+        return false;
+    }
+    RemoveWithFileManager(newName);
+    Rename(path, newName);
+    if (IsPresent([path UTF8String])) {
+        newName = [path stringByAppendingString:@".deltmp"];
+        Rename(path, newName);
+    }
+    RemoveWithFileManager(newName);
+    if (IsPresent([path UTF8String])) {
+        // The line goes out without the path, its conversion as it stands.
+        MacErrorTrace("%s", "RemoveFile: remove file[%s] again, still failed!");
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+bool RemoveFile(const std::string &path) {
+    if (path.empty()) {
+        return true;
+    }
+    const ScopedPool pool;
+    NSString *text = [NSString stringWithUTF8String:path.c_str()];
+    if (!text || !IsPresent(path.c_str())) {
+        return false;
+    }
+    if (RemoveWithFileManager(text)) {
+        MacInfoTrace("RemoveFile: remove file[%s] success!", path.c_str());
+        return true;
+    }
+    MacWarnTrace("RemoveFile: remove file[%s] failed!", path.c_str());
+    RemoveWithSystemCall(path);
+    if (!IsPresent(path.c_str())) {
+        MacInfoTrace("RemoveFile: remove file[%s] success after using c func", path.c_str());
+        return true;
+    }
+    return RemoveUnderNewName(text);
+}

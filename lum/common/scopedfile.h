@@ -1,0 +1,10 @@
+// A stream that is closed at the end of its scope.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+
+struct FileCloser {
+    void operator()(std::FILE *stream) const { std::fclose(stream); }
+};
+using ScopedFile = std::unique_ptr<std::FILE, FileCloser>;
