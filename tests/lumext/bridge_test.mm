@@ -1,0 +1,91 @@
+// The launched application's report, within the process and across processes.
+#include <gtest/gtest.h>
+
+#import <Foundation/Foundation.h>
+
+#import "lum/lumext/LUMBridge.h"
+#include "lum/lumext/lumext.h"
+#include "tests/support/TraceRecorder.h"
+
+namespace {
+
+NSNotification *Launched(NSDictionary *info) {
+    return [NSNotification notificationWithName:@"KLVMeetingLaunchedNotification" object:nil userInfo:info];
+}
+
+NSDictionary *Info(id processId, id url) {
+    NSMutableDictionary *info = [NSMutableDictionary dictionary];
+    if (processId) {
+        [info setObject:processId forKey:@"kKLVMeetingProcessIDKey"];
+    }
+    if (url) {
+        [info setObject:url forKey:@"kJumpURLKey"];
+    }
+    return info;
+}
+
+NSNumber *Number(int value) {
+    return [NSNumber numberWithInt:value];
+}
+
+} // namespace
+
+TEST(Bridge, OnlyTheLaunchedProcessIsHeard) {
+    const struct {
+        int launched;
+        NSDictionary *info; // nil: a notification without any
+        bool heard;
+        NSString *url;
+    } cases[] = {
+        {42, Info(Number(42), @"http://next"), true, @"http://next"},
+        {42, Info(Number(42), @""), true, @""},
+        {42, Info(Number(42), nil), true, nil},
+        {42, Info(Number(43), @"http://next"), false, nil},
+        {42, Info(@"42", @"http://next"), false, nil},
+        {42, Info(nil, @"http://next"), false, nil},
+        {42, nil, false, nil},
+        {-1, Info(Number(42), nil), false, nil},
+        {-1, Info(Number(-1), @"u"), true, @"u"},
+    };
+    for (const auto &test : cases) {
+        CLumExtension extension(nullptr);
+        extension.m_nMainComponentPid = test.launched;
+        TraceRecorder traces;
+        [extension.m_pBridge meetingLaunced:Launched(test.info)];
+        EXPECT_EQ([extension.m_pBridge launchFlag], test.heard ? YES : NO);
+        NSString *url = [extension.m_pBridge jumpURL];
+        EXPECT_TRUE(url == test.url || [url isEqualToString:test.url]);
+        EXPECT_EQ(traces.HasPart("Meeting launched notification received, pid = "), test.heard);
+    }
+    CLumExtension extension(nullptr);
+    [extension.m_pBridge meetingLaunced:nil];
+    EXPECT_FALSE([extension.m_pBridge launchFlag]);
+    LUMBridge *lonely = [[LUMBridge alloc] initWithReceiver:nullptr];
+    [lonely meetingLaunced:Launched(Info(Number(-1), nil))];
+    EXPECT_FALSE([lonely launchFlag]);
+    [lonely release];
+}
+
+TEST(Bridge, HearsTheDistributedNotificationUntilItGoes) {
+    auto extension = std::make_unique<CLumExtension>(nullptr);
+    extension->m_nMainComponentPid = 4711;
+    NSDistributedNotificationCenter *center = [NSDistributedNotificationCenter defaultCenter];
+    [center postNotificationName:@"KLVMeetingLaunchedNotification"
+                          object:@"anybody"
+                        userInfo:Info(Number(4711), @"http://next")
+              deliverImmediately:YES];
+    NSDate *deadline = [NSDate dateWithTimeIntervalSinceNow:20];
+    while (![extension->m_pBridge launchFlag] && [deadline timeIntervalSinceNow] > 0) {
+        [[NSRunLoop currentRunLoop] runMode:NSDefaultRunLoopMode
+                                 beforeDate:[NSDate dateWithTimeIntervalSinceNow:0.05]];
+    }
+    EXPECT_TRUE([extension->m_pBridge launchFlag]);
+    EXPECT_TRUE([[extension->m_pBridge jumpURL] isEqualToString:@"http://next"]);
+
+    extension.reset(); // a notification that arrives now must find nobody
+    [center postNotificationName:@"KLVMeetingLaunchedNotification"
+                          object:nil
+                        userInfo:Info(Number(4711), nil)
+              deliverImmediately:YES];
+    [[NSRunLoop currentRunLoop] runMode:NSDefaultRunLoopMode beforeDate:[NSDate dateWithTimeIntervalSinceNow:0.2]];
+}

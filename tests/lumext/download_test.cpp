@@ -1,0 +1,123 @@
+// Downloads: requests, bytes, speed, time left, when the window is wanted.
+#include <gtest/gtest.h>
+
+#include "lum/common/lumutil.h"
+#include "lum/lumext/lumext.h"
+#include "tests/support/FakeHost.h"
+#include "tests/support/TraceRecorder.h"
+
+namespace {
+
+struct Fixture {
+    FakeHost host;
+    CLumExtension extension{&host};
+    LumInstallationMgr &manager = extension.m_installationMgr;
+    Fixture() { extension.m_pLUMInterface = &host.table; }
+};
+
+} // namespace
+
+TEST(Download, SpeedCountsTheFirstSecondWhole) {
+    const struct {
+        unsigned int elapsed;
+        unsigned int speed;
+    } cases[] = {{0, 5000}, {900, 5000}, {1100, 5000}, {2500, 2500}, {9500, 555}};
+    for (const auto &test : cases) {
+        Fixture fixture;
+        GetTickCount();
+        fixture.manager.m_dwStartTick = GetTickCount() - test.elapsed; // before the origin it wraps, as it may
+        fixture.manager.UpdateDownloadProgress(5000);
+        EXPECT_EQ(fixture.manager.m_dwDownloadSpeed, test.speed) << test.elapsed;
+        EXPECT_EQ(fixture.manager.m_dwDownloadedSize, 5000u);
+    }
+}
+
+TEST(Download, TimeLeft) {
+    const struct {
+        unsigned int total, received, speed, seconds;
+    } cases[] = {{1000, 0, 0, 0}, {1000, 1000, 10, 0}, {1000, 1001, 10, 0}, {1000, 995, 10, 0}, {1000, 333, 10, 66},
+                 {0, 0, 10, 0}};
+    for (const auto &test : cases) {
+        Fixture fixture;
+        fixture.manager.m_dwTotalSize = test.total;
+        fixture.manager.m_dwDownloadedSize = test.received;
+        fixture.manager.m_dwDownloadSpeed = test.speed;
+        EXPECT_EQ(fixture.manager.CalcEstimatedTimeLeft(), test.seconds);
+    }
+}
+
+TEST(Download, WhenTheWindowIsWanted) {
+    const struct {
+        unsigned int need, current;
+        const char *suppress; // null: absent
+        bool wanted;
+    } cases[] = {{0, 0, nullptr, false}, {1, 0, nullptr, true},  {1, 1, nullptr, false}, {2, 0, "True", false},
+                 {2, 0, "tRUE", false},  {2, 0, "False", true},  {2, 0, "", true},       {2, 0, "True ", true}};
+    for (const auto &test : cases) {
+        Fixture fixture;
+        fixture.manager.mNeedUpdate = test.need;
+        fixture.manager.mCurrentUpdate = test.current;
+        if (test.suppress) {
+            fixture.host.parameters["LumSuppressProgressBar"] = test.suppress;
+        }
+        EXPECT_EQ(fixture.manager.isNeedDownload(), test.wanted);
+    }
+}
+
+TEST(Download, RequestsAddUpUnlessFlagged) {
+    Fixture fixture;
+    fixture.manager.m_strUrlRoot = "http://s/";
+    CItem item(&fixture.extension);
+    item.m_strUrl = "p.tgz";
+    item.m_dwCompressedSize = 40;
+    fixture.manager.PrepareDownload(&item, false);
+    fixture.manager.PrepareDownload(&item, true);
+    EXPECT_EQ(fixture.manager.m_dwTotalSize, 40u);
+    ASSERT_EQ(fixture.host.requests.size(), 2u);
+    EXPECT_EQ(fixture.host.requests[0].url.find("http://s/p.tgz?random="), 0u);
+    TraceRecorder traces;
+    fixture.manager.PrepareDownload(nullptr, false);
+    EXPECT_TRUE(traces.HasPart("ASSERT pItem failed at file lum/lumext/luminstallationmgr, line", 3));
+    EXPECT_EQ(fixture.host.requests.size(), 2u);
+}
+
+TEST(Download, CancelStopsInOrder) {
+    Fixture fixture;
+    fixture.host.EnableLog();
+    TraceRecorder traces;
+    fixture.manager.Cancel();
+    EXPECT_TRUE(fixture.extension.m_bStopped);
+    EXPECT_EQ(fixture.host.stops, 1);
+    EXPECT_EQ(fixture.host.LogCodes(), std::vector<std::string>{"901"});
+    EXPECT_EQ(traces.Texts(2).front(), "LumInstallationMgr::Cancel");
+    EXPECT_EQ(traces.Texts(2).back(),
+              "LumInstallationMgr::Cancel called, It is cause by user click stop button in progress window");
+}
+
+TEST(Download, NothingHappensAfterStop) {
+    Fixture fixture;
+    fixture.manager.m_strUrlRoot = "http://s";
+    fixture.manager.ParseItem("a;a.tgz;;1;1;1;;;;0", true);
+    fixture.manager.PrepareInstallation(false);
+    fixture.extension.Stop();
+    ASSERT_EQ(fixture.host.requests.size(), 1u);
+    fixture.host.requests[0].Progress(77);
+    fixture.host.requests[0].Done(nullptr);
+    fixture.host.requests[0].Done("/nowhere");
+    CLumExtension::GetIniFileCallback(nullptr, &fixture.extension, LUMGetFileNotifyDone, nullptr);
+    EXPECT_EQ(fixture.manager.m_dwDownloadedSize, 0u);
+    EXPECT_TRUE(fixture.host.messages.empty());
+    EXPECT_TRUE(fixture.host.installs.empty());
+}
+
+TEST(Download, AFailedDownloadIsMessageSixWithTheItemsUrl) {
+    Fixture fixture;
+    fixture.manager.ParseItem("a;sub/a.tgz;;1;1;1;;;;0", true);
+    fixture.manager.PrepareInstallation(false);
+    ASSERT_EQ(fixture.host.requests.size(), 1u);
+    fixture.host.requests[0].Done(nullptr);
+    ASSERT_EQ(fixture.host.messages.size(), 1u);
+    EXPECT_EQ(fixture.host.messages[0], "Setup was unsuccessful. Please restart browser and try again.\n\n\n"
+                                        "Error [6], URL [sub/a.tgz]\n");
+    EXPECT_TRUE(fixture.extension.m_bStopped);
+}

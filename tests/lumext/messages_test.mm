@@ -1,0 +1,210 @@
+// Messages to the user and requests to the logging URL.
+#include <gtest/gtest.h>
+
+#include <regex>
+
+#import <Foundation/Foundation.h>
+
+#include "lum/lumext/lumext.h"
+#include "tests/support/FakeHost.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/TraceRecorder.h"
+
+// Answers the query for warnings with what a test puts there.
+@interface LUMTestCollector : NSObject {
+@public
+    id answer;
+    BOOL reset;
+}
+@end
+
+@implementation LUMTestCollector
+- (void)query:(NSNotification *)notification {
+    NSMutableDictionary *info = (NSMutableDictionary *)[notification userInfo];
+    reset = [[info objectForKey:@"RESETTRACES"] boolValue];
+    if (answer) {
+        [info setObject:answer forKey:@"QUERYTRACESKEY"];
+    }
+}
+@end
+
+namespace {
+
+struct Fixture {
+    FakeHost host;
+    CLumExtension extension{&host};
+    Fixture() {
+        extension.m_pLUMInterface = &host.table;
+        [NSBundle bundleWithPath:@TEST_BUNDLE]; // found by its identifier from now on
+    }
+};
+
+const std::string kStart = "Setup was unsuccessful. Please restart browser and try again.\n\n\nError [";
+
+} // namespace
+
+TEST(Messages, LoggingUrlForms) {
+    const std::string tail = "ConfID=M1&SessionID=S1&Module=1&ErrorCode=901&OptInfo3=no%20error";
+    const struct {
+        const char *url;
+        std::string sent;
+    } cases[] = {
+        {"http://l/x", "http://l/x?" + tail},       {"http://l/x?", "http://l/x?" + tail},
+        {"http://l/x?a=b", "http://l/x?a=b&" + tail}, {"http://l/x?a=b&", "http://l/x?a=b&" + tail},
+        {"http://l/x?a=b?", "http://l/x?a=b?" + tail}, {"http://l/x&", "http://l/x&"},
+        {"", "?" + tail},
+    };
+    for (const auto &test : cases) {
+        Fixture fixture;
+        fixture.host.EnableLog();
+        fixture.host.parameters["LoggingURL"] = test.url;
+        TraceRecorder traces;
+        EXPECT_TRUE(fixture.extension.WriteErrorLog(901, nullptr));
+        const std::vector<FakeHost::Navigation> expected{{"(null)", test.sent}};
+        EXPECT_EQ(fixture.host.navigations, expected) << test.url;
+        EXPECT_EQ(traces.Has("CLumExtension::WriteErrorLog,LoggingURL is not right!", 3), test.sent == "http://l/x&");
+        EXPECT_TRUE(traces.Has("CLumExtension::WriteErrorLog,Begin,errorcode =901", 2));
+        EXPECT_TRUE(traces.Has("CLumExtension::SaveMsgLogToUrl,lpszUrl=" + test.sent, 2));
+    }
+}
+
+TEST(Messages, LogNeedsItsThreeParameters) {
+    const struct {
+        std::vector<const char *> absent;
+        const char *trace;
+    } cases[] = {{{"LoggingURL", "MeetingID"}, "CLumExtension::WriteErrorLog,End,LoggingURL is nil!"},
+                 {{"MeetingID", "SessionID"}, "CLumExtension::WriteErrorLog,End,MeetingID is nil!"},
+                 {{"SessionID"}, "CLumExtension::WriteErrorLog,End,SessionID is nil!"}};
+    for (const auto &test : cases) {
+        Fixture fixture;
+        fixture.host.EnableLog();
+        for (const char *name : test.absent) {
+            fixture.host.parameters.erase(name);
+        }
+        TraceRecorder traces;
+        EXPECT_FALSE(fixture.extension.WriteErrorLog(1, nullptr));
+        EXPECT_TRUE(traces.Has(test.trace, 3));
+        EXPECT_FALSE(fixture.extension.WriteErrorLogForReportDownloadTime());
+        EXPECT_TRUE(traces.Has("CLumExtension::WriteErrorLogForReportDownloadTime,End,LoggingURL/MeetingID/SessionID "
+                               "is nil!",
+                               3));
+        EXPECT_TRUE(fixture.host.navigations.empty());
+    }
+}
+
+TEST(Messages, CollectedWarningsAndOptInfo) {
+    const struct {
+        id answer;
+        const char *tail;
+    } cases[] = {{@"a%20b", "ErrorCode=5&OptInfo1=x&OptInfo3=a%20b"},
+                 {@"", "ErrorCode=5&OptInfo1=x&OptInfo3=no%20error"},
+                 {[NSNumber numberWithInt:3], "ErrorCode=5&OptInfo1=x&OptInfo3=no%20error"},
+                 {nil, "ErrorCode=5&OptInfo1=x&OptInfo3=no%20error"}};
+    for (const auto &test : cases) {
+        Fixture fixture;
+        fixture.host.EnableLog();
+        LUMTestCollector *collector = [[LUMTestCollector new] autorelease];
+        collector->answer = test.answer;
+        [[NSNotificationCenter defaultCenter] addObserver:collector
+                                                 selector:@selector(query:)
+                                                     name:@"QUERYWARINGMESSAGENOTIFICTION"
+                                                   object:nil];
+        fixture.extension.WriteErrorLog(5, "x");
+        [[NSNotificationCenter defaultCenter] removeObserver:collector];
+        EXPECT_TRUE(collector->reset);
+        ASSERT_EQ(fixture.host.navigations.size(), 1u);
+        const std::string &url = fixture.host.navigations[0].url;
+        EXPECT_EQ(url.substr(url.find("ErrorCode=")), test.tail);
+    }
+}
+
+TEST(Messages, DownloadTimeReport) {
+    Fixture fixture;
+    fixture.host.EnableLog();
+    fixture.host.parameters["LoggingURL"] = "http://l/x"; // joined with "&" all the same
+    fixture.extension.m_dwDownloadTotalSize = 4000000000u;
+    fixture.extension.m_dwDownloadStartTick = 1234;
+    EXPECT_TRUE(fixture.extension.WriteErrorLogForReportDownloadTime());
+    ASSERT_EQ(fixture.host.navigations.size(), 1u);
+    EXPECT_TRUE(std::regex_match(
+        fixture.host.navigations[0].url,
+        std::regex("http://l/x&ConfID=M1&SessionID=S1&Module=1&ErrorCode=1106&OptInfo3="
+                   "\\d{4}-\\d\\d-\\d\\d-\\d\\d:\\d\\d:\\d\\d-\\d{1,3}&RefNum4=4000000000&RefNum5=1234")))
+        << fixture.host.navigations[0].url;
+}
+
+TEST(Messages, TextsById) {
+    const std::string shortEnd = "]\n\n";
+    struct Case {
+        int id;
+        std::string text;
+    };
+    std::vector<Case> cases = {{1, kStart + "1" + shortEnd},   {2, kStart + "2" + shortEnd},
+                               {5, kStart + "5" + shortEnd},   {23, kStart + "23" + shortEnd},
+                               {6, kStart + "6], URL [arg]\n"}, {24, "You already have one meeting in progress. You can "
+                                                                     "start or join a new meeting after you leave the "
+                                                                     "previous meeting."},
+                               {7000, "7000"},                 {7012, "7012"},
+                               {0, "0"},                       {-3, "-3"},
+                               {901, "901"}};
+    for (int id : {7, 15, 17, 18, 7001, 7002, 7003, 7004, 7005, 7006, 7007, 7008, 7009, 7010, 7011}) {
+        cases.push_back({id, kStart + std::to_string(id) + "], File [arg]\n"});
+    }
+    for (const Case &test : cases) {
+        Fixture fixture;
+        fixture.host.EnableLog();
+        TraceRecorder traces;
+        fixture.extension.ShowMessage(test.id, "arg");
+        EXPECT_EQ(fixture.host.messages, std::vector<std::string>{test.text});
+        EXPECT_EQ(fixture.host.LogCodes(), std::vector<std::string>{std::to_string(test.id)});
+        EXPECT_EQ(traces.Has("CLumExtension::ShowMessage,can not load resource string!"),
+                  test.text == std::to_string(test.id));
+        EXPECT_TRUE(traces.Has("CLumExtension::ShowMessage = " + test.text, 2));
+    }
+    Fixture fixture;
+    fixture.extension.ShowMessage(7, std::string(5000, 'n').c_str());
+    EXPECT_EQ(fixture.host.messages.at(0).size(), 4095u);
+}
+
+TEST(Messages, EveryLanguageGivesNumberAndFile) {
+    for (int language = 1; language <= 20; ++language) {
+        Fixture fixture;
+        fixture.host.parameters["lumlocalsetting"] = std::to_string(language);
+        fixture.extension.ShowMessage(7003, "pack.bundle");
+        fixture.extension.ShowMessage(5);
+        ASSERT_EQ(fixture.host.messages.size(), 2u);
+        EXPECT_NE(fixture.host.messages[0].find("[7003]"), std::string::npos) << language;
+        EXPECT_NE(fixture.host.messages[0].find("[pack.bundle]"), std::string::npos) << language;
+        EXPECT_NE(fixture.host.messages[1].find("[5]"), std::string::npos) << language;
+        const bool english = fixture.host.messages[1].find("Setup was unsuccessful") == 0;
+        EXPECT_EQ(english, language <= 2 || language == 17) << language;
+    }
+}
+
+TEST(Messages, ATranslationWithOtherConversionsIsNoFormat) {
+    const struct {
+        const char *translation;
+        bool usable;
+    } cases[] = {{"Fehler [%d], Datei [%s]", true}, {"Fehler [%s], Datei [%d]", false}, {"Fehler [%d]", false},
+                 {"%d %s %n", false},               {"%d %s 100%", false},             {"%d %s %%", false},
+                 {"%2$s %1$d", false}};
+    for (const auto &test : cases) {
+        TempDir dir;
+        dir.Write("own.bundle/Resources/Info-gnustep.plist", "{ CFBundleIdentifier = \"" LUM_BUNDLE_IDENTIFIER "\"; }");
+        const std::string key = "Setup was unsuccessful. Please restart browser and try again.\\n\\n\\n"
+                                "Error [%d], File [%s]\\n";
+        dir.Write("own.bundle/Resources/Localizable_English.strings",
+                  "\"" + key + "\" = \"" + test.translation + "\";\n");
+        FakeHost host;
+        CLumExtension extension(&host);
+        extension.m_pLUMInterface = &host.table;
+        NSBundle *bundle =
+            [NSBundle bundleWithPath:[NSString stringWithUTF8String:(dir / "own.bundle").c_str()]];
+        ASSERT_EQ([NSBundle bundleWithIdentifier:@LUM_BUNDLE_IDENTIFIER], bundle);
+        TraceRecorder traces;
+        extension.ShowMessage(18, "x");
+        EXPECT_EQ(host.messages, std::vector<std::string>{test.usable ? "Fehler [18], Datei [x]" : "18"})
+            << test.translation;
+        EXPECT_EQ(traces.HasPart("invalid format string in file[lum/lumext/lumext], line[", 3), !test.usable);
+    }
+}
