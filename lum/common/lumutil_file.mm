@@ -1,10 +1,12 @@
 #include <sys/stat.h>
 
+#import <Foundation/Foundation.h>
+
 #include "lum/common/assertion.h"
 #include "lum/common/filestatus.h"
-#import "lum/common/lumutil.h"
-#import "lum/common/scopedpool.h"
+#include "lum/common/lumutil.h"
 #include "lum/common/versionfordylib.h"
+#import "lum/platform/scopedpool.h"
 #include "lum/platform/session.h"
 
 namespace {

@@ -71,36 +71,53 @@ std::string LowerHexadecimal(std::span<const unsigned char> bytes) {
     return text;
 }
 
-template <class Context, std::size_t DigestSize>
-std::string DigestOfFile(const std::string &path, int (*init)(Context *),
-                         int (*update)(Context *, const void *, std::size_t),
-                         int (*final)(unsigned char *, Context *)) {
+template <class Context>
+struct Digest {
+    int (*init)(Context *);
+    int (*update)(Context *, const void *, std::size_t);
+    int (*final)(unsigned char *, Context *);
+
+    bool IsWhole() const { return init && update && final; }
+};
+
+Digest<SHA_CTX> Sha1() {
+    CryptoWrapper *crypto = [CryptoWrapper sharedInstance];
+    return {[crypto SHA_Init], [crypto SHA1_Update], [crypto SHA1_Final]};
+}
+
+Digest<SHA256_CTX> Sha256() {
+    CryptoWrapper *crypto = [CryptoWrapper sharedInstance];
+    return {[crypto SHA256_Init], [crypto SHA256_Update], [crypto SHA256_Final]};
+}
+
+template <std::size_t DigestSize, class Context>
+std::string DigestOfFile(const std::string &path, Digest<Context> (*bind)()) {
     LeftOpenStream stream(path);
-    if (!stream || stream.IsEmpty() || !init || !update || !final) {
+    if (!stream) {
+        return {};
+    }
+    const Digest<Context> digest = bind();
+    if (stream.IsEmpty() || !digest.IsWhole()) {
         return {};
     }
     Context context;
-    init(&context);
+    digest.init(&context);
     stream.Rewind();
     alignas(64) unsigned char chunk[kChunkSize];
     while (const std::size_t size = stream.Read(chunk)) {
-        update(&context, chunk, size);
+        digest.update(&context, chunk, size);
     }
-    unsigned char digest[DigestSize];
-    final(digest, &context);
-    return LowerHexadecimal(digest);
+    unsigned char bytes[DigestSize];
+    digest.final(bytes, &context);
+    return LowerHexadecimal(bytes);
 }
 
 } // namespace
 
 std::string Sha1OfFile(const std::string &path) {
-    CryptoWrapper *crypto = [CryptoWrapper sharedInstance];
-    return DigestOfFile<SHA_CTX, SHA_DIGEST_LENGTH>(path, [crypto SHA_Init], [crypto SHA1_Update],
-                                                    [crypto SHA1_Final]);
+    return DigestOfFile<SHA_DIGEST_LENGTH>(path, Sha1);
 }
 
 std::string Sha256OfFile(const std::string &path) {
-    CryptoWrapper *crypto = [CryptoWrapper sharedInstance];
-    return DigestOfFile<SHA256_CTX, SHA256_DIGEST_LENGTH>(path, [crypto SHA256_Init], [crypto SHA256_Update],
-                                                          [crypto SHA256_Final]);
+    return DigestOfFile<SHA256_DIGEST_LENGTH>(path, Sha256);
 }

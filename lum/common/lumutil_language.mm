@@ -2,10 +2,10 @@
 #include <charconv>
 #include <string_view>
 
-#import "lum/common/lumutil.h"
-#include "lum/platform/session.h"
-
 #import <Foundation/Foundation.h>
+
+#include "lum/common/lumutil.h"
+#include "lum/platform/session.h"
 
 namespace {
 

@@ -3,9 +3,11 @@
 #include <stdio.h>
 #include <unistd.h>
 
+#import <Foundation/Foundation.h>
+
 #include "lum/common/filestatus.h"
-#import "lum/common/lumutil.h"
-#import "lum/common/scopedpool.h"
+#include "lum/common/lumutil.h"
+#import "lum/platform/scopedpool.h"
 
 namespace {
 

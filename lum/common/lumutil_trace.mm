@@ -1,8 +1,10 @@
 #include <cstdarg>
 #include <cstdio>
 
-#import "lum/common/lumutil.h"
-#import "lum/common/scopedpool.h"
+#import <Foundation/Foundation.h>
+
+#include "lum/common/lumutil.h"
+#import "lum/platform/scopedpool.h"
 
 namespace {
 

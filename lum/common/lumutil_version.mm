@@ -3,12 +3,14 @@
 #include <optional>
 #include <string_view>
 
+#import <Foundation/Foundation.h>
+
 #include "lum/common/asciitext.h"
 #include "lum/common/assertion.h"
 #include "lum/common/filestatus.h"
-#import "lum/common/lumutil.h"
-#import "lum/common/scopedpool.h"
+#include "lum/common/lumutil.h"
 #include "lum/common/versionfordylib.h"
+#import "lum/platform/scopedpool.h"
 
 namespace {
 
