@@ -25,6 +25,11 @@ typedef char *Ptr;
 typedef unsigned char Str255[256];
 typedef unsigned char *StringPtr;
 
+typedef struct ProcessSerialNumber {
+    UInt32 highLongOfPSN;
+    UInt32 lowLongOfPSN;
+} ProcessSerialNumber;
+
 typedef struct Point {
     short v;
     short h;

@@ -15,11 +15,6 @@ extern "C" {
  * when that has ended, calls refuse the number, even when its process id has been given to another.
  * procNotFound is the answer for a process that is not there. */
 
-typedef struct ProcessSerialNumber {
-    UInt32 highLongOfPSN;
-    UInt32 lowLongOfPSN;
-} ProcessSerialNumber;
-
 /* Values of lowLongOfPSN while highLongOfPSN is 0. */
 enum {
     kNoProcess = 0,      /* where a walk begins, and what it gives at its end */

@@ -1,0 +1,18 @@
+// Windows of other processes, asked of the X server.
+//
+// Each call makes a connection of its own and leaves the process's other connections and their error handling alone.
+#pragma once
+
+#include <sys/types.h>
+
+enum class Activation {
+    kRequested,      // the window manager was asked; it may refuse
+    kNoWindow,       // the process has no window that the window manager knows of
+    kNoWindowServer, // the server cannot be reached, or cannot tell whose a window is
+};
+
+// Brings the uppermost window of the process that has a title to the front, or the uppermost when none has one.
+Activation ActivateWindowOfProcess(pid_t pid);
+
+// True when the server that DISPLAY names answers.
+bool CanConnectToWindowServer();
