@@ -7,7 +7,9 @@
 #include "lum/platform/catchobjcexception.h"
 #include "lum/platform/linux/AppleEventNotification.h"
 #include "lum/platform/linux/aecontent.h"
+#include "lum/platform/linux/serialnumber.h"
 #include "lum/platform/objceach.h"
+#include "lum/platform/scopedpool.h"
 
 // The events that were sent to processes that are still running, by process id. Posts those of a process again when
 // that says that it listens from now on.
@@ -23,11 +25,6 @@ namespace {
 NSString *const kProcessIDKey = @LUM_APPLE_EVENT_PROCESS_ID_KEY;
 NSString *const kNameKey = @"name";
 NSString *const kInfoKey = @"info";
-
-bool IsRunning(pid_t pid) {
-    ProcessSerialNumber psn;
-    return GetProcessForPID(pid, &psn) == noErr;
-}
 
 void Post(NSString *name, NSDictionary *info) {
     [[NSDistributedNotificationCenter defaultCenter] postNotificationName:name
@@ -63,7 +60,7 @@ void Post(NSString *name, NSDictionary *info) {
 
 - (void)forgetEndedProcesses {
     for (NSNumber *pid : Each<NSNumber *>([mySent allKeys])) {
-        if (!IsRunning([pid intValue])) {
+        if (!FindRunningProcess([pid intValue])) {
             [mySent removeObjectForKey:pid];
         }
     }
@@ -143,12 +140,12 @@ OSErr AddDirectObject(const AEContent &event, NSMutableDictionary *info) {
 }
 
 OSErr Send(const AEContent &event) {
-    pid_t pid = 0;
-    if (GetProcessPID(&event.target, &pid) != noErr) {
+    const auto process = FindRunningProcess(event.target);
+    if (!process) {
         return procNotFound;
     }
     NSMutableDictionary *info = [NSMutableDictionary dictionary];
-    [info setObject:[NSNumber numberWithInt:pid] forKey:kProcessIDKey];
+    [info setObject:[NSNumber numberWithInt:process->pid] forKey:kProcessIDKey];
     [info setObject:[[NSProcessInfo processInfo] globallyUniqueString] forKey:@LUM_APPLE_EVENT_NUMBER_KEY];
     const OSErr error = AddDirectObject(event, info);
     if (error != noErr) {
@@ -182,10 +179,9 @@ OSErr AESend(const AppleEvent *theAppleEvent, AppleEvent *reply, AESendMode send
     if (sendMode != kAENoReply) {
         return paramErr;
     }
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    const ScopedPool pool;
     Sending sending{*event, connectionInvalid};
     // The notification centre throws when it cannot reach its server.
     CatchObjCException(SendInto, &sending);
-    [pool drain];
     return sending.result;
 }

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "lum/platform/linux/frontwindow.h"
-#include "lum/platform/linux/processtable.h"
+#include "lum/platform/linux/serialnumber.h"
 
 namespace {
 
@@ -26,17 +26,11 @@ bool operator==(const ProcessSerialNumber &a, const ProcessSerialNumber &b) {
 
 bool IsConstant(const ProcessSerialNumber &psn, UInt32 value) { return psn == ProcessSerialNumber{0, value}; }
 
-std::optional<RunningProcess> Find(const ProcessSerialNumber &psn) {
-    if (IsConstant(psn, kCurrentProcess)) {
-        return FindRunningProcess(getpid());
-    }
+// A process of the walk is known as it was when the walk began.
+std::optional<RunningProcess> FindInWalk(const ProcessSerialNumber &psn) {
     const auto listed =
         std::ranges::find_if(g_walk, [&](const RunningProcess &process) { return SerialNumber(process) == psn; });
-    if (listed != g_walk.end()) {
-        return *listed;
-    }
-    const auto process = FindRunningProcess(static_cast<pid_t>(psn.lowLongOfPSN));
-    return process && SerialNumber(*process) == psn ? process : std::nullopt;
+    return listed == g_walk.end() ? FindRunningProcess(psn) : *listed;
 }
 
 void CopyName(const std::string &name, StringPtr place) {
@@ -46,6 +40,14 @@ void CopyName(const std::string &name, StringPtr place) {
 }
 
 } // namespace
+
+std::optional<RunningProcess> FindRunningProcess(const ProcessSerialNumber &psn) {
+    if (IsConstant(psn, kCurrentProcess)) {
+        return FindRunningProcess(getpid());
+    }
+    const auto process = FindRunningProcess(static_cast<pid_t>(psn.lowLongOfPSN));
+    return process && SerialNumber(*process) == psn ? process : std::nullopt;
+}
 
 OSErr GetNextProcess(ProcessSerialNumber *psn) {
     if (!psn) {
@@ -68,7 +70,7 @@ OSErr GetProcessInformation(const ProcessSerialNumber *psn, ProcessInfoRec *info
     if (!psn || !info || info->processInfoLength < sizeof(ProcessInfoRec)) {
         return paramErr;
     }
-    const auto process = Find(*psn);
+    const auto process = FindInWalk(*psn);
     if (!process) {
         return procNotFound;
     }
@@ -92,7 +94,7 @@ OSStatus GetProcessPID(const ProcessSerialNumber *psn, pid_t *pid) {
     if (!psn || !pid) {
         return paramErr;
     }
-    const auto process = Find(*psn);
+    const auto process = FindRunningProcess(*psn);
     if (!process) {
         return procNotFound;
     }
@@ -116,7 +118,7 @@ OSErr SetFrontProcess(const ProcessSerialNumber *psn) {
     if (!psn) {
         return paramErr;
     }
-    const auto process = Find(*psn);
+    const auto process = FindRunningProcess(*psn);
     if (!process) {
         return procNotFound;
     }

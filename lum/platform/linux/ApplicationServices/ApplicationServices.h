@@ -11,9 +11,10 @@ extern "C" {
 
 /* --- Running applications ---
  *
- * The running applications are the processes of this user that have not ended. A serial number stays with one process:
- * when that has ended, calls refuse the number, even when its process id has been given to another.
- * procNotFound is the answer for a process that is not there. */
+ * The running applications are the processes of this user that have not ended; one that has ended but was not
+ * collected yet by the process that started it (a zombie) is not among them. A serial number stays with one process:
+ * when that has ended, calls refuse the number, even when its process id has been given to another. procNotFound is the
+ * answer for a process that is not there. */
 
 /* Values of lowLongOfPSN while highLongOfPSN is 0. */
 enum {

@@ -1,0 +1,163 @@
+// The launch of the main application, step by step.
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string_view>
+
+#include "lum/common/lumutil.h"
+#include "lum/common/makeframeworklink.h"
+#include "lum/launcher/CPluginView.h"
+#include "lum/launcher/appleevent.h"
+#include "lum/launcher/application.h"
+#include "lum/launcher/branding.h"
+#include "lum/lumext/lumext.h"
+
+namespace {
+
+constexpr unsigned int kNoProcessId = 0xFFFFFFFF;
+constexpr int kPolls = 152;
+constexpr useconds_t kPollMicroseconds = 100'000;
+constexpr unsigned long kTicksBeforeOpenEvent = 10; // gives a player that was just started time to listen
+constexpr int kMessageNotStarted = 18;
+
+bool Contains(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
+
+void WaitForProcess(const char *processName) {
+    for (int poll = 0; poll < kPolls; ++poll) {
+        usleep(kPollMicroseconds);
+        const unsigned int pid = GetPIDForProcessName(processName);
+        if (pid != kNoProcessId) {
+            MacInfoTrace("CPluginView::LoadMainComponant,Process launch successfully, process id = %d",
+                         static_cast<int>(pid));
+            return;
+        }
+    }
+}
+
+} // namespace
+
+bool CPluginView::LoadMainComponant(const char *componentPath) {
+    AnnounceLaunch();
+    std::string processName;
+    std::string executablePath;
+    if (!GetMainComponant(componentPath ? componentPath : "", processName, executablePath)) {
+        return false;
+    }
+    const bool isPlayer = Contains(processName, "Kelvo Player");
+    const bool isRecordingPlayer = Contains(processName, "Orb Recording Player");
+    if (Contains(processName, "Meeting Hall")) {
+        MatchBundleNameToProduct(executablePath, ProductType());
+    }
+
+    std::string recordAddress;
+    if (isPlayer) {
+        const char *address = Parameter("RecordAddress");
+        if (!address) {
+            MacErrorTrace("CPluginView::LoadMainComponant,cannot get urlstream url from param(RecordAddress)");
+            ShowLaunchFailure(executablePath);
+            return false;
+        }
+        recordAddress = address;
+        MacInfoTrace("CPluginView::LoadMainComponant,Get RecordAddress= %s", address);
+    }
+
+    const bool wasRunning = GetPIDForProcessName(processName.c_str()) != kNoProcessId;
+    if (wasRunning) {
+        MacInfoTrace("CPluginView::LoadMainComponant,%s is Running", processName.c_str());
+    } else {
+        MacInfoTrace("CPluginView::LoadMainComponant,%s is not Running", processName.c_str());
+        StartAndWait(processName, executablePath);
+    }
+
+    const Focus focus = FocusProcess(processName);
+    if (focus == Focus::kVanished) {
+        return false;
+    }
+    if (isRecordingPlayer && wasRunning) {
+        MacInfoTrace("CPluginView::LoadMainComponant,Orb is running,send ReOnline event to it!");
+        TellPlayerToReconnect();
+    }
+    if (isRecordingPlayer && m_pExtension) {
+        m_pExtension->SetOrbPlayerLaunched(true);
+    }
+    if (isPlayer) {
+        TellPlayerToOpen(recordAddress);
+    }
+    if (isPlayer && m_pExtension) {
+        m_pExtension->SetKelvoPlayerLaunched(true);
+    }
+    if (!isPlayer && !isRecordingPlayer && m_pExtension) {
+        m_pExtension->SetKelvoAppLaunched(true);
+    }
+
+    if (focus != Focus::kFocused) {
+        MacWarnTrace("CPluginView::LoadMainComponant,Error when launch main commpent");
+        ShowLaunchFailure(executablePath);
+        return false;
+    }
+    if (mpComponantPSN) {
+        SetFrontProcess(mpComponantPSN);
+    }
+    return true;
+}
+
+void CPluginView::StartAndWait(const std::string &processName, const std::string &executablePath) {
+    MacInfoTrace("CPluginView::LoadMainComponant,Create framework links before launch, folder = %s",
+                 executablePath.empty() ? "Empty" : executablePath.c_str());
+    makeFrameworkLinks(executablePath.c_str());
+    const auto pid = StartApplication(executablePath, UsesPlaceholderWindow());
+    if (pid && m_pExtension) {
+        m_pExtension->m_nMainComponentPid = *pid;
+    }
+    // Also when nothing could be started: another process of the name may appear, and the user is told once, at the end.
+    WaitForProcess(processName.c_str());
+}
+
+CPluginView::Focus CPluginView::FocusProcess(const std::string &processName) {
+    const unsigned int pid = GetPIDForProcessName(processName.c_str());
+    if (pid == kNoProcessId) {
+        return Focus::kNotRunning;
+    }
+    HoldSerialNumber({0, kNoProcess});
+    if (GetProcessForPID(static_cast<pid_t>(pid), mpComponantPSN) != noErr) {
+        MacErrorTrace("CPluginView::LoadMainComponant,cannot get current %s's processid", processName.c_str());
+        ForgetSerialNumber();
+        return Focus::kVanished;
+    }
+    if (SetFrontProcess(mpComponantPSN) != noErr) {
+        MacWarnTrace("CPluginView::LoadMainComponant,Launch successfully but bring process to front failed!");
+    } else {
+        MacInfoTrace("CPluginView::LoadMainComponant,Launch successfully and bring process to front successfully!");
+    }
+    return Focus::kFocused;
+}
+
+void CPluginView::TellPlayerToReconnect() {
+    if (!mpComponantPSN) {
+        HoldSerialNumber({0, kNoProcess});
+    }
+    SendAppleEvent(*mpComponantPSN, kReOnlineEvent, true);
+}
+
+void CPluginView::TellPlayerToOpen(const std::string &address) const {
+    Delay(kTicksBeforeOpenEvent, nullptr);
+    SendAppleEvent(mpComponantPSN ? *mpComponantPSN : ProcessSerialNumber{0, kNoProcess}, kOpenUrlEvent, address);
+}
+
+bool CPluginView::UsesPlaceholderWindow() const {
+    return m_pExtension && m_pExtension->m_fuzzyWindowMgr.isUsingFuzzyWindow();
+}
+
+long CPluginView::ProductType() const {
+    const char *value = Parameter("ParmProductType_Value");
+    if (!value) {
+        value = Parameter("ProductType");
+    }
+    return value ? std::strtol(value, nullptr, 10) : 0;
+}
+
+void CPluginView::ShowLaunchFailure(const std::string &executablePath) const {
+    if (m_pExtension) {
+        m_pExtension->ShowMessage(kMessageNotStarted, executablePath.c_str());
+    }
+}
