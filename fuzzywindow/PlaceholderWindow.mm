@@ -1,0 +1,234 @@
+#import "fuzzywindow/PlaceholderWindow.h"
+
+#import "fuzzywindow/ScopedPool.h"
+#import "fuzzywindow/WindowPlace.h"
+
+namespace {
+
+NSString *const kLaunchedNotification = @"KLVMeetingLaunchedNotification";
+constexpr NSTimeInterval kLongestWait = 30;
+constexpr unichar kEscape = 0x1B;
+
+} // namespace
+
+@interface LUMPlaceholderPanel : NSWindow
+@end
+
+@implementation LUMPlaceholderPanel
+
+- (BOOL)canBecomeKeyWindow {
+    return YES;
+}
+
+- (void)keyDown:(NSEvent *)event {
+    NSString *keys = [event charactersIgnoringModifiers];
+    if ([keys length] == 1 && [keys characterAtIndex:0] == kEscape) {
+        [self performClose:self];
+    } else {
+        [super keyDown:event];
+    }
+}
+
+@end
+
+@interface LUMPlaceholderController : NSObject {
+    LUMPlaceholderPanel *_window;
+    LUMPlaceholderView *_view;
+    NSTimer *_limit;
+    NSString *_placeFile;
+    PlaceholderWindow::Owner *_owner;
+}
+- (id)initWithTexts:(const PlaceholderTexts &)texts
+          placeFile:(const std::string &)placeFile
+              owner:(PlaceholderWindow::Owner *)owner;
+- (BOOL)isShown;
+- (void)bringToFront;
+- (LUMPlaceholderView *)view;
+- (void)goWhenLaunched;
+- (void)showNow;
+- (void)putAway;
+@end
+
+@implementation LUMPlaceholderController
+
+- (id)initWithTexts:(const PlaceholderTexts &)texts
+          placeFile:(const std::string &)placeFile
+              owner:(PlaceholderWindow::Owner *)owner {
+    self = [super init];
+    if (!self) {
+        return nil;
+    }
+    _owner = owner;
+    _placeFile = [[NSString alloc] initWithUTF8String:placeFile.c_str()];
+    _view = [[LUMPlaceholderView alloc] initWithTexts:texts];
+    _window = [[LUMPlaceholderPanel alloc]
+        initWithContentRect:[_view frame]
+                  styleMask:NSWindowStyleMaskTitled | NSWindowStyleMaskClosable | NSWindowStyleMaskMiniaturizable
+                    backing:NSBackingStoreBuffered
+                      defer:NO];
+    [_window setReleasedWhenClosed:NO];
+    NSString *title = [NSString stringWithUTF8String:(texts.title.empty() ? texts.topic : texts.title).c_str()];
+    [_window setTitle:title ? title : @""];
+    [_window setContentView:_view];
+    [_window setMinSize:[_window frame].size]; // one size only, so there is nothing to zoom
+    [_window setMaxSize:[_window frame].size];
+    [_window setDelegate:(id)self];
+    RestorePlace(_window, placeFile);
+    return self;
+}
+
+- (void)dealloc { // put away by then
+    [_view release];
+    [_placeFile release];
+    [super dealloc];
+}
+
+- (BOOL)isShown {
+    return _window != nil;
+}
+
+- (LUMPlaceholderView *)view {
+    return _view;
+}
+
+- (void)bringToFront {
+    [NSApp activateIgnoringOtherApps:YES];
+    [_window makeKeyAndOrderFront:nil];
+}
+
+- (void)showNow {
+    [_window displayIfNeeded];
+    [_window flushWindow];
+    [[_window graphicsContext] flushGraphics];
+}
+
+- (void)goWhenLaunched {
+    if (_limit || !_window) {
+        return;
+    }
+    _limit = [[NSTimer timerWithTimeInterval:kLongestWait
+                                      target:self
+                                    selector:@selector(putAway)
+                                    userInfo:nil
+                                     repeats:NO] retain];
+    [[NSRunLoop currentRunLoop] addTimer:_limit forMode:NSRunLoopCommonModes];
+    try {
+        [[NSDistributedNotificationCenter defaultCenter] addObserver:self
+                                                            selector:@selector(applicationLaunched:)
+                                                                name:kLaunchedNotification
+                                                              object:nil];
+    } catch (...) { // no notifications in this session; the time limit remains
+        _owner->Warn("The meeting application's announcement cannot be heard.");
+    }
+}
+
+- (void)applicationLaunched:(NSNotification *)notification {
+    (void)notification;
+    [self putAway];
+}
+
+- (void)putAway {
+    if (!_window) {
+        return;
+    }
+    [[self retain] autorelease]; // the timer and the notification centre may hold the last reference
+    [[NSDistributedNotificationCenter defaultCenter] removeObserver:self];
+    [_limit invalidate];
+    [_limit release];
+    _limit = nil;
+    [_view stopAnimation];
+    const std::string failure = KeepPlace(_window, _placeFile ? [_placeFile UTF8String] : "");
+    LUMPlaceholderPanel *window = _window;
+    _window = nil;
+    [window setDelegate:nil];
+    [window orderOut:nil];
+    [window autorelease]; // it may be in the middle of an event
+    if (!failure.empty()) {
+        _owner->Warn("The window's place is not kept: " + failure);
+    }
+}
+
+- (BOOL)windowShouldClose:(id)sender {
+    (void)sender;
+    [[self retain] autorelease];
+    [self putAway];
+    _owner->ClosedByUser();
+    return NO; // it is gone already
+}
+
+@end
+
+namespace {
+
+class ScopedFlag {
+public:
+    explicit ScopedFlag(bool &flag) : m_flag(flag) { m_flag = true; }
+    ~ScopedFlag() { m_flag = false; }
+    ScopedFlag(const ScopedFlag &) = delete;
+    ScopedFlag &operator=(const ScopedFlag &) = delete;
+
+private:
+    bool &m_flag;
+};
+
+void NeedApplication() {
+    if (NSApp) {
+        return;
+    }
+    // A process that had no application gets no icon on the desktop from this one window.
+    [[NSUserDefaults standardUserDefaults]
+        registerDefaults:[NSDictionary dictionaryWithObject:@"YES" forKey:@"GSSuppressAppIcon"]];
+    [NSApplication sharedApplication];
+}
+
+} // namespace
+
+PlaceholderWindow::PlaceholderWindow(const PlaceholderTexts &texts, const std::string &placeFile, Owner &owner) {
+    const ScopedPool pool;
+    NeedApplication();
+    m_controller = [[LUMPlaceholderController alloc] initWithTexts:texts placeFile:placeFile owner:&owner];
+    BringToFront();
+}
+
+PlaceholderWindow::~PlaceholderWindow() {
+    const ScopedPool pool;
+    [m_controller putAway];
+    [m_controller release];
+}
+
+bool PlaceholderWindow::IsShown() const {
+    return [m_controller isShown];
+}
+
+void PlaceholderWindow::BringToFront() {
+    const ScopedPool pool;
+    [m_controller bringToFront];
+    [m_controller showNow];
+}
+
+void PlaceholderWindow::ShowShare(int percent) {
+    const ScopedPool pool;
+    [[m_controller view] setPercent:percent];
+}
+
+void PlaceholderWindow::ShowConnecting() {
+    const ScopedPool pool;
+    [[m_controller view] showConnecting];
+    [m_controller showNow];
+    [m_controller goWhenLaunched];
+}
+
+void PlaceholderWindow::LookAfterEvents() {
+    static bool within = false;
+    if (within || !NSApp || [NSApp isRunning]) {
+        return;
+    }
+    const ScopedFlag flag(within);
+    const ScopedPool pool;
+    while (NSEvent *event = [NSApp nextEventMatchingMask:NSAnyEventMask
+                                               untilDate:[NSDate distantPast]
+                                                  inMode:NSDefaultRunLoopMode
+                                                 dequeue:YES]) {
+        [NSApp sendEvent:event];
+    }
+}

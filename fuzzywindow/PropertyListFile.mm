@@ -1,0 +1,88 @@
+#import "fuzzywindow/PropertyListFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+
+#import <Foundation/Foundation.h>
+
+namespace {
+
+constexpr std::uintmax_t kLargestList = 1 << 20;
+
+std::string Failure(const std::string &what, int error) {
+    return what + ": " + std::generic_category().message(error);
+}
+
+bool WriteAll(int file, const std::string &content) {
+    for (std::size_t done = 0; done < content.size();) {
+        const ssize_t written = write(file, content.data() + done, content.size() - done);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written < 0) {
+            return false;
+        }
+        done += static_cast<std::size_t>(written);
+    }
+    return fsync(file) == 0;
+}
+
+} // namespace
+
+NSDictionary *ReadPropertyList(const std::string &path) {
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(path, error);
+    if (error || size > kLargestList) {
+        return nil;
+    }
+    try {
+        NSData *data = [NSData dataWithContentsOfFile:[NSString stringWithUTF8String:path.c_str()]];
+        id content = data ? [NSPropertyListSerialization propertyListWithData:data
+                                                                      options:NSPropertyListImmutable
+                                                                       format:nullptr
+                                                                        error:nullptr]
+                          : nil;
+        return [content isKindOfClass:[NSDictionary class]] ? content : nil;
+    } catch (...) { // the reader of damaged lists throws
+        return nil;
+    }
+}
+
+std::string WriteFileAtomically(const std::string &path, const std::string &content) {
+    std::error_code error;
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
+    if (error) {
+        return Failure("cannot make the folder of " + path, error.value());
+    }
+    std::string temporary = path + ".XXXXXX";
+    const int file = mkostemp(temporary.data(), O_CLOEXEC);
+    if (file < 0) {
+        return Failure("cannot write " + path, errno);
+    }
+    const bool written = WriteAll(file, content);
+    const int writeError = errno;
+    close(file);
+    if (written && rename(temporary.c_str(), path.c_str()) == 0) {
+        return "";
+    }
+    const int failure = written ? errno : writeError;
+    unlink(temporary.c_str());
+    return Failure("cannot write " + path, failure);
+}
+
+std::string WritePropertyList(const std::string &path, NSDictionary *content) {
+    NSData *data = [NSPropertyListSerialization dataWithPropertyList:content
+                                                              format:NSPropertyListXMLFormat_v1_0
+                                                             options:0
+                                                               error:nullptr];
+    if (!data) {
+        return "cannot put " + path + " into words";
+    }
+    return WriteFileAtomically(path, std::string(static_cast<const char *>([data bytes]), [data length]));
+}

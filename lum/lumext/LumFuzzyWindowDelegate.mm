@@ -1,0 +1,227 @@
+#include "lum/lumext/LumFuzzyWindowDelegate.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "lum/common/lumutil.h"
+#include "lum/launcher/CPluginView.h"
+#include "lum/lumext/lumext.h"
+#import "lum/security/CryptoWrapper.h"
+
+#import <Foundation/Foundation.h>
+
+namespace {
+
+constexpr char kSource[] = "lum/lumext/LumFuzzyWindowDelegate";
+constexpr char kPositionFile[] = "kelvopos.plist";
+constexpr long kJoinApplicationBit = 0x4000;
+
+class ScopedPool {
+public:
+    ScopedPool() : m_pool([NSAutoreleasePool new]) {}
+    ~ScopedPool() { [m_pool drain]; }
+    ScopedPool(const ScopedPool &) = delete;
+    ScopedPool &operator=(const ScopedPool &) = delete;
+
+private:
+    NSAutoreleasePool *m_pool;
+};
+
+// The decoded bytes have no terminator of their own, but may hold one.
+std::string TextOfBytes(NSData *data) {
+    const char *bytes = static_cast<const char *>([data bytes]);
+    return bytes ? std::string(bytes, strnlen(bytes, [data length])) : std::string();
+}
+
+std::string TextOrEmpty(const char *text) {
+    return text ? text : "";
+}
+
+// Page parameters name languages and components in ASCII; a locale's rules must not change that.
+std::string LowerCased(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    return text;
+}
+
+} // namespace
+
+// The interface is required, so its absence is a fault of the caller's; it must not be the end of the browser.
+void LumFuzzyWindowDelegate::requireInterface(int line) const {
+    if (!m_pLUMInterface) {
+        TraceAssertionFailure("nil != m_pLUMInterface", kSource, line);
+    }
+}
+
+const char *LumFuzzyWindowDelegate::parameter(const char *name) const {
+    if (!m_pLUMInterface || !m_pLUMInterface->pfnGetParameter) {
+        return nullptr;
+    }
+    return m_pLUMInterface->pfnGetParameter(m_pLUMCookie, name);
+}
+
+std::string LumFuzzyWindowDelegate::decodedParameter(const char *name, const char *absent) const {
+    const char *text = parameter(name);
+    if (!text) {
+        return absent;
+    }
+    const ScopedPool pool;
+    return TextOfBytes([[NSString stringWithUTF8String:text] base64Decode]);
+}
+
+void LumFuzzyWindowDelegate::initWithParam(const tagFuzzyWindowInstallionParam &param) {
+    m_pLUMInterface = param.pLUMInterface;
+    m_pLUMCookie = param.pLUMCookie;
+    m_pLumExtension = param.pLumExtension;
+    m_pPluginView = param.pPluginView;
+    checkUsingFuzzyWindow();
+}
+
+void LumFuzzyWindowDelegate::checkUsingFuzzyWindow() {
+    m_isUsingFuzzyWindow = false;
+    if (!m_pLUMInterface || !m_pLUMCookie || !m_pPluginView) {
+        return;
+    }
+    if (getFastJoinFlag() != "1") {
+        return;
+    }
+    m_isUsingFuzzyWindow = !m_pPluginView->IsMainComponantRunning(LowerCased(getComponentName()));
+}
+
+bool LumFuzzyWindowDelegate::isUsingFuzzyWindow() const {
+    return m_isUsingFuzzyWindow;
+}
+
+void LumFuzzyWindowDelegate::stopLum() {
+    if (!m_pLumExtension || !m_pLUMInterface) {
+        return;
+    }
+    if (m_pLUMInterface->pfnStop) {
+        m_pLUMInterface->pfnStop(m_pLUMCookie);
+    }
+    m_pLumExtension->WriteErrorLog(901, nullptr);
+    m_pLumExtension->Stop();
+}
+
+std::string LumFuzzyWindowDelegate::getLocailizedStringValueByKey(FUZZY_WINDOW_STRING_KEY key) {
+    switch (key) {
+    case FUZZY_WINDOW_MEETING_TOPIC:
+        return getMeetingTopic();
+    case FUZZY_WINDOW_HOST_LABEL:
+        return getLocalizedString("Host: ");
+    case FUZZY_WINDOW_HOST_NAME:
+        return getHostDisplayName();
+    case FUZZY_WINDOW_PREPARING:
+        return getLocalizedString("Preparing your meeting...");
+    case FUZZY_WINDOW_CONNECTING:
+        return getLocalizedString("Connecting...");
+    }
+    return "";
+}
+
+std::string LumFuzzyWindowDelegate::getLocalizedString(const std::string &key) {
+    const ScopedPool pool;
+    NSString *english = [NSString stringWithUTF8String:key.c_str()];
+    NSString *text = english ? LocalizedText(ExtensionBundle(), parameter("lumlocalsetting"), english) : nil;
+    return [text length] > 0 ? [text UTF8String] : key;
+}
+
+std::string LumFuzzyWindowDelegate::getProductVersion() {
+    requireInterface(373);
+    return TextOrEmpty(parameter("LumProductVersion"));
+}
+
+std::string LumFuzzyWindowDelegate::getComponentName() {
+    requireInterface(368);
+    return TextOrEmpty(parameter("LumComponentName"));
+}
+
+std::string LumFuzzyWindowDelegate::getFastJoinFlag() {
+    requireInterface(363);
+    return TextOrEmpty(parameter("lumloadingmeetingfastflag"));
+}
+
+std::string LumFuzzyWindowDelegate::getHostDisplayName() {
+    requireInterface(323);
+    return decodedParameter("LumHostName", "Host Name");
+}
+
+std::string LumFuzzyWindowDelegate::getMeetingTopic() {
+    requireInterface(300);
+    return decodedParameter("LumConfName", "Meeting Topic");
+}
+
+std::string LumFuzzyWindowDelegate::getLumWindowTitle() {
+    requireInterface(224);
+    return decodedParameter("LumWindowTitle", "");
+}
+
+bool LumFuzzyWindowDelegate::isLumSupportSSL() {
+    requireInterface(247);
+    return safe_strcasecmp(parameter("LumSupportSSLFlag"), "1") == 0;
+}
+
+std::string LumFuzzyWindowDelegate::getFakeClientAppVersion() {
+    const char *build = parameter("ClientBuildVersion");
+    if (!build) {
+        return "";
+    }
+    const ScopedPool pool;
+    NSData *decoded = [[NSString stringWithUTF8String:build] base64Decode];
+    if ([decoded length] == 0) {
+        MacWarnTrace("LumFuzzyWindowDelegate::getFakeClientAppVersion,ClientBuildVersion is not base64!");
+        return "";
+    }
+    std::string version = TextOfBytes(decoded);
+    std::replace(version.begin(), version.end(), '.', '_');
+    version = getProductVersion() + "_" + version;
+    MacInfoTrace("LumFuzzyWindowDelegate::getFakeClientAppVersion,strFakeVersion=%s", version.c_str());
+    return version;
+}
+
+std::string LumFuzzyWindowDelegate::versionFolder() {
+    const ScopedPool pool;
+    const std::string bundle = TextOrEmpty([[ExtensionBundle() bundlePath] UTF8String]);
+    const std::string::size_type slash = bundle.rfind('/');
+    return slash == std::string::npos ? std::string() : bundle.substr(0, slash) + "/" + getProductVersion();
+}
+
+std::string LumFuzzyWindowDelegate::getAppPListPath() {
+    const std::string folder = versionFolder();
+    if (folder.empty()) {
+        return "";
+    }
+    const char *siteConfig = parameter("ParmSiteConfigExt_Value");
+    const bool join = siteConfig && (std::atol(siteConfig) & kJoinApplicationBit);
+    return folder + (join ? "/Kelvo Join.app" : "/Meeting Hall.app") + "/Contents/Info.plist";
+}
+
+std::string LumFuzzyWindowDelegate::getAppLastPositionFile() {
+    const std::string folder = versionFolder();
+    return folder.empty() ? std::string() : folder + "/" + kPositionFile;
+}
+
+std::string LumFuzzyWindowDelegate::getDefInstallPath() {
+    std::string path;
+    if (m_pLumExtension) {
+        m_pLumExtension->GetDefInstallDir(path);
+    }
+    return path;
+}
+
+void LumFuzzyWindowDelegate::traceInfo(const std::string &text) {
+    MacInfoTrace("%s", text.c_str());
+}
+
+void LumFuzzyWindowDelegate::traceWarning(const std::string &text) {
+    MacWarnTrace("%s", text.c_str());
+}
+
+void LumFuzzyWindowDelegate::traceError(const std::string &text) {
+    MacErrorTrace("%s", text.c_str());
+}
+
+std::string LumFuzzyWindowDelegate::sha256(const char *path) {
+    return path ? Sha256OfFile(path) : std::string();
+}
