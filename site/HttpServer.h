@@ -1,0 +1,46 @@
+// A small web server for one published folder, for demonstrations and tests: loopback only, GET and HEAD.
+//
+// One thread takes connections and each connection has a thread; a connection serves requests until either side closes
+// it or it is idle for some seconds. Replies carry a strong entity tag made from the content, and ranges of bytes are
+// served, so that a broken transfer can be resumed.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace lumsite {
+
+struct HttpServerOptions {
+    std::filesystem::path folder;
+    std::uint16_t port = 0; // 0: the system picks one
+    // A path such as "/log" whose GET requests are the extension's reports: answered with nothing, and told with their
+    // query decoded. Empty: none.
+    std::string logEndpoint;
+    // Told one line, without its end, for every request. Called from several threads, one at a time.
+    std::function<void(const std::string &line)> log;
+};
+
+class HttpServer {
+public:
+    // Serves from here on, until the object is destroyed. Throws SiteError when the port or the folder cannot be had.
+    explicit HttpServer(HttpServerOptions options);
+    ~HttpServer();
+    HttpServer(const HttpServer &) = delete;
+    HttpServer &operator=(const HttpServer &) = delete;
+
+    std::uint16_t port() const;
+    // "http://127.0.0.1:PORT/".
+    std::string url() const;
+
+private:
+    class Listener;
+    std::unique_ptr<Listener> m_listener;
+};
+
+// The line that is told of a report: "report ConfID=1 SessionID=2 ...", decoded, control characters as \xNN.
+std::string ReportLine(std::string_view query);
+
+} // namespace lumsite

@@ -1,0 +1,31 @@
+// Where a published site is looked at: its folder, or the address that visitors use.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+namespace lumsite {
+
+class SiteSource {
+public:
+    virtual ~SiteSource() = default;
+
+    struct File {
+        std::filesystem::path path; // empty when the file cannot be had
+        std::string reason;         // why not: "there is no such file", "status 404"
+    };
+    // The file at `name`, a relative path without "..", or any http address. The path is good until the next call or the
+    // end of the object. A file above `limit` bytes is not fetched.
+    virtual File Fetch(const std::string &name, std::uint64_t limit) = 0;
+    // How `name` is called in messages.
+    virtual std::string Title(const std::string &name) const = 0;
+};
+
+// `place` is a folder or an http(s) address. Throws SiteError when it is neither.
+std::unique_ptr<SiteSource> OpenSite(const std::string &place);
+
+bool IsWebAddress(const std::string &text);
+
+} // namespace lumsite
