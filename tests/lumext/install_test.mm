@@ -208,10 +208,11 @@ TEST(Install, UnpackErrorsAndFailureControl) {
                                            {7, -3},   {11, -3},  {12, -16},     {13, -3},      {-1, -3},      {20009, -30},
                                            {20007, -31}, {20100, -32}, {20005, -3}};
     for (const auto &[error, result] : results) {
+        const int code = error; // a lambda cannot take a structured binding by name here
         fixture.Forget();
-        fixture.host.install = [error = error](const std::string &, const std::string &destination) {
+        fixture.host.install = [code](const std::string &, const std::string &destination) {
             std::filesystem::create_directories(destination + "/half");
-            return error;
+            return code;
         };
         CItem &item = fixture.AddSigned({.name = "a.bundle"});
         bool restart = true;
@@ -292,12 +293,13 @@ TEST(Install, ResultsBecomeMessages) {
                                                      {5, "7006"}, {6, "7007"}, {12, "7008"},    {20009, "7009"},
                                                      {20007, "7010"}, {20100, "7011"}, {99, "7"}};
     for (const auto &[error, message] : messages) {
+        const int code = error;
         for (const bool ready : {false, true}) {
             fixture.Forget();
             fixture.host.messages.clear();
             fixture.extension.m_bStopped = 0;
             fixture.extension.m_bMainComponentReady = ready;
-            fixture.host.install = [error = error](const std::string &, const std::string &) { return error; };
+            fixture.host.install = [code](const std::string &, const std::string &) { return code; };
             CItem &item = fixture.AddSigned({.name = "a.bundle"});
             TraceRecorder traces;
             fixture.extension.HandleGetFileCallback(&item, LUMGetFileNotifyDone, fixture.package.data());

@@ -181,30 +181,35 @@ TEST(Messages, EveryLanguageGivesNumberAndFile) {
     }
 }
 
-TEST(Messages, ATranslationWithOtherConversionsIsNoFormat) {
-    const struct {
-        const char *translation;
-        bool usable;
-    } cases[] = {{"Fehler [%d], Datei [%s]", true}, {"Fehler [%s], Datei [%d]", false}, {"Fehler [%d]", false},
-                 {"%d %s %n", false},               {"%d %s 100%", false},             {"%d %s %%", false},
-                 {"%2$s %1$d", false}};
-    for (const auto &test : cases) {
-        TempDir dir;
-        dir.Write("own.bundle/Resources/Info-gnustep.plist", "{ CFBundleIdentifier = \"" LUM_BUNDLE_IDENTIFIER "\"; }");
-        const std::string key = "Setup was unsuccessful. Please restart browser and try again.\\n\\n\\n"
-                                "Error [%d], File [%s]\\n";
-        dir.Write("own.bundle/Resources/Localizable_English.strings",
-                  "\"" + key + "\" = \"" + test.translation + "\";\n");
-        FakeHost host;
-        CLumExtension extension(&host);
-        extension.m_pLUMInterface = &host.table;
-        NSBundle *bundle =
-            [NSBundle bundleWithPath:[NSString stringWithUTF8String:(dir / "own.bundle").c_str()]];
-        ASSERT_EQ([NSBundle bundleWithIdentifier:@LUM_BUNDLE_IDENTIFIER], bundle);
-        TraceRecorder traces;
-        extension.ShowMessage(18, "x");
-        EXPECT_EQ(host.messages, std::vector<std::string>{test.usable ? "Fehler [18], Datei [x]" : "18"})
-            << test.translation;
-        EXPECT_EQ(traces.HasPart("invalid format string in file[lum/lumext/lumext], line[", 3), !test.usable);
-    }
+struct Translation {
+    const char *text;
+    bool usable;
+};
+
+// A case each, since a process knows one bundle by an identifier.
+class TranslatedFormat : public testing::TestWithParam<Translation> {};
+
+TEST_P(TranslatedFormat, NeedsTheConversionsOfTheEnglishText) {
+    const Translation test = GetParam();
+    TempDir dir;
+    dir.Write("own.bundle/Resources/Info-gnustep.plist", "{ CFBundleIdentifier = \"" LUM_BUNDLE_IDENTIFIER "\"; }");
+    const std::string key = "Setup was unsuccessful. Please restart browser and try again.\\n\\n\\n"
+                            "Error [%d], File [%s]\\n";
+    dir.Write("own.bundle/Resources/Localizable_English.strings",
+              "\"" + key + "\" = \"" + test.text + "\";\n");
+    NSBundle *bundle = [NSBundle bundleWithPath:[NSString stringWithUTF8String:(dir / "own.bundle").c_str()]];
+    ASSERT_EQ([NSBundle bundleWithIdentifier:@LUM_BUNDLE_IDENTIFIER], bundle);
+    FakeHost host;
+    CLumExtension extension(&host);
+    extension.m_pLUMInterface = &host.table;
+    TraceRecorder traces;
+    extension.ShowMessage(18, "x");
+    EXPECT_EQ(host.messages, std::vector<std::string>{test.usable ? "Fehler [18], Datei [x]" : "18"});
+    EXPECT_EQ(traces.HasPart("invalid format string in file[lum/lumext/lumext], line[", 3), !test.usable);
 }
+
+INSTANTIATE_TEST_SUITE_P(Messages, TranslatedFormat,
+                         testing::Values(Translation{"Fehler [%d], Datei [%s]", true},
+                                         Translation{"Fehler [%s], Datei [%d]", false}, Translation{"Fehler [%d]", false},
+                                         Translation{"%d %s %n", false}, Translation{"%d %s 100%", false},
+                                         Translation{"%d %s %%", false}, Translation{"%2$s %1$d", false}));
