@@ -24,6 +24,8 @@
 #include <openssl/sha.h>
 #include <openssl/x509.h>
 
+#include "lum/security/sha1withrsa.h"
+
 // The byte that two hexadecimal digits stand for. Reads as strtol does, base 16, and keeps the low 8 bits: an invalid
 // character ends the number early ('1','G' is 1; 'G','1' is 0).
 unsigned char strToChar(char high, char low);
@@ -124,6 +126,11 @@ extern CryptoWrapper *g_sharedCryptoInstance;
     Lum_PEM_read_bio_RSAPrivateKey myPEM_read_bio_RSAPrivateKey;
     Lum_d2i_X509 myd2i_X509;
     Lum_RSA_sign myRSA_sign;
+@public
+    // What the two functions for digest type 115 stand on.
+    RawRsa myRawRsa;
+    Lum_RSA_verify myLibraryRSA_verify;
+    Lum_RSA_sign myLibraryRSA_sign;
 }
 
 // The shared instance, made at the first call. Not the caller's: never nil but for want of memory.

@@ -28,8 +28,6 @@ SecCertificateRef SecFromData(NSData *data);
 SecCertificateRef SecFromBytes(std::string_view der);
 // The subject's common name, or nil when it has none.
 NSString *CommonNameOfCert(SecCertificateRef cert);
-// The same as UTF-8, empty when there is none.
-std::string CommonNameTextOfCert(SecCertificateRef cert);
 // The certificate's public key, or null when it is not an RSA key.
 rsa_st *RSAFromCertification(SecCertificateRef cert);
 
