@@ -1,0 +1,116 @@
+#import "lum/ui/CDownloadWindow.h"
+
+#include <algorithm>
+
+#include "lum/common/lumutil.h"
+#include "lum/lumext/luminstallationmgr.h"
+
+namespace {
+
+NSString *const kInterfaceFile = @"progressWindow";
+constexpr double kWholeBar = 100.0;
+
+NSString *Localized(NSString *languageID, NSString *english) {
+    return LocalizedText(ExtensionBundle(), [languageID UTF8String], english);
+}
+
+} // namespace
+
+@implementation CDownloadWindow
+
+- (id)initWithInstallMgr:(LumInstallationMgr *)manager {
+    self = [super initWithWindowNibName:kInterfaceFile];
+    if (self) {
+        [myProgressBar setMaxValue:kWholeBar]; // not loaded yet as a rule; the interface file says the same
+        myInstallManager = manager;
+    }
+    return self;
+}
+
+- (void)dealloc {
+    MacInfoTrace("[CDownloadWindow dealloc],Begin");
+    if ([self isWindowLoaded]) {
+        [[self window] setDelegate:nil]; // events may keep the window a little longer
+    }
+    myInstallManager = nullptr;
+    [myLanguageID release];
+    [super dealloc];
+    MacInfoTrace("[CDownloadWindow dealloc],End");
+}
+
+// The extension's bundle, which the inherited search does not know when the host opened the code by its path alone.
+- (NSString *)windowNibPath {
+    NSBundle *bundle = ExtensionBundle();
+    NSString *path = [bundle pathForResource:kInterfaceFile ofType:@"nib"];
+    if (!path) {
+        path = [bundle pathForResource:kInterfaceFile ofType:@"xib"];
+    }
+    return path ? path : [super windowNibPath];
+}
+
+- (void)windowDidLoad {
+    [super windowDidLoad];
+    [myStopButton setTitle:Localized(myLanguageID, @"Stop")];
+    [self setProgressTime:1];
+    [myStaticText setHidden:NO];
+    [myStopButton setHidden:NO];
+    [myProgressBar setDisplayedWhenStopped:YES]; // GNUstep reads the file's absence of "no" as "no"
+}
+
+- (void)setLanguageID:(const char *)languageID {
+    [myLanguageID release];
+    myLanguageID = languageID ? [[NSString alloc] initWithUTF8String:languageID] : nil;
+}
+
+- (void)setProgressTime:(int)minutes {
+    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    NSString *text = minutes < 2
+                         ? Localized(myLanguageID, @"Time remaining: about 1 minute")
+                         : [NSString stringWithFormat:Localized(myLanguageID, @"Time remaining: about %d minutes"), minutes];
+    [self setProgressTimeText:text];
+    [pool drain];
+}
+
+// Not with a mnemonic, which would swallow an ampersand.
+- (void)setProgressTimeText:(NSString *)text {
+    [myStaticText setStringValue:text];
+}
+
+- (void)setWindowTitle:(NSString *)title {
+    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    if (title) {
+        [[self window] setTitle:title];
+    }
+    [pool drain];
+}
+
+- (void)setProgressValue:(unsigned int)percent {
+    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    [myProgressBar setDoubleValue:std::min<double>(percent, kWholeBar)];
+    [pool drain];
+}
+
+- (IBAction)onStop:(id)sender {
+    MacInfoTrace("[CDownloadWindow onStop],Begin");
+    [[self retain] autorelease]; // the manager gives this object up while it cancels
+    if (myInstallManager) {
+        MacInfoTrace("Cancel current download by user");
+        myInstallManager->Cancel();
+        [[self window] orderOut:sender];
+    } else {
+        MacErrorTrace("- (IBAction) onStop:(id)sender, no installMgr");
+    }
+    MacInfoTrace("[CDownloadWindow onStop],End");
+}
+
+// The window is never closed under its owner: the title bar's button stops the download like Stop does.
+- (BOOL)windowShouldClose:(id)sender {
+    [self onStop:sender];
+    return NO;
+}
+
+- (BOOL)acceptsFirstResponder {
+    return YES;
+}
+
+@end

@@ -1,0 +1,15 @@
+#import "UseTheme.h"
+
+#import <Foundation/Foundation.h>
+
+void UseTheme(const char *themePath) {
+    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    NSMutableDictionary *settings = [NSMutableDictionary dictionary];
+    [settings setObject:@"YES" forKey:@"GSSuppressAppIcon"];
+    NSString *path = themePath ? [NSString stringWithUTF8String:themePath] : nil;
+    if ([[NSFileManager defaultManager] fileExistsAtPath:path]) {
+        [settings setObject:path forKey:@"GSTheme"];
+    }
+    [[NSUserDefaults standardUserDefaults] registerDefaults:settings];
+    [pool drain];
+}
