@@ -12,7 +12,11 @@
 namespace {
 
 bool RemoveWithFileManager(NSString *path) {
-    return [[NSFileManager defaultManager] removeItemAtPath:path error:nullptr];
+    try {
+        return [[NSFileManager defaultManager] removeItemAtPath:path error:nullptr];
+    } catch (...) { // thrown at "." and ".."
+        return false;
+    }
 }
 
 void RemoveWithSystemCall(const std::string &path) {
@@ -29,7 +33,7 @@ NSString *HiddenSibling(NSString *path) {
 }
 
 void Rename(NSString *from, NSString *to) {
-    rename([from fileSystemRepresentation], [to fileSystemRepresentation]);
+    rename([from UTF8String], [to UTF8String]);
 }
 
 // Gives the item another name and removes it there as far as it can be removed.
