@@ -80,11 +80,11 @@ void CertificationExaminer::ExamineTrust() {
     const std::time_t now = std::time(nullptr);
     const bool isValidNow = m_chain.back().NotBefore() <= now && now <= m_chain.back().NotAfter();
     const std::time_t day = isValidNow ? now : valid;
-    const std::string withRoots = ReasonAgainstChain(m_chain, m_trusted, false, true, day);
-    if (withRoots.empty()) {
+    if (ReasonAgainstChain(m_chain, m_trusted, false, false, day).empty() ||
+        ReasonAgainstChain(m_chain, m_trusted, false, true, day).empty()) {
         return;
     }
-    const std::string withChain = ReasonAgainstChain(m_chain, m_trusted, true, true, day);
+    const std::string withChain = ReasonAgainstChain(m_chain, m_trusted, true, false, day);
     if (!withChain.empty()) {
         Add(Severity::error,
             "the site's certificate does not lead to the certificates before it: " + withChain +

@@ -48,8 +48,11 @@ private:
 };
 
 void InstructionReader::TakeHeader(std::string_view piece) {
-    const std::string_view rest = piece.substr(piece.find('[') + 1);
-    const std::string name(Trim(rest.substr(0, rest.find(']'))));
+    const size_t opening = piece.find('[');
+    const size_t closing = piece.find(']');
+    // The line ends at its first "]"; one that comes too early ends nothing.
+    const size_t end = closing > opening ? closing : piece.size();
+    const std::string name(Trim(piece.substr(opening + 1, end - opening - 1)));
     if (Trim(piece).front() != '[') {
         Fault(Severity::error,
               "the line holds both \"[\" and \"]\" and is taken for the section [" + name +

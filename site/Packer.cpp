@@ -3,6 +3,7 @@
 #include <archive.h>
 #include <archive_entry.h>
 #include <fcntl.h>
+#include <locale.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,6 +28,26 @@ struct FreeEntry {
     void operator()(archive_entry *entry) const { archive_entry_free(entry); }
 };
 using ArchivePtr = std::unique_ptr<archive, FreeArchive>;
+
+// Names are UTF-8 whatever the locale of the process: the archive library converts them by the thread's.
+class ScopedUtf8 {
+public:
+    ScopedUtf8() : m_utf8(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)), m_before(m_utf8 ? uselocale(m_utf8) : nullptr) {
+        if (!m_utf8) {
+            throw SiteError("this system has no locale C.UTF-8, which names in packages need");
+        }
+    }
+    ~ScopedUtf8() {
+        uselocale(m_before);
+        freelocale(m_utf8);
+    }
+    ScopedUtf8(const ScopedUtf8 &) = delete;
+    ScopedUtf8 &operator=(const ScopedUtf8 &) = delete;
+
+private:
+    locale_t m_utf8;
+    locale_t m_before;
+};
 
 constexpr size_t kLongestLinkFile = 1022; // what the launcher reads of a file that is to become a link
 
@@ -235,6 +256,7 @@ PackResult Pack(const fs::path &component, const fs::path &package, const PackOp
     if (fs::is_symlink(fs::symlink_status(source))) {
         throw SiteError(component.string() + " is a link; name the component itself");
     }
+    const ScopedUtf8 utf8;
     PackageWriter writer(package, options);
     writer.AddTree(source, source.filename());
     writer.Close();
@@ -242,6 +264,7 @@ PackResult Pack(const fs::path &component, const fs::path &package, const PackOp
 }
 
 PackageContent ReadPackage(const fs::path &package) {
+    const ScopedUtf8 utf8;
     const ArchivePtr reader(archive_read_new());
     archive *a = reader.get();
     archive_read_support_filter_all(a);

@@ -1,0 +1,105 @@
+#include "tests/site/DemoSite.h"
+
+#include <gtest/gtest.h>
+#include <stdio.h>
+#include <sys/wait.h>
+
+#include "site/InstructionFile.h"
+#include "site/ItemLine.h"
+
+namespace fs = std::filesystem;
+using namespace lumsite;
+
+void WriteBundle(const TempDir &place, const std::string &path, const std::string &version, const std::string &content) {
+    const std::string base = fs::path(path).stem();
+    place.Write(path + "/Contents/Info.plist",
+                "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict><key>CFBundleVersion</key><string>" +
+                    version + "</string></dict></plist>\n");
+    fs::permissions(place.Write(path + "/Contents/MacOS/" + base, content), fs::perms::owner_all);
+}
+
+namespace {
+
+// Making keys takes longer than all the rest of a site.
+const fs::path &KeysOfThisProcess() {
+    static const TempDir place;
+    static const fs::path keys = [] {
+        InitOptions options;
+        options.commonName = "site" LUM_VENDOR_SUFFIX;
+        MakeKeys(place.path() / "keys", options);
+        return place.path() / "keys";
+    }();
+    return keys;
+}
+
+} // namespace
+
+DemoSite::DemoSite() {
+    WriteBundle(m_place, "parts/confshell.bundle", "2.1.3.4");
+    WriteBundle(m_place, "parts/Meeting Hall.app", "2.1.3.4");
+    m_place.Write("parts/libklv.dylib", "library\n");
+    fs::copy(KeysOfThisProcess(), m_place.path() / "keys", fs::copy_options::recursive);
+    const std::string path = m_place.Write("site.json", R"({
+  "url": "http://127.0.0.1:8700/",
+  "sections": [ { "keys": "keys" } ],
+  "components": [
+    { "path": "parts/libklv.dylib", "version": "1.2.3.4", "hash": "sha1" },
+    { "path": "parts/Meeting Hall.app", "format": "tar.zst" },
+    { "path": "parts/confshell.bundle", "failure": "reboot" }
+  ],
+  "pages": [ { "component": "confshell.bundle" } ]
+})");
+    m_manifest = ReadManifest(path, "");
+}
+
+ManifestSection DemoSite::AddKeys(const std::string &name) const {
+    InitOptions options;
+    options.commonName = "site" LUM_VENDOR_SUFFIX;
+    options.issuers = m_place.path() / "keys";
+    MakeKeys(m_place.path() / name, options);
+    return {"", name, m_place.path() / name};
+}
+
+std::string DemoSite::PackageOf(const std::string &component) const {
+    for (const InstructionSection &section : ReadInstructions(Instructions()).sections) {
+        for (const InstructionEntry &entry : section.entries) {
+            const std::vector<std::string> attributes = SplitItemLine(entry.value);
+            if (attributes.size() == kAttributes && attributes[kName] == component) {
+                return attributes[kUrl];
+            }
+        }
+    }
+    ADD_FAILURE() << "no item " << component;
+    return "";
+}
+
+std::map<std::string, std::string> Tree(const fs::path &folder) {
+    std::map<std::string, std::string> files;
+    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(folder)) {
+        if (entry.is_regular_file() && entry.path().filename().string().front() != '.') {
+            files[fs::relative(entry.path(), folder)] = ReadFile(entry.path());
+        }
+    }
+    return files;
+}
+
+std::string OutputOf(const std::string &command, int status) {
+    FILE *pipe = popen(("{ " + command + "; } 2>&1").c_str(), "r");
+    std::string output;
+    char block[4096];
+    for (size_t count; (count = fread(block, 1, sizeof block, pipe)) > 0;) {
+        output.append(block, count);
+    }
+    const int ended = pclose(pipe);
+    EXPECT_TRUE(WIFEXITED(ended));
+    EXPECT_EQ(WEXITSTATUS(ended), status) << command << "\n" << output;
+    return output;
+}
+
+std::string TextOf(const Findings &findings) {
+    std::string text;
+    for (const Finding &finding : findings) {
+        text += ToText(finding);
+    }
+    return text;
+}

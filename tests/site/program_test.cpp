@@ -1,0 +1,130 @@
+// The program itself, as a person at a terminal meets it.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <thread>
+
+#include "tests/site/DemoSite.h"
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::HasSubstr;
+
+namespace {
+
+const std::string kLumsite = TEST_LUMSITE;
+
+// `lumsite serve` as a process of its own, interrupted with the object.
+class ServeProcess {
+public:
+    ServeProcess(const TempDir &place, const std::string &folder) {
+        const std::string portFile = place / "port";
+        const std::string log = place / "log";
+        m_pid = fork();
+        if (m_pid == 0) {
+            execl(kLumsite.c_str(), "lumsite", "serve", folder.c_str(), "--port-file", portFile.c_str(), "--log", log.c_str(),
+                  "--log-endpoint", "/log", nullptr);
+            _exit(127);
+        }
+        for (int i = 0; i < 1000 && !fs::exists(portFile); ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        m_port = ReadFile(portFile);
+        m_port.pop_back();
+    }
+    ~ServeProcess() { Interrupt(); }
+    std::string url() const { return "http://127.0.0.1:" + m_port + "/"; }
+    int Interrupt() {
+        int status = -1;
+        if (m_pid > 0) {
+            kill(m_pid, SIGTERM);
+            waitpid(m_pid, &status, 0);
+            m_pid = 0;
+        }
+        return status;
+    }
+
+private:
+    pid_t m_pid = 0;
+    std::string m_port;
+};
+
+} // namespace
+
+TEST(Program, FromKeysToACheckedSite) {
+    const TempDir place;
+    const std::string in = "cd " + place.path().string() + " && " + kLumsite + " ";
+    WriteBundle(place, "confshell.bundle", "2.1.3.4");
+    place.Write("site.json", R"({ "url": "http://127.0.0.1:1/", "sections": [ { "keys": "keys" } ],
+      "components": [ { "path": "confshell.bundle" } ], "pages": [ {} ] })");
+    EXPECT_THAT(OutputOf(in + "init keys --days 90 --chain 1"),
+                HasSubstr("keys: certificate for site.kelvo.example, issued by CN=Demonstration Authority 1"));
+    place.Write("site/x", "");
+    const ServeProcess serve(place, place / "site");
+    EXPECT_THAT(OutputOf(in + "publish site.json site --url " + serve.url()),
+                AllOf(HasSubstr("new  packages/confshell.bundle-"), HasSubstr("new  lummac.ini\nnew  index.html\n")));
+    EXPECT_THAT(OutputOf(in + "publish site.json site --url " + serve.url()), HasSubstr("kept packages/confshell.bundle-"));
+    EXPECT_EQ(OutputOf(in + "check " + serve.url() + " --ca keys/ca.pem"), "1 pages and 1 packages checked: 0 errors, 0 warnings\n");
+    EXPECT_THAT(OutputOf(in + "check site --ca keys/ca.pem --soon 100"), HasSubstr("0 errors, 1 warnings"));
+    place.Write("site/index.html", "");
+    EXPECT_THAT(OutputOf(in + "check site", 1), HasSubstr("error: index.html: the page has no object"));
+    OutputOf("curl -s '" + serve.url() + "log?ConfID=1&OptInfo3=no%20error'");
+    EXPECT_THAT(ReadFile(place / "log"), AllOf(HasSubstr("\nreport ConfID=1 OptInfo3=no error\n"),
+                                               HasSubstr("127.0.0.1 \"GET /lummac.ini?random=0\" 200 ")));
+}
+
+TEST(Program, AnInterruptedServerEndsWell) {
+    const TempDir place;
+    place.Write("site/index.html", "x");
+    ServeProcess serve(place, place / "site");
+    const int status = serve.Interrupt();
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+}
+
+TEST(Program, PackWritesWhereItIsTold) {
+    const TempDir place;
+    WriteBundle(place, "a.bundle", "1.0.0.0");
+    const std::string in = "cd " + place.path().string() + " && " + kLumsite + " pack a.bundle/";
+    EXPECT_THAT(OutputOf(in), HasSubstr("a.bundle.tar.gz: "));
+    const std::string told = OutputOf(in + " --format=zip -o out.zip");
+    EXPECT_THAT(told, HasSubstr("sha256 " + OutputOf("sha256sum < " + (place / "out.zip")).substr(0, 64)));
+}
+
+TEST(Program, MisuseIsTwoAndFailureIsOne) {
+    struct Case {
+        const char *arguments;
+        int status;
+        const char *says;
+    };
+    const Case cases[] = {
+        {"", 2, "usage: lumsite VERB"},
+        {"--help", 0, "usage: lumsite VERB"},
+        {"frob", 2, "unknown verb frob; see lumsite --help"},
+        {"init --help", 0, "usage: lumsite init"},
+        {"pack --help", 0, "--links-as-files"},
+        {"publish --help", 0, "--prune"},
+        {"serve --help", 0, "--log-endpoint PATH"},
+        {"check --help", 0, "--section NAME"},
+        {"init", 2, "too few arguments, expected DIR"},
+        {"init a b", 2, "unexpected argument b"},
+        {"init a --days", 2, "option --days needs a value"},
+        {"init a --days 1x", 2, "needs a number from 1"},
+        {"init a --renew=1", 2, "takes no value"},
+        {"pack a --formt zip", 2, "unknown option --formt; see lumsite pack --help"},
+        {"pack /nowhere/a.bundle", 1, "cannot pack /nowhere/a.bundle: No such file"},
+        {"pack /etc --format rar -o /tmp/x", 1, "use tar.gz, tar.zst, tar.xz or zip"},
+        {"publish /nowhere/site.json x", 1, "cannot read /nowhere/site.json"},
+        {"serve /nowhere", 1, "cannot serve /nowhere"},
+        {"serve . --log-endpoint log", 2, "begins with \"/\""},
+        {"serve . --port 65536", 2, "from 0 to 65535"},
+        {"check /nowhere", 1, "neither a folder nor an address"},
+        {"check http://127.0.0.1:1/", 1, "the instruction file cannot be fetched"},
+    };
+    for (const Case &each : cases) {
+        EXPECT_THAT(OutputOf(kLumsite + " " + each.arguments, each.status), HasSubstr(each.says)) << each.arguments;
+    }
+}
