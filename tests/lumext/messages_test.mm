@@ -186,6 +186,10 @@ struct Translation {
     bool usable;
 };
 
+void PrintTo(const Translation &translation, std::ostream *out) {
+    *out << translation.text;
+}
+
 // A case each, since a process knows one bundle by an identifier.
 class TranslatedFormat : public testing::TestWithParam<Translation> {};
 
