@@ -16,3 +16,8 @@
 - (void)undressAlert:(NSWindow *)panel;
 - (void)dressAlert:(NSWindow *)panel;
 @end
+
+// Fonts for every script (LumThemeFonts.mm).
+@interface LumTheme (Fonts)
+- (void)preferDesktopFonts;
+@end

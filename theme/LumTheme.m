@@ -93,6 +93,7 @@ static void Restore(NSString *className, SEL selector, IMP original) {
 
 - (void)activate {
     [super activate];
+    [self preferDesktopFonts];
     [self makeAlertsClosable];
     originalDrawTitle = (DrawTitle)Replace(@"NSButtonCell", @selector(drawTitle:withFrame:inView:), (IMP)DrawButtonTitle);
     originalSizeToFit = (SizeToFit)Replace(@"GSAlertPanel", @selector(sizePanelToFit), (IMP)SizeAlertToFit);

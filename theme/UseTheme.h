@@ -1,14 +1,17 @@
-// Gives a program the project's look.
+// What a program of the project does before it makes its application object. Main thread.
 #pragma once
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-// Call before the application object exists, on the main thread. `themePath` is the theme bundle's full path, UTF-8, not
-// kept. The settings go into the registration domain: what the user has chosen for this program or for all
-// (`defaults write NSGlobalDomain GSTheme ...`) wins. When there is no bundle at the path (or it is null), the window
-// library's own look stays and the other settings still hold. Nothing is reported, because nothing can be done about it.
+// Leaves the window library only the program's name of `argv`, which it would otherwise take for settings ("-NSFont")
+// and for documents to open, each of which ends in an alert. The first thing that main() does. `argv` itself stays as it is.
+void HideArguments(char **argv);
+
+// Gives the program the project's look. `themePath` is the theme bundle's full path, UTF-8, not kept. What the user has
+// chosen for this program or for all (`defaults write NSGlobalDomain GSTheme ...`) wins. When there is no bundle at the
+// path (or it is null) the window library's own look stays. Nothing is reported, because nothing can be done about it.
 void UseTheme(const char *themePath);
 
 #ifdef __cplusplus

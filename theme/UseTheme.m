@@ -2,6 +2,12 @@
 
 #import <Foundation/Foundation.h>
 
+extern char **environ;
+
+void HideArguments(char **argv) {
+    [NSProcessInfo initializeWithArguments:argv count:1 environment:environ];
+}
+
 void UseTheme(const char *themePath) {
     NSAutoreleasePool *pool = [NSAutoreleasePool new];
     NSMutableDictionary *settings = [NSMutableDictionary dictionary];

@@ -16,11 +16,48 @@ NSString *const kInformative = @"You can start or join a new meeting after you l
 
 } // namespace
 
+// Names an alert's window, which does not exist everywhere before the alert runs.
+@interface LUMAlertTitle : NSObject {
+    NSAlert *myAlert;
+    NSString *myTitle;
+}
+- (id)initWithAlert:(NSAlert *)alert title:(NSString *)title;
+- (void)apply;
+@end
+
+@implementation LUMAlertTitle
+
+- (id)initWithAlert:(NSAlert *)alert title:(NSString *)title {
+    if ((self = [super init])) {
+        myAlert = [alert retain];
+        myTitle = [title copy];
+        [self apply];
+        [self performSelector:@selector(apply)
+                   withObject:nil
+                   afterDelay:0
+                      inModes:[NSArray arrayWithObject:NSModalPanelRunLoopMode]];
+    }
+    return self;
+}
+
+- (void)dealloc {
+    [myAlert release];
+    [myTitle release];
+    [super dealloc];
+}
+
+- (void)apply {
+    [[myAlert window] setTitle:myTitle];
+}
+
+@end
+
 bool ShowTooManyMeetingsAlert(const char *languageId) {
     if (!IsWindowServerAvailable()) {
         return false;
     }
     [NSApplication sharedApplication];
+    PreferFontsForLocalization(localizedExtNameFromLanguageID(languageId).c_str());
     NSAlert *alert = [NSAlert alertWithMessageText:Text(languageId, kMessage)
                                      defaultButton:Text(languageId, @"OK")
                                    alternateButton:nil
@@ -31,8 +68,10 @@ bool ShowTooManyMeetingsAlert(const char *languageId) {
     if (icon) {
         [alert setIcon:icon];
     }
-    [[alert window] setTitle:Text(languageId, @"Too Many Meetings")];
+    LUMAlertTitle *title = [[LUMAlertTitle alloc] initWithAlert:alert title:Text(languageId, @"Too Many Meetings")];
     [alert runModal];
+    [NSObject cancelPreviousPerformRequestsWithTarget:title];
+    [title release];
     return true;
 }
 

@@ -17,6 +17,12 @@ LUM_FORWARD_CLASS(NSTask);
 // True when a window can be shown. False is a normal state: no window is made then.
 bool IsWindowServerAvailable();
 
+// Lets AppKit's controls show texts in any script for which a font is installed, whatever font they ask for. `localization`
+// (a name like "Japanese" or "zh_CN", or null) decides between the variants of a character that languages share. Holds for
+// the whole process until the next call. For a program with a window server; does nothing where AppKit finds such fonts
+// by itself.
+void PreferFontsForLocalization(const char *localization);
+
 // The user-domain Application Support folders, as the target's path search answers: absolute, tilde expanded, not
 // necessarily existing. Follows HOME when that is set.
 NSArray *UserApplicationSupportDirectories();

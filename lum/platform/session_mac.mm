@@ -14,6 +14,9 @@ bool IsWindowServerAvailable() {
     return true;
 }
 
+// AppKit finds such fonts by itself.
+void PreferFontsForLocalization(const char *) {}
+
 NSString *SessionHomeDirectory() {
     const char *home = getenv("HOME");
     return home && *home ? [NSString stringWithUTF8String:home] : NSHomeDirectory();

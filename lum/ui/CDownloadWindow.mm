@@ -4,6 +4,7 @@
 
 #include "lum/common/lumutil.h"
 #include "lum/lumext/luminstallationmgr.h"
+#include "lum/platform/session.h"
 
 namespace {
 
@@ -50,6 +51,7 @@ NSString *Localized(NSString *languageID, NSString *english) {
 
 - (void)windowDidLoad {
     [super windowDidLoad];
+    PreferFontsForLocalization(localizedExtNameFromLanguageID([myLanguageID UTF8String]).c_str());
     [myStopButton setTitle:Localized(myLanguageID, @"Stop")];
     [self setProgressTime:1];
     [myStaticText setHidden:NO];
