@@ -1,0 +1,443 @@
+// Packages of every kind, good and hostile, and what stands at the destination afterwards.
+#include "host/Unpacker.h"
+
+#include <archive.h>
+#include <archive_entry.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <locale.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <map>
+#include <random>
+
+#include "host/unpack_path.h"
+#include "host/unpack_probe.h"
+#include "host/unpack_staging.h"
+#include "tests/support/TempDir.h"
+
+namespace lumhost {
+namespace {
+
+using std::chrono::milliseconds;
+using testing::HasSubstr;
+namespace fs = std::filesystem;
+
+struct Entry {
+    std::string path;
+    std::string content = {};
+    mode_t type = AE_IFREG;
+    mode_t mode = 0644;
+    std::string link = {};     // target of a symbolic link
+    std::string hardlink = {}; // target of a hard link
+};
+Entry Folder(std::string path) { return {std::move(path), {}, AE_IFDIR, 0755}; }
+Entry Link(std::string path, std::string target) { return {std::move(path), {}, AE_IFLNK, 0777, std::move(target)}; }
+
+struct Kind {
+    const char *name;
+    int format;
+    int filter = ARCHIVE_FILTER_NONE;
+};
+constexpr Kind kTar{"tar", ARCHIVE_FORMAT_TAR_PAX_RESTRICTED};
+constexpr Kind kTgz{"tar.gz", ARCHIVE_FORMAT_TAR_PAX_RESTRICTED, ARCHIVE_FILTER_GZIP};
+constexpr Kind kXz{"tar.xz", ARCHIVE_FORMAT_TAR_PAX_RESTRICTED, ARCHIVE_FILTER_XZ};
+constexpr Kind kZst{"tar.zst", ARCHIVE_FORMAT_TAR_PAX_RESTRICTED, ARCHIVE_FILTER_ZSTD};
+constexpr Kind kZip{"zip", ARCHIVE_FORMAT_ZIP};
+constexpr Kind kAll[] = {kTar,
+                         kTgz,
+                         kXz,
+                         kZst,
+                         kZip,
+                         {"tar.bz2", ARCHIVE_FORMAT_TAR_GNUTAR, ARCHIVE_FILTER_BZIP2},
+                         {"tar.lz", ARCHIVE_FORMAT_TAR_USTAR, ARCHIVE_FILTER_LZIP},
+                         {"7z", ARCHIVE_FORMAT_7ZIP},
+                         {"cpio", ARCHIVE_FORMAT_CPIO_SVR4_NOCRC}};
+
+void WritePackage(const fs::path &file, const Kind &kind, const std::vector<Entry> &entries) {
+    setlocale(LC_CTYPE, "C.UTF-8"); // for the writer; the unpacker has to do without
+    archive *const out = archive_write_new();
+    archive_write_set_format(out, kind.format);
+    archive_write_add_filter(out, kind.filter);
+    ASSERT_EQ(archive_write_open_filename(out, file.c_str()), ARCHIVE_OK) << archive_error_string(out);
+    for (const Entry &entry : entries) {
+        archive_entry *const header = archive_entry_new();
+        archive_entry_set_pathname(header, entry.path.c_str());
+        archive_entry_set_mode(header, entry.type | entry.mode);
+        archive_entry_set_size(header, static_cast<la_int64_t>(entry.content.size()));
+        archive_entry_set_nlink(header, 1);
+        if (!entry.link.empty()) {
+            archive_entry_set_symlink(header, entry.link.c_str());
+        }
+        if (!entry.hardlink.empty()) {
+            archive_entry_set_hardlink(header, entry.hardlink.c_str());
+        }
+        EXPECT_EQ(archive_write_header(out, header), ARCHIVE_OK) << archive_error_string(out);
+        archive_write_data(out, entry.content.data(), entry.content.size());
+        archive_entry_free(header);
+    }
+    EXPECT_EQ(archive_write_close(out), ARCHIVE_OK) << archive_error_string(out);
+    archive_write_free(out);
+    setlocale(LC_CTYPE, "C");
+}
+
+// Everything below `folder`: "path" to content, "path/" for a folder, "path@" to target for a link, "path*" executable.
+std::map<std::string, std::string> Tree(const fs::path &folder) {
+    std::map<std::string, std::string> tree;
+    for (const auto &entry : fs::recursive_directory_iterator(folder)) {
+        const std::string name = fs::relative(entry.path().parent_path(), folder) / entry.path().filename();
+        const std::string path = name.starts_with("./") ? name.substr(2) : name;
+        if (entry.is_symlink()) {
+            tree[path + "@"] = fs::read_symlink(entry.path());
+        } else if (entry.is_directory()) {
+            tree[path + "/"] = "";
+        } else {
+            const bool executable = (entry.status().permissions() & fs::perms::owner_exec) != fs::perms::none;
+            tree[path + (executable ? "*" : "")] = ReadFile(entry.path());
+        }
+    }
+    return tree;
+}
+
+// An install folder with an older component in it, and a package beside it.
+class UnpackerTest : public testing::Test {
+protected:
+    UnpackerTest() {
+        umask(022);
+        m_dir.Write("outside/secret", "untouched");
+    }
+
+    int Install(const std::vector<Entry> &entries, const Kind &kind = kTgz, UnpackLimits limits = {}) {
+        WritePackage(m_package, kind, entries);
+        return Install(limits);
+    }
+    int Install(UnpackLimits limits = {}) { return InstallPackage(m_package, m_place, limits, &m_reason); }
+    std::map<std::string, std::string> Installed() const { return Tree(m_dir.path() / "install"); }
+    void PutOld() { m_dir.Write("install/My.app/old", "old"); }
+
+    TempDir m_dir;
+    const fs::path m_package = m_dir.path() / "package";
+    const fs::path m_folder = [this] {
+        fs::create_directory(m_dir.path() / "install");
+        return m_dir.path() / "install";
+    }();
+    const fs::path m_place = m_folder / "My.app";
+    const std::map<std::string, std::string> m_old{{"My.app/", ""}, {"My.app/old", "old"}};
+    std::string m_reason;
+};
+
+const std::string kLong(300'000, 'x');
+// Does not compress, so that every part of an archive of it matters.
+const std::string kNoise = [] {
+    std::minstd_rand random(1);
+    std::string noise(300'000, '\0');
+    std::generate(noise.begin(), noise.end(), [&] { return static_cast<char>(random() >> 8); });
+    return noise;
+}();
+
+TEST_F(UnpackerTest, InstallsEveryKindInPlaceOfTheOld) {
+    for (const Kind &kind : kAll) {
+        SCOPED_TRACE(kind.name);
+        PutOld();
+        const std::vector<Entry> entries{{"My.app/Contents/MacOS/run", kLong, AE_IFREG, 04755},
+                                         {"My.app/Contents/ünï コード.txt", "text", AE_IFREG, 0600},
+                                         Folder("My.app/empty folder"),
+                                         {"./My.app//empty"},
+                                         Link("My.app/F.framework/Versions/Current", "A"),
+                                         {"My.app/F.framework/Versions/A/F", "F"},
+                                         Link("My.app/F.framework/F", "Versions/Current/F"),
+                                         Link("My.app/F.framework/Versions/A/up", "../../../empty")};
+        EXPECT_EQ(Install(entries, kind), kUnpackOk) << m_reason;
+        const std::map<std::string, std::string> expected{{"My.app/", ""},
+                                                          {"My.app/Contents/", ""},
+                                                          {"My.app/Contents/MacOS/", ""},
+                                                          {"My.app/Contents/MacOS/run*", kLong},
+                                                          {"My.app/Contents/ünï コード.txt", "text"},
+                                                          {"My.app/empty folder/", ""},
+                                                          {"My.app/empty", ""},
+                                                          {"My.app/F.framework/", ""},
+                                                          {"My.app/F.framework/Versions/", ""},
+                                                          {"My.app/F.framework/Versions/A/", ""},
+                                                          {"My.app/F.framework/Versions/A/F", "F"},
+                                                          {"My.app/F.framework/Versions/Current@", "A"},
+                                                          {"My.app/F.framework/F@", "Versions/Current/F"},
+                                                          {"My.app/F.framework/Versions/A/up@", "../../../empty"}};
+        EXPECT_EQ(Installed(), expected);
+        EXPECT_EQ(static_cast<unsigned>(fs::status(m_place / "Contents/MacOS/run").permissions()), 0755u);
+        EXPECT_EQ(static_cast<unsigned>(fs::status(m_place / "Contents/ünï コード.txt").permissions()), 0644u);
+        EXPECT_EQ(static_cast<unsigned>(fs::status(m_place).permissions()), 0755u);
+        fs::remove_all(m_place);
+    }
+}
+
+TEST_F(UnpackerTest, InstallsASingleFileInPlaceOfAnything) {
+    const fs::path outside = m_dir.path() / "outside";
+    const std::function<void()> before[] = {
+        [] {},
+        [&] { m_dir.Write("install/My.app", "old"); },
+        [&] { PutOld(); },
+        [&] { fs::create_directory_symlink(outside, m_place); },
+        [&] { fs::create_symlink("nowhere", m_place); },
+        [&] {
+            PutOld();
+            fs::permissions(m_place, fs::perms::none);
+        },
+    };
+    for (const auto &prepare : before) {
+        prepare();
+        EXPECT_EQ(Install({{"My.app", "new"}}), kUnpackOk) << m_reason;
+        EXPECT_EQ(Installed(), (std::map<std::string, std::string>{{"My.app", "new"}}));
+        EXPECT_EQ(ReadFile(outside / "secret"), "untouched");
+        fs::remove(m_place);
+    }
+}
+
+TEST_F(UnpackerTest, LinksOneFileUnderTwoNames) {
+    const Entry second{"My.app/b", {}, AE_IFREG, 0644, {}, "My.app/sub/a"};
+    EXPECT_EQ(Install({{"My.app/sub/a", "one"}, second}), kUnpackOk) << m_reason;
+    EXPECT_TRUE(fs::equivalent(m_place / "sub/a", m_place / "b"));
+    EXPECT_EQ(ReadFile(m_place / "b"), "one");
+}
+
+TEST_F(UnpackerTest, RefusesWhatWouldLeaveTheComponent) {
+    const auto hardlink = [](std::string target) {
+        return Entry{"My.app/b", {}, AE_IFREG, 0644, {}, std::move(target)};
+    };
+    const struct {
+        int code;
+        std::vector<Entry> entries;
+    } cases[] = {
+        {kUnpackRefusedEntry, {{"My.app/a"}, {"/tmp/lum-escaped"}}},
+        {kUnpackRefusedEntry, {{"My.app/a"}, {"../lum-escaped"}}},
+        {kUnpackRefusedEntry, {{"My.app/../../lum-escaped"}}},
+        {kUnpackRefusedEntry, {{"My.app/a"}, {"My.app/.."}}},
+        {kUnpackRefusedEntry, {Link("My.app/l", m_dir / "outside")}},
+        {kUnpackRefusedEntry, {Link("My.app/l", "../../outside")}},
+        {kUnpackRefusedEntry, {Link("My.app/l", "..")}},
+        {kUnpackRefusedEntry, {Link("My.app/sub/l", "../../My.app/a")}}, // back in again, but under which name?
+        {kUnpackRefusedEntry, {Link("My.app/sub/l", ".."), Link("My.app/m", "sub/l/../..")}},
+        {kUnpackRefusedEntry, {Link("My.app", "elsewhere")}},
+        {kUnpackRefusedEntry, {Folder("My.app/sub"), Link("My.app/l", "sub"), {"My.app/l/a"}}},
+        {kUnpackRefusedEntry, {Folder("My.app/sub"), Link("My.app/l", "sub"), Folder("My.app/l")}},
+        {kUnpackRefusedEntry, {{"My.app/a"}, {"My.app/a/b"}}},
+        {kUnpackRefusedEntry, {{"My.app/a", "1"}, {"My.app/./a", "2"}}},
+        {kUnpackRefusedEntry, {{"My.app/a"}, Link("My.app/a", "b")}},
+        {kUnpackRefusedEntry, {{"My.app/a"}, hardlink(m_dir / "outside/secret")}},
+        {kUnpackRefusedEntry, {{"My.app/a"}, hardlink("../outside/secret")}},
+        {kUnpackRefusedEntry, {{"My.app/a"}, hardlink("My.app/missing")}},
+        {kUnpackRefusedEntry, {Folder("My.app/sub"), hardlink("My.app/sub")}},
+        {kUnpackRefusedEntry, {Link("My.app/l", "a"), hardlink("My.app/l")}},
+        {kUnpackRefusedEntry, {{"My.app/pipe", {}, AE_IFIFO}}},
+        {kUnpackRefusedEntry, {{"My.app/device", {}, AE_IFCHR}}},
+        {kUnpackRefusedEntry, {{"My.app/" + std::string(256, 'n')}}},
+        {kUnpackRefusedEntry, {{"My.app" + [] {
+             std::string deep;
+             for (int i = 0; i < 101; ++i) {
+                 deep += "/d";
+             }
+             return deep;
+         }()}}},
+        {kUnpackNotOneComponent, {}},
+        {kUnpackNotOneComponent, {Folder("./")}},
+        {kUnpackNotOneComponent, {{"Other.app/a"}}},
+        {kUnpackNotOneComponent, {{"my.app/a"}}},
+        {kUnpackNotOneComponent, {{"My.app/a"}, {"Other.app/a"}}},
+        {kUnpackNotOneComponent, {{"My.app/a"}, {"Read me \x1b[2J"}}},
+    };
+    PutOld();
+    for (const auto &[code, entries] : cases) {
+        EXPECT_EQ(Install(entries, kTar), code) << m_reason << testing::PrintToString(entries.size());
+        EXPECT_THAT(m_reason, testing::Not(testing::AnyOf("", HasSubstr("\x1b"))));
+        EXPECT_EQ(Installed(), m_old) << m_reason;
+        EXPECT_EQ(Tree(m_dir.path() / "outside").size(), 1u);
+    }
+    EXPECT_FALSE(fs::exists("/tmp/lum-escaped"));
+}
+
+TEST(UnpackPath, JudgesLinksByTheirText) {
+    const struct {
+        std::size_t depth;
+        const char *target;
+        bool inside;
+    } cases[] = {{1, "a", true},      {1, "a/b", true},       {2, "../a", true},      {3, ".././../a", true}, {1, ".", true},
+                 {1, "..", false},    {2, "../..", false},    {2, "a/..", false},     {3, "../a/../b", false}, {1, "/a", false},
+                 {1, "", false},      {2, "..//../a", false}, {1, "..a", true},       {0, "a", false},         {0, "..", false}};
+    for (const auto &[depth, target, inside] : cases) {
+        EXPECT_EQ(LinkStaysInside(depth, target), inside) << depth << " " << target;
+    }
+}
+
+TEST_F(UnpackerTest, SaysWhatIsWrongWithThePackage) {
+    PutOld();
+    const std::vector<Entry> entries{{"My.app/a", kNoise}, {"My.app/b", kNoise}};
+    for (const Kind &kind : kAll) {
+        WritePackage(m_package, kind, entries);
+        const std::string whole = ReadFile(m_package);
+        for (const std::size_t size : {whole.size() / 2, whole.size() - 1200}) {
+            m_dir.Write("package", whole.substr(0, size));
+            EXPECT_THAT(Install(), testing::AnyOf(kUnpackDamaged, kUnpackNoArchive)) << kind.name << m_reason;
+            EXPECT_EQ(Installed(), m_old);
+        }
+    }
+    const struct {
+        const char *name, *content;
+        int code;
+    } cases[] = {{"package", "", kUnpackNoArchive},
+                 {"package", "Not found\n", kUnpackNoArchive},
+                 {"package", "#mtree\nMy.app type=file contents=/etc/passwd\n", kUnpackNoArchive},
+                 {"package", "PK\x03\x04 but not for long", kUnpackDamaged}};
+    for (const auto &[name, content, code] : cases) {
+        m_dir.Write(name, content);
+        EXPECT_EQ(Install(), code) << content << m_reason;
+    }
+    fs::remove(m_package);
+    EXPECT_EQ(Install(), kUnpackNoPackage) << m_reason;
+    fs::create_directory(m_package);
+    EXPECT_EQ(Install(), kUnpackNoPackage) << m_reason;
+    EXPECT_EQ(Installed(), m_old);
+}
+
+TEST_F(UnpackerTest, KeepsWithinTheLimits) {
+    PutOld();
+    const std::vector<Entry> entries{{"My.app/sub/a", kLong}, {"My.app/sub/b", kLong}};
+    UnpackLimits bytes, count, window;
+    bytes.maxBytes = 2 * kLong.size() - 1;
+    count.maxEntries = 3; // with the two folders that nobody names
+    window.maxWindow = 1 << 18;
+    for (const Kind &kind : kAll) {
+        EXPECT_EQ(Install(entries, kind, bytes), kUnpackTooLarge) << kind.name << m_reason;
+        EXPECT_EQ(Install(entries, kind, count), kUnpackTooLarge) << kind.name << m_reason;
+        EXPECT_EQ(Installed(), m_old);
+    }
+    for (const Kind &kind : {kXz, kZst, kAll[6]}) {
+        EXPECT_EQ(Install(entries, kind, window), kUnpackTooLarge) << kind.name << m_reason;
+        EXPECT_THAT(m_reason, HasSubstr("MiB of memory"));
+    }
+    bytes.maxBytes = 2 * kLong.size();
+    count.maxEntries = 4;
+    EXPECT_EQ(Install(entries, kTgz, bytes), kUnpackOk);
+    EXPECT_EQ(Install(entries, kZip, count), kUnpackOk);
+}
+
+TEST_F(UnpackerTest, KnowsTheSizeBeforehand) {
+    const std::vector<Entry> entries{{"My.app", kLong}};
+    const struct {
+        Kind kind;
+        Compression compression;
+    } cases[] = {{kTgz, Compression::Gzip}, {kXz, Compression::Xz}};
+    for (const auto &[kind, compression] : cases) {
+        WritePackage(m_package, kind, entries);
+        const int file = open(m_package.c_str(), O_RDONLY | O_CLOEXEC);
+        EXPECT_GE(UnpackedSize(file, compression), kLong.size()) << kind.name;
+        EXPECT_LE(UnpackedSize(file, compression), kLong.size() + 20'000) << kind.name;
+        close(file);
+    }
+    // The sizes that a zip file and a gzip file tell of are believed only so far.
+    WritePackage(m_package, kTgz, entries);
+    std::string lying = ReadFile(m_package);
+    lying.replace(lying.size() - 4, 4, "\xff\xff\xff\xff");
+    m_dir.Write("package", lying);
+    EXPECT_EQ(Install(), kUnpackOk) << m_reason;
+}
+
+TEST_F(UnpackerTest, SaysWhatIsWrongWithTheDestination) {
+    WritePackage(m_package, kTar, {{"My.app", kLong}});
+    const struct {
+        std::string place;
+        int code;
+    } cases[] = {{"My.app", kUnpackBadArgument},
+                 {"", kUnpackBadArgument},
+                 {"/", kUnpackBadArgument},
+                 {m_dir / "install/", kUnpackBadArgument},
+                 {m_dir / "install/..", kUnpackBadArgument},
+                 {m_dir / "missing/My.app", kUnpackNotWritable},
+                 {m_dir / "package/My.app", kUnpackNotWritable},
+                 {"/proc/My.app", kUnpackNotWritable}};
+    for (const auto &[place, code] : cases) {
+        EXPECT_EQ(InstallPackage(m_package, place, {}, &m_reason), code) << place << m_reason;
+        EXPECT_NE(m_reason, "");
+    }
+    PutOld();
+    rlimit before;
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit small{100'000, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    UnpackJob job(m_package, m_place, {}); // on its thread, which takes no SIGXFSZ
+    EXPECT_EQ(job.code(), kUnpackNoSpace) << job.reason();
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_EQ(Installed(), m_old);
+}
+
+TEST_F(UnpackerTest, IsCancelled) {
+    PutOld();
+    std::stop_source stopped;
+    stopped.request_stop();
+    WritePackage(m_package, kTgz, {{"My.app", kNoise}});
+    EXPECT_EQ(InstallPackage(m_package, m_place, {}, &m_reason, stopped.get_token()), kUnpackInterrupted);
+    EXPECT_EQ(Installed(), m_old);
+    UnpackJob(m_package, m_place, {}).Cancel(); // which may come too late
+    EXPECT_THAT(Installed(), testing::AnyOf(m_old, testing::ElementsAre(testing::Pair("My.app", kNoise))));
+    UnpackJob job(m_package, m_place, {});
+    while (!job.Wait(milliseconds(1))) {
+    }
+    EXPECT_EQ(job.code(), kUnpackOk) << job.reason();
+    EXPECT_THAT(Installed(), testing::ElementsAre(testing::Pair("My.app", kNoise)));
+}
+
+TEST_F(UnpackerTest, SurvivesBeingKilled) {
+    std::vector<Entry> entries;
+    for (int i = 0; i < 50; ++i) {
+        entries.push_back({"My.app/" + std::to_string(i % 7) + "/" + std::to_string(i), kLong.substr(0, 5000)});
+    }
+    WritePackage(m_package, kZst, entries);
+    const auto begin = std::chrono::steady_clock::now();
+    ASSERT_EQ(Install(), kUnpackOk);
+    const auto once = std::chrono::ceil<std::chrono::microseconds>(std::chrono::steady_clock::now() - begin);
+    const auto whole = Installed();
+    std::minstd_rand random(1);
+    fs::remove_all(m_place);
+    int absent = 0, killed = 0;
+    for (int i = 0; i < 40; ++i) {
+        const pid_t child = fork();
+        if (child == 0) {
+            while (Install() == kUnpackOk) { // each in place of the one before
+            }
+            _exit(1);
+        }
+        usleep(std::uniform_int_distribution<useconds_t>(0, 2 * once.count())(random));
+        kill(child, SIGKILL);
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        killed += WIFSIGNALED(status);
+        CleanStaging(m_folder);
+        const auto now = Installed();
+        absent += now.empty();
+        ASSERT_TRUE(now.empty() || now == whole) << now.size();
+        if (i % 4 == 0) {
+            fs::remove_all(m_place);
+        }
+    }
+    EXPECT_EQ(killed, 40);
+    EXPECT_EQ(Install(), kUnpackOk) << m_reason;
+}
+
+TEST_F(UnpackerTest, LeavesARunningInstallationAlone) {
+    const StagingFolder running(m_folder, ".lumhost-unpack.");
+    m_dir.Write("install/.lumhost-unpack.dead00/new/My.app/half", "");
+    m_dir.Write("install/.lumhost-unpack", "a file of that name");
+    const fs::path outside = m_dir.path() / "outside";
+    fs::create_directory_symlink(outside, m_folder / ".lumhost-unpack.link00");
+    fs::create_directory_symlink(outside, m_folder / ".lumhost-unpack.dead00/new/link");
+    CleanStaging(m_folder);
+    EXPECT_TRUE(fs::exists(running.path() / "lock"));
+    EXPECT_FALSE(fs::exists(m_folder / ".lumhost-unpack.dead00"));
+    EXPECT_EQ(Installed().size(), 4u); // the running one's folder and lock, the file, the link
+    EXPECT_EQ(ReadFile(outside / "secret"), "untouched");
+}
+
+} // namespace
+} // namespace lumhost
