@@ -1,0 +1,169 @@
+# The steps of the demonstration, as functions. Sourced by run.
+
+headline() { printf '\n== %s\n\n' "$1"; }
+explain() { printf '   %s\n' "$1"; }
+not() { ! "$@"; }
+
+# check WHAT COMMAND...: says whether it is so.
+check() {
+  local what=$1
+  shift
+  if "$@" >>"$work/checks.log" 2>&1; then
+    printf '   [ok]     %s\n' "$what"
+  else
+    printf '   [FAILED] %s\n' "$what"
+    failures=$((failures + 1))
+  fi
+}
+
+# expect WHAT COMMAND...: runs a step without which the rest makes no sense.
+expect() {
+  local what=$1
+  shift
+  if "$@" >"$work/step.log" 2>&1; then
+    printf '   [ok]     %s\n' "$what"
+  else
+    printf '   [FAILED] %s: %s\n' "$what" "$*"
+    sed 's/^/            /' "$work/step.log"
+    failures=$((failures + 1))
+    exit 1
+  fi
+}
+
+end_demonstration() {
+  quit_application
+  for pid in "${pids[@]}"; do
+    kill "$pid" 2>/dev/null
+  done
+  [ "$failures" -eq 0 ]
+}
+
+# Waits until a command succeeds; a number of tenths of a second first.
+wait_for() {
+  local tenths=$1
+  shift
+  for _ in $(seq "$tenths"); do
+    "$@" >/dev/null 2>&1 && return 0
+    sleep 0.1
+  done
+  return 1
+}
+
+start_window_server() {
+  if [ -n "${DISPLAY:-}" ] && xdpyinfo >/dev/null 2>&1; then
+    explain "Windows open on the display $DISPLAY."
+    return
+  fi
+  Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp 3>"$work/display" 2>/dev/null &
+  pids+=($!)
+  wait_for 100 test -s "$work/display" || { echo "Xvfb does not start" >&2; exit 1; }
+  DISPLAY=:$(cat "$work/display")
+  export DISPLAY
+  openbox >/dev/null 2>&1 &
+  pids+=($!)
+  explain "There is no display, so windows open on one in memory ($DISPLAY)."
+}
+
+make_components() {
+  cp -R "$build/demo/apps/Meeting Hall.app" "$build"/demo/components/* "$work/components/"
+  mkdir -p "$work/components/Holiday Skin.bundle/Contents"
+  # Leads out of its folder, which no container unpacks.
+  ln -s /etc "$work/components/Holiday Skin.bundle/Contents/elsewhere"
+}
+
+# The site's manifest, with this version of the audio library.
+write_manifest() {
+  local audio=$1 arguments=''
+  cat >"$work/site.json" <<TEXT
+{
+  "url": "$url",
+  "sections": [{ "name": "Kelvo", "keys": "keys" }],
+  "components": [
+    { "path": "components/DemoKit.framework", "version": "1,0,0,0", "linksAsFiles": true },
+    { "path": "components/libdemoaudio.dylib", "version": "$audio" },
+    { "path": "components/libdemovideo.dylib", "version": "2,1,0,7", "format": "tar.zst" },
+    { "path": "components/Practice Notes.bundle" },
+    { "path": "components/Holiday Skin.bundle", "version": "1,0,0,0", "update": "existence", "failure": "ignore" },
+    { "path": "components/Meeting Hall.app", "format": "tar.xz" },
+    { "path": "components/confshell.bundle", "format": "zip" }
+  ],
+  "pages": [{
+    "file": "index.html",
+    "title": "Quarterly review",
+    "component": "confshell.bundle",
+    "parameters": {
+      "LumProductVersion": "2.4",
+      "LumProgressBarTitle": "Meeting Hall",
+      "ParmProductType_Value": "1",
+      "szNextUrl": "$url/joined.html",
+      "szFrameName": "meeting",
+      "LoggingURL": "$url/log?site=demo",
+      "MeetingID": "4711",
+      "SessionID": "demo-session"
+    }
+  }]
+}
+TEXT
+}
+
+serve_site() {
+  mkdir -p "$site"
+  "$lumsite" serve "$site" --port-file "$work/port" --log "$work/requests" --log-endpoint /log >"$work/serve.log" 2>&1 &
+  pids+=($!)
+  wait_for 100 test -s "$work/port" || { echo "lumsite serve does not start" >&2; exit 1; }
+  url=http://127.0.0.1:$(cat "$work/port")
+  explain "The site is served at $url."
+}
+
+install_by_hand() {
+  mkdir -p "$installed"
+  cp -R "$work/components/$1" "$installed/"
+}
+
+# visit NAME: opens the page; NAME.out, NAME.trace, NAME.requests and NAME.status tell about it.
+visit() {
+  local before=0
+  [ -f "$work/requests" ] && before=$(wc -l <"$work/requests")
+  "$lumhost" --log "$work/$1.trace" "$url/index.html" >"$work/$1.out" 2>&1 </dev/null
+  echo $? >"$work/$1.status"
+  sleep 0.3
+  tail -n +$((before + 1)) "$work/requests" >"$work/$1.requests"
+  sed 's/^/   | /' "$work/$1.out"
+}
+
+sent_on() { [ "$(cat "$work/$1.status")" = 0 ] && grep -q 'joined.html' "$work/$1.out"; }
+refused() { [ "$(cat "$work/$1.status")" != 0 ] && grep -q "message $2\b" "$work/$1.out"; }
+fetched() { [ "$(grep -c 'GET /packages/' "$work/$1.requests")" = "$2" ]; }
+not_fetched() { ! grep -q "GET /packages/$2" "$work/$1.requests"; }
+traced() { grep -q "$2" "$work/$1.trace"; }
+logged() {
+  local name=$1 code
+  shift
+  for code in "$@"; do
+    grep -q "ErrorCode[=:] *$code\b" "$work/$name.requests" || return 1
+  done
+}
+show_log() { grep -A12 -i 'report' "$work/$1.requests" | sed 's/^/   | /'; }
+running() { pgrep -xu "$(id -u)" "$1" >/dev/null; }
+in_front() {
+  local window
+  window=$(xdotool getactivewindow 2>/dev/null) && xdotool getwindowname "$window" | grep -q "$1"
+}
+
+quit_application() {
+  pkill -xu "$(id -u)" "Meeting Hall" 2>/dev/null
+  wait_for 50 not running "Meeting Hall"
+}
+
+# Changes one byte in the newest package whose name begins so.
+tamper() {
+  local package
+  package=$(ls -t "$site"/packages/"$1"* | head -n 1)
+  printf 'X' | dd of="$package" bs=1 seek=100 conv=notrunc 2>/dev/null
+  explain "One byte of $(basename "$package") is another now."
+}
+
+screenshot() {
+  sleep 0.5
+  import -window root "$work/$1.png" && explain "A screenshot of $2 is in $work/$1.png."
+}
