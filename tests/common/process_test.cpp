@@ -1,45 +1,27 @@
 #include <gmock/gmock.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <filesystem>
 
 #include "lum/common/lumutil.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/TempDir.h"
-
-extern char **environ;
 
 using testing::ElementsAre;
 using testing::UnorderedElementsAre;
 
 namespace {
 
-// A program of the given file name that waits until the object goes.
-class Waiting {
-public:
-    explicit Waiting(const std::string &path) {
-        if (!std::filesystem::exists(path)) {
-            std::filesystem::copy_file("/bin/sleep", path);
-        }
-        std::string name = path;
-        char seconds[] = "600";
-        char *arguments[] = {name.data(), seconds, nullptr};
-        EXPECT_EQ(posix_spawn(&m_pid, path.c_str(), nullptr, nullptr, arguments, environ), 0);
-    }
+// A program of this file name that waits.
+std::string WaitingProgram(const TempDir &dir, const std::string &name) {
+    std::filesystem::copy_file("/bin/sleep", dir / name);
+    return dir / name;
+}
 
-    ~Waiting() {
-        kill(m_pid, SIGKILL);
-        waitpid(m_pid, nullptr, 0);
-    }
-
-    unsigned int pid() const { return static_cast<unsigned int>(m_pid); }
-
-private:
-    pid_t m_pid = 0;
-};
+unsigned int Id(const ChildProcess &process) {
+    return static_cast<unsigned int>(process.pid());
+}
 
 constexpr unsigned int kNone = 0xFFFFFFFF;
 
@@ -50,9 +32,9 @@ TEST(Processes, ApplicationByName) {
     const std::string name = "Sample Application " + std::to_string(getpid());
     EXPECT_EQ(GetPIDForProcessName(name.c_str()), kNone);
     {
-        const Waiting first(dir / name);
-        EXPECT_EQ(GetPIDForProcessName(name.c_str()), first.pid());
-        EXPECT_EQ(GetPIDForProcessName(("sAMPLE aPPLICATION " + std::to_string(getpid())).c_str()), first.pid());
+        const ChildProcess first(WaitingProgram(dir, name), {"600"});
+        EXPECT_EQ(GetPIDForProcessName(name.c_str()), Id(first));
+        EXPECT_EQ(GetPIDForProcessName(("sAMPLE aPPLICATION " + std::to_string(getpid())).c_str()), Id(first));
         EXPECT_EQ(GetPIDForProcessName((name + "x").c_str()), kNone);
         EXPECT_EQ(GetPIDForProcessName(name.substr(0, 15).c_str()), kNone);
     }
@@ -72,17 +54,18 @@ TEST(Processes, AllOfACommandName) {
     EXPECT_EQ(error, 0);
     EXPECT_THAT(pids, ElementsAre(0, 0, 0));
 
-    const Waiting first(dir / name);
-    const Waiting second(dir / name);
-    const Waiting otherCase(dir / ("lum" + std::to_string(getpid())));
+    const std::string program = WaitingProgram(dir, name);
+    const ChildProcess first(program, {"600"});
+    const ChildProcess second(program, {"600"});
+    const ChildProcess otherCase(WaitingProgram(dir, "lum" + std::to_string(getpid())), {"600"});
     EXPECT_EQ(GetAllPIDsForProcessName(name.c_str(), pids.data(), 3, &count, nullptr), 0);
     EXPECT_EQ(count, 2U);
-    EXPECT_THAT(pids, UnorderedElementsAre(first.pid(), second.pid(), 0));
+    EXPECT_THAT(pids, UnorderedElementsAre(Id(first), Id(second), 0));
 
     pids = {7, 7, 7};
     EXPECT_EQ(GetAllPIDsForProcessName(name.c_str(), pids.data(), 1, &count, &error), -5);
     EXPECT_EQ(count, 1U);
-    EXPECT_THAT(pids, ElementsAre(testing::AnyOf(first.pid(), second.pid()), 7, 7));
+    EXPECT_THAT(pids, ElementsAre(testing::AnyOf(Id(first), Id(second)), 7, 7));
 }
 
 TEST(Processes, MissingArguments) {

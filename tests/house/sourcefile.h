@@ -1,0 +1,24 @@
+// A source file's directives, as far as the house's rules are about them.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct Inclusion {
+    std::string header; // as written between the quotes or brackets
+    bool quoted;
+};
+
+// Of #include and #import lines.
+std::vector<Inclusion> InclusionsIn(std::string_view text);
+
+// The conditions of #if, #ifdef, #ifndef and #elif, continued lines joined.
+std::vector<std::string> ConditionsIn(std::string_view text);
+
+// Every identifier in a condition but `defined`.
+std::vector<std::string> NamesIn(std::string_view condition);
+
+// The sources and headers below `folder` (none when there is no such folder), relative to `root`.
+std::vector<std::filesystem::path> SourcesBelow(const std::filesystem::path &root, const std::string &folder);
