@@ -35,30 +35,6 @@ NSString *CodeFolderOfBundleFolder(NSString *bundlePath) {
     return IsFolder(contents) ? [contents stringByAppendingPathComponent:@"MacOS"] : bundlePath;
 }
 
-struct Parsing {
-    NSString *text;
-    id result;
-};
-
-void ParsePropertyList(void *context) {
-    auto &parsing = *static_cast<Parsing *>(context);
-    parsing.result = [parsing.text propertyList];
-}
-
-void ParseStrings(void *context) {
-    auto &parsing = *static_cast<Parsing *>(context);
-    parsing.result = [parsing.text propertyListFromStringsFileFormat];
-}
-
-// Parsers of text throw what they do not understand.
-NSDictionary *Parse(NSString *text, void (*parser)(void *)) {
-    Parsing parsing{text, nil};
-    if (CatchObjCException(parser, &parsing) || ![parsing.result isKindOfClass:[NSDictionary class]]) {
-        return nil;
-    }
-    return parsing.result;
-}
-
 // UTF-16 announces itself by its first two bytes.
 NSString *TextOf(NSData *data) {
     const auto *bytes = static_cast<const unsigned char *>([data bytes]);
@@ -68,23 +44,39 @@ NSString *TextOf(NSData *data) {
                                   encoding:isUTF16 ? NSUnicodeStringEncoding : NSUTF8StringEncoding] autorelease];
 }
 
+struct Parsing {
+    NSData *data;
+    id result;
+};
+
+void ParsePropertyList(void *context) {
+    auto &parsing = *static_cast<Parsing *>(context);
+    parsing.result = [NSPropertyListSerialization propertyListWithData:parsing.data
+                                                               options:NSPropertyListImmutable
+                                                                format:nullptr
+                                                                 error:nullptr];
+}
+
+void ParseStrings(void *context) {
+    auto &parsing = *static_cast<Parsing *>(context);
+    parsing.result = [TextOf(parsing.data) propertyListFromStringsFileFormat];
+}
+
+// Parsers throw some of what they do not understand.
+NSDictionary *Parse(NSData *data, void (*parser)(void *)) {
+    Parsing parsing{data, nil};
+    if (CatchObjCException(parser, &parsing) || ![parsing.result isKindOfClass:[NSDictionary class]]) {
+        return nil;
+    }
+    return parsing.result;
+}
+
 } // namespace
 
 NSDictionary *DictionaryInFile(NSString *path) {
     NSData *data = [NSData dataWithContentsOfFile:path];
-    if (!data) {
-        return nil;
-    }
-    id object = [NSPropertyListSerialization propertyListWithData:data
-                                                          options:NSPropertyListImmutable
-                                                           format:nullptr
-                                                            error:nullptr];
-    if ([object isKindOfClass:[NSDictionary class]]) {
-        return object;
-    }
-    NSString *text = TextOf(data);
-    NSDictionary *dictionary = Parse(text, ParsePropertyList);
-    return dictionary ? dictionary : Parse(text, ParseStrings);
+    NSDictionary *dictionary = data ? Parse(data, ParsePropertyList) : nil;
+    return dictionary || !data ? dictionary : Parse(data, ParseStrings);
 }
 
 NSDictionary *InfoDictionaryOfBundleFolder(NSString *bundlePath) {
