@@ -52,7 +52,8 @@ bool CertificationExaminer::ReadChain() {
             ownIsRead = end == std::string::npos;
         } else {
             Add(Severity::error,
-                "piece " + std::to_string(number) + " of lumcertification is no certificate (base64 of DER, on one line)",
+                "piece " + std::to_string(number) +
+                    " of lumcertification is no certificate (base64 of DER, on one line)",
                 kPublishAgain);
         }
     }
@@ -61,9 +62,11 @@ bool CertificationExaminer::ReadChain() {
 
 void CertificationExaminer::ExamineDates(const Certificate &certificate, bool isOwn) {
     const std::time_t now = std::time(nullptr);
-    const std::string which = (isOwn ? "the site's certificate " : "the authority's certificate ") + certificate.Subject();
-    const std::string renew = isOwn ? "renew it for the same key, and publish again (lumsite init --renew, or your authority)"
-                                    : "get the authority's new certificate, put it into chain.pem and publish again";
+    const std::string which =
+        (isOwn ? "the site's certificate " : "the authority's certificate ") + certificate.Subject();
+    const std::string renew =
+        isOwn ? "renew it for the same key, and publish again (lumsite init --renew, or your authority)"
+              : "get the authority's new certificate, put it into chain.pem and publish again";
     if (certificate.NotBefore() > now) {
         Add(Severity::error, which + " is not valid before " + DateText(certificate.NotBefore()),
             "set this computer's clock right, or wait for that day");
@@ -100,8 +103,9 @@ void CertificationExaminer::ExamineTrust() {
 
 Findings CertificationExaminer::Run() {
     if (m_text.size() < kShortestCertification) {
-        Add(Severity::error, m_text.empty() ? "the page has no lumcertification; every package is refused"
-                                            : "lumcertification is too short to hold a certificate",
+        Add(Severity::error,
+            m_text.empty() ? "the page has no lumcertification; every package is refused"
+                           : "lumcertification is too short to hold a certificate",
             kPublishAgain);
         return m_findings;
     }
@@ -110,7 +114,8 @@ Findings CertificationExaminer::Run() {
     }
     const Certificate &own = m_chain.back();
     if (!SiteCertificateKey(m_text).valid()) {
-        Add(Severity::error, "the site's certificate " + own.Subject() + " has no RSA key", "use an RSA key of 2048 bits");
+        Add(Severity::error, "the site's certificate " + own.Subject() + " has no RSA key",
+            "use an RSA key of 2048 bits");
     }
     if (!IsVendorName(own.CommonName())) {
         Add(Severity::error,

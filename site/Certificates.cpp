@@ -16,7 +16,9 @@ namespace lumsite {
 namespace {
 
 struct FreeBio {
-    void operator()(BIO *bio) const { BIO_free_all(bio); }
+    void operator()(BIO *bio) const {
+        BIO_free_all(bio);
+    }
 };
 using BioPtr = std::unique_ptr<BIO, FreeBio>;
 
@@ -39,15 +41,20 @@ std::time_t TimeOf(const ASN1_TIME *time) {
 
 } // namespace
 
-void FreeX509::operator()(X509 *certificate) const { X509_free(certificate); }
-void FreeKey::operator()(EVP_PKEY *key) const { EVP_PKEY_free(key); }
+void FreeX509::operator()(X509 *certificate) const {
+    X509_free(certificate);
+}
+void FreeKey::operator()(EVP_PKEY *key) const {
+    EVP_PKEY_free(key);
+}
 
 Certificate::Certificate(X509 *certificate) : m_certificate(certificate, FreeX509()) {}
 
 std::string Certificate::Der() const {
     unsigned char *bytes = nullptr;
     const int length = i2d_X509(get(), &bytes);
-    const std::unique_ptr<unsigned char, void (*)(unsigned char *)> owner(bytes, [](unsigned char *p) { OPENSSL_free(p); });
+    const std::unique_ptr<unsigned char, void (*)(unsigned char *)> owner(bytes,
+                                                                          [](unsigned char *p) { OPENSSL_free(p); });
     return length > 0 ? std::string(reinterpret_cast<char *>(bytes), static_cast<size_t>(length)) : "";
 }
 
@@ -57,8 +64,12 @@ std::string Certificate::Pem() const {
     return TextOf(out.get());
 }
 
-std::string Certificate::Subject() const { return NameText(X509_get_subject_name(get())); }
-std::string Certificate::Issuer() const { return NameText(X509_get_issuer_name(get())); }
+std::string Certificate::Subject() const {
+    return NameText(X509_get_subject_name(get()));
+}
+std::string Certificate::Issuer() const {
+    return NameText(X509_get_issuer_name(get()));
+}
 
 std::string Certificate::CommonName() const {
     const X509_NAME *name = X509_get_subject_name(get());
@@ -79,8 +90,12 @@ std::string Certificate::CommonName() const {
     return text;
 }
 
-std::time_t Certificate::NotBefore() const { return TimeOf(X509_get0_notBefore(get())); }
-std::time_t Certificate::NotAfter() const { return TimeOf(X509_get0_notAfter(get())); }
+std::time_t Certificate::NotBefore() const {
+    return TimeOf(X509_get0_notBefore(get()));
+}
+std::time_t Certificate::NotAfter() const {
+    return TimeOf(X509_get0_notAfter(get()));
+}
 
 bool Certificate::HasRsaKey() const {
     const EVP_PKEY *key = X509_get0_pubkey(get());
@@ -123,9 +138,9 @@ KeyPtr ReadPemKey(const std::filesystem::path &path) {
 
 std::string ToBase64(std::string_view bytes) {
     std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0');
-    const int length = EVP_EncodeBlock(reinterpret_cast<unsigned char *>(text.data()),
-                                       reinterpret_cast<const unsigned char *>(bytes.data()),
-                                       static_cast<int>(bytes.size()));
+    const int length =
+        EVP_EncodeBlock(reinterpret_cast<unsigned char *>(text.data()),
+                        reinterpret_cast<const unsigned char *>(bytes.data()), static_cast<int>(bytes.size()));
     text.resize(static_cast<size_t>(length));
     return text;
 }
@@ -165,7 +180,7 @@ std::string ReasonAgainstChain(const std::vector<Certificate> &chain, const std:
     }
     X509_STORE_set_flags(store.get(), X509_V_FLAG_PARTIAL_CHAIN);
     const std::unique_ptr<X509_STORE_CTX, decltype(&X509_STORE_CTX_free)> context(X509_STORE_CTX_new(),
-                                                                                 X509_STORE_CTX_free);
+                                                                                  X509_STORE_CTX_free);
     X509_STORE_CTX_init(context.get(), store.get(), chain.back().get(), others.get());
     X509_VERIFY_PARAM_set_time(X509_STORE_CTX_get0_param(context.get()), now);
     std::string reason;

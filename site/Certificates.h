@@ -31,7 +31,9 @@ public:
     // Takes ownership.
     explicit Certificate(X509 *certificate);
 
-    X509 *get() const { return m_certificate.get(); }
+    X509 *get() const {
+        return m_certificate.get();
+    }
     std::string Der() const;
     std::string Pem() const;
     std::string Subject() const;

@@ -8,13 +8,14 @@
 namespace lumsite {
 
 int RunCheck(const std::vector<std::string> &arguments) {
-    CommandLine line("check", "DIR|URL",
-                     "Checks a published site, as a folder or at its address, the way a visitor's extension will. Exit\n"
-                     "status 1 when an error is found; warnings and notes do not count.\n",
-                     {{"--page", "PAGE", "the page that starts the extension (index.html; in a folder, all such pages)"},
-                      {"--section", "NAME", "section of the instruction file (the one that the page names)"},
-                      {"--ca", "FILE", "certificates (PEM) that visitors trust besides the system's"},
-                      {"--soon", "N", "warn about certificates that end within N days (30)"}});
+    CommandLine line(
+        "check", "DIR|URL",
+        "Checks a published site, as a folder or at its address, the way a visitor's extension will. Exit\n"
+        "status 1 when an error is found; warnings and notes do not count.\n",
+        {{"--page", "PAGE", "the page that starts the extension (index.html; in a folder, all such pages)"},
+         {"--section", "NAME", "section of the instruction file (the one that the page names)"},
+         {"--ca", "FILE", "certificates (PEM) that visitors trust besides the system's"},
+         {"--soon", "N", "warn about certificates that end within N days (30)"}});
     line.Parse(arguments, 1, 1);
     if (line.helpWanted()) {
         std::fputs(line.Help().c_str(), stdout);

@@ -63,7 +63,8 @@ private:
 bool SiteCheck::FetchInstructions() {
     const SiteSource::File file = m_source->Fetch(kInstructionFileName, kLargestText);
     if (file.path.empty()) {
-        Add(Severity::error, m_source->Title(kInstructionFileName), "the instruction file cannot be fetched: " + file.reason,
+        Add(Severity::error, m_source->Title(kInstructionFileName),
+            "the instruction file cannot be fetched: " + file.reason,
             "publish the site, or check the folder or address that is its root");
         return false;
     }

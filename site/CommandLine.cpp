@@ -7,7 +7,8 @@
 
 namespace lumsite {
 
-CommandLine::CommandLine(std::string verb, std::string operands, std::string text, std::initializer_list<Option> options)
+CommandLine::CommandLine(std::string verb, std::string operands, std::string text,
+                         std::initializer_list<Option> options)
     : m_verb(std::move(verb)), m_operandsText(std::move(operands)), m_text(std::move(text)), m_options(options) {}
 
 void CommandLine::Refuse(const std::string &why) const {
@@ -15,8 +16,8 @@ void CommandLine::Refuse(const std::string &why) const {
 }
 
 const Option &CommandLine::Find(const std::string &name) const {
-    const auto found = std::find_if(m_options.begin(), m_options.end(),
-                                    [&](const Option &option) { return option.name == name; });
+    const auto found =
+        std::find_if(m_options.begin(), m_options.end(), [&](const Option &option) { return option.name == name; });
     if (found == m_options.end()) {
         Refuse("unknown option " + name);
     }
@@ -43,7 +44,7 @@ void CommandLine::Parse(const std::vector<std::string> &arguments, size_t least,
             if (!option.value.empty() && equals == std::string::npos && i + 1 == arguments.size()) {
                 Refuse("option " + option.name + " needs a value");
             }
-            m_values[option.name] = option.value.empty()              ? ""
+            m_values[option.name] = option.value.empty()          ? ""
                                     : equals != std::string::npos ? argument.substr(equals + 1)
                                                                   : arguments[++i];
         }
@@ -57,8 +58,8 @@ void CommandLine::Parse(const std::vector<std::string> &arguments, size_t least,
 }
 
 std::string CommandLine::Help() const {
-    std::string text = "usage: lumsite " + m_verb + (m_options.empty() ? " " : " [options] ") + m_operandsText + "\n\n" +
-                       m_text + "\n";
+    std::string text = "usage: lumsite " + m_verb + (m_options.empty() ? " " : " [options] ") + m_operandsText +
+                       "\n\n" + m_text + "\n";
     for (const Option &option : m_options) {
         std::string head = "  " + option.name + (option.value.empty() ? "" : " " + option.value);
         head.resize(std::max<size_t>(head.size() + 2, 26), ' ');

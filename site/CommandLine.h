@@ -24,10 +24,16 @@ public:
     // `least` and `most` bound the number of operands.
     void Parse(const std::vector<std::string> &arguments, size_t least, size_t most);
 
-    bool helpWanted() const { return m_helpWanted; }
+    bool helpWanted() const {
+        return m_helpWanted;
+    }
     std::string Help() const;
-    const std::vector<std::string> &operands() const { return m_operands; }
-    bool Has(const std::string &option) const { return m_values.count(option) != 0; }
+    const std::vector<std::string> &operands() const {
+        return m_operands;
+    }
+    bool Has(const std::string &option) const {
+        return m_values.count(option) != 0;
+    }
     // The last value given, or nothing.
     std::optional<std::string> Value(const std::string &option) const;
     // The value as a whole number from `least` to `most`, or `otherwise` when the option is not given.

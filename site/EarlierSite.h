@@ -16,8 +16,12 @@ public:
     // Of a folder without an instruction file nothing is known: exists() is false and the rest empty.
     explicit EarlierSite(const std::filesystem::path &site);
 
-    bool exists() const { return m_exists; }
-    bool HasSection(std::string_view name) const { return m_instructions.Find(name) != nullptr; }
+    bool exists() const {
+        return m_exists;
+    }
+    bool HasSection(std::string_view name) const {
+        return m_instructions.Find(name) != nullptr;
+    }
     // True when the section has a signature and the key of the chain's last certificate does not verify it.
     bool IsSignedByOther(std::string_view section, const std::vector<Certificate> &chain) const;
     // URLs of the packages of all sections, as the items give them.

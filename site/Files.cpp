@@ -56,7 +56,9 @@ ScopedFd &ScopedFd::operator=(ScopedFd &&other) noexcept {
     return *this;
 }
 
-std::string_view TemporaryPrefix() { return kTemporaryPrefix; }
+std::string_view TemporaryPrefix() {
+    return kTemporaryPrefix;
+}
 
 std::string ReadWholeFile(const fs::path &path) {
     errno = 0;
@@ -98,6 +100,11 @@ TemporaryFile::~TemporaryFile() {
 }
 
 void TemporaryFile::Commit(const fs::path &final) {
+    std::error_code error;
+    const fs::file_status there = fs::symlink_status(final, error);
+    if (fs::exists(there) && !fs::is_regular_file(there) && !fs::is_symlink(there)) {
+        throw SiteError(final.string() + " is there and no plain file; choose another name");
+    }
     Sync(m_path, O_WRONLY);
     if (rename(m_path.c_str(), final.c_str()) != 0) {
         ThrowSystemError("cannot replace", final);

@@ -1,8 +1,8 @@
 // Files that change in one step, and digests of files.
 //
-// Whoever reads a published folder at any moment, or after a kill or a power cut at any moment, finds each file as it was
-// before or as it is after, never between. Temporary files are hidden names that begin with TemporaryPrefix(), in the
-// folder of the file that they will become. All functions throw SiteError.
+// Whoever reads a published folder at any moment, or after a kill or a power cut at any moment, finds each file as it
+// was before or as it is after, never between. Temporary files are hidden names that begin with TemporaryPrefix(), in
+// the folder of the file that they will become. All functions throw SiteError.
 #pragma once
 
 #include <cstdint>
@@ -17,10 +17,16 @@ class ScopedFd {
 public:
     explicit ScopedFd(int fd = -1) : m_fd(fd) {}
     ~ScopedFd();
-    ScopedFd(ScopedFd &&other) noexcept : m_fd(other.m_fd) { other.m_fd = -1; }
+    ScopedFd(ScopedFd &&other) noexcept : m_fd(other.m_fd) {
+        other.m_fd = -1;
+    }
     ScopedFd &operator=(ScopedFd &&other) noexcept;
-    int get() const { return m_fd; }
-    bool valid() const { return m_fd >= 0; }
+    int get() const {
+        return m_fd;
+    }
+    bool valid() const {
+        return m_fd >= 0;
+    }
 
 private:
     int m_fd;
@@ -41,8 +47,11 @@ public:
     TemporaryFile(const TemporaryFile &) = delete;
     TemporaryFile &operator=(const TemporaryFile &) = delete;
 
-    const std::filesystem::path &path() const { return m_path; }
-    // Brings the content to the disk and gives the file its name, replacing what has it, in one step.
+    const std::filesystem::path &path() const {
+        return m_path;
+    }
+    // Brings the content to the disk and gives the file its name, replacing the file or link that has it, in one step.
+    // Anything else of that name, a folder or a device, is left alone and refused.
     void Commit(const std::filesystem::path &final);
 
 private:

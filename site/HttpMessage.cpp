@@ -165,12 +165,18 @@ std::string HttpDate(std::time_t time) {
 
 std::string_view ContentType(std::string_view name) {
     static constexpr std::pair<std::string_view, std::string_view> kTypes[] = {
-        {".html", "text/html; charset=utf-8"}, {".ini", "text/plain; charset=utf-8"},
-        {".txt", "text/plain; charset=utf-8"}, {".css", "text/css; charset=utf-8"},
-        {".js", "text/javascript; charset=utf-8"}, {".json", "application/json"},
-        {".png", "image/png"},                 {".svg", "image/svg+xml"},
-        {".ico", "image/x-icon"},              {".gz", "application/gzip"},
-        {".zst", "application/zstd"},          {".xz", "application/x-xz"},
+        {".html", "text/html; charset=utf-8"},
+        {".ini", "text/plain; charset=utf-8"},
+        {".txt", "text/plain; charset=utf-8"},
+        {".css", "text/css; charset=utf-8"},
+        {".js", "text/javascript; charset=utf-8"},
+        {".json", "application/json"},
+        {".png", "image/png"},
+        {".svg", "image/svg+xml"},
+        {".ico", "image/x-icon"},
+        {".gz", "application/gzip"},
+        {".zst", "application/zstd"},
+        {".xz", "application/x-xz"},
         {".zip", "application/zip"}};
     for (const auto &[ending, type] : kTypes) {
         if (name.ends_with(ending)) {
@@ -182,19 +188,32 @@ std::string_view ContentType(std::string_view name) {
 
 std::string_view ReasonOf(int status) {
     switch (status) {
-    case 200: return "OK";
-    case 204: return "No Content";
-    case 206: return "Partial Content";
-    case 301: return "Moved Permanently";
-    case 304: return "Not Modified";
-    case 400: return "Bad Request";
-    case 404: return "Not Found";
-    case 405: return "Method Not Allowed";
-    case 408: return "Request Timeout";
-    case 416: return "Range Not Satisfiable";
-    case 431: return "Request Header Fields Too Large";
-    case 503: return "Service Unavailable";
-    default: return "Internal Server Error";
+    case 200:
+        return "OK";
+    case 204:
+        return "No Content";
+    case 206:
+        return "Partial Content";
+    case 301:
+        return "Moved Permanently";
+    case 304:
+        return "Not Modified";
+    case 400:
+        return "Bad Request";
+    case 404:
+        return "Not Found";
+    case 405:
+        return "Method Not Allowed";
+    case 408:
+        return "Request Timeout";
+    case 416:
+        return "Range Not Satisfiable";
+    case 431:
+        return "Request Header Fields Too Large";
+    case 503:
+        return "Service Unavailable";
+    default:
+        return "Internal Server Error";
     }
 }
 

@@ -71,7 +71,9 @@ public:
           m_port(PortOf(m_socket.get())), m_stop(eventfd(0, EFD_CLOEXEC)), m_thread([this] { Accept(); }) {}
     ~Listener();
 
-    std::uint16_t port() const { return m_port; }
+    std::uint16_t port() const {
+        return m_port;
+    }
 
 private:
     struct Connection {
@@ -177,7 +179,11 @@ void HttpServer::Listener::Accept() {
 HttpServer::HttpServer(HttpServerOptions options) : m_listener(std::make_unique<Listener>(std::move(options))) {}
 HttpServer::~HttpServer() = default;
 
-std::uint16_t HttpServer::port() const { return m_listener->port(); }
-std::string HttpServer::url() const { return "http://127.0.0.1:" + std::to_string(port()) + "/"; }
+std::uint16_t HttpServer::port() const {
+    return m_listener->port();
+}
+std::string HttpServer::url() const {
+    return "http://127.0.0.1:" + std::to_string(port()) + "/";
+}
 
 } // namespace lumsite

@@ -8,16 +8,17 @@ namespace lumsite {
 
 int RunInit(const std::vector<std::string> &arguments) {
     const std::string usualName = "site" LUM_VENDOR_SUFFIX;
-    CommandLine line("init", "DIR",
-                     "Makes keys in DIR, a new folder that only you may enter: the key and the certificate by which the\n"
-                     "site's packages are signed, and the demonstration authority that issues the certificate.\n"
-                     "Nothing is overwritten. Keep DIR out of the published folder.\n",
-                     {{"--name", "NAME", "common name of the certificate (" + usualName + ")"},
-                      {"--days", "N", "how long the certificate is valid (365)"},
-                      {"--ca-days", "N", "how long the authority is valid (3650)"},
-                      {"--chain", "N", "certificates between the authority's root and the site's (0)"},
-                      {"--ca", "DIR", "let the authority of these keys issue, instead of a new one"},
-                      {"--renew", "", "issue a new certificate for the key that is in DIR"}});
+    CommandLine line(
+        "init", "DIR",
+        "Makes keys in DIR, a new folder that only you may enter: the key and the certificate by which the\n"
+        "site's packages are signed, and the demonstration authority that issues the certificate.\n"
+        "Nothing is overwritten. Keep DIR out of the published folder.\n",
+        {{"--name", "NAME", "common name of the certificate (" + usualName + ")"},
+         {"--days", "N", "how long the certificate is valid (365)"},
+         {"--ca-days", "N", "how long the authority is valid (3650)"},
+         {"--chain", "N", "certificates between the authority's root and the site's (0)"},
+         {"--ca", "DIR", "let the authority of these keys issue, instead of a new one"},
+         {"--renew", "", "issue a new certificate for the key that is in DIR"}});
     line.Parse(arguments, 1, 1);
     if (line.helpWanted()) {
         std::fputs(line.Help().c_str(), stdout);

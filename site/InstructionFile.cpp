@@ -10,7 +10,9 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
 
-char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
+char LowerAscii(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+}
 
 bool SameText(std::string_view a, std::string_view b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(),
@@ -108,15 +110,18 @@ const InstructionEntry *InstructionSection::Find(std::string_view key) const {
 }
 
 const InstructionSection *InstructionFile::Find(std::string_view name) const {
-    const auto found = std::find_if(sections.begin(), sections.end(), [&](const InstructionSection &section) {
-        return SameText(section.name, name);
-    });
+    const auto found = std::find_if(sections.begin(), sections.end(),
+                                    [&](const InstructionSection &section) { return SameText(section.name, name); });
     return found == sections.end() ? nullptr : &*found;
 }
 
-InstructionFile ReadInstructions(std::string_view text) { return InstructionReader().Read(text); }
+InstructionFile ReadInstructions(std::string_view text) {
+    return InstructionReader().Read(text);
+}
 
-std::string InstructionLine(int line) { return std::string(kInstructionFileName) + ":" + std::to_string(line); }
+std::string InstructionLine(int line) {
+    return std::string(kInstructionFileName) + ":" + std::to_string(line);
+}
 
 int FileNumber(std::string_view key) {
     constexpr std::string_view word = "file";

@@ -1,8 +1,8 @@
 // "lummac.ini" with its line numbers: the same reading as the extension's, for telling people where something stands.
 //
-// The extension's rules are simple and unforgiving: a line is cut after 2047 characters and the rest counts as a line of
-// its own; any line that holds both "[" and "]" begins a section; only the first section of a name is read; there are no
-// comments. What these rules make of a file by surprise is listed as faults.
+// The extension's rules are simple and unforgiving: a line is cut after 2047 characters and the rest counts as a line
+// of its own; any line that holds both "[" and "]" begins a section; only the first section of a name is read; there
+// are no comments. What these rules make of a file by surprise is listed as faults.
 #pragma once
 
 #include <string>

@@ -10,9 +10,19 @@
 namespace lumsite {
 namespace {
 
-constexpr std::array<std::string_view, kAttributes> kAttributeNames = {
-    "name",     "URL",           "target",           "version",    "file size",   "compressed size", "action",
-    "update control", "failure control", "OS version", "hash value", "hash method", "signature"};
+constexpr std::array<std::string_view, kAttributes> kAttributeNames = {"name",
+                                                                       "URL",
+                                                                       "target",
+                                                                       "version",
+                                                                       "file size",
+                                                                       "compressed size",
+                                                                       "action",
+                                                                       "update control",
+                                                                       "failure control",
+                                                                       "OS version",
+                                                                       "hash value",
+                                                                       "hash method",
+                                                                       "signature"};
 constexpr std::string_view kRunThatIsRemoved = " \t\r\n";
 
 bool IsNumber(std::string_view text) {
@@ -53,7 +63,9 @@ public:
     Findings Run();
 
 private:
-    const std::string &Of(Attribute attribute) const { return m_attributes[attribute]; }
+    const std::string &Of(Attribute attribute) const {
+        return m_attributes[attribute];
+    }
     void Add(Severity severity, Attribute attribute, const std::string &what, const std::string &remedy) {
         std::string text(kAttributeNames[attribute]);
         if (!Of(attribute).empty() && attribute != kSignature) {
@@ -133,7 +145,8 @@ void Examiner::ExamineLibraryName() {
     const std::string &name = Of(kName);
     const size_t dot = name.find('.');
     if (name.substr(dot) != ".dylib") {
-        Error(kName, "holds \"dylib\" but is not of the form stem.dylib, so that its installed copy is never found again",
+        Error(kName,
+              "holds \"dylib\" but is not of the form stem.dylib, so that its installed copy is never found again",
               "name a library stem.dylib with one \".\"; keep \"dylib\" out of the name of anything else");
     }
     const std::string stem = name.substr(0, dot);
@@ -194,7 +207,8 @@ void Examiner::ExamineVersion() {
 void Examiner::ExamineSizes() {
     for (const Attribute size : {kFileSize, kCompressedSize}) {
         if (!IsNumber(Of(size)) || !Fits<std::uint32_t>(Of(size))) {
-            Error(size, "is not a number of bytes below 4294967296", "give the size in bytes; split a larger component");
+            Error(size, "is not a number of bytes below 4294967296",
+                  "give the size in bytes; split a larger component");
         }
     }
     if (Of(kCompressedSize) == "0") {
@@ -271,7 +285,9 @@ std::vector<std::string> SplitItemLine(std::string_view line) {
     return attributes;
 }
 
-Findings ExamineItem(const std::vector<std::string> &attributes) { return Examiner(attributes).Run(); }
+Findings ExamineItem(const std::vector<std::string> &attributes) {
+    return Examiner(attributes).Run();
+}
 
 std::string ReasonAgainst(std::string_view text) {
     for (const char c : text) {

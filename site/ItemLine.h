@@ -1,7 +1,7 @@
 // One line of the instruction file: the thirteen attributes of a component, separated by ";".
 //
-// The extension takes what it reads at its word and escapes nothing, so a value that holds a separator, a bracket pair or
-// a line end would be taken for something else. The rules here are the extension's; publish refuses by them before
+// The extension takes what it reads at its word and escapes nothing, so a value that holds a separator, a bracket pair
+// or a line end would be taken for something else. The rules here are the extension's; publish refuses by them before
 // anything is written, check reports by them what others wrote.
 #pragma once
 
@@ -58,7 +58,8 @@ std::string ToText(const ItemLine &item);
 // Cuts a line as the extension does: an empty text after the last ";" is no attribute.
 std::vector<std::string> SplitItemLine(std::string_view line);
 
-// What the extension would make of these attributes. Every finding's `where` is empty; `what` begins with the attribute.
+// What the extension would make of these attributes. Every finding's `where` is empty; `what` begins with the
+// attribute.
 Findings ExamineItem(const std::vector<std::string> &attributes);
 
 // Why `text` cannot be an attribute, or empty when it can.

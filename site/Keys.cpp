@@ -62,7 +62,8 @@ void TakeFolder(const fs::path &folder) {
     RefusePublishedFolder(folder);
     std::error_code error;
     if (fs::exists(folder) && (!fs::is_directory(folder) || !fs::is_empty(folder, error))) {
-        throw SiteError(folder.string() + " is there already and not empty; nothing is overwritten, choose a new folder");
+        throw SiteError(folder.string() +
+                        " is there already and not empty; nothing is overwritten, choose a new folder");
     }
     if (!fs::exists(folder)) {
         fs::create_directories(fs::absolute(folder).lexically_normal().parent_path(), error);
@@ -81,7 +82,8 @@ struct Authority {
 Authority MakeAuthority(const InitOptions &options) {
     const Validity validity = ForDays(options.authorityDays);
     Authority authority{MakeKey(), {}};
-    authority.chain.push_back(Issue(kAuthorityName, authority.key.get(), {nullptr, authority.key.get()}, validity, true));
+    authority.chain.push_back(
+        Issue(kAuthorityName, authority.key.get(), {nullptr, authority.key.get()}, validity, true));
     for (int i = 1; i <= options.intermediates; ++i) {
         KeyPtr key = MakeKey();
         const Issuer above{&authority.chain.back(), authority.key.get()};
@@ -94,8 +96,9 @@ Authority MakeAuthority(const InitOptions &options) {
 
 Authority ReadAuthority(const fs::path &folder) {
     if (!fs::exists(folder / "ca.key")) {
-        throw SiteError(folder.string() + " holds no authority (ca.key); name a folder that lumsite init made, or leave it "
-                                          "to the authority that issued the certificate");
+        throw SiteError(folder.string() +
+                        " holds no authority (ca.key); name a folder that lumsite init made, or leave it "
+                        "to the authority that issued the certificate");
     }
     Authority authority{ReadPemKey(folder / "ca.key"), ReadPemCertificates(folder / "chain.pem")};
     if (!authority.chain.back().HasKey(authority.key.get())) {
@@ -123,7 +126,8 @@ KeyPtr MakeKey() {
     return key;
 }
 
-Certificate Issue(const std::string &commonName, EVP_PKEY *key, const Issuer &issuer, Validity validity, bool authority) {
+Certificate Issue(const std::string &commonName, EVP_PKEY *key, const Issuer &issuer, Validity validity,
+                  bool authority) {
     Certificate made(X509_new());
     X509 *certificate = made.get();
     X509_set_version(certificate, X509_VERSION_3);
@@ -132,7 +136,8 @@ Certificate Issue(const std::string &commonName, EVP_PKEY *key, const Issuer &is
     ASN1_TIME_set(X509_getm_notAfter(certificate), validity.until);
     X509_NAME *name = X509_get_subject_name(certificate);
     const auto add = [&](const char *field, const std::string &text) {
-        return X509_NAME_add_entry_by_txt(name, field, MBSTRING_UTF8, reinterpret_cast<const unsigned char *>(text.data()),
+        return X509_NAME_add_entry_by_txt(name, field, MBSTRING_UTF8,
+                                          reinterpret_cast<const unsigned char *>(text.data()),
                                           static_cast<int>(text.size()), -1, 0) == 1;
     };
     if (!add("O", LUM_VENDOR_ORGANISATION) || (!commonName.empty() && !add("CN", commonName))) {
@@ -142,7 +147,8 @@ Certificate Issue(const std::string &commonName, EVP_PKEY *key, const Issuer &is
     X509_set_issuer_name(certificate, X509_get_subject_name(above));
     Demand(X509_set_pubkey(certificate, key) == 1, "put the key into the certificate");
     AddExtension(certificate, above, NID_basic_constraints, authority ? "critical,CA:TRUE" : "critical,CA:FALSE");
-    AddExtension(certificate, above, NID_key_usage, authority ? "critical,keyCertSign,cRLSign" : "critical,digitalSignature");
+    AddExtension(certificate, above, NID_key_usage,
+                 authority ? "critical,keyCertSign,cRLSign" : "critical,digitalSignature");
     AddExtension(certificate, above, NID_subject_key_identifier, "hash");
     AddExtension(certificate, above, NID_authority_key_identifier, "keyid:always");
     Demand(X509_sign(certificate, issuer.key, EVP_sha256()) > 0, "sign the certificate");
@@ -193,8 +199,8 @@ SiteKeys::SiteKeys(const fs::path &folder) : m_keyPath(folder / "vendor.key") {
         throw SiteError(m_keyPath.string() + " may be read by others; run: chmod 600 " + m_keyPath.string());
     }
     if (static_cast<size_t>(status.st_size) > kLongestKeyFile) {
-        throw SiteError(m_keyPath.string() + " has " + std::to_string(status.st_size) + " bytes, and signing reads only " +
-                        std::to_string(kLongestKeyFile) +
+        throw SiteError(m_keyPath.string() + " has " + std::to_string(status.st_size) +
+                        " bytes, and signing reads only " + std::to_string(kLongestKeyFile) +
                         "; use an RSA key of 2048 bits, and take comments out of the file");
     }
     const KeyPtr key = ReadPemKey(m_keyPath);
@@ -212,13 +218,14 @@ SiteKeys::SiteKeys(const fs::path &folder) : m_keyPath(folder / "vendor.key") {
         throw SiteError(m_keyPath.string() + " is no RSA key; the extension verifies RSA signatures only");
     }
     if (!IsVendorName(own.CommonName())) {
-        throw SiteError(certificatePath + " is for \"" + own.CommonName() + "\", which the extension refuses; it needs " +
-                        VendorNameRule());
+        throw SiteError(certificatePath + " is for \"" + own.CommonName() +
+                        "\", which the extension refuses; it needs " + VendorNameRule());
     }
     const std::time_t now = std::time(nullptr);
     if (own.NotAfter() <= now || own.NotBefore() > now) {
-        throw SiteError(certificatePath + " is valid from " + DateText(own.NotBefore()) + " to " + DateText(own.NotAfter()) +
-                        " only; renew it (lumsite init --renew " + folder.string() + ", or your authority)");
+        throw SiteError(certificatePath + " is valid from " + DateText(own.NotBefore()) + " to " +
+                        DateText(own.NotAfter()) + " only; renew it (lumsite init --renew " + folder.string() +
+                        ", or your authority)");
     }
     if (own.NotAfter() <= now + kSoon) {
         m_findings.push_back({Severity::warning, certificatePath, "ends on " + DateText(own.NotAfter()),

@@ -48,11 +48,17 @@ class SiteKeys {
 public:
     explicit SiteKeys(const std::filesystem::path &folder);
 
-    const std::filesystem::path &keyPath() const { return m_keyPath; }
-    const std::vector<Certificate> &chain() const { return m_chain; } // the site's own is the last
+    const std::filesystem::path &keyPath() const {
+        return m_keyPath;
+    }
+    const std::vector<Certificate> &chain() const {
+        return m_chain;
+    } // the site's own is the last
     // Base64 of the signature over `hashText`, in the form that the extension verifies.
     std::string Sign(const std::string &hashText) const;
-    const Findings &findings() const { return m_findings; }
+    const Findings &findings() const {
+        return m_findings;
+    }
 
 private:
     std::filesystem::path m_keyPath;
@@ -66,7 +72,8 @@ struct Issuer {
     const Certificate *certificate; // null: the certificate issues itself
     EVP_PKEY *key;
 };
-Certificate Issue(const std::string &commonName, EVP_PKEY *key, const Issuer &issuer, Validity validity, bool authority);
+Certificate Issue(const std::string &commonName, EVP_PKEY *key, const Issuer &issuer, Validity validity,
+                  bool authority);
 std::string KeyToPem(EVP_PKEY *key);
 
 } // namespace lumsite

@@ -19,7 +19,8 @@ namespace {
 constexpr size_t kUrlRootLimit = 950; // a root of this length is refused by the extension
 
 // Parameters that publish itself gives, from the rest of the manifest.
-const std::set<std::string> kOwnParameters = {"LumUrlRoot", "LumComponentName", "LumActiveIniSection", "lumcertification"};
+const std::set<std::string> kOwnParameters = {"LumUrlRoot", "LumComponentName", "LumActiveIniSection",
+                                              "lumcertification"};
 
 class ManifestReader {
 public:
@@ -29,8 +30,8 @@ public:
 
 private:
     std::string Where(const Json::Value &value) const {
-        const size_t end = std::min<size_t>(static_cast<size_t>(std::max<ptrdiff_t>(value.getOffsetStart(), 0)),
-                                            m_text.size());
+        const size_t end =
+            std::min<size_t>(static_cast<size_t>(std::max<ptrdiff_t>(value.getOffsetStart(), 0)), m_text.size());
         const auto line = 1 + std::count(m_text.begin(), m_text.begin() + static_cast<ptrdiff_t>(end), '\n');
         return m_path.filename().string() + ":" + std::to_string(line);
     }
@@ -81,7 +82,8 @@ const Json::Value &ManifestReader::List(const Json::Value &parent, const char *k
     }
     const Json::Value &list = parent[key];
     if (!list.isArray() || (list.empty() && !mayBeAbsent)) {
-        Refuse(parent.isMember(key) ? list : parent, std::string("\"") + key + "\" must be a list with at least one entry");
+        Refuse(parent.isMember(key) ? list : parent,
+               std::string("\"") + key + "\" must be a list with at least one entry");
     }
     return list;
 }
@@ -134,7 +136,8 @@ ManifestSection ManifestReader::ReadSection(const Json::Value &value) const {
     section.where = Where(value);
     Take(value, "name", section.name);
     const std::string &name = section.name;
-    if (name.empty() || name.find_first_of("[]=\r\n") != std::string::npos || name.front() == ' ' || name.back() == ' ') {
+    if (name.empty() || name.find_first_of("[]=\r\n") != std::string::npos || name.front() == ' ' ||
+        name.back() == ' ') {
         Refuse(value, "section name \"" + name + "\" cannot be read back; leave out [ ] = and blanks at the ends");
     }
     section.keys = TakePath(value, "keys");
@@ -142,8 +145,8 @@ ManifestSection ManifestReader::ReadSection(const Json::Value &value) const {
 }
 
 ManifestComponent ManifestReader::ReadComponent(const Json::Value &value) const {
-    Object(value, "a component", {"path", "target", "version", "action", "update", "failure", "osVersion", "format",
-                                  "hash", "linksAsFiles"});
+    Object(value, "a component",
+           {"path", "target", "version", "action", "update", "failure", "osVersion", "format", "hash", "linksAsFiles"});
     ManifestComponent component;
     component.where = Where(value);
     component.path = TakePath(value, "path");
@@ -159,7 +162,8 @@ ManifestComponent ManifestReader::ReadComponent(const Json::Value &value) const 
     Take(value, "version", version);
     component.version = VersionWithCommas(version);
     if (!version.empty() && component.version.empty()) {
-        Refuse(value["version"], "version \"" + version + "\" is not four numbers without leading zeros, such as 2.1.3.4");
+        Refuse(value["version"],
+               "version \"" + version + "\" is not four numbers without leading zeros, such as 2.1.3.4");
     }
     if (value.isMember("osVersion") && !value["osVersion"].isInt()) {
         Refuse(value["osVersion"], "\"osVersion\" must be a whole number");
@@ -180,7 +184,7 @@ ManifestPage ManifestReader::ReadPage(const Json::Value &value, const Manifest &
     page.where = Where(value);
     Take(value, "file", page.file);
     if (page.file.empty() || page.file.front() == '.' || page.file.find('/') != std::string::npos ||
-        page.file == "lummac.ini") {
+        page.file == "lummac.ini" || page.file == "packages") {
         Refuse(value, "\"file\" must be the plain name of a page, such as index.html");
     }
     Take(value, "title", page.title);
@@ -226,8 +230,8 @@ void ManifestReader::RefuseTwins(const Json::Value &root, const Manifest &manife
     }
     for (size_t i = 0; i < manifest.components.size(); ++i) {
         if (!seen.insert("c" + FoldCase(manifest.components[i].name)).second) {
-            Refuse(root["components"][static_cast<int>(i)],
-                   "a component named " + manifest.components[i].name + " stands above; names differ in more than case");
+            Refuse(root["components"][static_cast<int>(i)], "a component named " + manifest.components[i].name +
+                                                                " stands above; names differ in more than case");
         }
     }
     for (size_t i = 0; i < manifest.pages.size(); ++i) {

@@ -40,7 +40,7 @@ struct ManifestPage {
 };
 
 struct Manifest {
-    std::string url; // root under which visitors find the site
+    std::string url;             // root under which visitors find the site
     bool versionInNames = false; // packages are named by version instead of by content
     std::vector<ManifestSection> sections;
     std::vector<ManifestComponent> components;

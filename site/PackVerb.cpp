@@ -11,12 +11,13 @@ namespace fs = std::filesystem;
 namespace lumsite {
 
 int RunPack(const std::vector<std::string> &arguments) {
-    CommandLine line("pack", "COMPONENT",
-                     "Makes a package of one component, a folder such as confshell.bundle or a file. The same component\n"
-                     "gives the same bytes.\n",
-                     {{"-o", "FILE", "the package (COMPONENT and the format, in this folder)"},
-                      {"--format", "FORMAT", "tar.gz, tar.zst, tar.xz or zip (tar.gz)"},
-                      {"--links-as-files", "", "write symbolic links as small files that hold their target"}});
+    CommandLine line(
+        "pack", "COMPONENT",
+        "Makes a package of one component, a folder such as confshell.bundle or a file. The same component\n"
+        "gives the same bytes.\n",
+        {{"-o", "FILE", "the package (COMPONENT and the format, in this folder)"},
+         {"--format", "FORMAT", "tar.gz, tar.zst, tar.xz or zip (tar.gz)"},
+         {"--links-as-files", "", "write symbolic links as small files that hold their target"}});
     line.Parse(arguments, 1, 1);
     if (line.helpWanted()) {
         std::fputs(line.Help().c_str(), stdout);

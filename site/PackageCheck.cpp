@@ -70,7 +70,9 @@ void PackageExaminer::CompareSize(Attribute attribute, const char *what, std::ui
     }
 }
 
-void PackageExaminer::ExamineSize() { CompareSize(kCompressedSize, "has", fs::file_size(m_package)); }
+void PackageExaminer::ExamineSize() {
+    CompareSize(kCompressedSize, "has", fs::file_size(m_package));
+}
 
 void PackageExaminer::ExamineContent() {
     PackageContent content;
@@ -81,7 +83,8 @@ void PackageExaminer::ExamineContent() {
         return;
     }
     if (!content.refusedEntry.empty()) {
-        Add(Severity::error, "has the entry " + content.refusedEntry + ", which leads outside the component", kPublishAgain);
+        Add(Severity::error, "has the entry " + content.refusedEntry + ", which leads outside the component",
+            kPublishAgain);
     }
     if (content.topLevel != std::vector<std::string>{m_item.attributes[kName]}) {
         std::string names;

@@ -22,17 +22,22 @@ namespace lumsite {
 namespace {
 
 struct FreeArchive {
-    void operator()(archive *a) const { archive_free(a); }
+    void operator()(archive *a) const {
+        archive_free(a);
+    }
 };
 struct FreeEntry {
-    void operator()(archive_entry *entry) const { archive_entry_free(entry); }
+    void operator()(archive_entry *entry) const {
+        archive_entry_free(entry);
+    }
 };
 using ArchivePtr = std::unique_ptr<archive, FreeArchive>;
 
 // Names are UTF-8 whatever the locale of the process: the archive library converts them by the thread's.
 class ScopedUtf8 {
 public:
-    ScopedUtf8() : m_utf8(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)), m_before(m_utf8 ? uselocale(m_utf8) : nullptr) {
+    ScopedUtf8()
+        : m_utf8(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)), m_before(m_utf8 ? uselocale(m_utf8) : nullptr) {
         if (!m_utf8) {
             throw SiteError("this system has no locale C.UTF-8, which names in packages need");
         }
@@ -99,7 +104,9 @@ public:
 
     void AddTree(const fs::path &source, const std::string &name);
     void Close();
-    PackResult Result() const { return m_result; }
+    PackResult Result() const {
+        return m_result;
+    }
 
 private:
     void Demand(int status) const {
@@ -238,7 +245,9 @@ void PackageWriter::AddLink(const fs::path &source, const std::string &name) {
     m_result.unpackedSize += target.size();
 }
 
-void PackageWriter::Close() { Demand(archive_write_close(m_archive.get())); }
+void PackageWriter::Close() {
+    Demand(archive_write_close(m_archive.get()));
+}
 
 } // namespace
 

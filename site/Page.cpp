@@ -14,11 +14,20 @@ std::string Escape(std::string_view text) {
     std::string escaped;
     for (const char c : text) {
         switch (c) {
-        case '&': escaped += "&amp;"; break;
-        case '<': escaped += "&lt;"; break;
-        case '>': escaped += "&gt;"; break;
-        case '"': escaped += "&quot;"; break;
-        default: escaped += c;
+        case '&':
+            escaped += "&amp;";
+            break;
+        case '<':
+            escaped += "&lt;";
+            break;
+        case '>':
+            escaped += "&gt;";
+            break;
+        case '"':
+            escaped += "&quot;";
+            break;
+        default:
+            escaped += c;
         }
     }
     return escaped;
@@ -29,12 +38,14 @@ bool Is(const xmlNode *node, const char *name) {
 }
 
 std::string AttributeOf(xmlNode *node, const char *name) {
-    const std::unique_ptr<xmlChar, void (*)(xmlChar *)> value(
-        xmlGetProp(node, reinterpret_cast<const xmlChar *>(name)), [](xmlChar *text) { xmlFree(text); });
+    const std::unique_ptr<xmlChar, void (*)(xmlChar *)> value(xmlGetProp(node, reinterpret_cast<const xmlChar *>(name)),
+                                                              [](xmlChar *text) { xmlFree(text); });
     return value ? reinterpret_cast<const char *>(value.get()) : "";
 }
 
-int LineOf(const xmlNode *node) { return static_cast<int>(xmlGetLineNo(node)); }
+int LineOf(const xmlNode *node) {
+    return static_cast<int>(xmlGetLineNo(node));
+}
 
 void TakeParameters(xmlNode *node, PageObject &object) {
     for (xmlNode *child = node->children; child; child = child->next) {
@@ -74,8 +85,8 @@ std::string PageObject::Value(const std::string &name) const {
 }
 
 std::string WritePage(std::string_view title, const std::map<std::string, std::string> &parameters) {
-    std::string html = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<title>" + Escape(title) +
-                       "</title>\n</head>\n<body>\n<object type=\"" + std::string(kType) +
+    std::string html = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<title>" +
+                       Escape(title) + "</title>\n</head>\n<body>\n<object type=\"" + std::string(kType) +
                        "\" width=\"1\" height=\"1\">\n";
     for (const auto &[name, value] : parameters) {
         html += "<param name=\"" + Escape(name) + "\" value=\"" + Escape(value) + "\">\n";

@@ -19,7 +19,9 @@ struct PageObject {
 
     // The value, or empty when there is no such parameter.
     std::string Value(const std::string &name) const;
-    bool Has(const std::string &name) const { return parameters.count(name) != 0; }
+    bool Has(const std::string &name) const {
+        return parameters.count(name) != 0;
+    }
 };
 
 // A page with one object; the title and the values are escaped.

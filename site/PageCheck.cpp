@@ -8,15 +8,36 @@
 namespace lumsite {
 namespace {
 
-constexpr const char *kKnownParameters[] = {
-    "LumComponentName",  "LumUrlRoot",           "LumIniFileName",         "LumActiveIniSection",
-    "LumDependency",     "LumSuppressInstallation", "LumDownloadOnly",     "LumProductVersion",
-    "LumMessageTitle",   "LumProgressBarTitle",  "LumSuppressProgressBar", "lumlocalsetting",
-    "lumsitelock",       "lumcertification",     "LumWindowTitle",         "LumHostName",
-    "LumConfName",       "LumSupportSSLFlag",    "lumloadingmeetingfastflag", "ClientBuildVersion",
-    "ParmSiteConfigExt_Value", "ParmProductType_Value", "ProductType",     "szHomePage",
-    "szFrameName",       "szNextUrl",            "klvpagewaiting_value",   "LoggingURL",
-    "MeetingID",         "SessionID"};
+constexpr const char *kKnownParameters[] = {"LumComponentName",
+                                            "LumUrlRoot",
+                                            "LumIniFileName",
+                                            "LumActiveIniSection",
+                                            "LumDependency",
+                                            "LumSuppressInstallation",
+                                            "LumDownloadOnly",
+                                            "LumProductVersion",
+                                            "LumMessageTitle",
+                                            "LumProgressBarTitle",
+                                            "LumSuppressProgressBar",
+                                            "lumlocalsetting",
+                                            "lumsitelock",
+                                            "lumcertification",
+                                            "LumWindowTitle",
+                                            "LumHostName",
+                                            "LumConfName",
+                                            "LumSupportSSLFlag",
+                                            "lumloadingmeetingfastflag",
+                                            "ClientBuildVersion",
+                                            "ParmSiteConfigExt_Value",
+                                            "ParmProductType_Value",
+                                            "ProductType",
+                                            "szHomePage",
+                                            "szFrameName",
+                                            "szNextUrl",
+                                            "klvpagewaiting_value",
+                                            "LoggingURL",
+                                            "MeetingID",
+                                            "SessionID"};
 
 class ParameterExaminer {
 public:
@@ -39,7 +60,9 @@ private:
     Findings m_findings;
 };
 
-std::string WithSlash(std::string url) { return url.ends_with('/') ? url : url + "/"; }
+std::string WithSlash(std::string url) {
+    return url.ends_with('/') ? url : url + "/";
+}
 
 void ParameterExaminer::ExamineRoot(const std::string &address) {
     if (!m_object.Has("LumUrlRoot")) {
@@ -53,8 +76,8 @@ void ParameterExaminer::ExamineRoot(const std::string &address) {
         Add(Severity::error, "LumUrlRoot", "LumUrlRoot \"" + root + "\" " + reason,
             "set it to the address of the published folder");
     } else if (!address.empty() && WithSlash(root) != WithSlash(address)) {
-        Add(Severity::warning, "LumUrlRoot", "the page sends visitors to " + root + ", another address than the one checked",
-            "check that address too");
+        Add(Severity::warning, "LumUrlRoot",
+            "the page sends visitors to " + root + ", another address than the one checked", "check that address too");
     }
 }
 

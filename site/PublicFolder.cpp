@@ -70,7 +70,7 @@ PublicFolder::Outcome PublicFolder::Open(std::string_view path, PublicFile &file
 }
 
 std::string PublicFolder::TagOf(int fd, const struct stat &status) {
-    const Identity identity{status.st_dev,          status.st_ino,          status.st_size,        status.st_mtim.tv_sec,
+    const Identity identity{status.st_dev,          status.st_ino,         status.st_size,        status.st_mtim.tv_sec,
                             status.st_mtim.tv_nsec, status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
     {
         const std::lock_guard lock(m_mutex);

@@ -1,7 +1,7 @@
 // The files of a published folder, by the path of a request. Thread-safe.
 //
-// Nothing outside the folder can be reached: every step of the path is opened below the one before it, without following
-// symbolic links, and names that begin with "." are not there.
+// Nothing outside the folder can be reached: every step of the path is opened below the one before it, without
+// following symbolic links, and names that begin with "." are not there.
 #pragma once
 
 #include <sys/stat.h>

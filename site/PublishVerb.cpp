@@ -7,14 +7,15 @@
 namespace lumsite {
 
 int RunPublish(const std::vector<std::string> &arguments) {
-    CommandLine line("publish", "MANIFEST SITE",
-                     "Makes packages, instruction file and pages from MANIFEST in the folder SITE. Visitors find the\n"
-                     "site as it was or as it is, at every moment. Packages that are no longer named stay, for visitors\n"
-                     "who hold an earlier instruction file, until --prune.\n",
-                     {{"--url", "URL", "address of SITE for visitors, instead of the manifest's"},
-                      {"--prune", "", "remove packages that were last named " + std::to_string(kKeepHours) + " hours ago"},
-                      {"--keep-hours", "N", "with --prune, another number of hours"},
-                      {"--replace-keys", "", "let a section be signed by another key than before"}});
+    CommandLine line(
+        "publish", "MANIFEST SITE",
+        "Makes packages, instruction file and pages from MANIFEST in the folder SITE. Visitors find the\n"
+        "site as it was or as it is, at every moment. Packages that are no longer named stay, for visitors\n"
+        "who hold an earlier instruction file, until --prune.\n",
+        {{"--url", "URL", "address of SITE for visitors, instead of the manifest's"},
+         {"--prune", "", "remove packages that were last named " + std::to_string(kKeepHours) + " hours ago"},
+         {"--keep-hours", "N", "with --prune, another number of hours"},
+         {"--replace-keys", "", "let a section be signed by another key than before"}});
     line.Parse(arguments, 2, 2);
     if (line.helpWanted()) {
         std::fputs(line.Help().c_str(), stdout);

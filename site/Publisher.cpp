@@ -109,15 +109,16 @@ std::string PublishRun::VersionOf(const ManifestComponent &component) {
                         ", the manifest says " + component.version +
                         "; visitors would fetch it on every visit. Make them the same, or leave \"version\" out");
     }
-    m_result.findings.push_back({Severity::warning, component.where,
-                                 "no version can be read from " + component.name +
-                                     " once it is installed, so it is fetched on every visit",
-                                 "give it a CFBundleVersion in Contents/Info.plist and an executable of its name in "
-                                 "Contents/MacOS, or use \"update\": \"existence\""});
+    m_result.findings.push_back(
+        {Severity::warning, component.where,
+         "no version can be read from " + component.name + " once it is installed, so it is fetched on every visit",
+         "give it a CFBundleVersion in Contents/Info.plist and an executable of its name in "
+         "Contents/MacOS, or use \"update\": \"existence\""});
     return component.version;
 }
 
-std::string PublishRun::NameOf(const ManifestComponent &component, const ItemLine &item, const fs::path &package) const {
+std::string PublishRun::NameOf(const ManifestComponent &component, const ItemLine &item,
+                               const fs::path &package) const {
     std::string mark = item.version;
     std::replace(mark.begin(), mark.end(), ',', '.');
     if (!m_manifest.versionInNames) {
@@ -134,9 +135,10 @@ bool PublishRun::Place(TemporaryFile &package, const std::string &name, const Ma
             return false;
         }
         if (m_manifest.versionInNames) {
-            throw SiteError(component.where + ": " + name +
-                            " was published with other content, which visitors may be fetching now; raise the version, or "
-                            "use \"packageNames\": \"content\"");
+            throw SiteError(
+                component.where + ": " + name +
+                " was published with other content, which visitors may be fetching now; raise the version, or "
+                "use \"packageNames\": \"content\"");
         }
     }
     package.Commit(final);
@@ -249,7 +251,8 @@ void PublishRun::RefuseHarm(const EarlierSite &earlier) {
         if (earlier.exists() && !earlier.HasSection(page.section)) {
             m_result.findings.push_back(
                 {Severity::warning, page.where,
-                 "section " + page.section + " of this page is new; visitors with a saved instruction file cannot start",
+                 "section " + page.section +
+                     " of this page is new; visitors with a saved instruction file cannot start",
                  "publish the section first, and name it in the page a day later"});
         }
     }

@@ -3,7 +3,8 @@
 //   1. Packages are written below packages/, each under a name that no other content ever has.
 //   2. "lummac.ini" is replaced in one step. Visitors who hold the older one still find its packages.
 //   3. Pages are replaced in one step.
-//   4. With pruning, packages that no instruction file has named for some time are removed. The time matters: a visitor's
+//   4. With pruning, packages that no instruction file has named for some time are removed. The time matters: a
+//   visitor's
 //      extension may use a saved instruction file for a day.
 //
 // The same manifest and components give the same bytes. What would be written with the bytes that it has is left alone.

@@ -70,9 +70,12 @@ std::string SectionReader::Line(int number) const {
 void SectionReader::ReportGap(int number, int count) {
     const InstructionEntry *entry = m_section->Find("File" + std::to_string(number));
     const InstructionEntry *countEntry = m_section->Find("Count");
-    const std::string what = entry ? "File" + std::to_string(number) + " is shorter than two characters"
-                                   : "Count is " + std::to_string(count) + ", but there is no File" + std::to_string(number);
-    Error(entry ? entry->line : countEntry ? countEntry->line : m_section->line,
+    const std::string what =
+        entry ? "File" + std::to_string(number) + " is shorter than two characters"
+              : "Count is " + std::to_string(count) + ", but there is no File" + std::to_string(number);
+    Error(entry        ? entry->line
+          : countEntry ? countEntry->line
+                       : m_section->line,
           what + "; reading ends before it",
           number == count ? "set Count to the number of File lines, or add the line that is missing"
                           : "number the File lines without a gap");
@@ -84,14 +87,16 @@ void SectionReader::ReportUnread(int count) {
         const int number = FileNumber(entry.key);
         const bool looksLikeFile = FoldCase(entry.key).starts_with(FoldCase("File"));
         if (number == 0 && looksLikeFile) {
-            Error(entry.line, "key " + entry.key + " is not read; keys are File1, File2 and so on, without leading zeros",
+            Error(entry.line,
+                  "key " + entry.key + " is not read; keys are File1, File2 and so on, without leading zeros",
                   "number the File lines from 1");
         } else if (number > count) {
             Error(entry.line, entry.key + " is not read: Count is " + std::to_string(count),
                   "set Count to the number of File lines");
         } else if (number != 0 && !firstLines.insert({number, entry.line}).second) {
             Error(entry.line,
-                  entry.key + " stands a second time; only the one at line " + std::to_string(firstLines[number]) + " is read",
+                  entry.key + " stands a second time; only the one at line " + std::to_string(firstLines[number]) +
+                      " is read",
                   "number the File lines from 1, each number once");
         }
     }

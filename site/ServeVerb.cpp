@@ -26,13 +26,14 @@ sigset_t HoldBackEndSignals() {
 } // namespace
 
 int RunServe(const std::vector<std::string> &arguments) {
-    CommandLine line("serve", "DIR",
-                     "Serves the published folder DIR to this computer (127.0.0.1) until it is interrupted, and prints a\n"
-                     "line for every request.\n",
-                     {{"--port", "N", "port to listen on (any that is free)"},
-                      {"--port-file", "FILE", "write the port's number there, once connections are taken"},
-                      {"--log", "FILE", "append the lines to FILE instead of printing them"},
-                      {"--log-endpoint", "PATH", "take GET requests for PATH as reports and print them decoded"}});
+    CommandLine line(
+        "serve", "DIR",
+        "Serves the published folder DIR to this computer (127.0.0.1) until it is interrupted, and prints a\n"
+        "line for every request.\n",
+        {{"--port", "N", "port to listen on (any that is free)"},
+         {"--port-file", "FILE", "write the port's number there, once connections are taken"},
+         {"--log", "FILE", "append the lines to FILE instead of printing them"},
+         {"--log-endpoint", "PATH", "take GET requests for PATH as reports and print them decoded"}});
     line.Parse(arguments, 1, 1);
     if (line.helpWanted()) {
         std::fputs(line.Help().c_str(), stdout);
@@ -51,7 +52,8 @@ int RunServe(const std::vector<std::string> &arguments) {
     options.port = static_cast<std::uint16_t>(line.Number("--port", 0, 0, 65535));
     options.logEndpoint = line.Value("--log-endpoint").value_or("");
     if (!options.logEndpoint.empty() && options.logEndpoint.front() != '/') {
-        throw UsageError("lumsite serve: option --log-endpoint needs a path that begins with \"/\"; see lumsite serve --help");
+        throw UsageError(
+            "lumsite serve: option --log-endpoint needs a path that begins with \"/\"; see lumsite serve --help");
     }
     options.log = [out](const std::string &text) {
         std::fprintf(out, "%s\n", text.c_str());

@@ -12,7 +12,9 @@ namespace {
 class ScopedPool {
 public:
     ScopedPool() : m_pool([NSAutoreleasePool new]) {}
-    ~ScopedPool() { [m_pool drain]; }
+    ~ScopedPool() {
+        [m_pool drain];
+    }
     ScopedPool(const ScopedPool &) = delete;
     ScopedPool &operator=(const ScopedPool &) = delete;
 
@@ -20,9 +22,13 @@ private:
     NSAutoreleasePool *m_pool;
 };
 
-NSData *DataOf(const std::string &bytes) { return [NSData dataWithBytes:bytes.data() length:bytes.size()]; }
+NSData *DataOf(const std::string &bytes) {
+    return [NSData dataWithBytes:bytes.data() length:bytes.size()];
+}
 
-std::string BytesOf(NSData *data) { return {static_cast<const char *>([data bytes]), [data length]}; }
+std::string BytesOf(NSData *data) {
+    return {static_cast<const char *>([data bytes]), [data length]};
+}
 
 } // namespace
 
@@ -53,7 +59,9 @@ SiteCertificateKey::SiteCertificateKey(const std::string &certification) : m_key
 
 SiteCertificateKey::~SiteCertificateKey() = default;
 
-bool SiteCertificateKey::valid() const { return m_key->rsa != nullptr; }
+bool SiteCertificateKey::valid() const {
+    return m_key->rsa != nullptr;
+}
 
 bool SiteCertificateKey::Verifies(const std::string &hashText, const std::string &base64Signature) const {
     const ScopedPool pool;

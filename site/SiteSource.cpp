@@ -38,7 +38,9 @@ public:
         }
         return {path, ""};
     }
-    std::string Title(const std::string &name) const override { return name; }
+    std::string Title(const std::string &name) const override {
+        return name;
+    }
 
 private:
     fs::path m_folder;
@@ -50,14 +52,21 @@ public:
         if (!m_curl) {
             throw SiteError("the transfer library cannot be started");
         }
+        if (m_root.starts_with("http://127.0.0.1")) {
+            curl_easy_setopt(m_curl.get(), CURLOPT_NOPROXY, "*"); // a proxy's loopback is another one
+        }
         if (m_root.back() != '/') {
             m_root += '/';
         }
     }
-    ~WebSource() override { Forget(); }
+    ~WebSource() override {
+        Forget();
+    }
 
     File Fetch(const std::string &name, std::uint64_t limit) override;
-    std::string Title(const std::string &name) const override { return IsWebAddress(name) ? name : m_root + name; }
+    std::string Title(const std::string &name) const override {
+        return IsWebAddress(name) ? name : m_root + name;
+    }
 
 private:
     struct Sink {
@@ -98,7 +107,8 @@ SiteSource::File WebSource::Fetch(const std::string &name, std::uint64_t limit) 
     const std::unique_ptr<FILE, int (*)(FILE *)> file(fdopen(fd, "w"), fclose);
     Sink sink{file.get(), limit};
     CURL *curl = m_curl.get();
-    curl_easy_setopt(curl, CURLOPT_URL, (Title(name) + kQuery).c_str());
+    const std::string url = Title(name);
+    curl_easy_setopt(curl, CURLOPT_URL, (url + (url.find('?') == std::string::npos ? kQuery : "")).c_str());
     curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(curl, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 1L);
@@ -129,7 +139,9 @@ SiteSource::File WebSource::Fetch(const std::string &name, std::uint64_t limit) 
 
 } // namespace
 
-bool IsWebAddress(const std::string &text) { return text.starts_with("http://") || text.starts_with("https://"); }
+bool IsWebAddress(const std::string &text) {
+    return text.starts_with("http://") || text.starts_with("https://");
+}
 
 std::unique_ptr<SiteSource> OpenSite(const std::string &place) {
     if (IsWebAddress(place)) {

@@ -16,8 +16,8 @@ public:
         std::filesystem::path path; // empty when the file cannot be had
         std::string reason;         // why not: "there is no such file", "status 404"
     };
-    // The file at `name`, a relative path without "..", or any http address. The path is good until the next call or the
-    // end of the object. A file above `limit` bytes is not fetched.
+    // The file at `name`, a relative path without "..", or any http address. The path is good until the next call or
+    // the end of the object. A file above `limit` bytes is not fetched.
     virtual File Fetch(const std::string &name, std::uint64_t limit) = 0;
     // How `name` is called in messages.
     virtual std::string Title(const std::string &name) const = 0;

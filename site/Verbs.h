@@ -1,5 +1,5 @@
-// The verbs of lumsite. Each takes the arguments after its name and returns the exit status: 0 done, 1 not done. A command
-// line or a manifest that cannot be understood throws UsageError, any other failure SiteError.
+// The verbs of lumsite. Each takes the arguments after its name and returns the exit status: 0 done, 1 not done. A
+// command line or a manifest that cannot be understood throws UsageError, any other failure SiteError.
 #pragma once
 
 #include <string>

@@ -39,8 +39,8 @@ int Dispatch(const std::vector<std::string> &arguments) {
         PrintHelp(stdout);
         return 0;
     }
-    const auto verb = std::find_if(std::begin(kVerbs), std::end(kVerbs),
-                                   [&](const Verb &each) { return arguments[0] == each.name; });
+    const auto verb =
+        std::find_if(std::begin(kVerbs), std::end(kVerbs), [&](const Verb &each) { return arguments[0] == each.name; });
     if (verb == std::end(kVerbs)) {
         throw UsageError("lumsite: unknown verb " + arguments[0] + "; see lumsite --help");
     }

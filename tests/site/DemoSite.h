@@ -21,10 +21,18 @@ public:
     // Makes the components confshell.bundle and "Meeting Hall.app" (2.1.3.4) and libklv.dylib, and the keys "keys".
     DemoSite();
 
-    const TempDir &place() const { return m_place; }
-    std::filesystem::path site() const { return m_place.path() / "site"; }
-    std::string In(const std::string &name) const { return m_place / ("site/" + name); }
-    lumsite::Manifest &manifest() { return m_manifest; }
+    const TempDir &place() const {
+        return m_place;
+    }
+    std::filesystem::path site() const {
+        return m_place.path() / "site";
+    }
+    std::string In(const std::string &name) const {
+        return m_place / ("site/" + name);
+    }
+    lumsite::Manifest &manifest() {
+        return m_manifest;
+    }
 
     lumsite::PublishResult Publish(const lumsite::PublishOptions &options = {}) const {
         return lumsite::Publish(m_manifest, site(), options);
@@ -32,7 +40,9 @@ public:
     // Makes keys by the authority of "keys", for a section of their own.
     lumsite::ManifestSection AddKeys(const std::string &name) const;
     // The section's lines ("Count=3", "File1=...").
-    std::string Instructions() const { return ReadFile(site() / "lummac.ini"); }
+    std::string Instructions() const {
+        return ReadFile(site() / "lummac.ini");
+    }
     // Path below the site of a package that the instruction file names, by the component's name.
     std::string PackageOf(const std::string &component) const;
 

@@ -29,8 +29,12 @@ protected:
         demo.Publish();
     }
 
-    std::string Instructions() const { return demo.Instructions(); }
-    void WriteInstructions(const std::string &text) const { demo.place().Write("site/lummac.ini", text); }
+    std::string Instructions() const {
+        return demo.Instructions();
+    }
+    void WriteInstructions(const std::string &text) const {
+        demo.place().Write("site/lummac.ini", text);
+    }
     // The instruction file with one attribute of one item changed.
     std::string With(int item, Attribute attribute, const std::string &value) const {
         std::string text = Instructions();
@@ -58,7 +62,9 @@ protected:
         change(parameters);
         demo.place().Write("site/index.html", WritePage("Start", parameters));
     }
-    std::string Report(const CheckOptions &options = {}) const { return TextOf(CheckSite(demo.site(), options).findings); }
+    std::string Report(const CheckOptions &options = {}) const {
+        return TextOf(CheckSite(demo.site(), options).findings);
+    }
 
     DemoSite demo;
     std::string page = (demo.Publish(), ReadFile(demo.site() / "index.html"));
@@ -89,10 +95,11 @@ TEST_F(Checker, FaultsOfTheInstructionFile) {
         {Replaced(good, "File3=", "File3=\nFile9="), "lummac.ini:5: ", "shorter than two characters"},
         {Replaced(good, "File3=", "\n[kelvo]\nFile3="), "lummac.ini:6: ", "stands a second time"},
         {Replaced(good, ";install;version;;", ";in[st]all;version;;"), "lummac.ini:3: ", "is taken for the section"},
-        {Replaced(good, ";install;version;reboot", ";" + std::string(1600, 'i') + ";version;reboot"), "lummac.ini:5: ", "is cut after"},
+        {Replaced(good, ";install;version;reboot", ";" + std::string(1600, 'i') + ";version;reboot"),
+         "lummac.ini:5: ", "is cut after"},
         {good + "File4=" + thirdLine.substr(6), "lummac.ini:6: ", "File4 is not read"},
-        {Replaced(good, "Count=3", "Count=4") + "File4=" + thirdLine.substr(6), "lummac.ini:6: ",
-         "an item named confshell.bundle stands above"},
+        {Replaced(good, "Count=3", "Count=4") + "File4=" + thirdLine.substr(6),
+         "lummac.ini:6: ", "an item named confshell.bundle stands above"},
         {With(2, kUrl, "packages/gone.tar.zst"), "lummac.ini:4: ", "cannot be fetched: there is no such file"},
         {With(2, kUrl, "../keys/vendor.key"), "lummac.ini:4: ", "\"..\" step"},
         {With(2, kHashValue, flippedHash), "lummac.ini:4: ", "not the one in the line"},
@@ -111,8 +118,8 @@ TEST_F(Checker, FaultsOfTheInstructionFile) {
         WriteInstructions(each.text);
         const Findings findings = CheckSite(demo.site()).findings;
         const bool isFound = std::any_of(findings.begin(), findings.end(), [&](const Finding &finding) {
-            return (finding.where + ": ").starts_with(each.where) && finding.what.find(each.says) != std::string::npos &&
-                   !finding.remedy.empty();
+            return (finding.where + ": ").starts_with(each.where) &&
+                   finding.what.find(each.says) != std::string::npos && !finding.remedy.empty();
         });
         EXPECT_TRUE(isFound) << each.where << each.says << "\n" << TextOf(findings);
     }
@@ -125,7 +132,8 @@ TEST_F(Checker, FaultsOfPackages) {
     flipped[flipped.size() / 2] ^= 1;
     for (const std::string &damaged : {flipped, good.substr(0, good.size() / 2), good + "x", std::string()}) {
         demo.place().Write(fs::relative(package, demo.place().path()).string(), damaged);
-        EXPECT_THAT(Report(), AllOf(HasSubstr("error: lummac.ini:5: package " + demo.PackageOf("confshell.bundle")), HasSubstr("hash")));
+        EXPECT_THAT(Report(), AllOf(HasSubstr("error: lummac.ini:5: package " + demo.PackageOf("confshell.bundle")),
+                                    HasSubstr("hash")));
     }
     // A well-signed package of something that must not be installed.
     fs::create_symlink("/etc", demo.place() / "parts/confshell.bundle/link");
@@ -152,7 +160,8 @@ TEST_F(Checker, FaultsOfThePage) {
         {"piece 1 of lumcertification is no certificate", [](Parameters &p) { p["lumcertification"] = "AAAABBBBCCC"; }},
         {"piece 3 of lumcertification is no certificate", [](Parameters &p) { p["lumcertification"] += "|"; }},
         {"piece 1 of lumcertification is no certificate", [](Parameters &p) { p["lumcertification"].insert(0, "x|"); }},
-        {"without SessionID nothing is reported", [](Parameters &p) { p["LoggingURL"] = "http://a/?", p["MeetingID"] = "1"; }},
+        {"without SessionID nothing is reported",
+         [](Parameters &p) { p["LoggingURL"] = "http://a/?", p["MeetingID"] = "1"; }},
         {"LoggingURL has no \"?\"", [](Parameters &p) { p["LoggingURL"] = "http://a/log"; }},
         {"nothing follows the download", [](Parameters &p) { p["LumDownloadOnly"] = "true"; }},
         {"spell it LumUrlRoot", [](Parameters &p) { p["LumURLRoot"] = "http://127.0.0.1/"; }},
@@ -191,7 +200,8 @@ TEST_F(Checker, FaultsOfCertificates) {
         const char *says;
     };
     const Case cases[] = {
-        {{ca, issue(name, now - 99, now - 9, key.get())}, "error: index.html:11: the site's certificate CN=a.kelvo.example"},
+        {{ca, issue(name, now - 99, now - 9, key.get())},
+         "error: index.html:11: the site's certificate CN=a.kelvo.example"},
         {{ca, issue(name, now - 99, now - 9, key.get())}, "ended on"},
         {{ca, issue(name, now + 9999, now + 99999, key.get())}, "is not valid before"},
         {{ca, issue(name, now - 99, now + 29 * 86400, key.get())}, "warning: index.html:11: the site's certificate"},
@@ -247,7 +257,8 @@ TEST_F(Checker, ALiveSiteIsFetchedAsVisitorsDo) {
 
     WriteInstructions(With(2, kUrl, "packages/gone.tar.zst"));
     const std::string text = TextOf(CheckSite(server.url()).findings);
-    EXPECT_THAT(text, HasSubstr("lummac.ini:4: package " + server.url() + "packages/gone.tar.zst cannot be fetched: the server answers with status 404"));
+    EXPECT_THAT(text, HasSubstr("lummac.ini:4: package " + server.url() +
+                                "packages/gone.tar.zst cannot be fetched: the server answers with status 404"));
     CheckOptions options;
     options.page = server.url() + "gone.html";
     EXPECT_THAT(TextOf(CheckSite(server.url(), options).findings), HasSubstr("gone.html: the page cannot be fetched"));

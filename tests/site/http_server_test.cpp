@@ -63,15 +63,19 @@ protected:
             HttpServerOptions{place / "site", 0, "/log", [this](const std::string &line) { lines.push_back(line); }});
     }
 
-    std::string Get(const std::string &target, const std::string &headers = "", const std::string &method = "GET") const {
-        return Talk(server->port(), method + " " + target + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n" + headers + "\r\n");
+    std::string Get(const std::string &target, const std::string &headers = "",
+                    const std::string &method = "GET") const {
+        return Talk(server->port(),
+                    method + " " + target + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n" + headers + "\r\n");
     }
     static std::string HeaderOf(const std::string &reply, const std::string &name) {
         const size_t at = reply.find("\r\n" + name + ": ");
         const size_t start = at + name.size() + 4;
         return at == std::string::npos ? "" : reply.substr(start, reply.find("\r\n", start) - start);
     }
-    static std::string BodyOf(const std::string &reply) { return reply.substr(reply.find("\r\n\r\n") + 4); }
+    static std::string BodyOf(const std::string &reply) {
+        return reply.substr(reply.find("\r\n\r\n") + 4);
+    }
 
     TempDir place;
     std::vector<std::string> lines;
@@ -97,11 +101,27 @@ TEST_F(Server, ServesFilesWithTypeAndTag) {
 }
 
 TEST_F(Server, NothingOutsideTheFolderIsReached) {
-    for (const char *target :
-         {"/../outside.txt", "/%2e%2e/outside.txt", "/packages/../../outside.txt", "/packages/%2e%2e%2f%2e%2e%2foutside.txt",
-          "/..%2foutside.txt", "/link.txt", "/up/outside.txt", "/inner/a.tar.gz", "/.lumsite-lock", "/./index.html",
-          "//etc/passwd", "/packages//a.tar.gz", "/packages/a.tar.gz/", "/packages/a.tar.gz/x", "/packages/", "/pipe",
-          "/index.html%00.txt", "/none", "*", "http://x/index.html", "/packages\\a.tar.gz"}) {
+    for (const char *target : {"/../outside.txt",
+                               "/%2e%2e/outside.txt",
+                               "/packages/../../outside.txt",
+                               "/packages/%2e%2e%2f%2e%2e%2foutside.txt",
+                               "/..%2foutside.txt",
+                               "/link.txt",
+                               "/up/outside.txt",
+                               "/inner/a.tar.gz",
+                               "/.lumsite-lock",
+                               "/./index.html",
+                               "//etc/passwd",
+                               "/packages//a.tar.gz",
+                               "/packages/a.tar.gz/",
+                               "/packages/a.tar.gz/x",
+                               "/packages/",
+                               "/pipe",
+                               "/index.html%00.txt",
+                               "/none",
+                               "*",
+                               "http://x/index.html",
+                               "/packages\\a.tar.gz"}) {
         EXPECT_THAT(Get(target), AllOf(StartsWith("HTTP/1.1 404"), Not(HasSubstr("secret")))) << target;
     }
     EXPECT_THAT(Get("/%zz"), StartsWith("HTTP/1.1 400"));
@@ -155,8 +175,9 @@ TEST_F(Server, ATagChangesWithTheContentOnly) {
 
 TEST_F(Server, AConnectionServesSeveralRequests) {
     const std::string request = "GET /packages/a.tar.gz HTTP/1.1\r\nHost: x\r\n\r\n";
-    const std::string twice = Talk(server->port(), request + "\r\n" + request +
-                                                       "HEAD / HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\nGET / HTTP/1.1\r\n");
+    const std::string twice =
+        Talk(server->port(),
+             request + "\r\n" + request + "HEAD / HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\nGET / HTTP/1.1\r\n");
     size_t replies = 0;
     for (size_t at = 0; (at = twice.find("HTTP/1.1 200 OK", at)) != std::string::npos; ++at) {
         ++replies;
@@ -184,7 +205,8 @@ TEST_F(Server, MalformedRequestsAreRefused) {
 }
 
 TEST_F(Server, ReportsAreToldDecodedOneLineEach) {
-    EXPECT_THAT(Get("/log?ConfID=7&SessionID=a%20b&Module=1&ErrorCode=1001&OptInfo3=no%20error"), StartsWith("HTTP/1.1 204"));
+    EXPECT_THAT(Get("/log?ConfID=7&SessionID=a%20b&Module=1&ErrorCode=1001&OptInfo3=no%20error"),
+                StartsWith("HTTP/1.1 204"));
     Get("/log&ConfID=7&RefNum5=12"); // the report of the download's time
     Get("/log?a=1%0Aforged%20line&b=%zz&c=two words");
     Get("/log?x", "", "HEAD");
@@ -239,4 +261,6 @@ TEST_F(Server, LoopbackOnlyAndAPortOfItsOwn) {
     EXPECT_THROW(HttpServer({place / "none", 0, "", {}}), SiteError);
 }
 
-TEST(HttpMessage, DatesAreInEnglishWhateverTheLocale) { EXPECT_EQ(HttpDate(784111777), "Sun, 06 Nov 1994 08:49:37 GMT"); }
+TEST(HttpMessage, DatesAreInEnglishWhateverTheLocale) {
+    EXPECT_EQ(HttpDate(784111777), "Sun, 06 Nov 1994 08:49:37 GMT");
+}

@@ -37,7 +37,8 @@ TEST(InstructionFile, AgreesWithTheExtensionsReader) {
                 QXGetPrivateProfileString(section, key, "(none)", value, sizeof value, path.c_str());
                 const InstructionSection *found = file.Find(section);
                 const InstructionEntry *entry = found ? found->Find(key) : nullptr;
-                EXPECT_EQ(entry ? entry->value : "(none)", value) << section << "/" << key << " of\n" << text.substr(0, 80);
+                EXPECT_EQ(entry ? entry->value : "(none)", value) << section << "/" << key << " of\n"
+                                                                  << text.substr(0, 80);
             }
         }
     }

@@ -25,7 +25,9 @@ ItemLine GoodItem() {
     return item;
 }
 
-Findings Examine(const ItemLine &item) { return ExamineItem(SplitItemLine(ToText(item))); }
+Findings Examine(const ItemLine &item) {
+    return ExamineItem(SplitItemLine(ToText(item)));
+}
 
 } // namespace
 

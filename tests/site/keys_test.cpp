@@ -66,10 +66,13 @@ TEST(Keys, NothingIsOverwrittenAndNoForeignNameIssued) {
     fs::create_directory(place / "empty");
     MakeKeys(place / "empty", Named("Demonstrations of Kelvo, Inc."));
     EXPECT_EQ(ModeOf(place / "empty"), 0700u);
-    EXPECT_THAT(ErrorOf([&] { MakeKeys(place / "empty", Named("a.kelvo.example")); }), HasSubstr("nothing is overwritten"));
-    EXPECT_THAT(ErrorOf([&] { MakeKeys(place / "b", Named("kelvo.example.org")); }), HasSubstr("ends with \".kelvo.example\""));
+    EXPECT_THAT(ErrorOf([&] { MakeKeys(place / "empty", Named("a.kelvo.example")); }),
+                HasSubstr("nothing is overwritten"));
+    EXPECT_THAT(ErrorOf([&] { MakeKeys(place / "b", Named("kelvo.example.org")); }),
+                HasSubstr("ends with \".kelvo.example\""));
     place.Write("site/lummac.ini", "");
-    EXPECT_THAT(ErrorOf([&] { MakeKeys(place / "site/x/keys", Named("a.kelvo.example")); }), HasSubstr("published folder"));
+    EXPECT_THAT(ErrorOf([&] { MakeKeys(place / "site/x/keys", Named("a.kelvo.example")); }),
+                HasSubstr("published folder"));
     EXPECT_FALSE(fs::exists(place / "b"));
     EXPECT_FALSE(fs::exists(place / "site/x"));
 }
@@ -85,8 +88,8 @@ TEST(Keys, ChainLeadsFromTheSiteToTheRoot) {
     const std::time_t now = std::time(nullptr);
     EXPECT_EQ(ReasonAgainstChain(keys.chain(), root, false, false, now), "");
     EXPECT_NE(ReasonAgainstChain({keys.chain().back()}, root, false, false, now), "");
-    EXPECT_THAT(OutputOf("openssl verify -CAfile " + (place / "keys/ca.pem") + " -untrusted " + (place / "keys/chain.pem") +
-                         " " + (place / "keys/vendor.pem")),
+    EXPECT_THAT(OutputOf("openssl verify -CAfile " + (place / "keys/ca.pem") + " -untrusted " +
+                         (place / "keys/chain.pem") + " " + (place / "keys/vendor.pem")),
                 HasSubstr("OK"));
 }
 
@@ -97,11 +100,12 @@ TEST(Keys, SignaturesAreWhatTheSignerOfTheSystemMakes) {
     for (const size_t digits : {40, 64}) {
         const std::string hash(digits, 'f');
         const std::string signature = keys.Sign(hash);
-        std::string der = {0x30, static_cast<char>(13 + digits), 0x30, 9, 6, 5, 0x2b, 0x0e, 3, 2, 0x1d, 5, 0, 4,
-                           static_cast<char>(digits)};
+        std::string der = {0x30, static_cast<char>(13 + digits), 0x30, 9, 6, 5, 0x2b, 0x0e, 3, 2, 0x1d, 5, 0,
+                           4,    static_cast<char>(digits)};
         const std::string in = demo.place().Write("der", der + hash);
         const std::string key = keys.keyPath();
-        OutputOf("openssl rsautl -sign -inkey " + key + " -in " + in + " -out " + (demo.place() / "raw") + " 2>/dev/null");
+        OutputOf("openssl rsautl -sign -inkey " + key + " -in " + in + " -out " + (demo.place() / "raw") +
+                 " 2>/dev/null");
         EXPECT_EQ(signature, ToBase64(ReadFile(demo.place() / "raw")));
         EXPECT_TRUE(SiteCertificateKey(ToCertification(keys.chain())).Verifies(hash, signature));
         EXPECT_FALSE(SiteCertificateKey(ToCertification(keys.chain())).Verifies(std::string(digits, 'e'), signature));
@@ -139,7 +143,8 @@ TEST(Keys, PublishingRefusesKeysThatVisitorsWouldRefuse) {
     const KeyPtr large(EVP_RSA_gen(3072));
     const std::string curveCertificate =
         Issue("a.kelvo.example", curve.get(), {nullptr, curve.get()}, ForDays(9), false).Pem();
-    const std::string encrypted = OutputOf("openssl rsa -aes128 -passout pass:x -in " + (keys / "vendor.key").string() + " 2>/dev/null");
+    const std::string encrypted =
+        OutputOf("openssl rsa -aes128 -passout pass:x -in " + (keys / "vendor.key").string() + " 2>/dev/null");
 
     struct Case {
         const char *file;

@@ -53,7 +53,8 @@ TEST(Manifest, DefaultsAndPaths) {
     EXPECT_EQ(component.format + component.hash, "tar.gzsha256");
     EXPECT_EQ(component.osVersion, -3);
     EXPECT_TRUE(component.linksAsFiles);
-    EXPECT_EQ(manifest.pages[0].section + manifest.pages[0].component + manifest.pages[0].file, "Kelvolibklv.dylibindex.html");
+    EXPECT_EQ(manifest.pages[0].section + manifest.pages[0].component + manifest.pages[0].file,
+              "Kelvolibklv.dylibindex.html");
 }
 
 TEST(Manifest, WhatIsWrongIsNamedWithItsLine) {
@@ -65,7 +66,8 @@ TEST(Manifest, WhatIsWrongIsNamedWithItsLine) {
         {"{" + kUrl + "," + kSections + ", \"components\": [] }", "at least one entry"},
         {"{\n\"url\": \"ftp://x\"," + kSections + "," + kComponents + "}", "site.json:2: url \"ftp://x\""},
         {"{\n\"url\": \"http://x/?a\"," + kSections + "," + kComponents + "}", "holds \"?\""},
-        {"{\n\"url\": \"http://" + std::string(943, 'x') + "\"," + kSections + "," + kComponents + "}", "fewer than 950"},
+        {"{\n\"url\": \"http://" + std::string(943, 'x') + "\"," + kSections + "," + kComponents + "}",
+         "fewer than 950"},
         {"{" + kUrl + ",\n\"section\": 1}", "site.json:2: the manifest has no \"section\"; known are url"},
         {"{" + kUrl + "," + kComponents + R"(, "sections": [{"name": "a]b", "keys": "k"}]})", "cannot be read back"},
         {"{" + kUrl + "," + kComponents + R"(, "sections": [{"name": "a", "keys": "k"},{"name": "A", "keys": "k"}]})",
@@ -85,6 +87,7 @@ TEST(Manifest, WhatIsWrongIsNamedWithItsLine) {
         {WithComponent(R"("linksAsFiles": "yes")"), "true or false"},
         {WithPage(R"("file": "../x.html")"), "plain name of a page"},
         {WithPage(R"("file": "lummac.ini")"), "plain name of a page"},
+        {WithPage(R"("file": "packages")"), "plain name of a page"},
         {WithPage(R"("section": "Other")"), "no section \"Other\""},
         {WithPage(R"("component": "b.app")"), "no component named \"b.app\""},
         {WithPage(R"("parameters": {"LumUrlRoot": "x"})"), "set by publish itself"},

@@ -67,7 +67,8 @@ TEST(Packer, SameComponentGivesSameBytes) {
         EXPECT_NE(one, PackedBytes(place / "one/Kelvo.framework", place, options)) << format;
     }
     fs::permissions(place / "two/Kelvo.framework/Versions/A/Resources/Größe.txt", fs::perms::owner_all);
-    EXPECT_NE(PackedBytes(place / "one/Kelvo.framework", place, {}), PackedBytes(place / "two/Kelvo.framework", place, {}));
+    EXPECT_NE(PackedBytes(place / "one/Kelvo.framework", place, {}),
+              PackedBytes(place / "two/Kelvo.framework", place, {}));
 }
 
 TEST(Packer, OneTopLevelEntryThatUnpacksToTheComponent) {
@@ -131,7 +132,8 @@ TEST(Packer, ReadingTellsDamageAndEscapes) {
     const TempDir place;
     place.Write("a/file", std::string(100000, 'a'));
     fs::create_symlink("/etc", place / "a/link");
-    OutputOf("cd " + place.path().string() + " && tar -cf escape.tar a && tar -cPf up.tar a/../a/file && tar -czf cut.tgz a/file");
+    OutputOf("cd " + place.path().string() +
+             " && tar -cf escape.tar a && tar -cPf up.tar a/../a/file && tar -czf cut.tgz a/file");
     EXPECT_EQ(ReadPackage(place / "escape.tar").refusedEntry, "a/link");
     EXPECT_EQ(ReadPackage(place / "escape.tar").unpackedSize, 100000u);
     fs::resize_file(place / "cut.tgz", 60);

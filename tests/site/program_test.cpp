@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <sstream>
 #include <thread>
 
 #include "tests/site/DemoSite.h"
@@ -26,8 +27,8 @@ public:
         const std::string log = place / "log";
         m_pid = fork();
         if (m_pid == 0) {
-            execl(kLumsite.c_str(), "lumsite", "serve", folder.c_str(), "--port-file", portFile.c_str(), "--log", log.c_str(),
-                  "--log-endpoint", "/log", nullptr);
+            execl(kLumsite.c_str(), "lumsite", "serve", folder.c_str(), "--port-file", portFile.c_str(), "--log",
+                  log.c_str(), "--log-endpoint", "/log", nullptr);
             _exit(127);
         }
         for (int i = 0; i < 1000 && !fs::exists(portFile); ++i) {
@@ -36,8 +37,12 @@ public:
         m_port = ReadFile(portFile);
         m_port.pop_back();
     }
-    ~ServeProcess() { Interrupt(); }
-    std::string url() const { return "http://127.0.0.1:" + m_port + "/"; }
+    ~ServeProcess() {
+        Interrupt();
+    }
+    std::string url() const {
+        return "http://127.0.0.1:" + m_port + "/";
+    }
     int Interrupt() {
         int status = -1;
         if (m_pid > 0) {
@@ -67,8 +72,10 @@ TEST(Program, FromKeysToACheckedSite) {
     const ServeProcess serve(place, place / "site");
     EXPECT_THAT(OutputOf(in + "publish site.json site --url " + serve.url()),
                 AllOf(HasSubstr("new  packages/confshell.bundle-"), HasSubstr("new  lummac.ini\nnew  index.html\n")));
-    EXPECT_THAT(OutputOf(in + "publish site.json site --url " + serve.url()), HasSubstr("kept packages/confshell.bundle-"));
-    EXPECT_EQ(OutputOf(in + "check " + serve.url() + " --ca keys/ca.pem"), "1 pages and 1 packages checked: 0 errors, 0 warnings\n");
+    EXPECT_THAT(OutputOf(in + "publish site.json site --url " + serve.url()),
+                HasSubstr("kept packages/confshell.bundle-"));
+    EXPECT_EQ(OutputOf(in + "check " + serve.url() + " --ca keys/ca.pem"),
+              "1 pages and 1 packages checked: 0 errors, 0 warnings\n");
     EXPECT_THAT(OutputOf(in + "check site --ca keys/ca.pem --soon 100"), HasSubstr("0 errors, 1 warnings"));
     place.Write("site/index.html", "");
     EXPECT_THAT(OutputOf(in + "check site", 1), HasSubstr("error: index.html: the page has no object"));
@@ -94,6 +101,30 @@ TEST(Program, PackWritesWhereItIsTold) {
     EXPECT_THAT(told, HasSubstr("sha256 " + OutputOf("sha256sum < " + (place / "out.zip")).substr(0, 64)));
 }
 
+// Every shell block of the document, in one go.
+TEST(Program, DocumentedCommandsRunAsWritten) {
+    const TempDir place;
+    std::istringstream document(ReadFile(TEST_DOCUMENT));
+    std::string commands =
+        "set -e\ncd " + place.path().string() + "\nPATH=" + fs::path(kLumsite).parent_path().string() + ":$PATH\n";
+    bool inside = false;
+    for (std::string line; std::getline(document, line);) {
+        if (line.starts_with("```")) {
+            inside = line == "```sh";
+        } else if (inside) {
+            commands += line + "\n";
+        }
+    }
+    const std::string output = OutputOf("sh " + place.Write("commands", commands));
+    EXPECT_THAT(output, AllOf(HasSubstr("installed as libklv-1.2.3.4.dylib"), HasSubstr(":sha1WithRSA")));
+    size_t checks = 0;
+    for (size_t at = 0;
+         (at = output.find("1 pages and 2 packages checked: 0 errors, 0 warnings", at)) != std::string::npos; ++at) {
+        ++checks;
+    }
+    EXPECT_EQ(checks, 4u);
+}
+
 TEST(Program, MisuseIsTwoAndFailureIsOne) {
     struct Case {
         const char *arguments;
@@ -117,6 +148,7 @@ TEST(Program, MisuseIsTwoAndFailureIsOne) {
         {"pack a --formt zip", 2, "unknown option --formt; see lumsite pack --help"},
         {"pack /nowhere/a.bundle", 1, "cannot pack /nowhere/a.bundle: No such file"},
         {"pack /etc --format rar -o /tmp/x", 1, "use tar.gz, tar.zst, tar.xz or zip"},
+        {"pack /etc/ssl/openssl.cnf -o /dev/null", 1, "no plain file"},
         {"publish /nowhere/site.json x", 1, "cannot read /nowhere/site.json"},
         {"serve /nowhere", 1, "cannot serve /nowhere"},
         {"serve . --log-endpoint log", 2, "begins with \"/\""},

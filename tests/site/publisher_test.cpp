@@ -35,7 +35,8 @@ std::map<std::string, std::pair<ino_t, long>> Stamps(const fs::path &folder) {
     for (const fs::directory_entry &entry : fs::recursive_directory_iterator(folder)) {
         struct stat status {};
         if (entry.is_regular_file() && stat(entry.path().c_str(), &status) == 0) {
-            stamps[fs::relative(entry.path(), folder)] = {status.st_ino, status.st_mtim.tv_sec * 1000000000 + status.st_mtim.tv_nsec};
+            stamps[fs::relative(entry.path(), folder)] = {status.st_ino,
+                                                          status.st_mtim.tv_sec * 1000000000 + status.st_mtim.tv_nsec};
         }
     }
     return stamps;
@@ -66,7 +67,8 @@ TEST(Publisher, PublishesWhatTheExtensionAccepts) {
     EXPECT_EQ(Problems(demo), "");
     EXPECT_EQ(result.items[0].installedLibrary, "libklv-1.2.3.4.dylib");
     EXPECT_EQ(result.items[1].installedLibrary, "");
-    EXPECT_THAT(demo.PackageOf("Meeting Hall.app"), testing::MatchesRegex("packages/Meeting_Hall.app-[0-9a-f]*.tar.zst"));
+    EXPECT_THAT(demo.PackageOf("Meeting Hall.app"),
+                testing::MatchesRegex("packages/Meeting_Hall.app-[0-9a-f]*.tar.zst"));
     EXPECT_THAT(demo.Instructions(), HasSubstr("[Kelvo]\nCount=3\nFile1=libklv.dylib;packages/libklv.dylib-"));
     EXPECT_THAT(demo.Instructions(), HasSubstr(".tar.gz;;1,2,3,4;8;"));
     EXPECT_THAT(demo.Instructions(), HasSubstr("File3=confshell.bundle;"));
@@ -96,7 +98,8 @@ TEST(Publisher, SameInputGivesSameBytesAndOnlyTheChangedIsWritten) {
     EXPECT_EQ(Problems(demo), "");
 }
 
-// Killed before any step, a publish leaves the old site or the new one, each whole, and the next one clears up after it.
+// Killed before any step, a publish leaves the old site or the new one, each whole, and the next one clears up after
+// it.
 TEST(Publisher, KilledAtAnyStepTheSiteIsWhole) {
     DemoSite demo;
     demo.Publish();
@@ -203,7 +206,8 @@ TEST(Publisher, RefusesWhatWouldNotInstall) {
              fs::remove(demo.place() / "parts/libklv.dylib");
              fs::create_directory(demo.place() / "parts/libklv.dylib");
          }},
-        {"and is cut after 2047", [](DemoSite &demo) { demo.manifest().components[1].action = std::string(1600, 'a'); }},
+        {"and is cut after 2047",
+         [](DemoSite &demo) { demo.manifest().components[1].action = std::string(1600, 'a'); }},
         {"holds both \"[\" and \"]\"",
          [](DemoSite &demo) {
              demo.manifest().components[1].action = "a]";
