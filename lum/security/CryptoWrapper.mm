@@ -9,9 +9,14 @@ CryptoWrapper *g_sharedCryptoInstance = nil;
 
 namespace {
 
-template <typename Function> void Bind(Function &slot, void *library, const char *name) {
-    slot = reinterpret_cast<Function>(dlsym(library, name));
-}
+struct Library {
+    void *handle;
+    CryptoLookUp lookUp;
+
+    template <typename Function> void Bind(Function &slot, const char *name) const {
+        slot = reinterpret_cast<Function>(lookUp(handle, name));
+    }
+};
 
 void *OpenFirst(const char *const *paths) {
     for (; *paths; ++paths) {
@@ -22,11 +27,11 @@ void *OpenFirst(const char *const *paths) {
     return nullptr;
 }
 
-RawRsa BindRawRsa(void *library) {
+RawRsa BindRawRsa(const Library &library) {
     RawRsa raw;
-    Bind(raw.size, library, "RSA_size");
-    Bind(raw.publicDecrypt, library, "RSA_public_decrypt");
-    Bind(raw.privateEncrypt, library, "RSA_private_encrypt");
+    library.Bind(raw.size, "RSA_size");
+    library.Bind(raw.publicDecrypt, "RSA_public_decrypt");
+    library.Bind(raw.privateEncrypt, "RSA_private_encrypt");
     return raw;
 }
 
@@ -51,8 +56,8 @@ int SignAnyType(int type, const unsigned char *text, unsigned int textLength, un
 } // namespace
 
 @interface CryptoWrapper ()
-- (BOOL)refusesSha1WithRsa;
-- (void)doSha1WithRsaByRawOperation;
+- (BOOL)refusesSha1WithRsa:(const Library &)library;
+- (void)doSha1WithRsaByRawOperationOf:(const Library &)library;
 @end
 
 @implementation CryptoWrapper
@@ -70,10 +75,10 @@ int SignAnyType(int type, const unsigned char *text, unsigned int textLength, un
 }
 
 - (id)init {
-    return [self initWithLibraryPaths:CryptoLibraryPaths()];
+    return [self initWithLibraryPaths:CryptoLibraryPaths() lookUp:dlsym];
 }
 
-- (id)initWithLibraryPaths:(const char *const *)paths {
+- (id)initWithLibraryPaths:(const char *const *)paths lookUp:(CryptoLookUp)lookUp {
     self = [super init];
     if (!self) {
         return nil;
@@ -82,14 +87,15 @@ int SignAnyType(int type, const unsigned char *text, unsigned int textLength, un
     if (!myDllInstance) {
         return self;
     }
-#define LUM_BIND(name) Bind(my##name, myDllInstance, #name);
+    const Library library = {myDllInstance, lookUp};
+#define LUM_BIND(name) library.Bind(my##name, #name);
     LUM_CRYPTO_FUNCTIONS(LUM_BIND)
 #undef LUM_BIND
     if (!mySHA_Init) {
-        Bind(mySHA_Init, myDllInstance, "SHA1_Init");
+        library.Bind(mySHA_Init, "SHA1_Init");
     }
-    if ([self refusesSha1WithRsa]) {
-        [self doSha1WithRsaByRawOperation];
+    if ([self refusesSha1WithRsa:library]) {
+        [self doSha1WithRsaByRawOperationOf:library];
     }
     return self;
 }
@@ -102,9 +108,9 @@ int SignAnyType(int type, const unsigned char *text, unsigned int textLength, un
 }
 
 // By a signature that is known to be good. A library that cannot be asked keeps its own functions.
-- (BOOL)refusesSha1WithRsa {
+- (BOOL)refusesSha1WithRsa:(const Library &)library {
     RSA *(*readKey)(RSA **, const unsigned char **, long);
-    Bind(readKey, myDllInstance, "d2i_RSAPublicKey");
+    library.Bind(readKey, "d2i_RSAPublicKey");
     if (!readKey || !myRSA_verify || !myRSA_free) {
         return NO;
     }
@@ -119,8 +125,8 @@ int SignAnyType(int type, const unsigned char *text, unsigned int textLength, un
     return known != 1;
 }
 
-- (void)doSha1WithRsaByRawOperation {
-    myRawRsa = BindRawRsa(myDllInstance);
+- (void)doSha1WithRsaByRawOperationOf:(const Library &)library {
+    myRawRsa = BindRawRsa(library);
     if (!myRawRsa.IsWhole()) {
         return;
     }

@@ -1,6 +1,6 @@
 // Certificates: made from bytes, and what is read out of them.
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <vector>
 
 #import "lum/security/CryptoWrapper.h"
@@ -16,11 +16,9 @@ std::optional<std::string> WholeFile(const char *path) {
     if (!stream) {
         return std::nullopt;
     }
-    std::string content{std::istreambuf_iterator<char>(stream), {}};
-    if (stream.bad()) {
-        return std::nullopt;
-    }
-    return content;
+    std::ostringstream content;
+    content << stream.rdbuf();
+    return stream.bad() ? std::nullopt : std::optional(content.str());
 }
 
 bool CanTakeOutKey(CryptoWrapper *crypto) {

@@ -30,25 +30,53 @@ NSButton *NewButton(NSString *title, SEL action, id target) {
     return button;
 }
 
-bool IsEscape(NSEvent *event) {
+bool IsKey(NSEvent *event, unichar key) {
     return [event type] == NSKeyDown && [[event characters] length] == 1 &&
-           [[event characters] characterAtIndex:0] == kEscape;
+           [[event characters] characterAtIndex:0] == key;
 }
+
+// Tells the application object that the window has the keyboard, while this lives. In a container with an event loop of
+// its own that object was perhaps never launched; it then does not hear of it by itself and drops every key.
+class KeyboardNotice {
+public:
+    explicit KeyboardNotice(NSWindow *window) : m_window(window) {
+        Forward(NSWindowDidBecomeKeyNotification, @selector(_windowDidBecomeKey:));
+        Forward(NSWindowDidResignKeyNotification, @selector(_windowDidResignKey:));
+    }
+    ~KeyboardNotice() {
+        for (NSString *name : {NSWindowDidBecomeKeyNotification, NSWindowDidResignKeyNotification}) {
+            [[NSNotificationCenter defaultCenter] removeObserver:NSApp name:name object:m_window];
+        }
+    }
+    KeyboardNotice(const KeyboardNotice &) = delete;
+    KeyboardNotice &operator=(const KeyboardNotice &) = delete;
+
+private:
+    void Forward(NSString *name, SEL method) {
+        if ([NSApp respondsToSelector:method]) {
+            [[NSNotificationCenter defaultCenter] addObserver:NSApp selector:method name:name object:m_window];
+        }
+    }
+
+    NSWindow *m_window;
+};
 
 } // namespace
 
-// Escape refuses wherever the focus is.
+// Wherever the focus is, Escape refuses; the keypad's Enter is as good as Return.
 @interface LUMTrustPanelWindow : NSPanel
 @end
 
 @implementation LUMTrustPanelWindow
 
 - (void)sendEvent:(NSEvent *)event {
-    if (IsEscape(event)) {
+    if (IsKey(event, kEscape)) {
         [NSApp stopModalWithCode:NSCancelButton];
-        return;
+    } else if (IsKey(event, NSEnterCharacter)) {
+        [[self defaultButtonCell] performClick:self];
+    } else {
+        [super sendEvent:event];
     }
-    [super sendEvent:event];
 }
 
 @end
@@ -86,8 +114,9 @@ bool IsEscape(NSEvent *event) {
     }
     const ScopedPool pool;
     [NSApplication sharedApplication];
-    NSPanel *window = [self newWindowForJudgement:*judgement message:message];
+    NSPanel *window = [[self newWindowForJudgement:*judgement message:message] autorelease];
     [window center];
+    const KeyboardNotice notice(window);
     [NSApp activateIgnoringOtherApps:YES];
     [window makeKeyAndOrderFront:nil];
     const NSInteger answer = [NSApp runModalForWindow:window];
@@ -104,7 +133,7 @@ bool IsEscape(NSEvent *event) {
                                                              styleMask:NSTitledWindowMask | NSClosableWindowMask
                                                                backing:NSBackingStoreBuffered
                                                                  defer:NO];
-    [window setReleasedWhenClosed:YES];
+    [window setReleasedWhenClosed:NO];
     [window setTitle:TrustPanelText(@"Certificate")];
     [window setLevel:NSModalPanelWindowLevel];
     [window setDelegate:(id)self];

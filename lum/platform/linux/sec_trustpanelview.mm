@@ -193,7 +193,7 @@ NSString *TrustPanelText(NSString *key) {
 NSView *NewTrustPanelView(const sec::Judgement &judgement, NSString *message, CGFloat width) {
     NSString *const paragraphs[] = {
         message ? message : TrustPanelText(@"Do you trust the certificate of this site?"), Reason(judgement.fault),
-        TrustPanelText(@"Software that this site sends can run on this computer if you continue. Continue only if the "
+        TrustPanelText(@"Software from this site can run on this computer if you continue. Continue only if the "
                        @"fingerprint below is the one that the site's owner told you.")};
     const CGFloat textLeft = kIconSize + kGap;
     NSView *text = NewParagraphs(paragraphs, width - textLeft);

@@ -76,8 +76,11 @@ std::vector<unsigned char> SmallFile(const fs::path &path) {
     if (!fs::is_regular_file(path, error) || fs::file_size(path, error) > kLargestFile || error) {
         return {};
     }
+    std::vector<unsigned char> content(kLargestFile);
     std::ifstream stream(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
+    stream.read(reinterpret_cast<char *>(content.data()), static_cast<std::streamsize>(content.size()));
+    content.resize(static_cast<std::size_t>(stream.gcount()));
+    return content;
 }
 
 std::vector<Certificate> CertificatesIn(const fs::path &folder) {
