@@ -1,4 +1,5 @@
-// Texts compared and copied without the locale: instruction files, file names and process names are the same everywhere.
+// Texts compared and copied without the locale: instruction files, file names and process names are the same
+// everywhere.
 #pragma once
 
 #include <algorithm>
@@ -10,9 +11,8 @@ constexpr char AsciiLower(char character) {
 }
 
 constexpr bool EqualsIgnoringCase(std::string_view left, std::string_view right) {
-    return left.size() == right.size() && std::equal(left.begin(), left.end(), right.begin(), [](char a, char b) {
-               return AsciiLower(a) == AsciiLower(b);
-           });
+    return left.size() == right.size() && std::equal(left.begin(), left.end(), right.begin(),
+                                                     [](char a, char b) { return AsciiLower(a) == AsciiLower(b); });
 }
 
 // Copies as much of `text` as fits into `capacity` bytes, terminator included, and always terminates; nothing is

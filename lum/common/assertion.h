@@ -6,7 +6,6 @@
 //     }
 #pragma once
 
-#include <source_location>
 #include <string_view>
 
 #include "lum/common/lumutil.h"
@@ -14,7 +13,8 @@
 // The unit that an assertion line names: a path from "lum/" on, without an extension.
 class SourceUnit {
 public:
-    // Refused by the compiler: another root, an extension, and a "%", which the error trace would take for a conversion.
+    // Refused by the compiler: another root, an extension, and a "%", which the error trace would take for a
+    // conversion.
     consteval explicit SourceUnit(const char *path) : m_path(path) {
         const std::string_view text(path);
         if (!text.starts_with("lum/") || text.find_first_of(".%") != text.npos) {
@@ -22,7 +22,9 @@ public:
         }
     }
 
-    constexpr const char *path() const { return m_path; }
+    constexpr const char *path() const {
+        return m_path;
+    }
 
 private:
     const char *m_path;
@@ -30,10 +32,9 @@ private:
 
 // Returns `holds`, after tracing the assertion when it is false. `expression` is printed as given; `line` is the
 // caller's, unless one is fixed.
-inline bool AssertionHolds(bool holds, const char *expression, SourceUnit unit,
-                           unsigned int line = std::source_location::current().line()) {
+inline bool AssertionHolds(bool holds, const char *expression, SourceUnit unit, int line = __builtin_LINE()) {
     if (!holds) {
-        TraceAssertionFailure(expression, unit.path(), static_cast<int>(line));
+        TraceAssertionFailure(expression, unit.path(), line);
     }
     return holds;
 }

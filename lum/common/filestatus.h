@@ -5,12 +5,12 @@
 
 // Something is there, be it a link that points nowhere.
 inline bool IsPresent(const char *path) {
-    struct stat status{};
+    struct stat status {};
     return lstat(path, &status) == 0;
 }
 
 // Something is there, a link's target where it is a link.
 inline bool Resolves(const char *path) {
-    struct stat status{};
+    struct stat status {};
     return stat(path, &status) == 0;
 }

@@ -1,7 +1,7 @@
 // Traces, the reader of profile (INI) files, and functions for files, processes, versions, hashes, languages and code.
 //
 // For the whole file:
-// - Texts and paths are UTF-8. A `const char *` must not be null unless a function says what null means; a function that
+// - Texts and paths are UTF-8. A `const char *` must not be null unless a function says what null means; one that
 //   reports a null argument does so with the assertion idiom (TraceAssertionFailure) and then fails as if nothing had
 //   been found. Results are the caller's own.
 // - Nothing throws but for want of memory. What goes wrong is told by the result, and traced where a function says so.
@@ -32,8 +32,8 @@ void MacWarnTrace(const char *format, ...) __attribute__((format(printf, 1, 2)))
 void MacErrorTrace(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 // The assertion idiom: traces "ASSERT %s failed at file %s, line %d\r\n" at error level; execution goes on, the caller
-// takes its failure branch. `expression` is the source text of what should have held, `file` the unit's path from "lum/"
-// on. The finished line is formatted once more as a trace's format, so neither text may hold a "%".
+// takes its failure branch. `expression` is the source text of what should have held, `file` the unit's path from
+// "lum/" on. The finished line is formatted once more as a trace's format, so neither text may hold a "%".
 // lum/common/assertion.h has the form for everyday use.
 void TraceAssertionFailure(const char *expression, const char *file, int line);
 
@@ -123,18 +123,22 @@ bool isLink(const char *path);
 unsigned int GetTempFileName(const std::string &folder, const std::string &prefix, std::string &out);
 
 // Removes a file, a link, or a folder with all that is in it, and traces how that went. What cannot be removed is
-// renamed to a hidden name beside it (".", name, ".", tick count), or else to its name with ".deltmp", and removed there
-// as far as possible.
+// renamed to a hidden name beside it (".", name, ".", tick count), or else to its name with ".deltmp", and removed
+// there as far as possible.
+//
 // True: nothing is at the path any more, or the path is empty; parts of the item may be left under the new name.
+//
 // False: nothing was there, or something still is; of a folder, a part may be gone.
 bool RemoveFile(const std::string &path);
 
-// The version of what is at `path`, its numbers joined with ",", in `dest`; empty when there is none.
+// The version of what is at `path`, its numbers joined with ",", in `dest`; empty when there is none. False when
+// nothing is at `path`, or for a null argument (reported, "0"; `dest` is untouched then).
+//
 // A file: GetVersionFromDylib's, cut to `size` bytes with its end; true when there is one.
+//
 // A folder: "CFBundleVersion" of its property list, at most 255 bytes whatever `size` says, so `dest` must have room
 // for 256. True says only that there was a property list to look for. A folder with ".app", ".bundle" or ".framework"
 // in its name must hold its executable, else false.
-// False when nothing is at `path`, or for a null argument (reported, "0"; `dest` is untouched then).
 bool GetFileVersionString(char *path, char *dest, int size);
 
 // --- Processes ---
@@ -146,6 +150,7 @@ unsigned int GetPIDForProcessName(const char *name);
 // The ids of all processes of the system whose kernel command name agrees with `name`, case included, in the first 16
 // characters. (The kernel may keep fewer: Linux cuts command names at 15.) `pids` has room for `capacity` ids and is
 // cleared first; `count` gets their number. `error` may be null, and gets the system's error number or 0.
+//
 // 0: at least one; -1: none; -2: a null argument or no capacity (nothing is written then); -3: no process table; -4: no
 // memory (12); -5: more than `capacity`, of which the first are given.
 int GetAllPIDsForProcessName(const char *name, unsigned int *pids, unsigned int capacity, unsigned int *count,
@@ -155,6 +160,7 @@ int GetAllPIDsForProcessName(const char *name, unsigned int *pids, unsigned int 
 
 // The file's digest in lower-case hexadecimal digits. Empty when the file cannot be opened, for an empty file, and when
 // the crypto library lacks the digest. A read error ends the file early, and so gives another digest.
+//
 // The file's stream stays open until the process ends: each call takes a descriptor (not passed on to launched
 // applications) and about 600 bytes for good. A container that hashes many files raises its limit.
 std::string Sha1OfFile(const std::string &path);

@@ -13,7 +13,7 @@ CFBundleRef LoadLibrary(const std::string &path) {
     }
     CFBundleRef bundle = CFBundleCreate(kCFAllocatorDefault, url);
     CFRelease(url);
-    return bundle;
+    return bundle; // NOLINT(clang-analyzer-osx.cocoa.RetainCount): FreeLibrary releases it
 }
 
 void *GetFunctionPointer(CFBundleRef bundle, const char *name) {

@@ -24,7 +24,7 @@ std::string PathText(NSString *path) {
 }
 
 bool HasType(const char *path, mode_t type) {
-    struct stat status{};
+    struct stat status {};
     return AssertionHolds(path != nullptr, "path", kSource) && lstat(path, &status) == 0 &&
            (status.st_mode & S_IFMT) == type;
 }

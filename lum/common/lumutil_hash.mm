@@ -37,13 +37,17 @@ public:
     LeftOpenStream(const LeftOpenStream &) = delete;
     LeftOpenStream &operator=(const LeftOpenStream &) = delete;
 
-    explicit operator bool() const { return m_stream != nullptr; }
+    explicit operator bool() const {
+        return m_stream != nullptr;
+    }
 
     bool IsEmpty() {
         return std::fseek(m_stream, 0, SEEK_END) == 0 && std::ftell(m_stream) == 0;
     }
 
-    void Rewind() { std::fseek(m_stream, 0, SEEK_SET); }
+    void Rewind() {
+        std::fseek(m_stream, 0, SEEK_SET);
+    }
 
     // The bytes read, none at the end or after an error.
     std::size_t Read(std::span<unsigned char, kChunkSize> chunk) {
@@ -71,13 +75,14 @@ std::string LowerHexadecimal(std::span<const unsigned char> bytes) {
     return text;
 }
 
-template <class Context>
-struct Digest {
+template <class Context> struct Digest {
     int (*init)(Context *);
     int (*update)(Context *, const void *, std::size_t);
     int (*final)(unsigned char *, Context *);
 
-    bool IsWhole() const { return init && update && final; }
+    bool IsWhole() const {
+        return init && update && final;
+    }
 };
 
 Digest<SHA_CTX> Sha1() {

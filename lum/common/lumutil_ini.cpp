@@ -127,8 +127,7 @@ unsigned int QXGetPrivateProfileString(const char *section, const char *key, con
     return static_cast<unsigned int>(std::strlen(out));
 }
 
-unsigned int QXGetPrivateProfileInt(const char *section, const char *key, unsigned int defaultValue,
-                                    const char *path) {
+unsigned int QXGetPrivateProfileInt(const char *section, const char *key, unsigned int defaultValue, const char *path) {
     char value[kIntegerSize] = {};
     if (!Profile(path).Read(section, key, value, sizeof value)) {
         return defaultValue;

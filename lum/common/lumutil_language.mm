@@ -11,8 +11,8 @@ namespace {
 
 // Names of the localizations for the page's language identifiers "1", "2", ...; long and short forms as they are.
 constexpr std::array<std::string_view, 20> kLocalizations = {
-    "English", "English", "zh_CN",  "zh_TW", "Japanese", "ko", "French", "French", "German", "Italian",
-    "Spanish", "es_419",  "sv",     "Dutch", "pt",       "ru", "English", "da",    "fi",     "pl",
+    "English", "English", "zh_CN", "zh_TW", "Japanese", "ko", "French",  "French", "German", "Italian",
+    "Spanish", "es_419",  "sv",    "Dutch", "pt",       "ru", "English", "da",     "fi",     "pl",
 };
 constexpr std::string_view kFallback = "English";
 
@@ -37,8 +37,7 @@ NSBundle *ExtensionBundle() {
 }
 
 NSString *LocalizedText(NSBundle *bundle, const char *languageId, NSString *key) {
-    NSString *table =
-        [NSString stringWithFormat:@"Localizable_%s", localizedExtNameFromLanguageID(languageId).c_str()];
+    NSString *table = [NSString stringWithFormat:@"Localizable_%s", localizedExtNameFromLanguageID(languageId).c_str()];
     NSString *text = [bundle localizedStringForKey:key value:key table:table];
     return text ? text : key;
 }

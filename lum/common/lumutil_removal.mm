@@ -28,8 +28,8 @@ void RemoveWithSystemCall(const std::string &path) {
 }
 
 NSString *HiddenSibling(NSString *path) {
-    return [NSString stringWithFormat:@"%@/.%@.%d", [path stringByDeletingLastPathComponent],
-                                      [path lastPathComponent], static_cast<int>(GetTickCount())];
+    return [NSString stringWithFormat:@"%@/.%@.%d", [path stringByDeletingLastPathComponent], [path lastPathComponent],
+                                      static_cast<int>(GetTickCount())];
 }
 
 void Rename(NSString *from, NSString *to) {

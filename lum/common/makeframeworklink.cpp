@@ -24,7 +24,9 @@ constexpr std::string_view kFramework = ".framework";
 constexpr std::size_t kLinkTextSize = 1023;
 
 struct FolderCloser {
-    void operator()(DIR *folder) const { closedir(folder); }
+    void operator()(DIR *folder) const {
+        closedir(folder);
+    }
 };
 
 // The names in a folder, none when it cannot be read. Taken whole, because the caller replaces entries.
@@ -42,7 +44,7 @@ std::vector<std::string> NamesIn(const std::string &path) {
 
 // S_IFDIR, S_IFREG, S_IFLNK ... of the entry itself; 0 when its status cannot be read.
 mode_t TypeOf(const std::string &path) {
-    struct stat status{};
+    struct stat status {};
     return lstat(path.c_str(), &status) == 0 ? status.st_mode & S_IFMT : 0;
 }
 
@@ -73,8 +75,9 @@ void makeFrameworkLinks(const char *executablePath) {
     if (folder.empty()) {
         return;
     }
+    const std::string inFolder = folder + "/";
     for (const std::string &name : NamesIn(folder)) {
-        const std::string path = folder + "/" + name;
+        const std::string path = inFolder + name;
         if (TypeOf(path) == S_IFDIR && path.find(kFramework) != path.npos) {
             makeOneFrameworkLink(path.c_str(), name.c_str());
         }
@@ -90,8 +93,9 @@ void makeOneFrameworkLink(const char *folder, const char *frameworkName) {
     if (extension == framework.npos || TypeOf(folder) != S_IFDIR) {
         return;
     }
+    const std::string inFolder = std::string(folder) + "/";
     for (const std::string &name : NamesIn(folder)) {
-        const std::string path = std::string(folder) + "/" + name;
+        const std::string path = inFolder + name;
         const mode_t type = TypeOf(path);
         if (type == S_IFREG && NamesALink(name, framework.substr(0, extension))) {
             convert_to_symlink(path.c_str());

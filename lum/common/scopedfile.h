@@ -5,6 +5,8 @@
 #include <memory>
 
 struct FileCloser {
-    void operator()(std::FILE *stream) const { std::fclose(stream); }
+    void operator()(std::FILE *stream) const {
+        std::fclose(stream);
+    }
 };
 using ScopedFile = std::unique_ptr<std::FILE, FileCloser>;

@@ -20,11 +20,15 @@ constexpr std::size_t kPathSize = 1024;
 constexpr ItemCount kItemsAtOnce = 10;
 
 struct Free {
-    void operator()(void *block) const { free(block); }
+    void operator()(void *block) const {
+        free(block);
+    }
 };
 
 struct IteratorCloser {
-    void operator()(FSIterator iterator) const { FSCloseIterator(iterator); }
+    void operator()(FSIterator iterator) const {
+        FSCloseIterator(iterator);
+    }
 };
 using ScopedIterator = std::unique_ptr<std::remove_pointer_t<FSIterator>, IteratorCloser>;
 
@@ -38,7 +42,9 @@ public:
         return status;
     }
 
-    std::span<const FSRef> items() const { return {m_items.get(), m_count}; }
+    std::span<const FSRef> items() const {
+        return {m_items.get(), m_count};
+    }
 
 private:
     std::unique_ptr<FSRef, Free> m_items;
@@ -61,8 +67,8 @@ OSStatus ReadAll(FSIterator iterator, FSRef *&items, ItemCount &count, Boolean &
         FSRef fetched[kItemsAtOnce];
         ItemCount number = 0;
         Boolean changedMeanwhile = false;
-        const OSStatus status = FSGetCatalogInfoBulk(iterator, kItemsAtOnce, &number, &changedMeanwhile,
-                                                     kFSCatInfoNone, nullptr, fetched, nullptr, nullptr);
+        const OSStatus status = FSGetCatalogInfoBulk(iterator, kItemsAtOnce, &number, &changedMeanwhile, kFSCatInfoNone,
+                                                     nullptr, fetched, nullptr, nullptr);
         if (changedMeanwhile) {
             changed = true;
         }

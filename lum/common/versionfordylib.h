@@ -11,19 +11,20 @@
 #include <string>
 
 // Lists a folder: `items` gets a block of `count` references, which the caller frees with free(), `changed` whether the
-// folder was changed meanwhile. 0; -50 when one of the three is null; -108 when memory is short; or the platform's status.
-// On failure the block is null and the count 0.
+// folder was changed meanwhile. 0; -50 when one of the three is null; -108 when memory is short; or the platform's
+// status. On failure the block is null and the count 0.
 OSStatus FSGetDirectoryItems(const FSRef *folder, FSRef **items, ItemCount *count, Boolean *changed);
 
 // Looks in the folder of `path` for the first file with the prefix and the extension of `path`'s own name (a name
-// without "-" matches any) that has a version. True: `version` gets that, each "." as ",", and `ref`, which may be null,
-// the file. False leaves both as they are; a folder that cannot be read is traced. `path` itself need not exist.
+// without "-" matches any) that has a version. True: `version` gets that, each "." as ",", and `ref`, which may be
+// null, the file. False leaves both as they are; a folder that cannot be read is traced. `path` itself need not exist.
 bool GetVersionFromDylib(const std::string &path, std::string &version, FSRef *ref);
 
 // Renews the link of a versioned library, when `makeLink` is not 0. The link's name is the path cut before its last "-"
 // with ".dylib" appended. True only when the old link could be removed and the new one made: false, too, when there was
-// none, which is traced. A link or a folder in the library's place is removed instead (a folder that is not empty stays),
-// and its link with it.
+// none, which is traced. A link or a folder in the library's place is removed instead (a folder that is not empty
+// stays), and its link with it.
+//
 // Paths are cut to 1023 bytes. Null ("inOriginalFile") and empty ("strlen(inOriginalFile)") are reported.
 bool IsDylibFileExists(const char *inOriginalFile, int makeLink);
 

@@ -143,15 +143,14 @@ TEST_F(Dylib, LinkOrFolderInPlaceOfTheLibraryIsRemoved) {
 TEST_F(Dylib, NullAndEmptyPathsAreReported) {
     EXPECT_FALSE(IsDylibFileExists(nullptr, 1));
     EXPECT_FALSE(IsDylibFileExists("", 1));
-    EXPECT_THAT(
-        m_recorder.Texts(kError),
-        ElementsAre("ASSERT inOriginalFile failed at file lum/common/versionfordylib, line 355\r\n",
-                    "ASSERT strlen(inOriginalFile) failed at file lum/common/versionfordylib, line 356\r\n"));
+    EXPECT_THAT(m_recorder.Texts(kError),
+                ElementsAre("ASSERT inOriginalFile failed at file lum/common/versionfordylib, line 355\r\n",
+                            "ASSERT strlen(inOriginalFile) failed at file lum/common/versionfordylib, line 356\r\n"));
 }
 
 TEST_F(Dylib, DeleteFilesTakesAFamily) {
-    const auto names = {"libfoo-1.dylib", "libfoo-2.1.dylib", "libfoo.dylib", "libfoo-1.bundle", "libfood.dylib",
-                        "LIBFOO-1.dylib", "libfoo",           "libfoo.1.dylib"};
+    const auto names = {"libfoo-1.dylib", "libfoo-2.1.dylib", "libfoo.dylib", "libfoo-1.bundle",
+                        "libfood.dylib",  "LIBFOO-1.dylib",   "libfoo",       "libfoo.1.dylib"};
     WriteAll(names);
     fs::create_directory(m_dir / "libfoo-2.dylib");
     fs::create_symlink("libfood.dylib", m_dir / "libfoo-3.dylib");
@@ -160,8 +159,8 @@ TEST_F(Dylib, DeleteFilesTakesAFamily) {
     EXPECT_THAT(Names(), UnorderedElementsAre("libfoo-1.bundle", "libfood.dylib", "LIBFOO-1.dylib", "libfoo",
                                               "libfoo.1.dylib", "libfoo-2.dylib"));
     DeleteFiles(m_dir.path(), "libfoo", "");
-    EXPECT_THAT(Names(), UnorderedElementsAre("libfood.dylib", "LIBFOO-1.dylib", "libfoo", "libfoo.1.dylib",
-                                              "libfoo-2.dylib"));
+    EXPECT_THAT(Names(),
+                UnorderedElementsAre("libfood.dylib", "LIBFOO-1.dylib", "libfoo", "libfoo.1.dylib", "libfoo-2.dylib"));
     DeleteFiles(m_dir.path(), "", "dylib");
     EXPECT_THAT(Names(), UnorderedElementsAre("libfoo", "libfoo-2.dylib"));
     DeleteFiles(m_dir.path(), "", "");

@@ -30,9 +30,14 @@ TEST_F(Files, Existence) {
         const char *name;
         bool exists, folder, link;
     } const cases[] = {
-        {"folder", true, true, false},        {"folder/file", true, false, false}, {"link", true, false, true},
-        {"folder link", true, false, true},   {"dangling", false, false, true},    {"missing", false, false, false},
-        {"folder link/file", true, false, false}, {"folder/file/x", false, false, false},
+        {"folder", true, true, false},
+        {"folder/file", true, false, false},
+        {"link", true, false, true},
+        {"folder link", true, false, true},
+        {"dangling", false, false, true},
+        {"missing", false, false, false},
+        {"folder link/file", true, false, false},
+        {"folder/file/x", false, false, false},
     };
     for (const auto &c : cases) {
         const std::string path = m_dir / c.name;
@@ -100,6 +105,8 @@ TEST(Folders, OfTheSession) {
     const fs::path temp = GetTempPath();
     EXPECT_TRUE(fs::is_directory(temp)) << temp;
     const std::string support = GetApplicationSupportDirectory();
-    EXPECT_THAT(support, StartsWith(std::string(getenv("HOME")) + "/"));
+    const char *home = getenv("HOME");
+    ASSERT_NE(home, nullptr);
+    EXPECT_THAT(support, StartsWith(std::string(home) + "/"));
     EXPECT_THAT(recorder.traces(), testing::IsEmpty());
 }

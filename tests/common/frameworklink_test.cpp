@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 
@@ -53,6 +54,7 @@ TEST_F(FrameworkLink, FrameworksBesideTheApplicationAreRepaired) {
     m_dir.Write("Real/Old.framework/Old", "Versions/Current/Old");
     fs::create_directory_symlink("Real/Old.framework", m_dir / "Old.framework");
     fs::create_symlink("Versions/Z/Bar", m_dir / "Bar.framework/Bar");
+    EXPECT_EQ(mkfifo((m_dir / "Bar.framework/Current").c_str(), 0600), 0); // reading it would wait for ever
 
     makeFrameworkLinks((m_dir / "Hall.app/Contents/MacOS/Hall").c_str());
 
@@ -70,6 +72,7 @@ TEST_F(FrameworkLink, FrameworksBesideTheApplicationAreRepaired) {
         {"Bar.framework/Resources", "(folder)"},
         {"Bar.framework/Versions/Current", "(file)"},
         {"Bar.framework/Foo", "(file)"},
+        {"Bar.framework/Current", "(file)"},
         {"Bar.framework/Bar", "Versions/Z/Bar"},
         {"Foo.frame/Foo", "(file)"},
         {"Real/Old.framework/Old", "(file)"}, // reached through a link only

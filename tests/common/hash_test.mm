@@ -41,7 +41,9 @@ public:
         [CryptoWrapper destorySharedInstance];
         g_sharedCryptoInstance = [[CryptoWrapper alloc] initWithLibraryPaths:paths lookUp:LookUpAllBut];
     }
-    ~ScopedCrypto() { [CryptoWrapper destorySharedInstance]; }
+    ~ScopedCrypto() {
+        [CryptoWrapper destorySharedInstance];
+    }
     ScopedCrypto(const ScopedCrypto &) = delete;
     ScopedCrypto &operator=(const ScopedCrypto &) = delete;
 };
@@ -91,9 +93,8 @@ TEST_F(Hash, LibraryThatLacksAFunction) {
         std::string_view missing;
         const char *sha1, *sha256;
     } const cases[] = {
-        {"SHA1_Init", "", sha256},   {"SHA1_Update", "", sha256},   {"SHA1_Final", "", sha256},
-        {"SHA256_Init", sha1, ""},   {"SHA256_Update", sha1, ""},   {"SHA256_Final", sha1, ""},
-        {"SHA_Init", sha1, sha256},
+        {"SHA1_Init", "", sha256},   {"SHA1_Update", "", sha256}, {"SHA1_Final", "", sha256}, {"SHA256_Init", sha1, ""},
+        {"SHA256_Update", sha1, ""}, {"SHA256_Final", sha1, ""},  {"SHA_Init", sha1, sha256},
     };
     for (const auto &c : cases) {
         const ScopedCrypto crypto(CryptoLibraryPaths(), c.missing);

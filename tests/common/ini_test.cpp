@@ -42,14 +42,14 @@ TEST_F(Ini, SectionHeaders) {
         {"[Items]\nk=1\n", "1"},
         {"[ items\t]\r\nk=1\r\n", "1"},
         {"some [ITEMS] text\nk=1", "1"},
-        {"[Items\n]\nk=1", "(default)"},               // both brackets, but not on one line
-        {"] [Items\nk=1", "1"},                        // in any order: up to the line's end then
-        {"[Items][Other]\nk=1", "1"},                  // the first of each
+        {"[Items\n]\nk=1", "(default)"}, // both brackets, but not on one line
+        {"] [Items\nk=1", "1"},          // in any order: up to the line's end then
+        {"[Items][Other]\nk=1", "1"},    // the first of each
         {"[]\nk=1\n[Items]\nk=2", "2"},
-        {"k=0\n[Items]\nk=1", "1"},                    // before the first header
+        {"k=0\n[Items]\nk=1", "1"}, // before the first header
         {"[Item]\nk=0\n[ItemsX]\nk=0\n[Items]\nk=1", "1"},
         {"[Items]\nj=1\n[Other]\nk=2\n[Items]\nk=3", "(default)"}, // only the first of a name
-        {"[Items]\nj=[x]\nk=1", "(default)"},          // a value with both brackets is a header
+        {"[Items]\nj=[x]\nk=1", "(default)"},                      // a value with both brackets is a header
         {"[Items]\nj=[x\nk=1", "1"},
         {"[Items]\nk=a]b\n", "a]b"},
         {"", "(default)"},
@@ -111,7 +111,8 @@ TEST_F(Ini, OutIsBoundedAndTerminated) {
         unsigned int size;
         const char *expected;
     } const cases[] = {
-        {"k", 4, "abc"}, {"k", 1, ""}, {"k", 7, "abcdef"}, {"x", 4, "ab"}, {"x", 2, ""}, {"x", 1, ""}, {"x", 8, "abcdef"},
+        {"k", 4, "abc"}, {"k", 1, ""}, {"k", 7, "abcdef"}, {"x", 4, "ab"},
+        {"x", 2, ""},    {"x", 1, ""}, {"x", 8, "abcdef"},
     };
     for (const auto &c : cases) {
         std::string out(16, '#');
@@ -126,8 +127,8 @@ TEST_F(Ini, OutIsBoundedAndTerminated) {
 
 TEST_F(Ini, Integers) {
     const std::pair<const char *, unsigned int> cases[] = {
-        {"  7 and more", 7}, {"12abc", 12}, {"+3", 3},  {"-1", 0xFFFFFFFF}, {"'5'", 5},
-        {"0", 0},            {"0x10", 0},   {"x1", 77}, {"", 77},           {"- 1", 77},
+        {"  7 and more", 7}, {"12abc", 12}, {"+3", 3}, {"-1", 0xFFFFFFFF}, {"'5'", 5}, {"0", 0},
+        {"0x10", 0},         {"x1", 77},    {"", 77},  {"- 1", 77},
     };
     for (const auto &[value, expected] : cases) {
         EXPECT_EQ(Integer(value), expected) << value;

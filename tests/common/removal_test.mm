@@ -38,10 +38,14 @@ class RefusingFileManager {
 public:
     RefusingFileManager()
         : m_before(method_setImplementation(Removal(), reinterpret_cast<IMP>(reinterpret_cast<void (*)()>(Refuse)))) {}
-    ~RefusingFileManager() { method_setImplementation(Removal(), m_before); }
+    ~RefusingFileManager() {
+        method_setImplementation(Removal(), m_before);
+    }
 
 private:
-    static BOOL Refuse(id, SEL, NSString *, NSError **) { return NO; }
+    static BOOL Refuse(id, SEL, NSString *, NSError **) {
+        return NO;
+    }
     static Method Removal() {
         return class_getInstanceMethod([NSFileManager class], @selector(removeItemAtPath:error:));
     }

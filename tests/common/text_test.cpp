@@ -28,8 +28,13 @@ TEST(Text, DivideStr) {
         const char *text, *separators;
         std::vector<std::string> expected;
     } const cases[] = {
-        {",a,,b,", ",", {"", "a", "", "b"}}, {"a,", ",", {"a"}}, {"a", ",", {"a"}}, {"a b,c", ", ", {"a", "b", "c"}},
-        {",", ",", {""}},                    {"", ",", {}},      {"a,b", "", {}},
+        {",a,,b,", ",", {"", "a", "", "b"}},
+        {"a,", ",", {"a"}},
+        {"a", ",", {"a"}},
+        {"a b,c", ", ", {"a", "b", "c"}},
+        {",", ",", {""}},
+        {"", ",", {}},
+        {"a,b", "", {}},
     };
     for (const auto &c : cases) {
         EXPECT_EQ(divideStr(c.text, c.separators), c.expected) << c.text;
@@ -55,9 +60,9 @@ TEST(Text, FormalizeVersionString) {
 }
 
 TEST(Text, LocalizationNames) {
-    const char *const names[] = {"English", "English", "zh_CN",   "zh_TW",  "Japanese", "ko",    "French",
-                                 "French",  "German",  "Italian", "Spanish", "es_419",  "sv",    "Dutch",
-                                 "pt",      "ru",      "English", "da",     "fi",       "pl"};
+    const char *const names[] = {"English", "English", "zh_CN",   "zh_TW",   "Japanese", "ko", "French",
+                                 "French",  "German",  "Italian", "Spanish", "es_419",   "sv", "Dutch",
+                                 "pt",      "ru",      "English", "da",      "fi",       "pl"};
     for (int id = 1; id <= 20; ++id) {
         EXPECT_EQ(localizedExtNameFromLanguageID(std::to_string(id).c_str()), names[id - 1]) << id;
     }

@@ -79,7 +79,7 @@ TEST(Trace, LineThatIsNotUtf8IsDropped) {
 TEST(Trace, AnyThreadAnyObserver) {
     LUMThrowingObserver *observer = [[LUMThrowingObserver new] autorelease];
     NSNotificationCenter *center = [NSNotificationCenter defaultCenter];
-    for (const SEL action : {@selector(throwObject:), @selector(throwCpp:)}) {
+    for (const SEL action : { @selector(throwObject:), @selector(throwCpp:) }) {
         [center addObserver:observer selector:action name:@"TRACENOTIFICATIONNotification" object:nil];
         EXPECT_NO_THROW(MacInfoTrace("thrown at"));
         [center removeObserver:observer];

@@ -37,7 +37,8 @@ protected:
 };
 
 std::string Xml(std::string_view body) {
-    return std::string(R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0">)") + std::string(body) + "</plist>";
+    return std::string(R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0">)") + std::string(body) +
+           "</plist>";
 }
 
 std::string XmlVersion(std::string_view version) {
@@ -100,19 +101,16 @@ TEST_F(Version, OfPropertyLists) {
 
     const std::string longest(255, '1');
     const std::pair<std::string, std::string> good[] = {
-        {XmlVersion("1.2.3"), "1,2,3"},
-        {XmlVersion("1,2 beta"), "1,2 beta"},
-        {XmlVersion(longest), longest},
-        {XmlVersion("\u00e9.1"), "\u00e9,1"},
-        {"{ CFBundleVersion = \"4.5\"; }", "4,5"},
+        {XmlVersion("1.2.3"), "1,2,3"},       {XmlVersion("1,2 beta"), "1,2 beta"},      {XmlVersion(longest), longest},
+        {XmlVersion("\u00e9.1"), "\u00e9,1"}, {"{ CFBundleVersion = \"4.5\"; }", "4,5"},
     };
     for (const auto &[content, version] : good) {
         EXPECT_EQ(OfPropertyList(content), version);
         EXPECT_EQ(m_recorder.Texts(kInfo).back(), "GetFileVersionString(...) version = " + version);
     }
-    for (const std::string &content : {Xml("<dict/>"), XmlVersion(longest + "1"),
-                                       Xml("<dict><key>CFBundleVersion</key><array/></dict>"),
-                                       Xml("<dict><key>CFBundleShortVersionString</key><string>1</string></dict>")}) {
+    for (const std::string &content :
+         {Xml("<dict/>"), XmlVersion(longest + "1"), Xml("<dict><key>CFBundleVersion</key><array/></dict>"),
+          Xml("<dict><key>CFBundleShortVersionString</key><string>1</string></dict>")}) {
         EXPECT_EQ(OfPropertyList(content), "") << content;
         EXPECT_EQ(m_recorder.Texts(kInfo).back(), "GetFileVersionString(...) get CFBundleVersion failed") << content;
     }

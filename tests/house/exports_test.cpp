@@ -21,7 +21,6 @@ std::vector<std::string> ExportedNames() {
 } // namespace
 
 TEST(House, BundleExportsTheEntryPointsOnly) {
-    EXPECT_THAT(ExportedNames(),
-                testing::UnorderedElementsAre("LumInitInstance", "LumHandleEvent", "LumSetWindow", "LumActionNotify",
-                                              "LumHeartbeat", "LumExitInstance"));
+    EXPECT_THAT(ExportedNames(), testing::UnorderedElementsAre("LumInitInstance", "LumHandleEvent", "LumSetWindow",
+                                                               "LumActionNotify", "LumHeartbeat", "LumExitInstance"));
 }

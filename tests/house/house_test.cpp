@@ -29,9 +29,9 @@ const std::vector<Room> kRooms = {
     {"lum/common/", {"lum/platform/", "lum/security/"}},
     {"lum/platform/", {}},
     {"fuzzywindow/", {}},
-    {"host/", {"lum/lumext/lumextInterface.h"}},
+    {"host/", {"lum/lumext/lumextInterface.h", "theme/UseTheme.h"}},
     {"site/", {"lum/security/", "lum/common/"}},
-    {"demo/", {}},
+    {"demo/", {"theme/UseTheme.h"}},
     {"theme/", {"lum/platform/session.h"}},
 };
 
@@ -42,14 +42,14 @@ bool IsNoSystem(const std::string &name) {
 
 // The folders of this project; a header elsewhere is the system's or another library's.
 bool IsOfTheHouse(const std::string &path) {
-    static const std::vector<std::string> folders = {"lum/",  "fuzzywindow/", "host/",  "site/", "demo/",
+    static const std::vector<std::string> folders = {"lum/",   "fuzzywindow/", "host/",  "site/", "demo/",
                                                      "theme/", "tests/",       "bench/", "fuzz/"};
     return std::any_of(folders.begin(), folders.end(), [&](const std::string &f) { return path.starts_with(f); });
 }
 
 // Where in the project the included header lies, as the compiler finds it; empty when it is none of the project's.
 std::string Resolve(const fs::path &source, const Inclusion &inclusion) {
-    const std::string beside = (source.parent_path() / inclusion.header).lexically_normal();
+    std::string beside = (source.parent_path() / inclusion.header).lexically_normal();
     if (inclusion.quoted && fs::exists(kRoot / beside)) {
         return beside;
     }

@@ -10,8 +10,7 @@ std::string WithContinuedLinesJoined(std::string_view text) {
     return std::regex_replace(std::string(text), std::regex("\\\\\r?\n"), " ");
 }
 
-template <class Take>
-void ForEachMatch(const std::string &text, const char *pattern, Take take) {
+template <class Take> void ForEachMatch(const std::string &text, const char *pattern, Take take) {
     const std::regex expression(pattern, std::regex::ECMAScript | std::regex::multiline);
     for (std::sregex_iterator match(text.begin(), text.end(), expression), end; match != end; ++match) {
         take(*match);
@@ -23,7 +22,9 @@ void ForEachMatch(const std::string &text, const char *pattern, Take take) {
 std::vector<Inclusion> InclusionsIn(std::string_view text) {
     std::vector<Inclusion> inclusions;
     ForEachMatch(WithContinuedLinesJoined(text), R"(^[ \t]*#[ \t]*(?:include|import)[ \t]*(["<])([^">\n]+)[">])",
-                 [&](const std::smatch &match) { inclusions.push_back({match[2], match[1] == "\""}); });
+                 [&](const std::smatch &match) {
+                     inclusions.push_back({match[2], match[1] == "\""});
+                 });
     return inclusions;
 }
 

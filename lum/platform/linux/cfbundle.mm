@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 
 #import "lum/platform/linux/bundlelayout.h"
+#import "lum/platform/scopedpool.h"
 
 @interface LUMCodeBundle : NSObject {
     NSString *myPath;
@@ -44,6 +45,7 @@
 @end
 
 CFBundleRef CFBundleCreate(CFAllocatorRef, CFURLRef url) {
+    const ScopedPool pool;
     NSString *path = [(NSURL *)url path];
     BOOL isFolder = NO;
     if (!path || ![[NSFileManager defaultManager] fileExistsAtPath:path isDirectory:&isFolder] || !isFolder) {
@@ -53,5 +55,6 @@ CFBundleRef CFBundleCreate(CFAllocatorRef, CFURLRef url) {
 }
 
 void *CFBundleGetFunctionPointerForName(CFBundleRef bundle, CFStringRef name) {
+    const ScopedPool pool;
     return bundle && name ? [(LUMCodeBundle *)bundle functionNamed:(NSString *)name] : nullptr;
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "lum/platform/linux/fsref.h"
+#include "lum/platform/scopedpool.h"
 
 namespace {
 
@@ -36,6 +37,7 @@ CFStringRef CFStringCreateWithCString(CFAllocatorRef, const char *text, CFString
 }
 
 CFURLRef CFURLCreateFromFSRef(CFAllocatorRef, const FSRef *ref) {
+    const ScopedPool pool;
     const std::string *path = PathOfRef(ref);
     NSString *text = path ? [NSString stringWithUTF8String:path->c_str()] : nil;
     return text ? (CFURLRef)[[NSURL alloc] initFileURLWithPath:text] : nullptr;
