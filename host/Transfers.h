@@ -66,6 +66,7 @@ struct TransferResult {
     std::filesystem::path file;
     std::string error;   // empty when ok
     long httpStatus = 0; // of the last reply; 0 when there was none
+    std::string address; // from which the last reply came, after redirects; empty when nothing was asked for
 };
 
 class Transfers {

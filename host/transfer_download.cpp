@@ -11,6 +11,16 @@ constexpr std::uint64_t kFreshStart = 1 << 20;
 
 } // namespace
 
+std::chrono::milliseconds RetryPause(const TransferSettings &settings, unsigned tries, std::minstd_rand &random) {
+    std::chrono::milliseconds pause = settings.firstPause;
+    for (unsigned i = 1; i < tries && pause < settings.longestPause; ++i) {
+        pause *= 2;
+    }
+    pause = std::min(pause, settings.longestPause);
+    // Somewhere in the upper half, so that many visitors of a site that failed do not come back all at once.
+    return pause - std::chrono::milliseconds(std::uniform_int_distribution<std::int64_t>(0, pause.count() / 2)(random));
+}
+
 Download::Download(const TransferRules &rules, Url url, std::filesystem::path file)
     : Exchange(rules, std::move(url)), m_file(std::move(file)), m_random(std::random_device{}()) {}
 
@@ -184,13 +194,7 @@ std::optional<std::chrono::milliseconds> Download::AfterFailure() {
         return std::nullopt;
     }
     ForgetRedirects();
-    std::chrono::milliseconds pause = settings.firstPause;
-    for (unsigned i = 1; i < m_tries && pause < settings.longestPause; ++i) {
-        pause *= 2;
-    }
-    pause = std::min(pause, settings.longestPause);
-    // Somewhere in the upper half, so that many visitors of a site that failed do not come back all at once.
-    pause -= std::chrono::milliseconds(std::uniform_int_distribution<std::int64_t>(0, pause.count() / 2)(m_random));
+    const auto pause = RetryPause(settings, m_tries, m_random);
     const auto asked = m_failure->retryAfter.value_or(std::chrono::milliseconds(0));
     return std::max(pause, std::min(asked, settings.longestRetryAfter));
 }
@@ -203,9 +207,9 @@ std::uint64_t Download::TakeNews() {
 
 TransferResult Download::result() const {
     if (m_complete) {
-        return {true, m_file.path(), {}, m_status};
+        return {true, m_file.path(), {}, m_status, url().text()};
     }
-    return {false, {}, m_failure ? m_failure->text : std::string(), m_status};
+    return {false, {}, m_failure ? m_failure->text : std::string(), m_status, url().text()};
 }
 
 } // namespace lumhost

@@ -16,6 +16,9 @@
 
 namespace lumhost {
 
+// The pause after so many failed tries (from 1), as TransferSettings describes it.
+std::chrono::milliseconds RetryPause(const TransferSettings &settings, unsigned tries, std::minstd_rand &random);
+
 class Download final : public Exchange {
 public:
     Download(const TransferRules &rules, Url url, std::filesystem::path file);

@@ -57,7 +57,7 @@ void TransferThread::Start(Transfers::Id id, Url url, std::filesystem::path file
 }
 
 void TransferThread::Refuse(Transfers::Id id, std::string error) {
-    PutReports({{id, {0, TransferResult{false, {}, std::move(error), 0}}}});
+    PutReports({{id, {0, TransferResult{false, {}, std::move(error), 0, {}}}}});
 }
 
 void TransferThread::Cancel(std::vector<Transfers::Id> ids) {

@@ -1,0 +1,59 @@
+#include "host/Alerts.h"
+
+#import <AppKit/AppKit.h>
+
+#include "host/text.h"
+
+namespace lumhost {
+
+namespace {
+
+NSString *Text(const std::string &text) {
+    NSString *string = [NSString stringWithUTF8String:text.c_str()];
+    return string ? string : @"";
+}
+
+NSAlert *NewAlert(const std::string &title, const std::string &text) {
+    [NSApplication sharedApplication];
+    NSAlert *alert = [[NSAlert alloc] init];
+    [alert setMessageText:Text(title)];
+    [alert setInformativeText:Text(text)];
+    [[alert window] setTitle:Text(title)];
+    return alert;
+}
+
+} // namespace
+
+void ShowAlert(const std::string &title, const std::string &text) {
+    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    NSAlert *alert = NewAlert(title, text);
+    [alert addButtonWithTitle:@"OK"];
+    [NSApp activateIgnoringOtherApps:YES];
+    [alert runModal];
+    [alert release];
+    [pool drain];
+}
+
+Permission AskPermission(const std::vector<std::string> &sites) {
+    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    std::string list;
+    for (const std::string &site : sites) {
+        list += "    " + OneLine(site) + "\n";
+    }
+    NSAlert *alert = NewAlert("Start a meeting from this page?",
+                              "The page wants to install software on this computer and to start it. It comes from\n\n" +
+                                  list + "\nAllow this only if you know the site.");
+    // The first answer is Return's, so it is the one that does no harm.
+    [alert addButtonWithTitle:@"Don't Allow"];
+    [alert addButtonWithTitle:@"Allow Once"];
+    [alert addButtonWithTitle:@"Always Allow"];
+    [NSApp activateIgnoringOtherApps:YES];
+    const NSInteger answer = [alert runModal];
+    [alert release];
+    [pool drain];
+    return answer == NSAlertThirdButtonReturn    ? Permission::Always
+           : answer == NSAlertSecondButtonReturn ? Permission::Once
+                                                 : Permission::No;
+}
+
+} // namespace lumhost

@@ -1,0 +1,57 @@
+#include "host/Folders.h"
+
+#include <cstdlib>
+#include <string>
+
+#import <Foundation/Foundation.h>
+
+namespace lumhost {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path FromVariable(const char *name, const fs::path &otherwise) {
+    const char *value = std::getenv(name);
+    return value && value[0] == '/' ? fs::path(value) : otherwise;
+}
+
+fs::path Home() {
+    const char *home = std::getenv("HOME");
+    return home && *home ? fs::path(home) : fs::path([NSHomeDirectory() fileSystemRepresentation]);
+}
+
+// Foundation here takes the home from the password database; the folders lie where the user's HOME says.
+fs::path ApplicationSupport(const fs::path &home) {
+    NSArray *folders = NSSearchPathForDirectoriesInDomains(NSApplicationSupportDirectory, NSUserDomainMask, YES);
+    if ([folders count] == 0) {
+        return home / "GNUstep/Library/ApplicationSupport";
+    }
+    const fs::path folder([[folders objectAtIndex:0] fileSystemRepresentation]);
+    const fs::path within = folder.lexically_relative([NSHomeDirectory() fileSystemRepresentation]);
+    return within.empty() || *within.begin() == ".." ? folder : home / within;
+}
+
+} // namespace
+
+Folders Folders::OfUser() {
+    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    Folders folders;
+    folders.home = Home();
+    folders.installed = ApplicationSupport(folders.home) / "Kelvo Folder";
+    folders.config = FromVariable("XDG_CONFIG_HOME", folders.home / ".config") / "lumhost";
+    folders.data = FromVariable("XDG_DATA_HOME", folders.home / ".local/share") / "lumhost";
+    folders.state = FromVariable("XDG_STATE_HOME", folders.home / ".local/state") / "lumhost";
+    folders.cache = FromVariable("XDG_CACHE_HOME", folders.home / ".cache") / "lumhost";
+    folders.temporary = FromVariable("TMPDIR", "/tmp");
+    [pool drain];
+    return folders;
+}
+
+fs::path ProgramFolder() {
+    std::error_code error;
+    const fs::path program = fs::read_symlink("/proc/self/exe", error);
+    return error ? fs::path() : program.parent_path();
+}
+
+} // namespace lumhost

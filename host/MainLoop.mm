@@ -1,0 +1,198 @@
+#include "host/MainLoop.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+
+#import <AppKit/AppKit.h>
+
+#include "host/files.h"
+
+namespace {
+
+// Without it the keyboard does nothing.
+void FinishLaunch() {
+    static bool finished = false;
+    if (!finished) {
+        finished = true;
+        [NSApp finishLaunching];
+    }
+}
+
+} // namespace
+
+@interface LUMHostLoop : NSObject {
+@public
+    lumhost::MainLoop::Client *client;
+    bool told;
+    int bell; // the pipe's end that is read
+    std::atomic<bool> *rung; // and not yet answered
+}
+- (void)control:(NSTimer *)timer;
+- (void)beat:(NSTimer *)timer;
+- (void)woken:(NSNotification *)notification;
+@end
+
+@implementation LUMHostLoop
+
+- (void)control:(NSTimer *)timer {
+    (void)timer;
+    if (NSApp && !told) {
+        told = true;
+        FinishLaunch();
+        client->WindowsCame();
+    }
+    client->Control();
+}
+
+- (void)beat:(NSTimer *)timer {
+    (void)timer;
+    client->Beat();
+}
+
+- (void)woken:(NSNotification *)notification {
+    std::array<char, 64> bytes{};
+    while (read(bell, bytes.data(), bytes.size()) > 0) {
+    }
+    *rung = false;
+    client->Woken();
+    [[notification object] waitForDataInBackgroundAndNotify];
+}
+
+@end
+
+namespace lumhost {
+
+namespace {
+
+NSString *const kUnpackingMode = @"LUMHostUnpackingMode";
+constexpr double kBeat = 0.1;
+
+void PostNothing() {
+    [NSApp postEvent:[NSEvent otherEventWithType:NSApplicationDefined
+                                        location:NSZeroPoint
+                                   modifierFlags:0
+                                       timestamp:0
+                                    windowNumber:0
+                                         context:nil
+                                         subtype:0
+                                           data1:0
+                                           data2:0]
+             atStart:NO];
+}
+
+} // namespace
+
+struct MainLoop::Parts {
+    LUMHostLoop *loop = nil;
+    NSFileHandle *bellHandle = nil;
+    NSTimer *control = nil;
+    NSTimer *beat = nil;
+    ScopedDescriptor ringEnd;
+    std::atomic<bool> rung{false};
+    bool over = false;
+};
+
+MainLoop::MainLoop(Client &client) : m_parts(std::make_unique<Parts>()) {
+    Parts &parts = *m_parts;
+    parts.loop = [LUMHostLoop new];
+    parts.loop->client = &client;
+    parts.loop->rung = &parts.rung;
+    std::array<int, 2> ends{-1, -1};
+    if (pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) == 0) { // without it the next beat finds what has come
+        parts.loop->bell = ends[0];
+        parts.ringEnd = ScopedDescriptor(ends[1]);
+        parts.bellHandle = [[NSFileHandle alloc] initWithFileDescriptor:ends[0] closeOnDealloc:YES];
+        [[NSNotificationCenter defaultCenter] addObserver:parts.loop
+                                                 selector:@selector(woken:)
+                                                     name:NSFileHandleDataAvailableNotification
+                                                   object:parts.bellHandle];
+        [parts.bellHandle waitForDataInBackgroundAndNotify];
+    }
+    NSRunLoop *current = [NSRunLoop currentRunLoop];
+    parts.control = [NSTimer timerWithTimeInterval:kBeat
+                                            target:parts.loop
+                                          selector:@selector(control:)
+                                          userInfo:nil
+                                           repeats:YES];
+    for (NSString *mode : {NSDefaultRunLoopMode, NSModalPanelRunLoopMode, NSEventTrackingRunLoopMode, kUnpackingMode}) {
+        [current addTimer:parts.control forMode:mode];
+    }
+    parts.beat = [NSTimer timerWithTimeInterval:kBeat
+                                         target:parts.loop
+                                       selector:@selector(beat:)
+                                       userInfo:nil
+                                        repeats:YES];
+    [current addTimer:parts.beat forMode:NSDefaultRunLoopMode];
+}
+
+MainLoop::~MainLoop() {
+    [m_parts->control invalidate];
+    [m_parts->beat invalidate];
+    [[NSNotificationCenter defaultCenter] removeObserver:m_parts->loop];
+    [m_parts->bellHandle release];
+    [m_parts->loop release];
+}
+
+void MainLoop::Run() {
+    while (!m_parts->over) {
+        NSAutoreleasePool *pool = [NSAutoreleasePool new];
+        if (NSApp) {
+            [m_parts->loop control:nil];
+            if (!m_parts->over) {
+                [NSApp run];
+            }
+        } else {
+            [[NSRunLoop currentRunLoop] runMode:NSDefaultRunLoopMode
+                                     beforeDate:[NSDate dateWithTimeIntervalSinceNow:kBeat]];
+        }
+        [pool drain];
+    }
+}
+
+void MainLoop::Quit() {
+    m_parts->over = true;
+    if (NSApp) {
+        [NSApp stop:nil];
+        PostNothing();
+    }
+}
+
+std::function<void()> MainLoop::Waker() {
+    return [this] {
+        if (m_parts->ringEnd && !m_parts->rung.exchange(true)) {
+            const char byte = 0;
+            (void)!write(m_parts->ringEnd.get(), &byte, 1);
+        }
+    };
+}
+
+void MainLoop::KeepWindowsAlive(const std::function<bool(std::chrono::milliseconds)> &ended) {
+    constexpr std::chrono::milliseconds kPause(10);
+    while (!ended(kPause)) {
+        NSAutoreleasePool *pool = [NSAutoreleasePool new];
+        if (!NSApp) { // nothing to look after but the signals
+            [[NSRunLoop currentRunLoop] runMode:kUnpackingMode beforeDate:[NSDate distantPast]];
+        } else {
+            while (NSEvent *event = [NSApp nextEventMatchingMask:NSAnyEventMask
+                                                       untilDate:[NSDate distantPast]
+                                                          inMode:kUnpackingMode
+                                                         dequeue:YES]) {
+                [NSApp sendEvent:event];
+            }
+            [NSApp updateWindows];
+        }
+        [pool drain];
+    }
+}
+
+void MainLoop::EndModal() {
+    if (NSApp && [NSApp modalWindow]) {
+        [NSApp stopModalWithCode:NSCancelButton];
+        PostNothing(); // a panel looks at its end only when an event has come
+    }
+}
+
+} // namespace lumhost

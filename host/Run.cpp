@@ -1,0 +1,294 @@
+#include "host/Run.h"
+
+#include <cstdio>
+#include <fstream>
+#include <unistd.h>
+
+#include "host/Alerts.h"
+#include "host/TraceObserver.h"
+#include "host/complain.h"
+#include "host/messagenumber.h"
+#include "host/signals.h"
+#include "host/text.h"
+#include "host/version.h"
+#include "host/windowserver.h"
+
+namespace lumhost {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kTelling = 250ms;     // between two words on the progress
+constexpr auto kLastRequests = 3s;   // for requests to the site's log, at the end
+constexpr const char *kTrue64 = "dHJ1ZQ=="; // "true", the way the page says that it waits
+
+bool PageWaits(const Page &page) {
+    const std::string *value = page.Find("klvpagewaiting_value");
+    return value && *value == kTrue64;
+}
+
+TransferSettings SettingsOfTransfers(const Folders &folders) {
+    TransferSettings settings;
+    settings.folder = folders.cache;
+    settings.userAgent = std::string("lumhost/") + kVersion;
+    return settings;
+}
+
+// Whether this process started that one.
+bool IsChild(int pid) {
+    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("PPid:")) {
+            return std::atoi(line.c_str() + 5) == getpid();
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+Run::Run(Settings settings, const Folders &folders, TraceFile &log, EventSink &sink)
+    : m_settings(std::move(settings)), m_log(log), m_sink(sink),
+      m_navigator(m_settings.page, sink, m_settings.open), m_lastStart(folders, m_settings.page, m_settings.bundle),
+      m_recorder(folders), m_watch(PageWaits(m_settings.page), m_began), m_loop(*this),
+      m_transfers(std::make_unique<Transfers>(SettingsOfTransfers(folders), m_loop.Waker())),
+      m_instance(std::make_unique<Instance>(m_settings.extension, m_settings.page, m_settings.sites, *m_transfers,
+                                            UnpackLimits{}, *this)) {
+    m_collector.Listen([this](const TraceLine &line) { Trace(line); });
+}
+
+Run::~Run() = default;
+
+RunEnd Run::Go() {
+    const TraceObserver observer(m_collector, {[this] { SetState(State::Launching); },
+                                               [this](int pid) { SessionLaunched(pid); }});
+    SetState(State::Starting);
+    std::uint32_t code = 0;
+    if (m_instance->Start(&code)) {
+        m_loop.Run();
+    } else {
+        m_end = RunEnd{static_cast<int>(Ending::NoExtension),
+                       "the extension did not start (code " + std::to_string(code) + ")", 0};
+    }
+    m_instance->End();
+    m_transfers->WaitForRequests(kLastRequests);
+    TellProgress(true);
+    m_lastStart.End(m_end->status, m_end->reason, m_end->message);
+    m_sink.OnEnd(m_end->status, m_end->reason, m_end->message);
+    return *m_end;
+}
+
+void Run::Control() {
+    m_lastStart.Flush();
+    if (const int signal = PendingSignal()) {
+        AskToEnd({static_cast<int>(Ending::Signal) + signal, "ended by a signal", 0});
+    } else if (m_settings.timeout && Clock::now() - m_began >= *m_settings.timeout) {
+        AskToEnd({static_cast<int>(Ending::OutOfTime), "out of time", 0});
+    }
+    if (m_asked) {
+        MainLoop::EndModal();
+        if (!m_instance->inCall() && !m_showing) {
+            Finish(*m_asked);
+        }
+    }
+}
+
+void Run::AskToEnd(RunEnd end) {
+    if (!m_asked) {
+        m_asked = std::move(end);
+        m_instance->Stop();
+    }
+}
+
+void Run::Beat() {
+    if (m_end || m_asked || m_instance->inCall() || m_showing) {
+        return;
+    }
+    m_instance->Beat();
+    m_instance->Deliver(); // what came while the extension was busy
+    TellProgress(false);
+    AfterCall();
+}
+
+void Run::Woken() {
+    if (m_end || m_asked || m_instance->inCall() || m_showing) {
+        return;
+    }
+    m_instance->Deliver();
+    AfterCall();
+}
+
+void Run::WindowsCame() {
+    WatchSignals(); // the window system has put its own handlers there
+    WatchWindowServer([this] {
+        const RunEnd end{static_cast<int>(Ending::NoWindowServer), "the window server has gone away", 0};
+        Complain(end.reason);
+        m_lastStart.End(end.status, end.reason, end.message);
+        m_sink.OnEnd(end.status, end.reason, end.message);
+        return end.status;
+    });
+}
+
+void Run::AfterCall() {
+    ShowAlerts();
+    if (m_asked || m_end) {
+        return;
+    }
+    if (const auto launch = m_watch.TakeLaunch()) {
+        m_sink.OnLaunch(*launch);
+        if (PageWaits(m_settings.page) && !launch->joined) {
+            SetState(State::Waiting);
+        }
+    }
+    if (const auto verdict = m_watch.Judge(m_instance->downloading(), Clock::now())) {
+        Finish(EndOf(*verdict));
+    }
+}
+
+void Run::ShowAlerts() {
+    const std::string *title = m_settings.page.Find("LumMessageTitle");
+    m_showing = true;
+    while (!m_alerts.empty() && !m_asked) {
+        const std::string text = m_alerts.front();
+        m_alerts.pop_front();
+        ShowAlert(title ? *title : "Kelvo", text);
+    }
+    m_showing = false;
+}
+
+void Run::Finish(RunEnd end) {
+    m_end = std::move(end);
+    m_loop.Quit();
+}
+
+RunEnd Run::EndOf(const RunWatch::Verdict &verdict) const {
+    const int status = static_cast<int>(verdict.ending);
+    switch (verdict.ending) {
+    case Ending::Done:
+        return {status, m_watch.isSentOn() ? "the page was sent on" : "the application runs", verdict.message};
+    case Ending::Message:
+        return {status, "a message was shown", verdict.message};
+    case Ending::Stopped:
+        return {status, "stopped by the user", verdict.message};
+    default:
+        return {status, "nothing is left to do, and nothing was started", verdict.message};
+    }
+}
+
+void Run::Trace(const TraceLine &line) {
+    m_log.Add(line);
+    m_lastStart.Add(line);
+    if (std::this_thread::get_id() != m_mainThread) {
+        return;
+    }
+    if (const auto news = ReadTrace(line.text)) {
+        Heard(*news);
+    }
+}
+
+void Run::Heard(const TraceNews &news) {
+    m_watch.Heard(news, Clock::now());
+    switch (news.kind) {
+    case TraceNews::Kind::PackageAsked:
+        m_meter.Announce(news.number);
+        m_packageUrl = news.text;
+        break;
+    case TraceNews::Kind::ShowsMessage:
+        m_messageNumber = static_cast<int>(news.number);
+        break;
+    case TraceNews::Kind::Starts:
+        TellProgress(true);
+        SetState(State::Launching);
+        break;
+    default:
+        break;
+    }
+}
+
+void Run::SessionLaunched(int pid) {
+    if (IsChild(pid)) { // others start meetings, too
+        m_watch.Reported(pid, Clock::now());
+    }
+}
+
+void Run::SetState(State state, const std::string &detail) {
+    if (m_state == state && m_stateDetail == detail) {
+        return;
+    }
+    m_state = state;
+    m_stateDetail = detail;
+    m_sink.OnState(state, detail);
+}
+
+void Run::TellProgress(bool atOnce) {
+    const Clock::time_point now = Clock::now();
+    const Progress progress = m_meter.Now(now);
+    if (progress.received == m_toldBytes || (!atOnce && now - m_toldAt < kTelling)) {
+        return;
+    }
+    m_toldBytes = progress.received;
+    m_toldAt = now;
+    m_sink.OnProgress(progress);
+}
+
+void Run::ShowMessage(const std::string &text) {
+    const int number = m_messageNumber != 0 ? m_messageNumber : MessageNumber(text);
+    m_messageNumber = 0;
+    Complain("message " + std::to_string(number) + ": " + OneLine(text));
+    m_sink.OnMessage({number, text});
+    m_watch.Shown(number, Clock::now());
+    if (m_settings.alerts) {
+        m_alerts.push_back(text);
+    }
+}
+
+void Run::SendPage(const char *target, const char *url) {
+    m_navigator.SendTo(target, url);
+    m_watch.SentOn();
+}
+
+void Run::LogRequested(const std::string &url) {
+    m_sink.OnLogRequest({LogCode(url), url});
+}
+
+void Run::DownloadAsked(const std::string &url) {
+    if (!m_packageUrl.empty() && url == m_packageUrl) {
+        SetState(State::Downloading);
+    } else if (m_state == State::Starting) {
+        SetState(State::Instructions);
+    }
+    m_packageUrl.clear();
+}
+
+void Run::Received(std::uint32_t bytes) {
+    m_meter.Receive(Clock::now(), bytes);
+    TellProgress(false);
+}
+
+void Run::Installing(const std::string &name) {
+    TellProgress(true);
+    SetState(State::Installing, name);
+}
+
+void Run::KeepWindowsAlive(const std::function<bool(std::chrono::milliseconds)> &ended) {
+    m_loop.KeepWindowsAlive(ended);
+}
+
+void Run::Installed(const std::filesystem::path &destination) {
+    m_recorder.Add(destination);
+    if (m_state == State::Installing && m_instance->downloading()) {
+        SetState(State::Downloading);
+    }
+}
+
+void Run::Problem(const std::string &text) {
+    Complain(OneLine(text));
+    m_sink.OnProblem(text);
+}
+
+void Run::StopAsked() {
+    m_watch.AskedToStop();
+}
+
+} // namespace lumhost

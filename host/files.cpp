@@ -1,0 +1,121 @@
+#include "host/files.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace lumhost {
+
+namespace {
+
+bool Fail(std::string *error, int number) {
+    if (error) {
+        *error = std::strerror(number);
+    }
+    return false;
+}
+
+} // namespace
+
+void ScopedDescriptor::Close() {
+    if (m_descriptor >= 0) {
+        close(m_descriptor);
+        m_descriptor = -1;
+    }
+}
+
+std::optional<std::string> ReadWhole(const std::filesystem::path &file, std::uint64_t maxBytes, std::string *error) {
+    // Not blocking: a pipe of that name must not hold the program up.
+    const ScopedDescriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    struct stat status {};
+    if (!descriptor || fstat(descriptor.get(), &status) != 0) {
+        Fail(error, errno);
+        return std::nullopt;
+    }
+    if (!S_ISREG(status.st_mode) || static_cast<std::uint64_t>(status.st_size) > maxBytes) {
+        Fail(error, S_ISDIR(status.st_mode) ? EISDIR : !S_ISREG(status.st_mode) ? EINVAL : EFBIG);
+        return std::nullopt;
+    }
+    std::string content(static_cast<std::size_t>(status.st_size), '\0');
+    std::size_t read = 0;
+    while (read < content.size()) {
+        const ssize_t part = ::read(descriptor.get(), content.data() + read, content.size() - read);
+        if (part < 0 && errno == EINTR) {
+            continue;
+        }
+        if (part < 0) {
+            Fail(error, errno);
+            return std::nullopt;
+        }
+        if (part == 0) {
+            break;
+        }
+        read += static_cast<std::size_t>(part);
+    }
+    content.resize(read);
+    return content;
+}
+
+bool WriteAll(int descriptor, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t part = write(descriptor, bytes.data(), bytes.size());
+        if (part < 0 && errno == EINTR) {
+            continue;
+        }
+        if (part <= 0) {
+            return false;
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(part));
+    }
+    return true;
+}
+
+bool MakePrivateFolder(const std::filesystem::path &folder, std::string *error) {
+    if (folder.empty()) {
+        return Fail(error, ENOENT);
+    }
+    if (mkdir(folder.c_str(), 0700) == 0) {
+        return true;
+    }
+    if (errno == ENOENT && folder.has_parent_path() && folder.parent_path() != folder) {
+        return MakePrivateFolder(folder.parent_path(), error) &&
+               (mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST || Fail(error, errno));
+    }
+    struct stat status {};
+    const int number = errno;
+    if (number == EEXIST && stat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
+        return true;
+    }
+    return Fail(error, number == EEXIST ? ENOTDIR : number);
+}
+
+bool WriteInOneStep(const std::filesystem::path &file, std::string_view content, std::string *error) {
+    if (!MakePrivateFolder(file.parent_path(), error)) {
+        return false;
+    }
+    std::string temporary = file.string() + ".XXXXXX";
+    ScopedDescriptor descriptor(mkostemp(temporary.data(), O_CLOEXEC)); // 0600
+    if (!descriptor) {
+        return Fail(error, errno);
+    }
+    const bool written = WriteAll(descriptor.get(), content) && fsync(descriptor.get()) == 0;
+    const int number = errno;
+    descriptor.Close();
+    if (written && rename(temporary.c_str(), file.c_str()) == 0) {
+        return true;
+    }
+    Fail(error, written ? errno : number);
+    unlink(temporary.c_str());
+    return false;
+}
+
+ScopedLock::ScopedLock(const std::filesystem::path &file)
+    : m_file(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
+    while (m_file && flock(m_file.get(), LOCK_EX) != 0 && errno == EINTR) {
+    }
+}
+
+} // namespace lumhost

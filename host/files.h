@@ -1,0 +1,68 @@
+// Small files of the user's: read whole, written in one step.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <sys/types.h>
+
+namespace lumhost {
+
+// A file descriptor that is closed with its owner.
+class ScopedDescriptor {
+public:
+    ScopedDescriptor() = default;
+    explicit ScopedDescriptor(int descriptor) : m_descriptor(descriptor) {}
+    ~ScopedDescriptor() { Close(); }
+    ScopedDescriptor(ScopedDescriptor &&other) noexcept : m_descriptor(other.Release()) {}
+    ScopedDescriptor &operator=(ScopedDescriptor &&other) noexcept {
+        if (this != &other) {
+            Close();
+            m_descriptor = other.Release();
+        }
+        return *this;
+    }
+
+    explicit operator bool() const { return m_descriptor >= 0; }
+    int get() const { return m_descriptor; }
+    int Release() {
+        const int descriptor = m_descriptor;
+        m_descriptor = -1;
+        return descriptor;
+    }
+    void Close();
+
+private:
+    int m_descriptor = -1;
+};
+
+// The file's bytes. Nothing when it is missing, no regular file, larger than maxBytes or unreadable; `error` (may be
+// null) then holds the system's reason.
+std::optional<std::string> ReadWhole(const std::filesystem::path &file, std::uint64_t maxBytes,
+                                     std::string *error = nullptr);
+
+// Puts the file there in one step, readable by its owner only, and makes missing folders on its way the same way. Who
+// reads it meanwhile sees the old one or the new one. False, with the reason, when it cannot be done: then the old one
+// is still there.
+bool WriteInOneStep(const std::filesystem::path &file, std::string_view content, std::string *error = nullptr);
+
+// Makes the folder and the missing ones above it, for their owner only. False when that fails.
+bool MakePrivateFolder(const std::filesystem::path &folder, std::string *error = nullptr);
+
+// All of it; false when the system takes no more.
+bool WriteAll(int descriptor, std::string_view bytes);
+
+// Held while it lives: keeps other processes of the user's from changing the same thing. A lock that cannot be taken
+// (no such folder, a file system without locks) holds nothing, and the owner goes on.
+class ScopedLock {
+public:
+    explicit ScopedLock(const std::filesystem::path &file);
+
+private:
+    ScopedDescriptor m_file;
+};
+
+} // namespace lumhost
