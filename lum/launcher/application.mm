@@ -2,6 +2,9 @@
 
 #include <Carbon/Carbon.h>
 
+#include <cerrno>
+#include <cstring>
+
 #import <Foundation/Foundation.h>
 
 #include "lum/common/lumutil.h"
@@ -35,32 +38,6 @@ void AddHostType(NSTask *task) {
     MacWarnTrace("CPluginView::LoadMainComponant, current is 64bit and enviroment have no HOSTTYPE item");
 }
 
-void DetachStandardStreams(NSTask *task) {
-    NSFileHandle *nothing = [NSFileHandle fileHandleWithNullDevice];
-    [task setStandardInput:nothing];
-    [task setStandardOutput:nothing];
-    [task setStandardError:nothing];
-}
-
-struct Start {
-    NSTask *task;
-    NSString *executable;
-    bool hasPlaceholderWindow;
-};
-
-void Launch(void *context) {
-    const auto &start = *static_cast<const Start *>(context);
-    [start.task setLaunchPath:start.executable];
-    if (IsSystemVersionAtLeast(kSystemVersion10_7)) {
-        AddHostType(start.task);
-    }
-    if (start.hasPlaceholderWindow) {
-        [start.task setArguments:[NSArray arrayWithObject:@"-LaunchByLUM"]];
-    }
-    DetachStandardStreams(start.task);
-    [start.task launch];
-}
-
 } // namespace
 
 void AnnounceLaunch() {
@@ -73,12 +50,22 @@ void AnnounceLaunch() {
 
 std::optional<int> StartApplication(const std::string &executablePath, bool hasPlaceholderWindow) {
     const ScopedPool pool;
-    NSTask *task = [[NSTask new] autorelease];
-    Start start{task, [NSString stringWithUTF8String:executablePath.c_str()], hasPlaceholderWindow};
-    // A task throws when the executable is missing or cannot be run.
-    if (NSException *exception = CatchObjCException(Launch, &start)) {
-        MacWarnTrace("CPluginView::LoadMainComponant,cannot launch: %s", [[exception reason] UTF8String]);
+    NSString *path = [NSString stringWithUTF8String:executablePath.c_str()];
+    if (!path) {
         return std::nullopt;
     }
-    return [task processIdentifier];
+    NSTask *task = [[NSTask new] autorelease];
+    [task setLaunchPath:path];
+    if (IsSystemVersionAtLeast(kSystemVersion10_7)) {
+        AddHostType(task);
+    }
+    if (hasPlaceholderWindow) {
+        [task setArguments:[NSArray arrayWithObject:@"-LaunchByLUM"]];
+    }
+    const int pid = LaunchTask(task);
+    if (pid < 0) {
+        MacWarnTrace("CPluginView::LoadMainComponant,cannot launch: %s", std::strerror(errno));
+        return std::nullopt;
+    }
+    return pid;
 }

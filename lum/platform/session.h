@@ -34,6 +34,16 @@ NSString *SessionHomeDirectory();
 // which is nil (none) on the target, and on Linux those by which a program reaches the user's session.
 NSDictionary *EnvironmentOfNewTask(NSTask *task);
 
+// Launches the task: its launch path, arguments and environment; in a session of its own, with none of this process's
+// files, and with nothing at the standard streams. Stands for -[NSTask launch], which is not safe everywhere: GNUstep's
+// child shares this process's memory until it runs the executable, and when that cannot be run, it ends this process's
+// objects in passing. The task itself does not count as launched on Linux.
+//
+// Returns the process id, or -1 with errno when the executable is missing or cannot be run; nothing is thrown. An id does
+// not say that the executable was any good: the process may have ended already. The process outlives this one; when it
+// ends before, it is collected at the next walk through the running applications.
+int LaunchTask(NSTask *task);
+
 // Bundles with a Contents folder (X.app/Contents/Info.plist, Contents/Resources, *.lproj). A path that is not a bundle
 // gives nil (no dictionary), nil (no path), or an empty array (no localizations).
 NSDictionary *LocalizedInfoDictionaryOfBundle(NSString *bundlePath);

@@ -4,6 +4,7 @@
 
 #include <ApplicationServices/ApplicationServices.h>
 #include <dlfcn.h>
+#include <errno.h>
 
 bool IsWindowServerAvailable() {
     CFDictionaryRef session = CGSessionCopyCurrentDictionary();
@@ -27,6 +28,18 @@ NSArray *UserApplicationSupportDirectories() {
 }
 
 NSDictionary *EnvironmentOfNewTask(NSTask *task) { return [task environment]; }
+
+int LaunchTask(NSTask *task) {
+    NSFileHandle *nothing = [NSFileHandle fileHandleWithNullDevice];
+    [task setStandardInput:nothing];
+    [task setStandardOutput:nothing];
+    [task setStandardError:nothing];
+    if (CatchObjCException([](void *context) { [static_cast<NSTask *>(context) launch]; }, task)) {
+        errno = ENOENT;
+        return -1;
+    }
+    return [task processIdentifier];
+}
 
 NSDictionary *LocalizedInfoDictionaryOfBundle(NSString *bundlePath) {
     return [[NSBundle bundleWithPath:bundlePath] localizedInfoDictionary];

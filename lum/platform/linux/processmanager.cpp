@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "lum/platform/linux/endedtasks.h"
 #include "lum/platform/linux/frontwindow.h"
 #include "lum/platform/linux/serialnumber.h"
 
@@ -54,6 +55,7 @@ OSErr GetNextProcess(ProcessSerialNumber *psn) {
         return paramErr;
     }
     if (IsConstant(*psn, kNoProcess)) {
+        CollectEndedTasks();
         g_walk = RunningProcesses();
     }
     const auto next = std::ranges::upper_bound(g_walk, static_cast<pid_t>(psn->lowLongOfPSN), {}, &RunningProcess::pid);

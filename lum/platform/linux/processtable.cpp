@@ -14,7 +14,7 @@
 namespace {
 
 constexpr std::size_t kKernelNameLength = 15;
-// Enough for the arguments up to the script's path, and for a script's first line.
+// Enough for an interpreter, an option of it and the path of a script.
 constexpr std::size_t kEnough = 2 * PATH_MAX;
 
 struct CloseDirectory {
@@ -40,17 +40,11 @@ private:
 
 std::string_view BaseName(std::string_view path) { return path.substr(path.rfind('/') + 1); }
 
+// At most `limit` bytes. A file of /proc comes whole in one read, as long as it fits.
 std::string ReadStart(int descriptor, std::size_t limit) {
     std::string text(limit, '\0');
-    std::size_t length = 0;
-    while (length < limit) {
-        const ssize_t got = read(descriptor, text.data() + length, limit - length);
-        if (got <= 0) {
-            break;
-        }
-        length += static_cast<std::size_t>(got);
-    }
-    text.resize(length);
+    const ssize_t length = read(descriptor, text.data(), limit);
+    text.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
     return text;
 }
 
@@ -179,9 +173,9 @@ std::string NameOf(const ProcessFolder &folder, const std::string &command) {
     return script.empty() ? std::string(name) : script;
 }
 
-std::optional<RunningProcess> Look(int proc, pid_t pid) {
+std::optional<RunningProcess> Look(int proc, pid_t pid, uid_t user) {
     const ProcessFolder folder(proc, pid);
-    if (!folder.BelongsTo(geteuid())) {
+    if (!folder.BelongsTo(user)) {
         return std::nullopt;
     }
     const auto status = ParseStatus(folder.Read("stat", 1024));
@@ -216,8 +210,9 @@ std::vector<RunningProcess> RunningProcesses() {
     if (!proc) {
         return processes;
     }
+    const uid_t user = geteuid();
     ForEachPid(proc.get(), [&](pid_t pid) {
-        if (auto process = Look(dirfd(proc.get()), pid)) {
+        if (auto process = Look(dirfd(proc.get()), pid, user)) {
             processes.push_back(std::move(*process));
         }
     });
@@ -227,7 +222,7 @@ std::vector<RunningProcess> RunningProcesses() {
 
 std::optional<RunningProcess> FindRunningProcess(pid_t pid) {
     const ScopedDirectory proc = OpenProc();
-    return proc && pid > 0 ? Look(dirfd(proc.get()), pid) : std::nullopt;
+    return proc && pid > 0 ? Look(dirfd(proc.get()), pid, geteuid()) : std::nullopt;
 }
 
 std::vector<KernelProcess> KernelProcesses() {

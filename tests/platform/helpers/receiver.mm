@@ -1,9 +1,13 @@
-// An application that listens for Apple events: receiver FILE [GATE]. It writes each event that is for it to FILE, one a
-// line. With GATE it begins to listen only when that file exists.
+// An application that listens for Apple events: receiver [FILE [GATE]]. It writes each event that is for it to FILE, one
+// a line; without FILE, to the file "events" beside its bundle (of X.app/Contents/MacOS/X). With GATE it begins to listen
+// only when that file exists.
 #import <Foundation/Foundation.h>
 
 #include <stdio.h>
+#include <string.h>
 #include <unistd.h>
+
+#include <filesystem>
 
 #include "lum/platform/linux/AppleEventNotification.h"
 
@@ -34,17 +38,18 @@
 }
 @end
 
+static std::filesystem::path PathOfBundle() {
+    return std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path().parent_path();
+}
+
 int main(int argc, char **argv) {
     alarm(120);
     [NSAutoreleasePool new];
-    if (argc < 2) {
-        return 2;
-    }
     while (argc > 2 && access(argv[2], F_OK) != 0) {
         usleep(10'000);
     }
     Receiver *receiver = [Receiver new];
-    receiver->path = argv[1];
+    receiver->path = argc > 1 ? argv[1] : strdup((PathOfBundle().parent_path() / "events").c_str());
     receiver->seen = [NSMutableSet new];
     NSDistributedNotificationCenter *centre = [NSDistributedNotificationCenter defaultCenter];
     [centre addObserver:receiver selector:@selector(handle:) name:@"AppleEvent.kvvt.reol" object:nil];
@@ -54,6 +59,6 @@ int main(int argc, char **argv) {
                         userInfo:[NSDictionary dictionaryWithObject:[NSNumber numberWithInt:getpid()]
                                                              forKey:@LUM_APPLE_EVENT_PROCESS_ID_KEY]
               deliverImmediately:YES];
-    fclose(fopen(argv[1], "a")); // tells the test that it listens
+    fclose(fopen(receiver->path, "a")); // tells the test that it listens
     [[NSRunLoop currentRunLoop] run];
 }

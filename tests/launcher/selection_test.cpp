@@ -1,0 +1,182 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "lum/launcher/CPluginView.h"
+#include "lum/lumext/lumext.h"
+#include "tests/support/FakeHost.h"
+
+namespace {
+
+struct Selection {
+    bool found;
+    std::string name;
+    std::string path;
+    bool operator==(const Selection &) const = default;
+};
+
+std::ostream &operator<<(std::ostream &stream, const Selection &selection) {
+    return stream << (selection.found ? "found " : "not found ") << selection.name << " at " << selection.path;
+}
+
+class Selecting : public testing::Test {
+protected:
+    Selecting() : m_extension(&m_host) { m_extension.m_pLUMInterface = &m_host.table; }
+
+    Selection Select(const std::string &path) {
+        Selection selection{false, "(name)", "(path)"};
+        selection.found = m_extension.m_pluginView.GetMainComponant(path, selection.name, selection.path);
+        return selection;
+    }
+
+    FakeHost m_host;
+    CLumExtension m_extension;
+};
+
+TEST_F(Selecting, FollowsTheTable) {
+    struct Case {
+        std::string component;
+        std::string name;
+        std::string path;
+    };
+    const Case cases[] = {
+        {"/A b/confshell.bundle", "Meeting Hall", "/A b/Meeting Hall.app/Contents/MacOS/Meeting Hall"},
+        {"/A/klvmgrmh.bundle", "Meeting Hall", "/A/Meeting Hall.app/Contents:MacOS/Meeting Hall"},
+        {"/A/klvmgrch.bundle", "Class Hall", "/A/Class Hall.app/Contents/MacOS/Class Hall"},
+        {"/A/klvmgrfh.bundle", "Forum Hall", "/A/Forum Hall.app/Contents/MacOS/Forum Hall"},
+        {"/A/klvmgrdh.bundle", "Deal Hall", "/A/Deal Hall.app/Contents/MacOS/Deal Hall"},
+        {"/A/chplmgr.bundle", "Practice Lab", "/A/Practice Lab.app/Contents/MacOS/Practice Lab"},
+        {"/A/replayview.bundle", "Kelvo Player", "/A/Kelvo Player.app/Contents/MacOS/Kelvo Player"},
+        {"/A/orbpfw.bundle", "Orb Recording Player",
+         "/A/Orb Recording Player.app/Contents/MacOS/Orb Recording Player"},
+        {"/A/rmtshell.bundle", "rmtagent", "/A/rmtagent.app/Contents/MacOS/rmtagent"},
+        {"/A/Remly Client.app", "Remly Client", "/A/Remly Client.app/Contents/MacOS/Remly Client"},
+        {"/A/Remly Process Manager.app", "Remly Process Manager",
+         "/A/Remly Process Manager.app/Contents/MacOS/Remly Process Manager"},
+        // The earlier row decides, and loses every occurrence of its key.
+        {"/confshell.bundle/replayview.bundle/confshell.bundle", "Meeting Hall",
+         "//replayview.bundle/Meeting Hall.app/Contents/MacOS/Meeting Hall"},
+        {"/replayview.bundle/klvmgrch.bundle", "Class Hall",
+         "/replayview.bundle/Class Hall.app/Contents/MacOS/Class Hall"},
+        {"rmtshell.bundle", "rmtagent", "rmtagent.app/Contents/MacOS/rmtagent"},
+        {"/A/xconfshell.bundle/b", "Meeting Hall", "/A/x/bMeeting Hall.app/Contents/MacOS/Meeting Hall"},
+    };
+    for (const Case &c : cases) {
+        EXPECT_EQ(Select(c.component), (Selection{true, c.name, c.path}));
+    }
+}
+
+TEST_F(Selecting, RefusesWhatTheTableDoesNotHave) {
+    EXPECT_EQ(Select(""), (Selection{false, "(name)", "(path)"}));
+    for (const char *path : {"/A/Confshell.bundle", "/A/confshell.bundl", "/A/Remly client.app", "/"}) {
+        EXPECT_EQ(Select(path), (Selection{false, "(name)", path}));
+    }
+}
+
+TEST_F(Selecting, TakesTheJoinApplicationByABitOfTheSiteConfiguration) {
+    const std::pair<const char *, bool> cases[] = {
+        {"16384", true},  {"16383", false},  {"32768", false}, {"49152", true}, {" +16384;x", true}, {"0x4000", false},
+        {"x16384", false}, {"", false},      {"-16384", true}, {"-1", true},    {"99999999999999999999", true}};
+    for (const auto &[value, isJoin] : cases) {
+        m_host.parameters["ParmSiteConfigExt_Value"] = value;
+        EXPECT_EQ(Select("/A/confshell.bundle").name, isJoin ? "Kelvo Join" : "Meeting Hall") << value;
+        EXPECT_EQ(Select("/A/klvmgrmh.bundle").name, "Meeting Hall");
+    }
+    m_host.parameters["ParmSiteConfigExt_Value"] = "16384";
+    EXPECT_EQ(Select("/A/confshell.bundle").path, "/A/Kelvo Join.app/Contents/MacOS/Kelvo Join");
+    m_extension.m_pLUMInterface = nullptr;
+    EXPECT_EQ(Select("/A/confshell.bundle").name, "Meeting Hall");
+}
+
+// A component that is loaded into the process.
+struct LoadedComponent {
+    static inline CPluginView *closed = nullptr;
+    static inline _NPWindow *window = nullptr;
+    static inline int events = 0;
+
+    static int Close(CPluginView *view) {
+        closed = view;
+        return 0;
+    }
+    static int HandleEvent(EventRecord *event, unsigned char flag) {
+        ++events;
+        return 0x700 + event->what + flag;
+    }
+    static int SetPort(_NPWindow *port) {
+        window = port;
+        return 5;
+    }
+
+    static void FillIn(CPluginView &view) {
+        view.mpfnNPTable = {Close, Close, HandleEvent, SetPort, Close};
+        closed = nullptr;
+    }
+};
+
+bool IsEmpty(const __QXNP_FuncTable &table) {
+    return !table.pfnQXNP_Open && !table.pfnQXNP_Close && !table.pfnQXNP_HandleEvent && !table.pfnQXNP_SetPort &&
+           !table.pfnQXNP_LUMCallBack;
+}
+
+using View = Selecting;
+
+TEST_F(View, HandsWindowAndEventsToALoadedComponent) {
+    int place = 0;
+    auto *window = reinterpret_cast<_NPWindow *>(&place);
+    EventRecord event = {};
+    event.what = 0x20;
+    CPluginView &view = m_extension.m_pluginView;
+    EXPECT_TRUE(IsEmpty(view.mpfnNPTable));
+    EXPECT_EQ(view.SetWindow(window), 0);
+    EXPECT_EQ(view.mNetscapeWindow, window);
+
+    m_extension.m_bSuppressInstallation = 1;
+    EXPECT_EQ(view.Handle_Event(event, 1), 0) << "no component";
+    LoadedComponent::FillIn(view);
+    EXPECT_EQ(view.Handle_Event(event, 1), 0x21) << "cut to a byte";
+    m_extension.m_bSuppressInstallation = 0;
+    EXPECT_EQ(view.Handle_Event(event, 1), 0);
+    m_extension.m_bSuppressInstallation = 1;
+    EXPECT_EQ(view.SetWindow(nullptr), 0);
+    EXPECT_EQ(view.Handle_Event(event, 1), 0) << "no window";
+    view.SetWindow(window);
+    EXPECT_EQ(LoadedComponent::window, window);
+    EXPECT_EQ(LoadedComponent::events, 1);
+}
+
+TEST_F(View, ClosesALoadedComponent) {
+    LoadedComponent::FillIn(m_extension.m_pluginView);
+    EXPECT_TRUE(m_extension.m_pluginView.UnloadMainComponant());
+    EXPECT_EQ(LoadedComponent::closed, &m_extension.m_pluginView);
+    EXPECT_TRUE(IsEmpty(m_extension.m_pluginView.mpfnNPTable));
+    LoadedComponent::closed = nullptr;
+    EXPECT_TRUE(m_extension.m_pluginView.UnloadMainComponant());
+    EXPECT_EQ(LoadedComponent::closed, nullptr) << "there is nothing left to close";
+
+    for (const bool isSuppressed : {false, true}) {
+        m_extension.m_bSuppressInstallation = isSuppressed;
+        auto view = std::make_unique<CPluginView>(&m_extension);
+        LoadedComponent::FillIn(*view);
+        const CPluginView *address = view.get();
+        view.reset();
+        EXPECT_EQ(LoadedComponent::closed, isSuppressed ? address : nullptr);
+    }
+}
+
+TEST_F(View, DoesWithoutAnOwner) {
+    CPluginView view(nullptr);
+    EventRecord event = {};
+    int place = 0;
+    LoadedComponent::FillIn(view);
+    view.SetWindow(reinterpret_cast<_NPWindow *>(&place));
+    EXPECT_EQ(view.Handle_Event(event, 0), 0);
+    std::string name;
+    std::string path;
+    EXPECT_TRUE(view.GetMainComponant("/A/confshell.bundle", name, path));
+    EXPECT_EQ(name, "Meeting Hall");
+    EXPECT_FALSE(view.LoadMainComponant(nullptr));
+    EXPECT_FALSE(view.LoadMainComponant("/A/replayview.bundle")) << "there is no recording's address";
+    view.SetComponantAsFrontProcess();
+}
+
+} // namespace
