@@ -116,6 +116,7 @@ TEST(Crypto, MissingFunction) {
     const std::string keyFile = NewRsaKey(folder, 2048);
     const std::string library = SystemLibrary();
     SecCertificateRef certificate = TestCertificate({.commonName = "x", .key = KeyKind::Rsa2048}).NewRef();
+    const Lum_RSA_free freeKey = [[CryptoWrapper sharedInstance] RSA_free];
     for (const auto &[hidden, ignored] : Addresses([CryptoWrapper sharedInstance])) {
         const SharedCrypto crypto(library.c_str(), hidden);
         for (const auto &[name, address] : Addresses(crypto())) {
@@ -137,8 +138,8 @@ TEST(Crypto, MissingFunction) {
                                                                  "BIO_read", "BIO_free", "BIO_free_all"}))
             << hidden;
         EXPECT_FALSE(VerifyBytes(key, "text", signature.value_or(""))); // of another key
-        if (key && [crypto() RSA_free]) {
-            [crypto() RSA_free](key);
+        if (key) {
+            freeKey(key);
         }
     }
     CFRelease(certificate);

@@ -89,6 +89,7 @@ constexpr auto Refused = Expectation::Refused;
 
 class Trust : public testing::Test {
 protected:
+    void SetUp() override { unsetenv("XDG_CONFIG_HOME"); } // the home is the test's own
     const TestCertificate m_root{Authority("Root")};
     const TestCertificate m_middle{Authority("Middle"), m_root};
     const TestCertificate m_site{Site(), m_middle};
@@ -227,6 +228,15 @@ TEST_F(Trust, UserRefusesTheIssuer) {
     Judge(TestCertificate(Expired(Site()), m_root), std::nullopt, {3, 0x5, Asked, Refused});
 }
 
+TEST_F(Trust, TheConfigurationFolderMayLieElsewhere) {
+    const TempDir elsewhere;
+    UserTrusts(m_strangeRoot);
+    setenv("XDG_CONFIG_HOME", elsewhere.path().c_str(), 1);
+    Judge(m_underStranger, std::nullopt, {5, 0x4, Asked, Refused});
+    elsewhere.Write("lum/certificates/trusted/root", m_strangeRoot.der());
+    Judge(m_underStranger, std::nullopt, {1, 0x4, Accepted, Passed});
+}
+
 TEST_F(Trust, FolderThatEveryoneCanWriteToIsNotTheUsersWord) {
     UserTrusts(m_strangeRoot);
     fs::permissions(UserFolder("trusted"), fs::perms::others_write, fs::perm_options::add);
@@ -283,6 +293,25 @@ TEST_F(Trust, CirclesAndCrowdsEnd) {
     const TestCertificate site(Site(), other);
     Judge(site, std::vector{m_middle, m_root}, {5, 0x4, Asked, Refused});
     Judge(site, crowd, {4, 0x4, Accepted, Refused});
+}
+
+TEST_F(Trust, TheBuildChoosesTheRule) {
+    SecCertificateRef leaf = m_selfSigned.NewRef();
+    SecTrustRef trust = TrustCertification(leaf, (CFArrayRef)[NSArray arrayWithObject:(id)leaf]);
+#ifdef LUM_STRICT_TRUST
+    EXPECT_EQ(trust, nullptr);
+#else
+    ASSERT_NE(trust, nullptr);
+    CFRelease(trust);
+#endif
+    CFRelease(leaf);
+}
+
+TEST_F(Trust, ThisSystemHasRoots) {
+    EXPECT_FALSE(sec::ReadTrustStore(true).systemRoots.empty());
+    SecCertificateRef leaf = m_underStranger.NewRef();
+    EXPECT_EQ(TrustCertificationBy(TrustRule::Strict, leaf, nullptr, Ask), nullptr);
+    CFRelease(leaf);
 }
 
 TEST_F(Trust, NullIsNotTrusted) {

@@ -7,8 +7,8 @@
 
 @class NSString;
 
-// As wide as asked for and as high as its texts need; the certificate's part scrolls when it would be too high for a
-// screen. `message` stands on top in bold; nil: a sentence that fits. The caller's.
+// As wide as asked for and as high as its texts need; names that are too long for a screen scroll. `message` stands on
+// top in bold; nil: a sentence that fits. The caller's.
 NSView *NewTrustPanelView(const sec::Judgement &judgement, NSString *message, CGFloat width);
 
 // A text of the panel in the user's language: the table "CertificateTrustPanel" of the bundle that holds this code;

@@ -24,7 +24,7 @@ constexpr CGFloat kIconSize = 48;
 constexpr CGFloat kGap = 16;    // between icon and text, text and certificate
 constexpr CGFloat kLineGap = 8; // between paragraphs and between rows
 constexpr CGFloat kColumnGap = 12;
-constexpr CGFloat kMostCertificateHeight = 320;
+constexpr CGFloat kMostNamesHeight = 240;
 
 NSString *Reason(sec::Fault fault) {
     switch (fault) {
@@ -117,14 +117,18 @@ struct Row {
     NSString *value;
 };
 
-// The rows below each other, each value beside its title.
-NSView *NewGrid(std::span<const Row> rows, CGFloat width) {
-    CGFloat titleWidth = 0;
+CGFloat WidthOfTitles(std::span<const Row> rows) {
+    CGFloat width = 0;
     for (const Row &row : rows) {
         NSTextField *title = NewLabel(row.title, [NSFont boldSystemFontOfSize:0]);
-        titleWidth = std::max(titleWidth, NSWidth([title frame]));
+        width = std::max(width, NSWidth([title frame]));
         [title release];
     }
+    return width;
+}
+
+// The rows below each other, each value beside its title.
+NSView *NewGrid(std::span<const Row> rows, CGFloat titleWidth, CGFloat width) {
     const CGFloat x = titleWidth + kColumnGap;
     NSView *grid = NewView(width);
     CGFloat y = 0;
@@ -140,24 +144,39 @@ NSView *NewGrid(std::span<const Row> rows, CGFloat width) {
     return grid;
 }
 
+// Names are as long as whoever made the certificate likes.
+NSView *NewScrollingGrid(std::span<const Row> rows, CGFloat titleWidth, CGFloat width) {
+    NSView *grid = NewGrid(rows, titleWidth, width);
+    if (NSHeight([grid frame]) <= kMostNamesHeight) {
+        return grid;
+    }
+    [grid release];
+    NSScrollView *scroll = [[NSScrollView alloc] initWithFrame:NSMakeRect(0, 0, width, kMostNamesHeight)];
+    [scroll setHasVerticalScroller:YES];
+    [scroll setDrawsBackground:NO];
+    [scroll setBorderType:NSLineBorder];
+    grid = NewGrid(rows, titleWidth, [scroll contentSize].width);
+    [scroll setDocumentView:grid];
+    [grid release];
+    return scroll;
+}
+
+// What a person compares, the dates and the fingerprint, never scrolls away.
 NSView *NewCertificateView(const sec::Certificate &certificate, CGFloat width) {
     const Row rows[] = {{TrustPanelText(@"Issued to"), Name(sec::SubjectForShowing(certificate))},
                         {TrustPanelText(@"Issued by"), Name(sec::IssuerForShowing(certificate))},
                         {TrustPanelText(@"Valid"), Validity(certificate)},
                         {TrustPanelText(@"SHA-256 fingerprint"), Fingerprint(certificate)}};
-    NSView *grid = NewGrid(rows, width);
-    if (NSHeight([grid frame]) <= kMostCertificateHeight) {
-        return grid;
-    }
-    [grid release];
-    NSScrollView *scroll = [[NSScrollView alloc] initWithFrame:NSMakeRect(0, 0, width, kMostCertificateHeight)];
-    [scroll setHasVerticalScroller:YES];
-    [scroll setDrawsBackground:NO];
-    [scroll setBorderType:NSLineBorder];
-    grid = NewGrid(rows, [scroll contentSize].width);
-    [scroll setDocumentView:grid];
-    [grid release];
-    return scroll;
+    const std::span<const Row> all = rows;
+    const CGFloat titleWidth = WidthOfTitles(all);
+    NSView *names = NewScrollingGrid(all.first(2), titleWidth, width);
+    NSView *facts = NewGrid(all.last(2), titleWidth, width);
+    const CGFloat factsTop = NSHeight([names frame]) + kLineGap;
+    NSView *view = NewView(width);
+    [view setFrameSize:NSMakeSize(width, factsTop + NSHeight([facts frame]))];
+    Place(names, view, 0, 0);
+    Place(facts, view, 0, factsTop);
+    return view;
 }
 
 NSView *NewIcon() {

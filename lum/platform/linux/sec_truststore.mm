@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -59,10 +60,17 @@ std::vector<Certificate> SystemRoots() {
     return roots;
 }
 
-fs::path FolderOfUser(const char *name) {
+fs::path ConfigurationFolder() {
+    const char *configured = std::getenv("XDG_CONFIG_HOME");
+    if (configured && configured[0] == '/') {
+        return configured;
+    }
     const ScopedPool pool;
-    const char *home = [SessionHomeDirectory() fileSystemRepresentation];
-    return home ? fs::path(home) / ".config/lum/certificates" / name : fs::path();
+    return fs::path([SessionHomeDirectory() fileSystemRepresentation]) / ".config";
+}
+
+fs::path FolderOfUser(const char *name) {
+    return ConfigurationFolder() / "lum" / "certificates" / name;
 }
 
 // What others can put there is not the user's word.

@@ -6,12 +6,13 @@
 // name hands out belong to the caller (CFRelease); they are Objective-C objects, so arrays of Foundation hold them.
 // Main thread only.
 //
-// What stands behind them: GnuTLS, the system's trusted roots, and two folders of the user's own below
-// SessionHomeDirectory(), which are read at each evaluation:
-//   .config/lum/certificates/trusted    the user trusts each certificate here as if it were a root
-//   .config/lum/certificates/refused    the user refuses each certificate here and all that it vouches for
-// Each file in them holds one certificate as DER, or any number as PEM. A folder of trusted certificates is left out when
-// another user owns it or everyone may write to it.
+// What stands behind them: GnuTLS, the system's trusted roots, and two folders of the user's own, which are read at each
+// evaluation:
+//   ~/.config/lum/certificates/trusted    the user trusts each certificate here as if it were a root
+//   ~/.config/lum/certificates/refused    the user refuses each certificate here and all that it vouches for
+// (~ is SessionHomeDirectory(); XDG_CONFIG_HOME, when set, takes the place of ~/.config.) Each file in them holds one
+// certificate as DER, or any number as PEM. A folder of trusted certificates is left out when another user owns it or
+// everyone may write to it.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
