@@ -167,3 +167,18 @@ screenshot() {
   sleep 0.5
   import -window root "$work/$1.png" && explain "A screenshot of $2 is in $work/$1.png."
 }
+
+# The user's own trust in the demonstration's authority, as a person would give it.
+trust_folder() { echo "$HOME/GNUstep/Library/ApplicationSupport/Kelvo Trust"; }
+trust_authority() { :; }
+distrust_authority() { :; }
+
+# The same site again, at the pace of a slow line.
+slow_site() {
+  "$lumsite" serve "$site" --port-file "$work/slow-port" --rate 60000 --log "$work/requests" --log-endpoint /log \
+    >"$work/slow.log" 2>&1 &
+  pids+=($!)
+  wait_for 100 test -s "$work/slow-port" || { echo "lumsite serve does not start" >&2; exit 1; }
+  slow=http://127.0.0.1:$(cat "$work/slow-port")
+  "$lumhost" allow "$slow" >/dev/null 2>&1
+}
