@@ -1,16 +1,16 @@
 // libcrypto, opened at run time and bound symbol by symbol, and the text decoders.
 //
 // The extension links no cryptographic library. The first +sharedInstance opens the first of CryptoLibraryPaths()
-// (lum/platform/session.h) that can be opened and looks up the functions of the table below; +destorySharedInstance closes
-// it again. An accessor answers the function's address, or null when the library has no such function or could not be
-// opened, which is reported nowhere: whoever uses an accessor decides what its absence means. An address is good until
-// the instance is released, and never changes before.
+// (lum/platform/session.h) that can be opened and looks up the functions of the table below; +destorySharedInstance
+// closes it again. An accessor answers the function's address, or null when the library has no such function or could
+// not be opened, which is reported nowhere: whoever uses an accessor decides what its absence means. An address is good
+// until the instance is released, and never changes before.
 //
 // Three functions need more than their symbol:
 // - SHA_Init: SHA1_Init, which sets the same state, serves when a library no longer has the name.
-// - RSA_sign, RSA_verify: where the library refuses digest type 115 (sha1WithRSA), the accessors answer functions of the
-//   same signature that do this type with the library's raw RSA operation and hand every other type on. Signatures are the
-//   same bytes either way. They work through the shared instance.
+// - RSA_sign, RSA_verify: where the library refuses digest type 115 (sha1WithRSA), the accessors answer functions of
+//   the same signature that do this type with the library's raw RSA operation and hand every other type on. Signatures
+//   are the same bytes either way. These functions work through the shared instance.
 //
 // Main thread only: there is no lock. Can be included from plain C++, which finds the plain decoders in
 // lum/security/decoders.h.

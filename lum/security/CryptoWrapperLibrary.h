@@ -1,5 +1,5 @@
-// For CryptoWrapper itself and its tests: an instance over other libraries than the system's, or over a part of one. Such
-// an instance is shared by storing it in g_sharedCryptoInstance.
+// For CryptoWrapper itself and its tests: an instance over other libraries than the system's, or over a part of one.
+// Such an instance is shared by storing it in g_sharedCryptoInstance.
 #pragma once
 
 #import "lum/security/CryptoWrapper.h"

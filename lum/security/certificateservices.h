@@ -1,11 +1,11 @@
 // Certificates, trust and RSA signatures.
 //
-// Null where an object is expected gives the function's failure value; no function throws. A function with "From" in its
-// name and TrustCertification return an object that the caller owns (CFRelease for certificates and trust objects, libcrypto's
-// RSA_free for keys, CryptoWrapper.h); other objects are autoreleased. Failures are told by the result alone, apart from
-// the two signature functions, which also write one line to the log (NSLog). Without libcrypto, or without a function of it
-// that is needed, the functions on RSA keys fail and log nothing.
-// Can be included from plain C++. Main thread only.
+// Null where an object is expected gives the function's failure value; no function throws. A function with "From" in
+// its name and TrustCertification return an object that the caller owns (CFRelease for certificates and trust objects,
+// libcrypto's RSA_free for keys, CryptoWrapper.h); other objects are autoreleased. Failures are told by the result
+// alone, apart from the two signature functions, which also write one line to the log (NSLog). Without libcrypto, or
+// without a function of it that is needed, the functions on RSA keys fail and log nothing. Can be included from plain
+// C++. Main thread only.
 #pragma once
 
 #include <Security/Security.h>
@@ -35,14 +35,15 @@ rsa_st *RSAFromCertification(SecCertificateRef cert);
 // The system's policy of this identifier (the caller owns it), or null.
 SecPolicyRef policyForOID(const CSSM_OID *oid);
 // Judges `cert` under `policy`. `anchors` (null: the system's own roots) are then the only certificates that its chain
-// may end in. Returns the platform's status, 0 when there is a result; -108 for want of memory. `*trust`, which the caller
-// owns, is set when the trust object could be made, even if the status is not 0; otherwise neither out-argument is touched.
+// may end in. Returns the platform's status, 0 when there is a result; -108 for want of memory. `*trust`, which the
+// caller owns, is set when the trust object could be made, even if the status is not 0; otherwise neither out-argument
+// is touched.
 OSStatus EvaluateCert(SecCertificateRef cert, CFArrayRef anchors, SecPolicyRef policy, SecTrustResultType *result,
                       SecTrustRef *trust);
 // The trust object when `cert` is to be believed, otherwise null. `anchors` are the further certificates that came with
-// it; null for none. May run a modal panel that asks the user. What is believed without a question, what is asked, and what
-// the build option LUM_STRICT_TRUST changes: docs/security.md. A trust object says that the certificate was accepted,
-// not that its name is the one that the caller expects.
+// it; null for none. May run a modal panel that asks the user. What is believed without a question, what is asked, and
+// what the build option LUM_STRICT_TRUST changes: docs/security.md. A trust object says that the certificate was
+// accepted, not that its name is the one that the caller expects.
 SecTrustRef TrustCertification(SecCertificateRef cert, CFArrayRef anchors);
 // Asks the user; true only for the OK button. Without a window server false.
 bool displayPanelForTrust(SecTrustRef trust);

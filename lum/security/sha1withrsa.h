@@ -19,7 +19,9 @@ struct RawRsa {
     int (*publicDecrypt)(int, const unsigned char *, unsigned char *, rsa_st *, int);
     int (*privateEncrypt)(int, const unsigned char *, unsigned char *, rsa_st *, int);
 
-    bool IsWhole() const { return size && publicDecrypt && privateEncrypt; }
+    bool IsWhole() const {
+        return size && publicDecrypt && privateEncrypt;
+    }
 };
 
 // The block of `blockSize` bytes that a signature over `text` holds; empty when it does not fit.

@@ -22,7 +22,9 @@ constexpr TrustRule kRuleOfThisBuild = TrustRule::Usual;
 constexpr NSInteger kOkButton = 1;
 
 struct Releaser {
-    void operator()(CFTypeRef object) const { CFRelease(object); }
+    void operator()(CFTypeRef object) const {
+        CFRelease(object);
+    }
 };
 template <typename Ref> using Scoped = std::unique_ptr<std::remove_pointer_t<Ref>, Releaser>;
 
@@ -42,8 +44,8 @@ TrustVerdict VerdictOnEvidence(SecTrustRef trust, SecTrustResultType result) {
 }
 
 void EvaluateAllowingExpired(SecTrustRef trust) {
-    const CSSM_APPLE_TP_ACTION_DATA action = {CSSM_APPLE_TP_ACTION_VERSION, CSSM_TP_ACTION_ALLOW_EXPIRED |
-                                                                                CSSM_TP_ACTION_ALLOW_EXPIRED_ROOT};
+    const CSSM_APPLE_TP_ACTION_DATA action = {CSSM_APPLE_TP_ACTION_VERSION,
+                                              CSSM_TP_ACTION_ALLOW_EXPIRED | CSSM_TP_ACTION_ALLOW_EXPIRED_ROOT};
     NSData *record = [NSData dataWithBytes:&action length:sizeof action];
     if (!record) {
         return;

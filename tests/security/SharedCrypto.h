@@ -16,14 +16,20 @@ public:
         [CryptoWrapper destorySharedInstance];
         g_sharedCryptoInstance = [[CryptoWrapper alloc] initWithLibraryPaths:paths lookUp:LookUp];
     }
-    ~SharedCrypto() { [CryptoWrapper destorySharedInstance]; }
+    ~SharedCrypto() {
+        [CryptoWrapper destorySharedInstance];
+    }
     SharedCrypto(const SharedCrypto &) = delete;
     SharedCrypto &operator=(const SharedCrypto &) = delete;
 
-    CryptoWrapper *operator()() const { return g_sharedCryptoInstance; }
+    CryptoWrapper *operator()() const {
+        return g_sharedCryptoInstance;
+    }
 
 private:
-    static void *LookUp(void *library, const char *name) { return s_hidden == name ? nullptr : dlsym(library, name); }
+    static void *LookUp(void *library, const char *name) {
+        return s_hidden == name ? nullptr : dlsym(library, name);
+    }
 
     static inline std::string_view s_hidden;
 };

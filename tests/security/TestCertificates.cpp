@@ -27,7 +27,8 @@ void Generate(gnutls_x509_privkey_t key, KeyKind kind) {
 
 void SetName(gnutls_x509_crt_t certificate, const char *identifier, const std::string &text) {
     if (!text.empty()) {
-        Check(gnutls_x509_crt_set_dn_by_oid(certificate, identifier, 0, text.data(), static_cast<unsigned>(text.size())));
+        Check(
+            gnutls_x509_crt_set_dn_by_oid(certificate, identifier, 0, text.data(), static_cast<unsigned>(text.size())));
     }
 }
 
@@ -39,8 +40,12 @@ std::string TakeText(gnutls_datum_t datum) {
 
 struct Handle {
     gnutls_x509_crt_t crt = nullptr;
-    Handle() { Check(gnutls_x509_crt_init(&crt)); }
-    ~Handle() { gnutls_x509_crt_deinit(crt); }
+    Handle() {
+        Check(gnutls_x509_crt_init(&crt));
+    }
+    ~Handle() {
+        gnutls_x509_crt_deinit(crt);
+    }
     Handle(const Handle &) = delete;
     Handle &operator=(const Handle &) = delete;
 };
@@ -72,7 +77,9 @@ struct TestCertificate::Key {
         Check(gnutls_x509_privkey_init(&key));
         Generate(key, kind);
     }
-    ~Key() { gnutls_x509_privkey_deinit(key); }
+    ~Key() {
+        gnutls_x509_privkey_deinit(key);
+    }
 };
 
 TestCertificate::TestCertificate(const CertificatePlan &plan) : TestCertificate(plan, nullptr) {}
@@ -120,6 +127,7 @@ SecCertificateRef TestCertificate::NewRef() const {
 
 std::vector<sec::Certificate> Parsed(const std::vector<TestCertificate> &certificates) {
     std::vector<sec::Certificate> parsed;
+    parsed.reserve(certificates.size());
     for (const TestCertificate &certificate : certificates) {
         parsed.push_back(certificate.Parsed());
     }

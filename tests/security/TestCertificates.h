@@ -11,7 +11,7 @@
 
 #include "lum/platform/linux/sec_certificate.h"
 
-constexpr std::time_t kDay = 24 * 60 * 60;
+constexpr std::time_t kDay = 24L * 60 * 60;
 
 enum class KeyKind { P256, Rsa2048, Rsa1024 };
 
@@ -34,7 +34,9 @@ public:
     // The same, with the last byte of the signature changed.
     TestCertificate Damaged() const;
 
-    const std::string &der() const { return m_der; }
+    const std::string &der() const {
+        return m_der;
+    }
     std::string Pem() const;
     sec::Certificate Parsed() const;
     // The caller's.

@@ -127,15 +127,15 @@ TEST(Crypto, MissingFunction) {
         }
         RSA *key = RSAFromCertification(certificate);
         const auto signature = SignBytes(keyFile.c_str(), "text");
-        EXPECT_EQ(key != nullptr, !IsOneOf(hidden, {"d2i_X509", "X509_get_pubkey", "X509_free", "EVP_PKEY_free",
-                                                    "EVP_PKEY_get1_RSA"}))
+        EXPECT_EQ(key != nullptr,
+                  !IsOneOf(hidden, {"d2i_X509", "X509_get_pubkey", "X509_free", "EVP_PKEY_free", "EVP_PKEY_get1_RSA"}))
             << hidden;
         // Without RSA_verify the library cannot be asked about the digest type.
         EXPECT_EQ(signature.has_value(), !IsOneOf(hidden, {"RSA_sign", "RSA_verify", "RSA_free", "BIO_new_mem_buf",
                                                            "BIO_free", "PEM_read_bio_RSAPrivateKey"}))
             << hidden;
-        EXPECT_EQ(DecodeBase64("YWJj").empty(), IsOneOf(hidden, {"BIO_new_mem_buf", "BIO_new", "BIO_f_base64", "BIO_push",
-                                                                 "BIO_read", "BIO_free", "BIO_free_all"}))
+        EXPECT_EQ(DecodeBase64("YWJj").empty(), IsOneOf(hidden, {"BIO_new_mem_buf", "BIO_new", "BIO_f_base64",
+                                                                 "BIO_push", "BIO_read", "BIO_free", "BIO_free_all"}))
             << hidden;
         EXPECT_FALSE(VerifyBytes(key, "text", signature.value_or(""))); // of another key
         if (key) {

@@ -55,8 +55,14 @@ TEST(Decoders, Hexadecimal) {
     EXPECT_EQ(Bytes([@"00fFFf" decodeFromHexidecimal]), std::string("\0\xFF\xFF", 3));
     EXPECT_EQ(Bytes([@"1Gzz-1+2 3" decodeFromHexidecimal]), std::string("\1\0\xFF\2\3", 5));
     EXPECT_EQ(Bytes([@"\u00e9" decodeFromHexidecimal]), std::string("\0", 1)); // two bytes of UTF-8
-    EXPECT_EQ(DecodeHexadecimal(std::string_view("4142\0" "43", 7)), "AB");
-    EXPECT_EQ(DecodeHexadecimal(std::string_view("414\0" "43", 6)), "A");
+    EXPECT_EQ(DecodeHexadecimal(std::string_view("4142\0"
+                                                 "43",
+                                                 7)),
+              "AB");
+    EXPECT_EQ(DecodeHexadecimal(std::string_view("414\0"
+                                                 "43",
+                                                 6)),
+              "A");
 }
 
 TEST(Decoders, StrToChar) {

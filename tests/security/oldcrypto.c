@@ -1,5 +1,5 @@
-// A libcrypto like those in which BIO_set_flags is a macro, SHA_Init a function, and digest type 115 known. Its streams hand
-// on the bytes they were made over when the flag for "no line breaks" is set, and nothing otherwise.
+// A libcrypto like those in which BIO_set_flags is a macro, SHA_Init a function, and digest type 115 known. Its streams
+// hand on the bytes they were made over when the flag for "no line breaks" is set, and nothing otherwise.
 #include <stdlib.h>
 #include <string.h>
 

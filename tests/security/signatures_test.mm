@@ -104,11 +104,11 @@ TEST_F(Signatures, NearMissesAreRefused) {
     std::string otherType = Padded(content, full);
     otherType[1] = 2;
     const std::string blocks[] = {
-        Padded(content, 8) + std::string(full - 8, 'g'),             // short padding, something behind
-        Padded(content + std::string(full - 8, '\0'), 8),            // the same with zeros
+        Padded(content, 8) + std::string(full - 8, 'g'),  // short padding, something behind
+        Padded(content + std::string(full - 8, '\0'), 8), // the same with zeros
         Padded(noNull, full + 2),
         Padded(sha1, full),
-        Padded(content.substr(0, 15) + std::string(40, 'A'), full),  // the digits in capitals
+        Padded(content.substr(0, 15) + std::string(40, 'A'), full), // the digits in capitals
         otherType,
     };
     for (const std::string &block : blocks) {
@@ -124,8 +124,8 @@ TEST_F(Signatures, NearMissesAreRefused) {
                                          '\0' + right, std::string(256, '\0'), std::string(256, '\xFF')}) {
         EXPECT_FALSE(VerifyBytes(m_key, kSha1Text, signature));
     }
-    for (const std::string &text : {std::string(), std::string(39, 'a'), std::string(41, 'a'), std::string(40, 'A'),
-                                    std::string(1000, 'a')}) {
+    for (const std::string &text :
+         {std::string(), std::string(39, 'a'), std::string(41, 'a'), std::string(40, 'A'), std::string(1000, 'a')}) {
         EXPECT_FALSE(VerifyBytes(m_key, text, right));
     }
     const std::string otherKey = NewRsaKey(m_folder, 2048, "other.pem");

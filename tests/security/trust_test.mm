@@ -89,7 +89,9 @@ constexpr auto Refused = Expectation::Refused;
 
 class Trust : public testing::Test {
 protected:
-    void SetUp() override { unsetenv("XDG_CONFIG_HOME"); } // the home is the test's own
+    void SetUp() override {
+        unsetenv("XDG_CONFIG_HOME");
+    } // the home is the test's own
     const TestCertificate m_root{Authority("Root")};
     const TestCertificate m_middle{Authority("Middle"), m_root};
     const TestCertificate m_site{Site(), m_middle};
@@ -143,8 +145,8 @@ private:
         g_answer = outcome.answer;
         SecTrustRef trust = TrustCertificationBy(rule, leaf, list, Ask);
         EXPECT_EQ(g_questions, asked ? 1 : 0);
-        EXPECT_EQ(trust != nullptr, outcome.trusted) << "rule " << static_cast<int>(rule) << ", answer "
-                                                     << outcome.answer;
+        EXPECT_EQ(trust != nullptr, outcome.trusted)
+            << "rule " << static_cast<int>(rule) << ", answer " << outcome.answer;
         if (trust) {
             CFRelease(trust);
         }

@@ -155,7 +155,10 @@ TEST(TrustPanel, NamesStayOnTheirLine) {
     EXPECT_EQ(Shown("Zo\xC3\xAB, \xE6\xBC\xA2\xE5\xAD\x97"), "Zo\xC3\xAB, \xE6\xBC\xA2\xE5\xAD\x97");
     const std::string mark = "\xEF\xBF\xBD";
     EXPECT_EQ(Shown("a\nValid\tb"), "a" + mark + "Valid" + mark + "b");
-    EXPECT_EQ(Shown("a\xE2\x80\xAE" "b\xE2\x80\xA9" "c\xC2\x85"), "a" + mark + "b" + mark + "c" + mark);
+    EXPECT_EQ(Shown("a\xE2\x80\xAE"
+                    "b\xE2\x80\xA9"
+                    "c\xC2\x85"),
+              "a" + mark + "b" + mark + "c" + mark);
     EXPECT_EQ(Shown(""), "");
 }
 

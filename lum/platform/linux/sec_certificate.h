@@ -21,8 +21,12 @@ public:
     // One certificate as DER, or any number as PEM; what is neither gives none.
     static std::vector<Certificate> FromFileContent(ByteSpan content);
 
-    ByteSpan Der() const { return m_parsed->der; }
-    gnutls_x509_crt_t Handle() const { return m_parsed->handle; }
+    ByteSpan Der() const {
+        return m_parsed->der;
+    }
+    gnutls_x509_crt_t Handle() const {
+        return m_parsed->handle;
+    }
     bool operator==(const Certificate &other) const;
 
     std::time_t NotBefore() const;

@@ -22,7 +22,8 @@
 }
 
 - (BOOL)isEqual:(id)other {
-    return [other isKindOfClass:[LUMSecCertificate class]] && *certificate == *((LUMSecCertificate *)other)->certificate;
+    return
+        [other isKindOfClass:[LUMSecCertificate class]] && *certificate == *((LUMSecCertificate *)other)->certificate;
 }
 
 - (NSUInteger)hash {

@@ -142,13 +142,12 @@ bool Has(const Judgement &judgement, CSSM_TP_APPLE_CERT_STATUS bit) {
 }
 
 bool HasExpired(const Judgement &judgement, CSSM_APPLE_TP_ACTION_FLAGS flags) {
-    return std::any_of(judgement.evidence.begin(), judgement.evidence.end(),
-                       [flags](const CSSM_TP_APPLE_EVIDENCE_INFO &info) {
-                           const bool isRoot = (info.StatusBits & CSSM_CERT_STATUS_IS_ROOT) != 0;
-                           const auto pardon =
-                               isRoot ? CSSM_TP_ACTION_ALLOW_EXPIRED_ROOT : CSSM_TP_ACTION_ALLOW_EXPIRED;
-                           return (info.StatusBits & CSSM_CERT_STATUS_EXPIRED) && !(flags & pardon);
-                       });
+    return std::any_of(
+        judgement.evidence.begin(), judgement.evidence.end(), [flags](const CSSM_TP_APPLE_EVIDENCE_INFO &info) {
+            const bool isRoot = (info.StatusBits & CSSM_CERT_STATUS_IS_ROOT) != 0;
+            const auto pardon = isRoot ? CSSM_TP_ACTION_ALLOW_EXPIRED_ROOT : CSSM_TP_ACTION_ALLOW_EXPIRED;
+            return (info.StatusBits & CSSM_CERT_STATUS_EXPIRED) && !(flags & pardon);
+        });
 }
 
 // 0 for a chain that keeps every rule, positive for one that does not, negative for one that cannot be examined.

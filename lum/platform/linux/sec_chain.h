@@ -1,8 +1,8 @@
 // The chain of a certificate, built and judged as the target system does it.
 //
 // The chain starts with the judged certificate and goes on to its issuer, and so on, until a certificate that may end
-// it. It may end in one of the anchors that were given, whether or not that is a root; without given anchors, in one that the
-// user trusts or in one of the system's roots. Certificates of the input help to get there, in any order.
+// it. It may end in one of the anchors that were given, whether or not that is a root; without given anchors, in one
+// that the user trusts or in one of the system's roots. Certificates of the input help to get there, in any order.
 #pragma once
 
 #include <Security/Security.h>

@@ -31,8 +31,8 @@ NSStringEncoding EncodingOf(unsigned long tag) {
     }
 }
 
-// GnuTLS's own text functions escape commas and the like, so the value is taken as it is encoded. nil when its bytes are
-// not of its type.
+// GnuTLS's own text functions escape commas and the like, so the value is taken as it is encoded. nil when its bytes
+// are not of its type.
 NSString *Text(const gnutls_x509_ava_st &part) {
     NSData *bytes = [NSData dataWithBytes:part.value.data length:part.value.size];
     return [[[NSString alloc] initWithData:bytes encoding:EncodingOf(part.value_tag)] autorelease];

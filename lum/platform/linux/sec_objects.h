@@ -16,8 +16,8 @@
 
 @interface LUMSecTrust : NSObject {
 @public
-    sec::TrustInput *input;         // owned, never null
-    sec::Judgement *judgement;      // owned; null until something was evaluated
+    sec::TrustInput *input;    // owned, never null
+    sec::Judgement *judgement; // owned; null until something was evaluated
 }
 - (id)initWithCertificates:(const std::vector<sec::Certificate> &)certificates;
 @end

@@ -26,13 +26,14 @@ NSButton *NewButton(NSString *title, SEL action, id target) {
     [button setTarget:target];
     [button setAction:action];
     [button sizeToFit];
-    [button setFrameSize:NSMakeSize(std::max(NSWidth([button frame]) + 2 * kButtonGap, kLeastButtonWidth), kButtonHeight)];
+    [button
+        setFrameSize:NSMakeSize(std::max(NSWidth([button frame]) + 2 * kButtonGap, kLeastButtonWidth), kButtonHeight)];
     return button;
 }
 
 bool IsKey(NSEvent *event, unichar key) {
-    return [event type] == NSKeyDown && [[event characters] length] == 1 &&
-           [[event characters] characterAtIndex:0] == key;
+    return
+        [event type] == NSKeyDown && [[event characters] length] == 1 && [[event characters] characterAtIndex:0] == key;
 }
 
 // Tells the application object that the window has the keyboard, while this lives. In a container with an event loop of

@@ -33,7 +33,8 @@ NSString *Reason(sec::Fault fault) {
     case sec::Fault::NoAnchor:
         return TrustPanelText(@"Nobody whom this computer trusts vouches for this certificate.");
     case sec::Fault::Unsuitable:
-        return TrustPanelText(@"This certificate or one that vouches for it is too weak or was issued against the rules.");
+        return TrustPanelText(
+            @"This certificate or one that vouches for it is too weak or was issued against the rules.");
     case sec::Fault::NotValidYet:
         return TrustPanelText(@"This certificate or one that vouches for it is not valid yet.");
     case sec::Fault::Expired:
@@ -52,8 +53,8 @@ NSString *Day(std::time_t time) {
 }
 
 NSString *Validity(const sec::Certificate &certificate) {
-    return [NSString stringWithFormat:TrustPanelText(@"from %@ to %@"), Day(certificate.NotBefore()),
-                                      Day(certificate.NotAfter())];
+    return [NSString
+        stringWithFormat:TrustPanelText(@"from %@ to %@"), Day(certificate.NotBefore()), Day(certificate.NotAfter())];
 }
 
 NSString *Name(NSArray *parts) {

@@ -14,7 +14,8 @@ struct TrustStore {
 };
 
 // Read anew at each call, so that a change counts at once. A file or folder that cannot be read, holds no certificate
-// or is larger than 1 MiB counts as empty. `withTrusted`: also the certificates that a chain may end in, which are many.
+// or is larger than 1 MiB counts as empty. `withTrusted`: also the certificates that a chain may end in, which are
+// many.
 TrustStore ReadTrustStore(bool withTrusted);
 
 // For tests alone: stands for the system's roots while it lives. Nothing outside a program's own code can reach it.

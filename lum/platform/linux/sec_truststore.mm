@@ -23,7 +23,9 @@ constexpr std::uintmax_t kLargestFile = 1024 * 1024;
 const std::vector<Certificate> *g_rootsForTest = nullptr;
 
 struct FreeTrustList {
-    void operator()(gnutls_x509_trust_list_t list) const { gnutls_x509_trust_list_deinit(list, 1); }
+    void operator()(gnutls_x509_trust_list_t list) const {
+        gnutls_x509_trust_list_deinit(list, 1);
+    }
 };
 using TrustListPtr = std::unique_ptr<std::remove_pointer_t<gnutls_x509_trust_list_t>, FreeTrustList>;
 

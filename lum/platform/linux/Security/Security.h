@@ -2,12 +2,12 @@
 // constants and results, on this system.
 //
 // Functions answer 0 or one of the status codes below; what they hand out through their last arguments is set only on
-// success and null otherwise, unless a function says differently. Objects that a function with "Create" or "Copy" in its
-// name hands out belong to the caller (CFRelease); they are Objective-C objects, so arrays of Foundation hold them.
+// success and null otherwise, unless a function says differently. Objects that a function with "Create" or "Copy" in
+// its name hands out belong to the caller (CFRelease); they are Objective-C objects, so arrays of Foundation hold them.
 // Main thread only.
 //
-// What stands behind them: GnuTLS, the system's trusted roots, and two folders of the user's own, which are read at each
-// evaluation:
+// What stands behind them: GnuTLS, the system's trusted roots, and two folders of the user's own, which are read at
+// each evaluation:
 //   ~/.config/lum/certificates/trusted    the user trusts each certificate here as if it were a root
 //   ~/.config/lum/certificates/refused    the user refuses each certificate here and all that it vouches for
 // (~ is SessionHomeDirectory(); XDG_CONFIG_HOME, when set, takes the place of ~/.config.) Each file in them holds one
@@ -22,7 +22,7 @@
 typedef struct OpaqueSecCertificateRef *SecCertificateRef;
 typedef struct OpaqueSecPolicyRef *SecPolicyRef;
 typedef struct OpaquePolicySearchRef *SecPolicySearchRef;
-typedef struct __SecTrust *SecTrustRef;
+typedef struct OpaqueSecTrustRef *SecTrustRef;
 
 typedef struct cssm_data {
     size_t Length; // in bytes
@@ -41,11 +41,11 @@ enum { CSSM_TP_ACTION_DEFAULT = 0 };
 
 // Status codes.
 enum {
-    errSecParam = -50,               // an argument that must be given is null or makes no sense
-    errSecAllocate = -108,           // out of memory
-    errSecPolicyNotFound = -25241,   // the search has no (further) policy
+    errSecParam = -50,                // an argument that must be given is null or makes no sense
+    errSecAllocate = -108,            // out of memory
+    errSecPolicyNotFound = -25241,    // the search has no (further) policy
     errSecTrustNotAvailable = -25245, // nothing was evaluated yet
-    errSecUnknownFormat = -25257     // the bytes are no certificate
+    errSecUnknownFormat = -25257      // the bytes are no certificate
 };
 
 typedef uint32_t SecTrustResultType;
@@ -53,7 +53,7 @@ enum {
     kSecTrustResultInvalid = 0,
     kSecTrustResultProceed = 1, // the user's own settings trust it
     kSecTrustResultConfirm = 2,
-    kSecTrustResultDeny = 3, // the user's own settings refuse it
+    kSecTrustResultDeny = 3,        // the user's own settings refuse it
     kSecTrustResultUnspecified = 4, // trusted, without a word from the user
     kSecTrustResultRecoverableTrustFailure = 5,
     kSecTrustResultFatalTrustFailure = 6,
@@ -81,10 +81,7 @@ typedef struct {
 
 // Action data of CSSM_TP_ACTION_DEFAULT.
 enum { CSSM_APPLE_TP_ACTION_VERSION = 0 };
-enum {
-    CSSM_TP_ACTION_ALLOW_EXPIRED = 0x00000001,
-    CSSM_TP_ACTION_ALLOW_EXPIRED_ROOT = 0x00000008
-};
+enum { CSSM_TP_ACTION_ALLOW_EXPIRED = 0x00000001, CSSM_TP_ACTION_ALLOW_EXPIRED_ROOT = 0x00000008 };
 typedef struct {
     uint32_t Version;
     CSSM_APPLE_TP_ACTION_FLAGS ActionFlags;
