@@ -14,14 +14,18 @@ namespace {
 class FuzzyWindowManager final : public ILumFuzzyWindowManager, private PlaceholderWindow::Owner {
 public:
     explicit FuzzyWindowManager(ILumFuzzyWindowDelegate &delegate) : m_delegate(delegate), m_copy(delegate) {}
-    ~FuzzyWindowManager() { stop(); }
+    ~FuzzyWindowManager() {
+        stop();
+    }
 
     void start() override;
     void stop() override;
     void noticeDownloadSuccess() override;
     bool isReady() override;
     bool isNeedUpdateLumIni() override;
-    std::string getSavedLumIniPath() override { return m_copy.Path(); }
+    std::string getSavedLumIniPath() override {
+        return m_copy.Path();
+    }
     void saveLumIniFile(const char *path) override;
     void setTotalDownloadSize(unsigned int bytes) override;
     void updateDownloadedSize(unsigned int bytes) override;
@@ -31,9 +35,10 @@ private:
     void Open();
     void ShowShare();
     void ClosedByUser() override;
-    void Warn(const std::string &text) override { m_delegate.traceWarning(text); }
-    template <class Body>
-    void Safely(const char *what, Body &&body);
+    void Warn(const std::string &text) override {
+        m_delegate.traceWarning(text);
+    }
+    template <class Body> void Safely(const char *what, Body &&body);
 
     ILumFuzzyWindowDelegate &m_delegate;
     InstructionCopy m_copy;
@@ -45,8 +50,7 @@ private:
 };
 
 // What goes wrong in here costs the window or the copy, never the start.
-template <class Body>
-void FuzzyWindowManager::Safely(const char *what, Body &&body) {
+template <class Body> void FuzzyWindowManager::Safely(const char *what, Body &&body) {
     try {
         body();
     } catch (...) {
@@ -117,8 +121,8 @@ bool FuzzyWindowManager::isReady() {
 bool FuzzyWindowManager::isNeedUpdateLumIni() {
     bool current = false;
     Safely("isNeedUpdateLumIni", [&] {
-        current = IsInstalled(m_delegate.getAppPListPath(), m_delegate.getFakeClientAppVersion()) &&
-                  m_copy.IsWholeAndYoung();
+        current =
+            IsInstalled(m_delegate.getAppPListPath(), m_delegate.getFakeClientAppVersion()) && m_copy.IsWholeAndYoung();
     });
     return !current;
 }

@@ -1,6 +1,6 @@
 // The kept copy of the instruction file, and beside it the record of what was kept: a property list with the copy's
-// "SHA256" and the time, "SavedAt" (seconds since 1970). Each is replaced as a whole, the copy first. So whatever interrupts the keeping,
-// copy and record either belong together or the hash says that they do not.
+// "SHA256" and the time, "SavedAt" (seconds since 1970). Each is replaced as a whole, the copy first. So whatever
+// interrupts the keeping, copy and record either belong together or the hash says that they do not.
 #pragma once
 
 #include <string>

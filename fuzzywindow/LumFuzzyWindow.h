@@ -1,5 +1,6 @@
 // The placeholder-window framework: a window that looks like the meeting application starting up, shown while that
-// application is still being fetched, and a copy of the instruction file, kept so that the next start need not fetch it.
+// application is still being fetched, and a copy of the instruction file, kept so that the next start need not fetch
+// it.
 //
 // A start, as the framework sees it:
 //
@@ -99,10 +100,10 @@ public:
 
     // False only while a kept instruction file is there, is what was kept (its SHA-256), was kept less than a day ago
     // (a time in the future counts as too long ago), and the installed application is of the version wanted: the text
-    // product version + "_" + its CFBundleVersion with "_" for each dot is the delegate's getFakeClientAppVersion, letter
-    // for letter. Equal versions written differently (1.0 and 1.0.0) count as different: the file is fetched then, which
-    // is never wrong. False does not promise that the site still offers what the file names, nor that it came from the
-    // same site: a copy belongs to a folder.
+    // product version + "_" + its CFBundleVersion with "_" for each dot is the delegate's getFakeClientAppVersion,
+    // letter for letter. Equal versions written differently (1.0 and 1.0.0) count as different: the file is fetched
+    // then, which is never wrong. False does not promise that the site still offers what the file names, nor that it
+    // came from the same site: a copy belongs to a folder.
     virtual bool isNeedUpdateLumIni() = 0;
 
     // Where the instruction file is kept, whether or not it is there now; empty when it is not kept at all.

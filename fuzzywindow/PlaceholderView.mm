@@ -50,7 +50,9 @@ struct Label {
     NSRect frame = {{0, 0}, {0, 0}};
 
     Label() = default;
-    ~Label() { [image release]; }
+    ~Label() {
+        [image release];
+    }
     Label(const Label &) = delete;
     Label &operator=(const Label &) = delete;
 
@@ -260,7 +262,9 @@ struct PlaceholderPictures {
                                             selector:@selector(animate:)
                                             userInfo:nil
                                              repeats:YES] retain];
-        [[NSRunLoop currentRunLoop] addTimer:_animation forMode:NSRunLoopCommonModes];
+        for (NSString *mode : {NSDefaultRunLoopMode, NSModalPanelRunLoopMode, NSEventTrackingRunLoopMode}) {
+            [[NSRunLoop currentRunLoop] addTimer:_animation forMode:mode];
+        }
     }
 }
 
@@ -308,8 +312,9 @@ struct PlaceholderPictures {
     if (_connecting || _percent >= 0) {
         const int percent = _connecting ? 100 : _percent;
         if (percent > 0) {
-            FillBar(NSMakeRect(NSMinX(bar), NSMinY(bar), std::max(kBarHeight, NSWidth(bar) * percent / 100), kBarHeight),
-                    kAccent);
+            FillBar(
+                NSMakeRect(NSMinX(bar), NSMinY(bar), std::max(kBarHeight, NSWidth(bar) * percent / 100), kBarHeight),
+                kAccent);
         }
         return;
     }

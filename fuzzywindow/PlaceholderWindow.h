@@ -19,8 +19,8 @@ public:
         ~Owner() = default;
     };
 
-    // Shows the window in front. Needs a window server. Makes the process's NSApplication when it has none. The owner is
-    // told while this object lives. Throws what AppKit throws.
+    // Shows the window in front. Needs a window server. Makes the process's NSApplication when it has none. The owner
+    // is told while this object lives. Throws what AppKit throws.
     PlaceholderWindow(const PlaceholderTexts &texts, const std::string &placeFile, Owner &owner);
     // Puts the window away and keeps its place.
     ~PlaceholderWindow();

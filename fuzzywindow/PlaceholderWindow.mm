@@ -45,6 +45,7 @@ constexpr unichar kEscape = 0x1B;
 - (void)bringToFront;
 - (LUMPlaceholderView *)view;
 - (void)goWhenLaunched;
+- (void)stopWaiting;
 - (void)showNow;
 - (void)putAway;
 @end
@@ -111,7 +112,7 @@ constexpr unichar kEscape = 0x1B;
                                     selector:@selector(putAway)
                                     userInfo:nil
                                      repeats:NO] retain];
-    [[NSRunLoop currentRunLoop] addTimer:_limit forMode:NSRunLoopCommonModes];
+    [[NSRunLoop currentRunLoop] addTimer:_limit forMode:NSDefaultRunLoopMode];
     try {
         [[NSDistributedNotificationCenter defaultCenter] addObserver:self
                                                             selector:@selector(applicationLaunched:)
@@ -119,6 +120,19 @@ constexpr unichar kEscape = 0x1B;
                                                               object:nil];
     } catch (...) { // no notifications in this session; the time limit remains
         _owner->Warn("The meeting application's announcement cannot be heard.");
+    }
+}
+
+- (void)stopWaiting {
+    if (!_limit) {
+        return;
+    }
+    [_limit invalidate];
+    [_limit release];
+    _limit = nil;
+    try {
+        [[NSDistributedNotificationCenter defaultCenter] removeObserver:self];
+    } catch (...) { // never added, then
     }
 }
 
@@ -132,10 +146,7 @@ constexpr unichar kEscape = 0x1B;
         return;
     }
     [[self retain] autorelease]; // the timer and the notification centre may hold the last reference
-    [[NSDistributedNotificationCenter defaultCenter] removeObserver:self];
-    [_limit invalidate];
-    [_limit release];
-    _limit = nil;
+    [self stopWaiting];
     [_view stopAnimation];
     const std::string failure = KeepPlace(_window, _placeFile ? [_placeFile UTF8String] : "");
     LUMPlaceholderPanel *window = _window;
@@ -162,8 +173,12 @@ namespace {
 
 class ScopedFlag {
 public:
-    explicit ScopedFlag(bool &flag) : m_flag(flag) { m_flag = true; }
-    ~ScopedFlag() { m_flag = false; }
+    explicit ScopedFlag(bool &flag) : m_flag(flag) {
+        m_flag = true;
+    }
+    ~ScopedFlag() {
+        m_flag = false;
+    }
     ScopedFlag(const ScopedFlag &) = delete;
     ScopedFlag &operator=(const ScopedFlag &) = delete;
 
@@ -171,13 +186,28 @@ private:
     bool &m_flag;
 };
 
+bool IsKeyEvent(NSEvent *event) {
+    return [event type] == NSKeyDown || [event type] == NSKeyUp;
+}
+
+// An application that does not run has not learned which of its windows has the keyboard.
+LUMPlaceholderPanel *KeyPanel() {
+    NSEnumerator *windows = [[NSApp windows] objectEnumerator];
+    while (id window = [windows nextObject]) {
+        if ([window isKindOfClass:[LUMPlaceholderPanel class]] && [window isKeyWindow]) {
+            return window;
+        }
+    }
+    return nil;
+}
+
 void NeedApplication() {
     if (NSApp) {
         return;
     }
     // A process that had no application gets no icon on the desktop from this one window.
-    [[NSUserDefaults standardUserDefaults]
-        registerDefaults:[NSDictionary dictionaryWithObject:@"YES" forKey:@"GSSuppressAppIcon"]];
+    [[NSUserDefaults standardUserDefaults] registerDefaults:[NSDictionary dictionaryWithObject:@"YES"
+                                                                                        forKey:@"GSSuppressAppIcon"]];
     [NSApplication sharedApplication];
 }
 
@@ -229,6 +259,11 @@ void PlaceholderWindow::LookAfterEvents() {
                                                untilDate:[NSDate distantPast]
                                                   inMode:NSDefaultRunLoopMode
                                                  dequeue:YES]) {
-        [NSApp sendEvent:event];
+        LUMPlaceholderPanel *keyPanel = IsKeyEvent(event) && ![event window] ? KeyPanel() : nil;
+        if (keyPanel) {
+            [keyPanel sendEvent:event];
+        } else {
+            [NSApp sendEvent:event];
+        }
     }
 }

@@ -9,10 +9,8 @@
 
 namespace {
 
-template <auto function>
-struct Deleter {
-    template <class T>
-    void operator()(T *object) const {
+template <auto function> struct Deleter {
+    template <class T> void operator()(T *object) const {
         function(object);
     }
 };

@@ -1,6 +1,6 @@
-// Text as a picture. The texts of this window come from people: any script, mixed, in any length. What lays out and draws
-// them is the desktop's own text engine, because AppKit's on this system has neither right-to-left text nor joined
-// letters, and does not find the fonts for Chinese, Japanese and Korean by itself.
+// Text as a picture. The texts of this window come from people: any script, mixed, in any length. What lays out and
+// draws them is the desktop's own text engine, because AppKit's on this system has neither right-to-left text nor
+// joined letters, and does not find the fonts for Chinese, Japanese and Korean by itself.
 #pragma once
 
 #include <cstdint>
@@ -9,10 +9,10 @@
 #include <vector>
 
 struct TextStyle {
-    double size = 13;             // points
+    double size = 13; // points
     bool bold = false;
-    std::uint32_t colour = 0;     // 0xRRGGBB
-    int lines = 1;                // at most, each centred; the rest is cut with an ellipsis
+    std::uint32_t colour = 0;       // 0xRRGGBB
+    int lines = 1;                  // at most, each centred; the rest is cut with an ellipsis
     std::string_view language = ""; // a tag such as "ja", which decides between variants of a character; may be empty
 };
 

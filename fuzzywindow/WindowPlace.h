@@ -1,5 +1,5 @@
-// Where the window stood when it was last put away: a property list with "Left" and "Top", the distances of the window's
-// top left corner from the left and the upper edge of the main screen, in points.
+// Where the window stood when it was last put away: a property list with "Left" and "Top", the distances of the
+// window's top left corner from the left and the upper edge of the main screen, in points.
 #pragma once
 
 #include <string>

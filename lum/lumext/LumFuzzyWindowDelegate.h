@@ -110,7 +110,8 @@ private:
 };
 
 // Owns the framework's manager. Without one (before initWithParam, or when the framework could not make it) every
-// operation does nothing and answers false or "". What each forwarded operation means is said at ILumFuzzyWindowManager.
+// operation does nothing and answers false or "". What each forwarded operation means is said at
+// ILumFuzzyWindowManager.
 class LumFuzzyWindowMgrWrapper {
 public:
     LumFuzzyWindowMgrWrapper();

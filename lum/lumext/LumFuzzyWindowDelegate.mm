@@ -4,29 +4,21 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "lum/common/asciitext.h"
+#include "lum/common/assertion.h"
 #include "lum/common/lumutil.h"
 #include "lum/launcher/CPluginView.h"
 #include "lum/lumext/lumext.h"
+#import "lum/platform/scopedpool.h"
 #import "lum/security/CryptoWrapper.h"
 
 #import <Foundation/Foundation.h>
 
 namespace {
 
-constexpr char kSource[] = "lum/lumext/LumFuzzyWindowDelegate";
+constexpr SourceUnit kSource("lum/lumext/LumFuzzyWindowDelegate");
 constexpr char kPositionFile[] = "kelvopos.plist";
 constexpr long kJoinApplicationBit = 0x4000;
-
-class ScopedPool {
-public:
-    ScopedPool() : m_pool([NSAutoreleasePool new]) {}
-    ~ScopedPool() { [m_pool drain]; }
-    ScopedPool(const ScopedPool &) = delete;
-    ScopedPool &operator=(const ScopedPool &) = delete;
-
-private:
-    NSAutoreleasePool *m_pool;
-};
 
 // The decoded bytes have no terminator of their own, but may hold one.
 std::string TextOfBytes(NSData *data) {
@@ -38,20 +30,11 @@ std::string TextOrEmpty(const char *text) {
     return text ? text : "";
 }
 
-// Page parameters name languages and components in ASCII; a locale's rules must not change that.
-std::string LowerCased(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return text;
-}
-
 } // namespace
 
 // The interface is required, so its absence is a fault of the caller's; it must not be the end of the browser.
 void LumFuzzyWindowDelegate::requireInterface(int line) const {
-    if (!m_pLUMInterface) {
-        TraceAssertionFailure("nil != m_pLUMInterface", kSource, line);
-    }
+    AssertionHolds(m_pLUMInterface != nullptr, "nil != m_pLUMInterface", kSource, line);
 }
 
 const char *LumFuzzyWindowDelegate::parameter(const char *name) const {
@@ -86,7 +69,9 @@ void LumFuzzyWindowDelegate::checkUsingFuzzyWindow() {
     if (getFastJoinFlag() != "1") {
         return;
     }
-    m_isUsingFuzzyWindow = !m_pPluginView->IsMainComponantRunning(LowerCased(getComponentName()));
+    std::string component = getComponentName();
+    std::transform(component.begin(), component.end(), component.begin(), AsciiLower);
+    m_isUsingFuzzyWindow = !m_pPluginView->IsMainComponantRunning(component);
 }
 
 bool LumFuzzyWindowDelegate::isUsingFuzzyWindow() const {
