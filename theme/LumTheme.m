@@ -14,17 +14,55 @@ static NSColor *Rgb(unsigned int rgb) {
                                      alpha:1];
 }
 
-// The colours that drawing below uses by meaning. Text on its ground keeps a contrast of at least 4.5 to 1.
-static NSColor *Ground(void) { return Rgb(0xf6f7f9); }
-static NSColor *Paper(void) { return Rgb(0xffffff); }
-static NSColor *Line(void) { return Rgb(0xb8bfc9); }
-static NSColor *Pressed(void) { return Rgb(0xdfe4ea); }
-static NSColor *Track(void) { return Rgb(0xdde2e9); }
-static NSColor *Thumb(void) { return Rgb(0xa9b2be); }
-static NSColor *Accent(void) { return Rgb(0x2563eb); }
-static NSColor *AccentPressed(void) { return Rgb(0x1d4ed8); }
-static NSColor *Ink(void) { return Rgb(0x1f2328); }
-static NSColor *FaintInk(void) { return Rgb(0x6b7280); }
+// The colours by meaning. Text on its ground keeps a contrast of at least 4.5 to 1.
+enum {
+    kGround = 0xf6f7f9,
+    kPaper = 0xffffff,
+    kLine = 0xb8bfc9,
+    kPressed = 0xdfe4ea,
+    kTrack = 0xdde2e9,
+    kThumb = 0xa9b2be,
+    kAccent = 0x2563eb,
+    kAccentPressed = 0x1d4ed8,
+    kSelection = 0xc7dafc,
+    kInk = 0x1f2328,
+    kFaintInk = 0x6b7280,
+};
+
+// The window library's names for them.
+static const struct {
+    const char *name;
+    unsigned int rgb;
+} systemColors[] = {
+    {"alternateSelectedControlColor", kAccent},
+    {"alternateSelectedControlTextColor", kPaper},
+    {"controlBackgroundColor", kGround},
+    {"controlColor", kGround},
+    {"controlDarkShadowColor", kLine},
+    {"controlLightHighlightColor", kPaper},
+    {"controlShadowColor", kLine},
+    {"controlTextColor", kInk},
+    {"disabledControlTextColor", kFaintInk},
+    {"gridColor", kLine},
+    {"headerTextColor", kInk},
+    {"highlightColor", kPaper},
+    {"keyboardFocusIndicatorColor", kAccent},
+    {"knobColor", kThumb},
+    {"labelColor", kInk},
+    {"scrollBarColor", kTrack},
+    {"selectedControlColor", kSelection},
+    {"selectedControlTextColor", kInk},
+    {"selectedKnobColor", kAccent},
+    {"selectedMenuItemColor", kAccent},
+    {"selectedMenuItemTextColor", kPaper},
+    {"selectedTextBackgroundColor", kSelection},
+    {"selectedTextColor", kInk},
+    {"shadowColor", kLine},
+    {"textBackgroundColor", kPaper},
+    {"textColor", kInk},
+    {"windowBackgroundColor", kGround},
+    {"windowFrameTextColor", kInk},
+};
 
 static NSBezierPath *Rounded(NSRect rect, CGFloat radius) {
     const CGFloat limit = MIN(NSWidth(rect), NSHeight(rect)) / 2;
@@ -63,8 +101,9 @@ static SizeToFit originalSizeToFit;
 static NSRect DrawButtonTitle(id self, SEL selector, NSAttributedString *title, NSRect frame, NSView *view) {
     NSButtonCell *cell = self;
     if ([cell isBordered] && [cell isEnabled] && IsDefaultButton(cell, view)) {
-        NSMutableAttributedString *light = [[[NSMutableAttributedString alloc] initWithAttributedString:title] autorelease];
-        [light addAttribute:NSForegroundColorAttributeName value:Paper() range:NSMakeRange(0, [light length])];
+        NSMutableAttributedString *light =
+            [[[NSMutableAttributedString alloc] initWithAttributedString:title] autorelease];
+        [light addAttribute:NSForegroundColorAttributeName value:Rgb(kPaper) range:NSMakeRange(0, [light length])];
         title = light;
     }
     return originalDrawTitle(self, selector, title, frame, view);
@@ -80,13 +119,7 @@ static void SizeAlertToFit(id self, SEL selector) {
 // The implementation that was there before, or NULL when there is no such method.
 static IMP Replace(NSString *className, SEL selector, IMP implementation) {
     Method method = class_getInstanceMethod(NSClassFromString(className), selector);
-    return method ? method_setImplementation(method, implementation) : NULL;
-}
-
-static void Restore(NSString *className, SEL selector, IMP original) {
-    if (original) {
-        Replace(className, selector, original);
-    }
+    return method && implementation ? method_setImplementation(method, implementation) : NULL;
 }
 
 @implementation LumTheme
@@ -95,13 +128,18 @@ static void Restore(NSString *className, SEL selector, IMP original) {
     [super activate];
     [self preferDesktopFonts];
     [self makeAlertsClosable];
-    originalDrawTitle = (DrawTitle)Replace(@"NSButtonCell", @selector(drawTitle:withFrame:inView:), (IMP)DrawButtonTitle);
-    originalSizeToFit = (SizeToFit)Replace(@"GSAlertPanel", @selector(sizePanelToFit), (IMP)SizeAlertToFit);
+    if (!originalDrawTitle) {
+        originalDrawTitle =
+            (DrawTitle)Replace(@"NSButtonCell", @selector(drawTitle:withFrame:inView:), (IMP)DrawButtonTitle);
+        originalSizeToFit = (SizeToFit)Replace(@"GSAlertPanel", @selector(sizePanelToFit), (IMP)SizeAlertToFit);
+    }
 }
 
 - (void)deactivate {
-    Restore(@"NSButtonCell", @selector(drawTitle:withFrame:inView:), (IMP)originalDrawTitle);
-    Restore(@"GSAlertPanel", @selector(sizePanelToFit), (IMP)originalSizeToFit);
+    Replace(@"NSButtonCell", @selector(drawTitle:withFrame:inView:), (IMP)originalDrawTitle);
+    Replace(@"GSAlertPanel", @selector(sizePanelToFit), (IMP)originalSizeToFit);
+    originalDrawTitle = NULL;
+    originalSizeToFit = NULL;
     [super deactivate];
 }
 
@@ -115,27 +153,15 @@ static void Restore(NSString *className, SEL selector, IMP original) {
 - (NSColorList *)colors {
     if (!lumColors) {
         lumColors = [[NSColorList alloc] initWithName:@"System" fromFile:nil];
-        NSDictionary *colors = [NSDictionary dictionaryWithObjectsAndKeys:
-            Ground(), @"windowBackgroundColor", Ground(), @"controlColor", Ground(), @"controlBackgroundColor",
-            Paper(), @"textBackgroundColor", Paper(), @"controlLightHighlightColor", Paper(), @"highlightColor",
-            Line(), @"controlShadowColor", Line(), @"controlDarkShadowColor", Line(), @"gridColor", Line(), @"shadowColor",
-            Track(), @"scrollBarColor", Thumb(), @"knobColor", Accent(), @"selectedKnobColor",
-            Accent(), @"keyboardFocusIndicatorColor",
-            Ink(), @"controlTextColor", Ink(), @"textColor", Ink(), @"labelColor", Ink(), @"headerTextColor",
-            Ink(), @"windowFrameTextColor", FaintInk(), @"disabledControlTextColor",
-            Rgb(0xc7dafc), @"selectedTextBackgroundColor", Ink(), @"selectedTextColor",
-            Rgb(0xc7dafc), @"selectedControlColor", Ink(), @"selectedControlTextColor",
-            Accent(), @"selectedMenuItemColor", Paper(), @"selectedMenuItemTextColor",
-            Accent(), @"alternateSelectedControlColor", Paper(), @"alternateSelectedControlTextColor", nil];
-        for (NSString *key in colors) {
-            [lumColors setColor:[colors objectForKey:key] forKey:key];
+        for (size_t i = 0; i < sizeof systemColors / sizeof *systemColors; ++i) {
+            [lumColors setColor:Rgb(systemColors[i].rgb) forKey:[NSString stringWithUTF8String:systemColors[i].name]];
         }
     }
     return lumColors;
 }
 
 - (void)drawWindowBackground:(NSRect)frame view:(NSView *)view {
-    [Ground() set];
+    [Rgb(kGround) set];
     NSRectFill(frame);
 }
 
@@ -148,11 +174,15 @@ static void Restore(NSString *className, SEL selector, IMP original) {
              state:(GSThemeControlState)state {
     const BOOL enabled = [cell isEnabled] && state != GSThemeDisabledState;
     if (enabled && IsDefaultButton(cell, view)) {
-        NSColor *fill = IsPressed(state) ? AccentPressed() : Accent();
+        NSColor *fill = IsPressed(state) ? Rgb(kAccentPressed) : Rgb(kAccent);
         DrawPlate(frame, kCornerRadius, fill, fill);
         return;
     }
-    DrawPlate(frame, kCornerRadius, IsPressed(state) ? Pressed() : enabled ? Paper() : Ground(), Line());
+    DrawPlate(frame, kCornerRadius,
+              IsPressed(state) ? Rgb(kPressed)
+              : enabled        ? Rgb(kPaper)
+                               : Rgb(kGround),
+              Rgb(kLine));
 }
 
 - (GSThemeMargins)buttonMarginsForCell:(NSCell *)cell style:(int)style state:(GSThemeControlState)state {
@@ -168,10 +198,18 @@ static void Restore(NSString *className, SEL selector, IMP original) {
 }
 
 - (void)drawFocusFrame:(NSRect)frame view:(NSView *)view {
-    const NSRect whole = [view isKindOfClass:[NSButton class]] ? [view bounds] : frame;
-    NSBezierPath *ring = Rounded(NSInsetRect(whole, kFocusRingWidth / 2, kFocusRingWidth / 2), kCornerRadius);
+    NSColor *color = [Rgb(kAccent) colorWithAlphaComponent:0.65];
+    NSRect around = frame;
+    if ([view isKindOfClass:[NSButton class]]) {
+        around = [view bounds];
+        if (IsDefaultButton([(NSButton *)view cell], view)) { // has the accent's colour itself
+            color = Rgb(kPaper);
+            around = NSInsetRect(around, kFocusRingWidth, kFocusRingWidth);
+        }
+    }
+    NSBezierPath *ring = Rounded(NSInsetRect(around, kFocusRingWidth / 2, kFocusRingWidth / 2), kCornerRadius);
     [ring setLineWidth:kFocusRingWidth];
-    [[Accent() colorWithAlphaComponent:0.65] set];
+    [color set];
     [ring stroke];
 }
 
@@ -188,7 +226,7 @@ static void Restore(NSString *className, SEL selector, IMP original) {
     }
     const CGFloat thickness = MIN(kBarThickness, NSHeight(bounds));
     const NSRect track = NSMakeRect(NSMinX(bounds), NSMidY(bounds) - thickness / 2, NSWidth(bounds), thickness);
-    [Track() set];
+    [Rgb(kTrack) set];
     [Rounded(track, thickness / 2) fill];
 
     NSRect bar = track;
@@ -202,7 +240,7 @@ static void Restore(NSString *className, SEL selector, IMP original) {
         }
     }
     if (NSWidth(bar) > 0) {
-        [Accent() set];
+        [Rgb(kAccent) set];
         [Rounded(bar, thickness / 2) fill];
     }
 }
@@ -211,14 +249,14 @@ static void Restore(NSString *className, SEL selector, IMP original) {
 
 - (void)drawBorderType:(NSBorderType)type frame:(NSRect)frame view:(NSView *)view {
     switch (type) {
-        case NSNoBorder:
-            return;
-        case NSBezelBorder:
-            [self drawWhiteBezel:frame withClip:frame];
-            return;
-        default:
-            [Line() set];
-            NSFrameRect(frame);
+    case NSNoBorder:
+        return;
+    case NSBezelBorder:
+        [self drawWhiteBezel:frame withClip:frame];
+        return;
+    default:
+        [Rgb(kLine) set];
+        NSFrameRect(frame);
     }
 }
 
@@ -227,17 +265,17 @@ static void Restore(NSString *className, SEL selector, IMP original) {
 }
 
 - (NSRect)drawWhiteBezel:(NSRect)border withClip:(NSRect)clip {
-    DrawPlate(border, 3, Paper(), Line());
+    DrawPlate(border, 3, Rgb(kPaper), Rgb(kLine));
     return NSInsetRect(border, 2, 2);
 }
 
 - (NSRect)drawGrayBezel:(NSRect)border withClip:(NSRect)clip {
-    DrawPlate(border, 3, Ground(), Line());
+    DrawPlate(border, 3, Rgb(kGround), Rgb(kLine));
     return NSInsetRect(border, 2, 2);
 }
 
 - (NSRect)drawButton:(NSRect)border withClip:(NSRect)clip {
-    DrawPlate(border, 3, Paper(), Line());
+    DrawPlate(border, 3, Rgb(kPaper), Rgb(kLine));
     return NSInsetRect(border, 2, 2);
 }
 
@@ -254,7 +292,7 @@ static void Restore(NSString *className, SEL selector, IMP original) {
 }
 
 - (NSRect)drawGroove:(NSRect)border withClip:(NSRect)clip {
-    [Line() set];
+    [Rgb(kLine) set];
     NSFrameRect(border);
     return NSInsetRect(border, 2, 2);
 }
@@ -274,13 +312,13 @@ static void Restore(NSString *className, SEL selector, IMP original) {
                  hitPart:(NSScrollerPart)hitPart
             isHorizontal:(BOOL)isHorizontal {
     NSScroller *scroller = (NSScroller *)view;
-    [Ground() set];
+    [Rgb(kGround) set];
     NSRectFill(rect);
     const NSRect knob = [scroller rectForPart:NSScrollerKnob];
     if (NSIsEmptyRect(knob)) {
         return;
     }
-    [(hitPart == NSScrollerKnob ? Accent() : Thumb()) set];
+    [(hitPart == NSScrollerKnob ? Rgb(kAccent) : Rgb(kThumb)) set];
     [Rounded(NSInsetRect(knob, 3, 3), kScrollerWidth) fill];
 }
 

@@ -19,8 +19,8 @@ static id InitClosable(id self, SEL selector, NSRect rect, NSUInteger style, NSB
 static void ChangeMargins(NSWindow *panel, CGFloat margin) {
     NSView *content = [panel contentView];
     const NSSize size = NSMakeSize(NSWidth([content frame]) + 2 * margin, NSHeight([content frame]) + 2 * margin);
-    const NSSize outer = [NSWindow frameRectForContentRect:NSMakeRect(0, 0, size.width, size.height)
-                                                 styleMask:[panel styleMask]].size;
+    const NSSize outer =
+        [NSWindow frameRectForContentRect:NSMakeRect(0, 0, size.width, size.height) styleMask:[panel styleMask]].size;
     [panel setMinSize:outer];
     [panel setMaxSize:outer];
     [content setAutoresizesSubviews:NO];

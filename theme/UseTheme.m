@@ -1,5 +1,6 @@
 #import "UseTheme.h"
 
+#import "EventQueue.h"
 #import <Foundation/Foundation.h>
 
 extern char **environ;
@@ -17,5 +18,6 @@ void UseTheme(const char *themePath) {
         [settings setObject:path forKey:@"GSTheme"];
     }
     [[NSUserDefaults standardUserDefaults] registerDefaults:settings];
+    MendEventQueue();
     [pool drain];
 }

@@ -18,7 +18,7 @@ class LumInstallationMgr;
     IBOutlet NSProgressIndicator *myProgressBar;
     IBOutlet NSTextField *myStaticText;
     IBOutlet NSButton *myStopButton;
-    NSString *myLanguageID;                // retained, or nil
+    NSString *myLanguageID;               // retained, or nil
     LumInstallationMgr *myInstallManager; // not owned, or null
 }
 
@@ -40,8 +40,8 @@ class LumInstallationMgr;
 // The bar, in percent; above 100 shows as 100.
 - (void)setProgressValue:(unsigned int)percent;
 
-// The action of the Stop button, also on Escape and when the window is asked to close: cancels the download and takes the
-// window off screen. Without a manager the window stays.
+// The action of the Stop button, also on Escape and when the window is asked to close: cancels the download and takes
+// the window off screen. Without a manager the window stays.
 - (IBAction)onStop:(id)sender;
 
 @end

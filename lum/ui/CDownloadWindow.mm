@@ -66,9 +66,9 @@ NSString *Localized(NSString *languageID, NSString *english) {
 
 - (void)setProgressTime:(int)minutes {
     NSAutoreleasePool *pool = [NSAutoreleasePool new];
-    NSString *text = minutes < 2
-                         ? Localized(myLanguageID, @"Time remaining: about 1 minute")
-                         : [NSString stringWithFormat:Localized(myLanguageID, @"Time remaining: about %d minutes"), minutes];
+    NSString *text =
+        minutes < 2 ? Localized(myLanguageID, @"Time remaining: about 1 minute")
+                    : [NSString stringWithFormat:Localized(myLanguageID, @"Time remaining: about %d minutes"), minutes];
     [self setProgressTimeText:text];
     [pool drain];
 }

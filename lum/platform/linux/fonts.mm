@@ -1,6 +1,6 @@
-// AppKit here draws a character that a control's font lacks with one of the "preferred" fonts, of which there are none at
-// first, so that all of Chinese, Japanese and Korean comes out as question marks. The desktop's own order of fonts fills
-// the list.
+// AppKit here draws a character that a control's font lacks with one of the "preferred" fonts, of which there are none
+// at first, so that all of Chinese, Japanese and Korean comes out as question marks. The desktop's own order of fonts
+// fills the list.
 #include <fontconfig/fontconfig.h>
 
 #include <map>
@@ -18,13 +18,19 @@ namespace {
 constexpr NSUInteger kMostFonts = 24; // each is opened when a character is looked for that no font has
 
 struct Destroy {
-    void operator()(FcPattern *pattern) const { FcPatternDestroy(pattern); }
-    void operator()(FcFontSet *fonts) const { FcFontSetDestroy(fonts); }
+    void operator()(FcPattern *pattern) const {
+        FcPatternDestroy(pattern);
+    }
+    void operator()(FcFontSet *fonts) const {
+        FcFontSetDestroy(fonts);
+    }
 };
 using Pattern = std::unique_ptr<FcPattern, Destroy>;
 using FontSet = std::unique_ptr<FcFontSet, Destroy>;
 
-const FcChar8 *Text(const char *text) { return reinterpret_cast<const FcChar8 *>(text); }
+const FcChar8 *Text(const char *text) {
+    return reinterpret_cast<const FcChar8 *>(text);
+}
 
 // Only the languages that write the same characters in ways of their own.
 const char *LanguageTag(std::string_view localization) {
