@@ -3,9 +3,11 @@
 // the alert does not allow it would otherwise end the whole program.)
 #import "LumTheme.h"
 
+#include <math.h>
 #import <objc/runtime.h>
 
-static const CGFloat kAlertMargin = 12;
+static const CGFloat kAlertMargin = 12;  // more than the panel has by itself, on each side
+static const CGFloat kBelowHeading = 10; // more between the line below the heading and the text
 
 typedef id (*InitWindow)(id, SEL, NSRect, NSUInteger, NSBackingStoreType, BOOL);
 
@@ -15,25 +17,42 @@ static id InitClosable(id self, SEL selector, NSRect rect, NSUInteger style, NSB
     return inherited(self, selector, rect, style | NSClosableWindowMask, backing, defer);
 }
 
-// Grows the panel by `margin` on each side (shrinks it when negative) and keeps what it holds in the middle.
-static void ChangeMargins(NSWindow *panel, CGFloat margin) {
-    NSView *content = [panel contentView];
-    const NSSize size = NSMakeSize(NSWidth([content frame]) + 2 * margin, NSHeight([content frame]) + 2 * margin);
+static void SetContentSize(NSWindow *panel, NSSize size) {
     const NSSize outer =
         [NSWindow frameRectForContentRect:NSMakeRect(0, 0, size.width, size.height) styleMask:[panel styleMask]].size;
     [panel setMinSize:outer];
     [panel setMaxSize:outer];
+    NSView *content = [panel contentView];
     [content setAutoresizesSubviews:NO];
     [panel setContentSize:size];
     [content setAutoresizesSubviews:YES];
-    for (NSView *view in [content subviews]) {
-        NSRect place = NSOffsetRect([view frame], margin, margin);
-        if ([view isKindOfClass:[NSBox class]]) { // the separating line goes from side to side
-            place.origin.x -= margin;
-            place.size.width += 2 * margin;
+}
+
+static NSBox *LineBelowHeading(NSWindow *panel) {
+    for (NSView *view in [[panel contentView] subviews]) {
+        if ([view isKindOfClass:[NSBox class]]) {
+            return (NSBox *)view;
         }
-        [view setFrame:place];
     }
+    return nil;
+}
+
+// Makes room in the panel (factor 1), or takes the room back (factor -1).
+static void MakeRoom(NSWindow *panel, CGFloat factor) {
+    const CGFloat margin = factor * kAlertMargin;
+    const CGFloat gap = factor * kBelowHeading;
+    NSBox *line = LineBelowHeading(panel);
+    const CGFloat heading = line ? NSMinY([line frame]) : HUGE_VAL;
+    const NSSize size = [[panel contentView] frame].size;
+    SetContentSize(panel, NSMakeSize(size.width + 2 * margin, size.height + 2 * margin + (line ? gap : 0)));
+    for (NSView *view in [[panel contentView] subviews]) {
+        const BOOL moves = NSMinY([view frame]) >= heading;
+        [view setFrame:NSOffsetRect([view frame], margin, margin + (moves ? gap : 0))];
+    }
+    NSRect sideToSide = [line frame];
+    sideToSide.origin.x -= margin;
+    sideToSide.size.width += 2 * margin;
+    [line setFrame:sideToSide];
 }
 
 static NSArray *ActionButtons(NSWindow *panel) {
@@ -56,7 +75,7 @@ static NSArray *ActionButtons(NSWindow *panel) {
 
 - (void)undressAlert:(NSWindow *)panel {
     if ([panel delegate] == (id)self) {
-        ChangeMargins(panel, -kAlertMargin);
+        MakeRoom(panel, -1);
         [panel setDelegate:nil];
     }
 }
@@ -65,7 +84,7 @@ static NSArray *ActionButtons(NSWindow *panel) {
     for (NSButton *button in ActionButtons(panel)) {
         [button setImagePosition:NSNoImage];
     }
-    ChangeMargins(panel, kAlertMargin);
+    MakeRoom(panel, 1);
     [panel setDelegate:(id)self];
 }
 
