@@ -12,7 +12,9 @@ list(FILTER gnustep_flags INCLUDE REGEX "^(-D(GNU|_NATIVE).*|-fobjc-.*|-fexcepti
 list(REMOVE_DUPLICATES gnustep_flags)
 
 add_library(gnustep_base INTERFACE)
-target_compile_options(gnustep_base INTERFACE "$<$<COMPILE_LANGUAGE:OBJC,OBJCXX>:${gnustep_flags}>")
+# CMake takes the Objective-C compiler's default to be newer than it is, and leaves the standard out.
+target_compile_options(gnustep_base INTERFACE "$<$<COMPILE_LANGUAGE:OBJC,OBJCXX>:${gnustep_flags}>"
+                       "$<$<COMPILE_LANGUAGE:OBJC>:-std=gnu11>")
 target_include_directories(gnustep_base SYSTEM INTERFACE "${gnustep_headers}")
 target_link_libraries(gnustep_base INTERFACE gnustep-base objc Threads::Threads m)
 add_library(gnustep::base ALIAS gnustep_base)

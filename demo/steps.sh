@@ -67,13 +67,18 @@ start_window_server() {
 make_components() {
   cp -R "$build/demo/apps/Meeting Hall.app" "$build"/demo/components/* "$work/components/"
   mkdir -p "$work/components/Holiday Skin.bundle/Contents"
-  # Leads out of its folder, which no container unpacks.
-  ln -s /etc "$work/components/Holiday Skin.bundle/Contents/elsewhere"
+  echo snow >"$work/components/Holiday Skin.bundle/Contents/pattern"
 }
 
-# The site's manifest, with this version of the audio library.
+# The site's manifest, with this version of the audio library, and with Holiday Skin.bundle while it is offered.
 write_manifest() {
-  local audio=$1 arguments=''
+  local audio=$1 skin=
+  if [ "${2:-}" = with-skin ]; then
+    skin='{ "path": "components/Holiday Skin.bundle", "target": "/proc/skins", "version": "1,0,0,0",
+      "update": "existence", "failure": "ignore" },'
+  fi
+  cp "$build/demo/components/libdemoaudio.dylib" "$work/components/"
+  printf '%s' "$audio" >>"$work/components/libdemoaudio.dylib" # another version, other bytes
   cat >"$work/site.json" <<TEXT
 {
   "url": "$url",
@@ -83,7 +88,7 @@ write_manifest() {
     { "path": "components/libdemoaudio.dylib", "version": "$audio" },
     { "path": "components/libdemovideo.dylib", "version": "2,1,0,7", "format": "tar.zst" },
     { "path": "components/Practice Notes.bundle" },
-    { "path": "components/Holiday Skin.bundle", "version": "1,0,0,0", "update": "existence", "failure": "ignore" },
+    $skin
     { "path": "components/Meeting Hall.app", "format": "tar.xz" },
     { "path": "components/confshell.bundle", "format": "zip" }
   ],
@@ -95,6 +100,7 @@ write_manifest() {
       "LumProductVersion": "2.4",
       "LumProgressBarTitle": "Meeting Hall",
       "ParmProductType_Value": "1",
+      "klvpagewaiting_value": "dHJ1ZQ==",
       "szNextUrl": "$url/joined.html",
       "szFrameName": "meeting",
       "LoggingURL": "$url/log?site=demo",
@@ -120,11 +126,21 @@ install_by_hand() {
   cp -R "$work/components/$1" "$installed/"
 }
 
-# visit NAME: opens the page; NAME.out, NAME.trace, NAME.requests and NAME.status tell about it.
+# visit NAME: opens the page and closes the message that may come; NAME.out, NAME.trace, NAME.requests and NAME.status tell about it.
 visit() {
   local before=0
   [ -f "$work/requests" ] && before=$(wc -l <"$work/requests")
-  "$lumhost" --log "$work/$1.trace" "$url/index.html" >"$work/$1.out" 2>&1 </dev/null
+  "$lumhost" --log "$work/$1.trace" "$url/index.html" >"$work/$1.out" 2>&1 </dev/null &
+  local host=$!
+  while kill -0 "$host" 2>/dev/null; do
+    if grep -q 'message [0-9]' "$work/$1.out"; then
+      sleep 1
+      screenshot "message" "the message"
+      press "$message_title" Return
+    fi
+    sleep 0.2
+  done
+  wait "$host"
   echo $? >"$work/$1.status"
   sleep 0.3
   tail -n +$((before + 1)) "$work/requests" >"$work/$1.requests"
@@ -143,7 +159,7 @@ logged() {
     grep -q "ErrorCode[=:] *$code\b" "$work/$name.requests" || return 1
   done
 }
-show_log() { grep -A12 -i 'report' "$work/$1.requests" | sed 's/^/   | /'; }
+show_log() { grep '^report' "$work/$1.requests" | sed 's/^/   | /'; }
 running() { pgrep -xu "$(id -u)" "$1" >/dev/null; }
 in_front() {
   local window
@@ -163,15 +179,28 @@ tamper() {
   explain "One byte of $(basename "$package") is another now."
 }
 
+# The window of this title, and a key pressed in it.
+message_title="Kelvo"
+window() { xdotool search --onlyvisible --name "$1" 2>/dev/null | tail -n 1; }
+press() {
+  local target
+  target=$(window "$1")
+  [ -n "$target" ] || return 1
+  xdotool windowactivate --sync "$target" 2>/dev/null
+  xdotool key "$2"
+}
+
 screenshot() {
   sleep 0.5
   import -window root "$work/$1.png" && explain "A screenshot of $2 is in $work/$1.png."
 }
 
 # The user's own trust in the demonstration's authority, as a person would give it.
-trust_folder() { echo "$HOME/GNUstep/Library/ApplicationSupport/Kelvo Trust"; }
-trust_authority() { :; }
-distrust_authority() { :; }
+trust_authority() {
+  mkdir -p "$HOME/.config/lum/certificates/trusted"
+  cp "$work/keys/ca.pem" "$HOME/.config/lum/certificates/trusted/"
+}
+distrust_authority() { rm -f "$HOME/.config/lum/certificates/trusted/ca.pem"; }
 
 # The same site again, at the pace of a slow line.
 slow_site() {

@@ -17,15 +17,9 @@ show() {
   shown=$!
 }
 
-window() { xdotool search --onlyvisible --name "$1" 2>/dev/null | tail -n 1; }
 has_window() { [ -n "$(window "$1")" ]; }
 close_window() { xdotool windowclose "$(window "$1")" 2>/dev/null || true; }
 ended() { ! kill -0 "$shown" 2>/dev/null; }
-press() {
-  xdotool windowfocus --sync "$(window "$1")" 2>/dev/null
-  xdotool key --window "$(window "$1")" "$2"
-}
-
 # The progress window, while packages arrive; Stop ends it.
 quit_application
 show progress --param LumProgressBarTitle="Meeting Hall"

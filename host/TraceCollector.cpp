@@ -36,6 +36,12 @@ void CutEncoded(std::string &text, std::size_t size) {
     text.resize(end);
 }
 
+// The extension traces its own requests to the log at warning level. They are no news to the log, and a request that told
+// of the one before it would grow with each.
+bool IsAboutTheLog(std::string_view text) {
+    return text.starts_with("CLumExtension::SaveMsgLogToUrl,") || text.starts_with("CLumExtension::WriteErrorLog,Begin,");
+}
+
 } // namespace
 
 std::string FormatLine(const TraceLine &line) {
@@ -61,7 +67,7 @@ void TraceCollector::Listen(Listener listener) {
 void TraceCollector::Add(int level, std::string text) {
     const TraceLine line{std::chrono::system_clock::now(), level, std::move(text)};
     const std::scoped_lock lock(m_lock);
-    if (level >= kWarning) {
+    if (level >= kWarning && !IsAboutTheLog(line.text)) {
         std::string warning = PercentEncode(OneLine(line.text));
         CutEncoded(warning, kLongestAnswer);
         m_size += warning.size() + kBetween.size();

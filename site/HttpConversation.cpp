@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <ctime>
+#include <thread>
 
 #include "site/SiteError.h"
 
@@ -45,8 +47,9 @@ std::string ReportLine(std::string_view query) {
 }
 
 HttpConversation::HttpConversation(int socket, PublicFolder &folder, const std::string &logEndpoint,
-                                   std::function<void(const std::string &)> log)
-    : m_socket(socket), m_folder(folder), m_logEndpoint(logEndpoint), m_log(std::move(log)) {}
+                                   std::uint64_t bytesPerSecond, std::function<void(const std::string &)> log)
+    : m_socket(socket), m_folder(folder), m_logEndpoint(logEndpoint), m_bytesPerSecond(bytesPerSecond),
+      m_log(std::move(log)) {}
 
 bool HttpConversation::ReadHead(std::string &head, int &status) {
     constexpr std::string_view end = "\r\n\r\n";
@@ -233,9 +236,15 @@ bool HttpConversation::SendAll(std::string_view bytes) {
 }
 
 bool HttpConversation::SendFile(const PublicFile &file, ByteRange range) {
+    constexpr unsigned pausesInASecond = 10;
     std::array<char, 65536> block;
+    const std::uint64_t most =
+        m_bytesPerSecond ? std::clamp<std::uint64_t>(m_bytesPerSecond / pausesInASecond, 1, block.size()) : block.size();
     while (range.length > 0) {
-        const ssize_t count = pread(file.fd.get(), block.data(), std::min<std::uint64_t>(block.size(), range.length),
+        if (m_bytesPerSecond) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(most * 1000 / m_bytesPerSecond));
+        }
+        const ssize_t count = pread(file.fd.get(), block.data(), std::min<std::uint64_t>(most, range.length),
                                     static_cast<off_t>(range.first));
         if (count < 0 && errno == EINTR) {
             continue;

@@ -14,7 +14,8 @@ namespace lumsite {
 class HttpConversation {
 public:
     // `socket` stays the caller's. `log` may be empty.
-    HttpConversation(int socket, PublicFolder &folder, const std::string &logEndpoint,
+    // `bytesPerSecond` holds files back to that pace, 0 does not.
+    HttpConversation(int socket, PublicFolder &folder, const std::string &logEndpoint, std::uint64_t bytesPerSecond,
                      std::function<void(const std::string &)> log);
 
     // Until the connection ends.
@@ -43,6 +44,7 @@ private:
     int m_socket;
     PublicFolder &m_folder;
     const std::string &m_logEndpoint;
+    std::uint64_t m_bytesPerSecond;
     std::function<void(const std::string &)> m_log;
     std::string m_received; // beyond the head that was read last
     bool m_goesOn = true;

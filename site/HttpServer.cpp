@@ -146,7 +146,9 @@ void HttpServer::Listener::Serve(Connection &connection) {
         if (m_options.log) {
             log = [this](const std::string &line) { Log(line); };
         }
-        HttpConversation(connection.socket.get(), m_folder, m_options.logEndpoint, std::move(log)).Run();
+        HttpConversation(connection.socket.get(), m_folder, m_options.logEndpoint, m_options.bytesPerSecond,
+                         std::move(log))
+            .Run();
     } catch (const std::exception &) {
         // A file that cannot be read ends its own connection only.
     }

@@ -50,6 +50,7 @@ int RunServe(const std::vector<std::string> &arguments) {
     HttpServerOptions options;
     options.folder = line.operands()[0];
     options.port = static_cast<std::uint16_t>(line.Number("--port", 0, 0, 65535));
+    options.bytesPerSecond = line.Number("--rate", 0, 0, 1'000'000'000);
     options.logEndpoint = line.Value("--log-endpoint").value_or("");
     if (!options.logEndpoint.empty() && options.logEndpoint.front() != '/') {
         throw UsageError(
