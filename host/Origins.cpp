@@ -5,6 +5,7 @@
 
 #include "host/Url.h"
 #include "host/files.h"
+#include "host/text.h"
 
 namespace lumhost {
 
@@ -19,9 +20,9 @@ std::optional<std::string> ReadOrigin(std::string_view text) {
     if (host == std::string_view::npos) {
         return std::nullopt;
     }
-    const std::string_view authority = text.substr(host + 3, text.find_first_of("/?#\\", host + 3) - (host + 3));
-    const bool misleading = std::any_of(authority.begin(), authority.end(), [](char c) {
-        return c <= ' ' || static_cast<unsigned char>(c) >= 0x7F || c == '@' || c == '%';
+    const std::string_view authority = text.substr(host + 3, text.find_first_of("/?#", host + 3) - (host + 3));
+    const bool misleading = authority.empty() || std::any_of(authority.begin(), authority.end(), [](char c) {
+        return c <= ' ' || static_cast<unsigned char>(c) >= 0x7F || c == '@' || c == '%' || c == '\\';
     });
     const std::optional<Url> url = misleading ? std::nullopt : Url::Parse(text);
     return url ? std::optional(url->Origin()) : std::nullopt;
@@ -30,7 +31,7 @@ std::optional<std::string> ReadOrigin(std::string_view text) {
 Origins::Origins(std::filesystem::path file) : m_file(std::move(file)) {
     std::istringstream lines(ReadWhole(m_file, kLargestFile).value_or(""));
     for (std::string line; std::getline(lines, line);) {
-        if (const auto origin = ReadOrigin(line)) {
+        if (const auto origin = ReadOrigin(OneLine(line))) {
             m_origins.push_back(*origin);
         }
     }

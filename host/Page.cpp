@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "host/readablepart.h"
 #include "host/text.h"
 
 namespace lumhost {
@@ -12,6 +13,10 @@ namespace lumhost {
 namespace {
 
 constexpr std::string_view kType = "application/x-lum";
+
+// A page is read no further when so many elements are open at once: the parser looks through all of them for every end
+// tag, so that a page of such tags would take hours.
+constexpr int kDeepest = 1000;
 
 std::string_view Text(const xmlChar *text) {
     return text ? std::string_view(reinterpret_cast<const char *>(text)) : std::string_view();
@@ -99,7 +104,7 @@ struct Reading {
 void StartElement(void *context, const xmlChar *name, const xmlChar **attributes) {
     auto &reading = *static_cast<Reading *>(context);
     reading.object.Start(Text(name), attributes);
-    if (reading.object.ended()) {
+    if (reading.object.ended() || reading.parser->nameNr > kDeepest) {
         xmlStopParser(reading.parser);
     }
 }
@@ -114,8 +119,9 @@ void EndElement(void *context, const xmlChar *name) {
 
 } // namespace
 
-bool Page::ReadObject(std::string_view html) {
+bool Page::ReadObject(std::string_view page) {
     m_parameters.clear();
+    const std::string_view html = ReadablePart(page);
     const std::unique_ptr<htmlParserCtxt, FreeParser> parser(htmlNewParserCtxt());
     if (!parser || !parser->sax) {
         return false;

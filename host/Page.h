@@ -20,9 +20,10 @@ public:
     // `address` is where the page came from in the end; nothing for a file.
     explicit Page(std::optional<Url> address) : m_address(std::move(address)) {}
 
-    // The page's own parameters, replacing what was there. False when it has no such object. `html` may be of any size
-    // and need not be sound; it is UTF-8 when it can be, otherwise in the encoding that it names, otherwise Latin 1.
-    bool ReadObject(std::string_view html);
+    // The page's own parameters, replacing what was there. False when it has no such object. `page` may be of any size
+    // and need not be sound; it is UTF-8 when it can be, otherwise in the encoding that it names, otherwise Latin 1. It is
+    // not read further than to a place that no honest page has: a thousand open elements, or attributes of one tag.
+    bool ReadObject(std::string_view page);
 
     // The value of a parameter, or null. A name is first looked for as it is, then without regard to case, because
     // HTML's attribute names have none. Of two with one name the first counts.

@@ -46,7 +46,7 @@ void CutAddresses(std::string &text) {
         const std::size_t host = at + 3;
         // A bracket ends an address, unless it stands in the host (an IPv6 address).
         const std::size_t path = std::min(text.find_first_of("/?# \t\r\n\"'<>|", host), text.size());
-        const std::size_t end = std::min(text.find_first_of(" \t\r\n\"'<>|]", path), text.size());
+        const std::size_t end = std::min(text.find_first_of(" \t\r\n\"'|]", path), text.size());
         if (const std::size_t query = text.find_first_of("?#", path); query < end) {
             text.replace(query, end - query, "?...");
         }
@@ -90,10 +90,18 @@ std::string Redactor::Redact(std::string_view text) const {
         result.resize(listed + kListed.size());
         result += " ...";
     }
+    // Values that are addresses come last: cut addresses are found by their beginning. The others come first: one with
+    // a blank in it would end an address too early.
+    const auto replace = [&](bool addresses) {
+        for (const auto &[from, to] : m_replacements) {
+            if ((from.find("://") != std::string::npos) == addresses) {
+                ReplaceAll(result, from, to);
+            }
+        }
+    };
+    replace(false);
     CutAddresses(result);
-    for (const auto &[from, to] : m_replacements) {
-        ReplaceAll(result, from, to);
-    }
+    replace(true);
     if (!m_user.empty()) {
         ReplaceWord(result, m_user, "<user>");
     }

@@ -224,7 +224,7 @@ void Run::SetState(State state, const std::string &detail) {
 void Run::TellProgress(bool atOnce) {
     const Clock::time_point now = Clock::now();
     const Progress progress = m_meter.Now(now);
-    if (progress.received == m_toldBytes || (!atOnce && now - m_toldAt < kTelling)) {
+    if (m_state == State::Starting || m_state == State::Instructions || progress.received == m_toldBytes || (!atOnce && now - m_toldAt < kTelling)) {
         return;
     }
     m_toldBytes = progress.received;
@@ -257,6 +257,8 @@ void Run::DownloadAsked(const std::string &url) {
         SetState(State::Downloading);
     } else if (m_state == State::Starting) {
         SetState(State::Instructions);
+    } else if (m_state == State::Instructions) { // an extension that does not trace
+        SetState(State::Downloading);
     }
     m_packageUrl.clear();
 }
