@@ -18,8 +18,14 @@ NSAlert *NewAlert(const std::string &title, const std::string &text) {
     NSAlert *alert = [[NSAlert alloc] init];
     [alert setMessageText:Text(title)];
     [alert setInformativeText:Text(text)];
-    [[alert window] setTitle:Text(title)];
     return alert;
+}
+
+// The window is made when it is first asked for, with the buttons that are there then.
+NSInteger Ask(NSAlert *alert, const std::string &title) {
+    [[alert window] setTitle:Text(title)];
+    [NSApp activateIgnoringOtherApps:YES];
+    return [alert runModal];
 }
 
 } // namespace
@@ -28,8 +34,7 @@ void ShowAlert(const std::string &title, const std::string &text) {
     NSAutoreleasePool *pool = [NSAutoreleasePool new];
     NSAlert *alert = NewAlert(title, text);
     [alert addButtonWithTitle:@"OK"];
-    [NSApp activateIgnoringOtherApps:YES];
-    [alert runModal];
+    Ask(alert, title);
     [alert release];
     [pool drain];
 }
@@ -47,8 +52,7 @@ Permission AskPermission(const std::vector<std::string> &sites) {
     [alert addButtonWithTitle:@"Don't Allow"];
     [alert addButtonWithTitle:@"Allow Once"];
     [alert addButtonWithTitle:@"Always Allow"];
-    [NSApp activateIgnoringOtherApps:YES];
-    const NSInteger answer = [alert runModal];
+    const NSInteger answer = Ask(alert, "Start a meeting?");
     [alert release];
     [pool drain];
     return answer == NSAlertThirdButtonReturn    ? Permission::Always
