@@ -1,6 +1,6 @@
 #include "lum/launcher/CPluginView.h"
 
-#include <cstdlib>
+#include <utility>
 
 #include "lum/common/lumutil.h"
 #include "lum/launcher/componenttable.h"
@@ -21,13 +21,19 @@ CPluginView::~CPluginView() {
     ForgetSerialNumber();
 }
 
-bool CPluginView::Initialize() { return false; }
+bool CPluginView::Initialize() {
+    return false;
+}
 
-bool CPluginView::LoadProcAddress(char *) { return false; }
+bool CPluginView::LoadProcAddress(char *) {
+    return false;
+}
 
 void CPluginView::Create() {}
 
-bool CPluginView::CreateContentPane() { return true; }
+bool CPluginView::CreateContentPane() {
+    return true;
+}
 
 void CPluginView::Paint() {}
 
@@ -64,7 +70,8 @@ bool CPluginView::GetMainComponant(std::string componentPath, std::string &proce
         return false;
     }
     executablePath = componentPath;
-    const auto application = FindMainApplication(componentPath, Parameter("ParmSiteConfigExt_Value"));
+    const auto application =
+        FindMainApplication(componentPath, [this] { return Parameter("ParmSiteConfigExt_Value"); });
     if (!application) {
         return false;
     }

@@ -20,7 +20,9 @@ constexpr useconds_t kPollMicroseconds = 100'000;
 constexpr unsigned long kTicksBeforeOpenEvent = 10; // gives a player that was just started time to listen
 constexpr int kMessageNotStarted = 18;
 
-bool Contains(std::string_view text, std::string_view part) { return text.find(part) != std::string_view::npos; }
+bool Contains(std::string_view text, std::string_view part) {
+    return text.find(part) != std::string_view::npos;
+}
 
 void WaitForProcess(const char *processName) {
     for (int poll = 0; poll < kPolls; ++poll) {
@@ -109,7 +111,8 @@ void CPluginView::StartAndWait(const std::string &processName, const std::string
     if (pid && m_pExtension) {
         m_pExtension->m_nMainComponentPid = *pid;
     }
-    // Also when nothing could be started: another process of the name may appear, and the user is told once, at the end.
+    // Also when nothing could be started: another process of the name may appear, and the user is told once, at the
+    // end.
     WaitForProcess(processName.c_str());
 }
 

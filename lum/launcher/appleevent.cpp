@@ -5,10 +5,14 @@ namespace {
 class ScopedDescriptor {
 public:
     ScopedDescriptor() = default;
-    ~ScopedDescriptor() { AEDisposeDesc(&m_descriptor); }
+    ~ScopedDescriptor() {
+        AEDisposeDesc(&m_descriptor);
+    }
     ScopedDescriptor(const ScopedDescriptor &) = delete;
     ScopedDescriptor &operator=(const ScopedDescriptor &) = delete;
-    AEDesc *get() { return &m_descriptor; }
+    AEDesc *get() {
+        return &m_descriptor;
+    }
 
 private:
     AEDesc m_descriptor = {typeNull, nullptr};

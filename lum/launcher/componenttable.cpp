@@ -30,17 +30,19 @@ constexpr MainApplication kApplications[] = {
 };
 
 bool UsesJoinApplication(const char *siteConfiguration) {
-    return siteConfiguration && (std::strtol(siteConfiguration, nullptr, 10) & kJoinApplicationBit);
+    return siteConfiguration && (std::strtol(siteConfiguration, nullptr, 10) & kJoinApplicationBit) != 0;
 }
 
 } // namespace
 
-std::optional<MainApplication> FindMainApplication(std::string_view componentPath, const char *siteConfiguration) {
+std::optional<MainApplication> FindMainApplication(std::string_view componentPath,
+                                                   const std::function<const char *()> &siteConfiguration) {
     const auto found = std::ranges::find_if(kApplications, [&](const MainApplication &application) {
         return componentPath.find(application.componentKey) != std::string_view::npos;
     });
     if (found == std::end(kApplications)) {
         return std::nullopt;
     }
-    return found == kApplications && UsesJoinApplication(siteConfiguration) ? kJoin : *found;
+    const bool isMeeting = found == kApplications;
+    return isMeeting && UsesJoinApplication(siteConfiguration()) ? kJoin : *found;
 }

@@ -1,8 +1,8 @@
 // The products: which application belongs to which main component.
 #pragma once
 
+#include <functional>
 #include <optional>
-#include <string>
 #include <string_view>
 
 struct MainApplication {
@@ -11,6 +11,7 @@ struct MainApplication {
     std::string_view processName;
 };
 
-// The first product of the table whose key occurs in `componentPath`. `siteConfiguration` is the page's value for
-// "ParmSiteConfigExt_Value", which chooses between the two applications of the first product; it may be null.
-std::optional<MainApplication> FindMainApplication(std::string_view componentPath, const char *siteConfiguration);
+// The first product of the table whose key occurs in `componentPath`. `siteConfiguration` is asked for the page's value
+// of the site configuration, which may be null, when it has to choose between two applications of a product.
+std::optional<MainApplication> FindMainApplication(std::string_view componentPath,
+                                                   const std::function<const char *()> &siteConfiguration);

@@ -1,4 +1,5 @@
-/* The one place that catches Objective-C exceptions: in Objective-C++ the compiler binds @catch(id) to a wrong object. */
+/* The one place that catches Objective-C exceptions: in Objective-C++ the compiler binds @catch(id) to a wrong object.
+ */
 #ifndef LUM_PLATFORM_CATCHOBJCEXCEPTION_H
 #define LUM_PLATFORM_CATCHOBJCEXCEPTION_H
 

@@ -9,12 +9,16 @@ public:
     class Iterator {
     public:
         Iterator(NSArray *array, NSUInteger index) : m_array(array), m_index(index) {}
-        Element operator*() const { return static_cast<Element>([m_array objectAtIndex:m_index]); }
+        Element operator*() const {
+            return static_cast<Element>([m_array objectAtIndex:m_index]);
+        }
         Iterator &operator++() {
             ++m_index;
             return *this;
         }
-        bool operator!=(const Iterator &other) const { return m_index != other.m_index; }
+        bool operator!=(const Iterator &other) const {
+            return m_index != other.m_index;
+        }
 
     private:
         NSArray *m_array;
@@ -22,8 +26,12 @@ public:
     };
 
     explicit Each(NSArray *array) : m_array(array) {}
-    Iterator begin() const { return {m_array, 0}; }
-    Iterator end() const { return {m_array, [m_array count]}; }
+    Iterator begin() const {
+        return {m_array, 0};
+    }
+    Iterator end() const {
+        return {m_array, [m_array count]};
+    }
 
 private:
     NSArray *m_array;

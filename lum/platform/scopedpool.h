@@ -6,7 +6,9 @@
 class ScopedPool {
 public:
     ScopedPool() : m_pool([NSAutoreleasePool new]) {}
-    ~ScopedPool() { [m_pool drain]; }
+    ~ScopedPool() {
+        [m_pool drain];
+    }
     ScopedPool(const ScopedPool &) = delete;
     ScopedPool &operator=(const ScopedPool &) = delete;
 

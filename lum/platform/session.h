@@ -17,10 +17,10 @@ LUM_FORWARD_CLASS(NSTask);
 // True when a window can be shown. False is a normal state: no window is made then.
 bool IsWindowServerAvailable();
 
-// Lets AppKit's controls show texts in any script for which a font is installed, whatever font they ask for. `localization`
-// (a name like "Japanese" or "zh_CN", or null) decides between the variants of a character that languages share. Holds for
-// the whole process until the next call. For a program with a window server; does nothing where AppKit finds such fonts
-// by itself.
+// Lets AppKit's controls show texts in any script for which a font is installed, whatever font they ask for.
+// `localization` (a name like "Japanese" or "zh_CN", or null) decides between the variants of a character that
+// languages share. Holds for the whole process until the next call. For a program with a window server; does nothing
+// where AppKit finds such fonts by itself.
 void PreferFontsForLocalization(const char *localization);
 
 // The user-domain Application Support folders, as the target's path search answers: absolute, tilde expanded, not
@@ -39,9 +39,9 @@ NSDictionary *EnvironmentOfNewTask(NSTask *task);
 // child shares this process's memory until it runs the executable, and when that cannot be run, it ends this process's
 // objects in passing. The task itself does not count as launched on Linux.
 //
-// Returns the process id, or -1 with errno when the executable is missing or cannot be run; nothing is thrown. An id does
-// not say that the executable was any good: the process may have ended already. The process outlives this one; when it
-// ends before, it is collected at the next walk through the running applications.
+// Returns the process id, or -1 with errno when the executable is missing or cannot be run; nothing is thrown. An id
+// does not say that the executable was any good: the process may have ended already. The process outlives this one;
+// when it ends before, it is collected at the next walk through the running applications.
 int LaunchTask(NSTask *task);
 
 // Bundles with a Contents folder (X.app/Contents/Info.plist, Contents/Resources, *.lproj). A path that is not a bundle

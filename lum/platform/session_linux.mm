@@ -15,9 +15,17 @@ namespace {
 
 // The session's own variables: the window server, the message bus, the user, the home, the language, and the folder
 // where the notification server is found.
-constexpr const char *kSessionVariables[] = {
-    "DISPLAY", "WAYLAND_DISPLAY", "XAUTHORITY", "XDG_RUNTIME_DIR", "DBUS_SESSION_BUS_ADDRESS", "HOME",
-    "USER",    "LOGNAME",         "LANG",       "TEMP",            "TMP"};
+constexpr const char *kSessionVariables[] = {"DISPLAY",
+                                             "WAYLAND_DISPLAY",
+                                             "XAUTHORITY",
+                                             "XDG_RUNTIME_DIR",
+                                             "DBUS_SESSION_BUS_ADDRESS",
+                                             "HOME",
+                                             "USER",
+                                             "LOGNAME",
+                                             "LANG",
+                                             "TEMP",
+                                             "TMP"};
 
 NSString *FileSystemText(const char *path) {
     return [[NSFileManager defaultManager] stringWithFileSystemRepresentation:path length:strlen(path)];
@@ -45,7 +53,9 @@ NSString *PathOfCode(const void *code) {
 
 } // namespace
 
-bool IsWindowServerAvailable() { return CanConnectToWindowServer(); }
+bool IsWindowServerAvailable() {
+    return CanConnectToWindowServer();
+}
 
 NSString *SessionHomeDirectory() {
     const char *home = getenv("HOME");
@@ -74,12 +84,15 @@ NSDictionary *EnvironmentOfNewTask(NSTask *) {
     return variables;
 }
 
-NSString *ResourcePathOfBundle(NSString *bundlePath) { return ResourceFolderOfBundleFolder(bundlePath); }
+NSString *ResourcePathOfBundle(NSString *bundlePath) {
+    return ResourceFolderOfBundleFolder(bundlePath);
+}
 
 NSArray *LocalizationsOfBundle(NSString *bundlePath) {
     NSMutableArray *localizations = [NSMutableArray array];
     NSString *resources = ResourcePathOfBundle(bundlePath);
-    NSArray *names = resources ? [[NSFileManager defaultManager] contentsOfDirectoryAtPath:resources error:nullptr] : nil;
+    NSArray *names =
+        resources ? [[NSFileManager defaultManager] contentsOfDirectoryAtPath:resources error:nullptr] : nil;
     for (NSString *name : Each<NSString *>([names sortedArrayUsingSelector:@selector(compare:)])) {
         if ([[name pathExtension] isEqualToString:@"lproj"]) {
             [localizations addObject:[name stringByDeletingPathExtension]];

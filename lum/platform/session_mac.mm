@@ -27,7 +27,9 @@ NSArray *UserApplicationSupportDirectories() {
     return NSSearchPathForDirectoriesInDomains(NSApplicationSupportDirectory, NSUserDomainMask, YES);
 }
 
-NSDictionary *EnvironmentOfNewTask(NSTask *task) { return [task environment]; }
+NSDictionary *EnvironmentOfNewTask(NSTask *task) {
+    return [task environment];
+}
 
 int LaunchTask(NSTask *task) {
     NSFileHandle *nothing = [NSFileHandle fileHandleWithNullDevice];
@@ -45,7 +47,9 @@ NSDictionary *LocalizedInfoDictionaryOfBundle(NSString *bundlePath) {
     return [[NSBundle bundleWithPath:bundlePath] localizedInfoDictionary];
 }
 
-NSString *ResourcePathOfBundle(NSString *bundlePath) { return [[NSBundle bundleWithPath:bundlePath] resourcePath]; }
+NSString *ResourcePathOfBundle(NSString *bundlePath) {
+    return [[NSBundle bundleWithPath:bundlePath] resourcePath];
+}
 
 NSArray *LocalizationsOfBundle(NSString *bundlePath) {
     NSArray *localizations = [[NSBundle bundleWithPath:bundlePath] localizations];

@@ -45,7 +45,9 @@ protected:
         unsetenv("DISPLAY");
     }
 
-    std::string Executable(const std::string &name) { return m_folder / (name + ".app/Contents/MacOS/" + name); }
+    std::string Executable(const std::string &name) {
+        return m_folder / (name + ".app/Contents/MacOS/" + name);
+    }
 
     std::string Install(const std::string &name, const std::string &program = APPLICATION_PROGRAM) {
         const std::string path = Executable(name);
@@ -54,7 +56,9 @@ protected:
         return path;
     }
 
-    bool Load(const std::string &component) { return m_view.LoadMainComponant((m_folder / component).c_str()); }
+    bool Load(const std::string &component) {
+        return m_view.LoadMainComponant((m_folder / component).c_str());
+    }
 
     // What the application has found, its lines that begin with `kind`.
     std::vector<std::string> Report(const std::string &kind) {
@@ -108,7 +112,8 @@ protected:
     void ExpectLaunchFailure(const std::string &name) const {
         ASSERT_EQ(m_host.messages.size(), 1U);
         EXPECT_EQ(m_host.messages[0], "Setup was unsuccessful. Please restart browser and try again.\n\n\nError [18], "
-                                      "File [" + m_folder.path().string() + "/" + name + ".app/Contents/MacOS/" + name +
+                                      "File [" +
+                                          m_folder.path().string() + "/" + name + ".app/Contents/MacOS/" + name +
                                           "]\n");
     }
 
@@ -142,8 +147,7 @@ TEST_F(Launch, GivesTheApplicationASessionAndNothingElseOfTheContainer) {
     EXPECT_TRUE(fs::is_symlink(m_folder.path() / "Y.framework/Versions/Current"));
 
     EXPECT_THAT(Traces(kInformation),
-                ElementsAre("Class Hall is not Running",
-                            "Create framework links before launch, folder = " + executable,
+                ElementsAre("Class Hall is not Running", "Create framework links before launch, folder = " + executable,
                             "Process launch successfully, process id = " + pid));
     EXPECT_THAT(Traces(kWarning), ElementsAre(" current is 64bit and enviroment have no HOSTTYPE item",
                                               "Launch successfully but bring process to front failed!"));

@@ -21,7 +21,9 @@ std::ostream &operator<<(std::ostream &stream, const Selection &selection) {
 
 class Selecting : public testing::Test {
 protected:
-    Selecting() : m_extension(&m_host) { m_extension.m_pLUMInterface = &m_host.table; }
+    Selecting() : m_extension(&m_host) {
+        m_extension.m_pLUMInterface = &m_host.table;
+    }
 
     Selection Select(const std::string &path) {
         Selection selection{false, "(name)", "(path)"};
@@ -47,8 +49,7 @@ TEST_F(Selecting, FollowsTheTable) {
         {"/A/klvmgrdh.bundle", "Deal Hall", "/A/Deal Hall.app/Contents/MacOS/Deal Hall"},
         {"/A/chplmgr.bundle", "Practice Lab", "/A/Practice Lab.app/Contents/MacOS/Practice Lab"},
         {"/A/replayview.bundle", "Kelvo Player", "/A/Kelvo Player.app/Contents/MacOS/Kelvo Player"},
-        {"/A/orbpfw.bundle", "Orb Recording Player",
-         "/A/Orb Recording Player.app/Contents/MacOS/Orb Recording Player"},
+        {"/A/orbpfw.bundle", "Orb Recording Player", "/A/Orb Recording Player.app/Contents/MacOS/Orb Recording Player"},
         {"/A/rmtshell.bundle", "rmtagent", "/A/rmtagent.app/Contents/MacOS/rmtagent"},
         {"/A/Remly Client.app", "Remly Client", "/A/Remly Client.app/Contents/MacOS/Remly Client"},
         {"/A/Remly Process Manager.app", "Remly Process Manager",
@@ -74,9 +75,17 @@ TEST_F(Selecting, RefusesWhatTheTableDoesNotHave) {
 }
 
 TEST_F(Selecting, TakesTheJoinApplicationByABitOfTheSiteConfiguration) {
-    const std::pair<const char *, bool> cases[] = {
-        {"16384", true},  {"16383", false},  {"32768", false}, {"49152", true}, {" +16384;x", true}, {"0x4000", false},
-        {"x16384", false}, {"", false},      {"-16384", true}, {"-1", true},    {"99999999999999999999", true}};
+    const std::pair<const char *, bool> cases[] = {{"16384", true},
+                                                   {"16383", false},
+                                                   {"32768", false},
+                                                   {"49152", true},
+                                                   {" +16384;x", true},
+                                                   {"0x4000", false},
+                                                   {"x16384", false},
+                                                   {"", false},
+                                                   {"-16384", true},
+                                                   {"-1", true},
+                                                   {"99999999999999999999", true}};
     for (const auto &[value, isJoin] : cases) {
         m_host.parameters["ParmSiteConfigExt_Value"] = value;
         EXPECT_EQ(Select("/A/confshell.bundle").name, isJoin ? "Kelvo Join" : "Meeting Hall") << value;

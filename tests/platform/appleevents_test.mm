@@ -11,9 +11,9 @@
 
 namespace {
 
-constexpr AEEventClass kClass = 0x6B767674;  // kvvt
-constexpr AEEventID kReOnline = 0x72656F6C;  // reol
-constexpr AEEventID kOpenUrl = 0x6B766F75;   // kvou
+constexpr AEEventClass kClass = 0x6B767674; // kvvt
+constexpr AEEventID kReOnline = 0x72656F6C; // reol
+constexpr AEEventID kOpenUrl = 0x6B766F75;  // kvou
 
 ProcessSerialNumber SerialNumber(pid_t pid) {
     ProcessSerialNumber psn = {};
@@ -30,8 +30,7 @@ OSErr Send(const ProcessSerialNumber &psn, AEEventID eventID, DescType type, con
     EXPECT_EQ(AECreateAppleEvent(kClass, eventID, &target, kAutoGenerateReturnID, kAnyTransactionID, &event), noErr);
     EXPECT_EQ(AEPutPtr(&list, 1, type, data.data(), static_cast<Size>(data.size())), noErr);
     EXPECT_EQ(AEPutParamDesc(&event, keyDirectObject, &list), noErr);
-    const OSErr error =
-        AESend(&event, nullptr, kAENoReply, kAENormalPriority, kAEDefaultTimeout, nullptr, nullptr);
+    const OSErr error = AESend(&event, nullptr, kAENoReply, kAENormalPriority, kAEDefaultTimeout, nullptr, nullptr);
     for (AEDesc *descriptor : {&target, &list, &event}) {
         EXPECT_EQ(AEDisposeDesc(descriptor), noErr);
     }
@@ -95,7 +94,8 @@ TEST_F(AppleEvents, AreMadeStepByStep) {
     ASSERT_EQ(AECreateDesc(typeUTF8Text, "x", 1, &text), noErr);
     EXPECT_EQ(AECreateAppleEvent(kClass, kOpenUrl, &text, kAutoGenerateReturnID, kAnyTransactionID, &event),
               errAEWrongDataType);
-    EXPECT_EQ(AEPutParamDesc(&event, keyDirectObject, &text), errAENotAEDesc) << "a failed call leaves a null descriptor";
+    EXPECT_EQ(AEPutParamDesc(&event, keyDirectObject, &text), errAENotAEDesc)
+        << "a failed call leaves a null descriptor";
     EXPECT_EQ(AESend(&event, nullptr, kAENoReply, kAENormalPriority, kAEDefaultTimeout, nullptr, nullptr),
               errAENotAEDesc);
     ASSERT_EQ(AECreateDesc(typeProcessSerialNumber, &psn, sizeof psn, &target), noErr);

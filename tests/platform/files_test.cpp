@@ -37,8 +37,8 @@ protected:
 };
 
 TEST_F(Folder, IsSortedWithoutRegardToCase) {
-    const std::vector<std::string> sorted = {".hidden", "a-1.dylib",  "B-1.dylib", "b-1.dylib",
-                                             "b.dylib", "c_.dylib", "Ca.dylib",  "\xC3\xA9"};
+    const std::vector<std::string> sorted = {".hidden", "a-1.dylib", "B-1.dylib", "b-1.dylib",
+                                             "b.dylib", "c_.dylib",  "Ca.dylib",  "\xC3\xA9"};
     for (const std::string &name : sorted) {
         m_folder.Write(name, "");
     }
@@ -74,7 +74,8 @@ TEST_F(Folder, IsGivenInBatches) {
             FSRef refs[10];
             ItemCount count = 99;
             Boolean changed = true;
-            error = FSGetCatalogInfoBulk(iterator, 10, &count, &changed, kFSCatInfoNone, nullptr, refs, nullptr, nullptr);
+            error =
+                FSGetCatalogInfoBulk(iterator, 10, &count, &changed, kFSCatInfoNone, nullptr, refs, nullptr, nullptr);
             EXPECT_FALSE(changed);
             batches.push_back(count);
         }

@@ -47,7 +47,9 @@ std::map<pid_t, std::string> Applications() {
     return names;
 }
 
-bool IsListed(pid_t pid) { return Applications().contains(pid); }
+bool IsListed(pid_t pid) {
+    return Applications().contains(pid);
+}
 
 class Processes : public testing::Test {
 protected:
@@ -98,8 +100,8 @@ TEST_F(Processes, AreNamedAfterTheExecutableOrTheScript) {
             const auto found = names.find(child.pid());
             name = found == names.end() ? "(not listed)" : found->second;
             return name == c.name;
-        })) << name << " should be "
-            << c.name;
+        })) << name
+            << " should be " << c.name;
     }
 }
 

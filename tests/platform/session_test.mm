@@ -19,9 +19,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string Text(NSString *text) { return text ? [text UTF8String] : "(nil)"; }
+std::string Text(NSString *text) {
+    return text ? [text UTF8String] : "(nil)";
+}
 
-NSString *String(const std::string &text) { return [NSString stringWithUTF8String:text.c_str()]; }
+NSString *String(const std::string &text) {
+    return [NSString stringWithUTF8String:text.c_str()];
+}
 
 TEST(Session, FoldersFollowHome) {
     const std::string home = getenv("HOME");
@@ -97,9 +101,13 @@ TEST(Session, CryptoLibraryCanBeOpened) {
 
 class Bundle : public testing::Test {
 protected:
-    Bundle() { [NSUserDefaults setUserLanguages:[NSArray arrayWithObjects:@"German", @"English", nil]]; }
+    Bundle() {
+        [NSUserDefaults setUserLanguages:[NSArray arrayWithObjects:@"German", @"English", nil]];
+    }
 
-    void WriteInfo(const std::string &content) { m_folder.Write("X.app/Contents/Info.plist", content); }
+    void WriteInfo(const std::string &content) {
+        m_folder.Write("X.app/Contents/Info.plist", content);
+    }
 
     void WriteStrings(const std::string &localization, const std::string &content) {
         m_folder.Write("X.app/Contents/Resources/" + localization + ".lproj/InfoPlist.strings", content);
@@ -146,8 +154,13 @@ TEST_F(Bundle, StringsComeInManyForms) {
     const std::pair<std::string, std::string> cases[] = {
         {"/* comment */\n\"CFBundleName\" = \"a \\\"b\\\"\";\n", "a \"b\""},
         {kXmlInfo, "plain"},
-        {"\xEF\xBB\xBF" "CFBundleName = \"\xC3\xA9\";", "\xC3\xA9"},
-        {std::string("\xFF\xFE" "C\0F\0B\0u\0n\0d\0l\0e\0N\0a\0m\0e\0=\0\"\0\xE9\0\"\0;\0", 36), "\xC3\xA9"},
+        {"\xEF\xBB\xBF"
+         "CFBundleName = \"\xC3\xA9\";",
+         "\xC3\xA9"},
+        {std::string("\xFF\xFE"
+                     "C\0F\0B\0u\0n\0d\0l\0e\0N\0a\0m\0e\0=\0\"\0\xE9\0\"\0;\0",
+                     36),
+         "\xC3\xA9"},
         // What cannot be read is as good as absent.
         {"", "plain"},
         {"CFBundleName = \"unfinished", "plain"},

@@ -35,18 +35,34 @@ bool WaitForActiveWindow(const std::string &title) {
     return WaitUntil([&] { return ActiveWindow() == title + "\n"; });
 }
 
-TEST(WindowServer, BringsTheUppermostTitledWindowToTheFront) {
+TEST(WindowServer, BringsApplicationsToTheFront) {
     Desktop::Get();
-    const ChildProcess first(WINDOWS_PROGRAM, {"-Titles", "low,high,"});
-    ASSERT_TRUE(WaitForWindow("high"));
+    const ChildProcess first(WINDOWS_PROGRAM, {"-Titles", "first"});
+    ASSERT_TRUE(WaitForWindow("first"));
     const ChildProcess second(WINDOWS_PROGRAM, {"-Titles", "second"});
     ASSERT_TRUE(WaitForWindow("second"));
     for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(BringToFront(first), noErr);
+        EXPECT_TRUE(WaitForActiveWindow("first")) << ActiveWindow();
         EXPECT_EQ(BringToFront(second), noErr);
         EXPECT_TRUE(WaitForActiveWindow("second")) << ActiveWindow();
-        EXPECT_EQ(BringToFront(first), noErr);
-        EXPECT_TRUE(WaitForActiveWindow("high")) << ActiveWindow();
     }
+}
+
+TEST(WindowServer, PrefersTheUppermostWindowWithATitle) {
+    Desktop::Get();
+    const ChildProcess many(PLAIN_WINDOWS_PROGRAM, {"low", "high", ""});
+    ASSERT_TRUE(WaitForWindow("high"));
+    const ChildProcess other(PLAIN_WINDOWS_PROGRAM, {"other"});
+    ASSERT_TRUE(WaitForActiveWindow("other")) << ActiveWindow();
+    EXPECT_EQ(BringToFront(many), noErr);
+    EXPECT_TRUE(WaitForActiveWindow("high")) << ActiveWindow();
+}
+
+TEST(WindowServer, TakesAWindowWithoutATitleWhenThereIsNoOther) {
+    Desktop::Get();
+    const ChildProcess untitled(PLAIN_WINDOWS_PROGRAM, {""});
+    EXPECT_TRUE(WaitUntil([&] { return BringToFront(untitled) == noErr; }));
 }
 
 TEST(WindowServer, KnowsNoWindowOfAProcessWithoutOne) {

@@ -23,7 +23,9 @@ ChildProcess::ChildProcess(const std::string &path, std::vector<std::string> arg
     }
 }
 
-ChildProcess::~ChildProcess() { End(); }
+ChildProcess::~ChildProcess() {
+    End();
+}
 
 void ChildProcess::KillOnly() {
     kill(m_pid, SIGKILL);

@@ -16,7 +16,9 @@ public:
     ChildProcess(const ChildProcess &) = delete;
     ChildProcess &operator=(const ChildProcess &) = delete;
 
-    pid_t pid() const { return m_pid; }
+    pid_t pid() const {
+        return m_pid;
+    }
     // Kills it and waits until it has ended, but leaves it uncollected, as a zombie.
     void KillOnly();
     // Kills it and collects it.

@@ -1,6 +1,6 @@
-// The main of every test program. The program runs itself once more in a home and a temporary folder of its own, because
-// Foundation looks at the environment only once, when it is loaded; afterwards what the tests have left running (the
-// notification server, launched applications) is ended.
+// The main of every test program. The program runs itself once more in a home and a temporary folder of its own,
+// because Foundation looks at the environment only once, when it is loaded; afterwards what the tests have left running
+// (the notification server, launched applications) is ended.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>

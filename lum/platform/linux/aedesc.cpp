@@ -6,7 +6,9 @@
 
 namespace {
 
-AEDesc NullDescriptor() { return {typeNull, nullptr}; }
+AEDesc NullDescriptor() {
+    return {typeNull, nullptr};
+}
 
 template <typename Make> OSErr Fill(AEDesc *result, Make make) {
     *result = NullDescriptor();
@@ -19,7 +21,9 @@ template <typename Make> OSErr Fill(AEDesc *result, Make make) {
     return noErr;
 }
 
-bool IsData(const void *data, Size size) { return size == 0 || (size > 0 && data); }
+bool IsData(const void *data, Size size) {
+    return size == 0 || (size > 0 && data);
+}
 
 AEContent Data(DescType type, const void *data, Size size) {
     AEContent content;

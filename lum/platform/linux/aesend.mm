@@ -49,11 +49,12 @@ void Post(NSString *name, NSDictionary *info) {
     self = [super init];
     if (self) {
         mySent = [NSMutableDictionary new];
-        [[NSDistributedNotificationCenter defaultCenter] addObserver:self
-                                                            selector:@selector(receiverReady:)
-                                                                name:@LUM_APPLE_EVENT_RECEIVER_READY
-                                                              object:nil
-                                                  suspensionBehavior:NSNotificationSuspensionBehaviorDeliverImmediately];
+        [[NSDistributedNotificationCenter defaultCenter]
+                   addObserver:self
+                      selector:@selector(receiverReady:)
+                          name:@LUM_APPLE_EVENT_RECEIVER_READY
+                        object:nil
+            suspensionBehavior:NSNotificationSuspensionBehaviorDeliverImmediately];
     }
     return self;
 }

@@ -38,8 +38,8 @@ NSString *CodeFolderOfBundleFolder(NSString *bundlePath) {
 // UTF-16 announces itself by its first two bytes.
 NSString *TextOf(NSData *data) {
     const auto *bytes = static_cast<const unsigned char *>([data bytes]);
-    const bool isUTF16 = [data length] >= 2 && ((bytes[0] == 0xFE && bytes[1] == 0xFF) ||
-                                                (bytes[0] == 0xFF && bytes[1] == 0xFE));
+    const bool isUTF16 =
+        [data length] >= 2 && ((bytes[0] == 0xFE && bytes[1] == 0xFF) || (bytes[0] == 0xFF && bytes[1] == 0xFE));
     return [[[NSString alloc] initWithData:data
                                   encoding:isUTF16 ? NSUnicodeStringEncoding : NSUTF8StringEncoding] autorelease];
 }

@@ -24,9 +24,13 @@ bool FindEncoding(CFStringEncoding encoding, NSStringEncoding &found) {
 
 } // namespace
 
-CFTypeRef CFRetain(CFTypeRef object) { return [(id)object retain]; }
+CFTypeRef CFRetain(CFTypeRef object) {
+    return [(id)object retain];
+}
 
-void CFRelease(CFTypeRef object) { [(id)object release]; }
+void CFRelease(CFTypeRef object) {
+    [(id)object release];
+}
 
 CFStringRef CFStringCreateWithCString(CFAllocatorRef, const char *text, CFStringEncoding encoding) {
     NSStringEncoding found;

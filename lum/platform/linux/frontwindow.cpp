@@ -13,12 +13,16 @@
 namespace {
 
 struct Disconnect {
-    void operator()(xcb_connection_t *connection) const { xcb_disconnect(connection); }
+    void operator()(xcb_connection_t *connection) const {
+        xcb_disconnect(connection);
+    }
 };
 using ScopedConnection = std::unique_ptr<xcb_connection_t, Disconnect>;
 
 struct Free {
-    void operator()(void *memory) const { std::free(memory); }
+    void operator()(void *memory) const {
+        std::free(memory);
+    }
 };
 template <typename Reply> using ScopedReply = std::unique_ptr<Reply, Free>;
 

@@ -21,7 +21,9 @@ struct OpaqueFSIterator {
 namespace {
 
 struct CloseDirectory {
-    void operator()(DIR *directory) const { closedir(directory); }
+    void operator()(DIR *directory) const {
+        closedir(directory);
+    }
 };
 
 OSErr ErrorOf(int error) {
@@ -38,7 +40,9 @@ OSErr ErrorOf(int error) {
     }
 }
 
-char Lower(char letter) { return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter; }
+char Lower(char letter) {
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+}
 
 bool Precedes(const std::string &a, const std::string &b) {
     const auto lessByte = [](unsigned char x, unsigned char y) { return x < y; };
@@ -46,7 +50,8 @@ bool Precedes(const std::string &a, const std::string &b) {
     if (std::ranges::lexicographical_compare(a, b, lessLetter)) {
         return true;
     }
-    return !std::ranges::lexicographical_compare(b, a, lessLetter) && std::ranges::lexicographical_compare(a, b, lessByte);
+    return !std::ranges::lexicographical_compare(b, a, lessLetter) &&
+           std::ranges::lexicographical_compare(a, b, lessByte);
 }
 
 std::vector<std::string> SortedNames(DIR *directory) {

@@ -65,18 +65,21 @@ class SpawnAttributes {
 public:
     SpawnAttributes() {
         posix_spawnattr_init(&m_attributes);
-        posix_spawnattr_setflags(&m_attributes,
-                                 POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+        posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
         sigset_t signals;
         sigfillset(&signals);
         posix_spawnattr_setsigdefault(&m_attributes, &signals);
         sigemptyset(&signals);
         posix_spawnattr_setsigmask(&m_attributes, &signals);
     }
-    ~SpawnAttributes() { posix_spawnattr_destroy(&m_attributes); }
+    ~SpawnAttributes() {
+        posix_spawnattr_destroy(&m_attributes);
+    }
     SpawnAttributes(const SpawnAttributes &) = delete;
     SpawnAttributes &operator=(const SpawnAttributes &) = delete;
-    const posix_spawnattr_t *get() const { return &m_attributes; }
+    const posix_spawnattr_t *get() const {
+        return &m_attributes;
+    }
 
 private:
     posix_spawnattr_t m_attributes;
@@ -91,10 +94,14 @@ public:
         }
         posix_spawn_file_actions_addclosefrom_np(&m_actions, 3);
     }
-    ~SpawnFiles() { posix_spawn_file_actions_destroy(&m_actions); }
+    ~SpawnFiles() {
+        posix_spawn_file_actions_destroy(&m_actions);
+    }
     SpawnFiles(const SpawnFiles &) = delete;
     SpawnFiles &operator=(const SpawnFiles &) = delete;
-    const posix_spawn_file_actions_t *get() const { return &m_actions; }
+    const posix_spawn_file_actions_t *get() const {
+        return &m_actions;
+    }
 
 private:
     posix_spawn_file_actions_t m_actions;

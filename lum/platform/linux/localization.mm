@@ -19,7 +19,9 @@ NSString *CodeOfLanguage(NSString *name) {
     return code ? code : lower;
 }
 
-NSString *WithoutRegion(NSString *code) { return [[code componentsSeparatedByString:@"_"] objectAtIndex:0]; }
+NSString *WithoutRegion(NSString *code) {
+    return [[code componentsSeparatedByString:@"_"] objectAtIndex:0];
+}
 
 NSString *Find(NSArray *localizations, NSString *language) {
     NSString *code = CodeOfLanguage(language);

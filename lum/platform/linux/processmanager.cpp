@@ -25,7 +25,9 @@ bool operator==(const ProcessSerialNumber &a, const ProcessSerialNumber &b) {
     return a.highLongOfPSN == b.highLongOfPSN && a.lowLongOfPSN == b.lowLongOfPSN;
 }
 
-bool IsConstant(const ProcessSerialNumber &psn, UInt32 value) { return psn == ProcessSerialNumber{0, value}; }
+bool IsConstant(const ProcessSerialNumber &psn, UInt32 value) {
+    return psn == ProcessSerialNumber{0, value};
+}
 
 // A process of the walk is known as it was when the walk began.
 std::optional<RunningProcess> FindInWalk(const ProcessSerialNumber &psn) {

@@ -18,7 +18,9 @@ constexpr std::size_t kKernelNameLength = 15;
 constexpr std::size_t kEnough = 2 * PATH_MAX;
 
 struct CloseDirectory {
-    void operator()(DIR *directory) const { closedir(directory); }
+    void operator()(DIR *directory) const {
+        closedir(directory);
+    }
 };
 using ScopedDirectory = std::unique_ptr<DIR, CloseDirectory>;
 
@@ -32,13 +34,17 @@ public:
     }
     ScopedDescriptor(const ScopedDescriptor &) = delete;
     ScopedDescriptor &operator=(const ScopedDescriptor &) = delete;
-    int get() const { return m_descriptor; }
+    int get() const {
+        return m_descriptor;
+    }
 
 private:
     int m_descriptor;
 };
 
-std::string_view BaseName(std::string_view path) { return path.substr(path.rfind('/') + 1); }
+std::string_view BaseName(std::string_view path) {
+    return path.substr(path.rfind('/') + 1);
+}
 
 // At most `limit` bytes. A file of /proc comes whole in one read, as long as it fits.
 std::string ReadStart(int descriptor, std::size_t limit) {
@@ -189,7 +195,9 @@ std::optional<RunningProcess> Look(int proc, pid_t pid, uid_t user) {
     return RunningProcess{pid, status->startTime, std::move(name)};
 }
 
-ScopedDirectory OpenProc() { return ScopedDirectory(opendir("/proc")); }
+ScopedDirectory OpenProc() {
+    return ScopedDirectory(opendir("/proc"));
+}
 
 template <typename Visit> void ForEachPid(DIR *proc, Visit visit) {
     while (const dirent *entry = readdir(proc)) {

@@ -10,7 +10,9 @@ SInt32 g_systemVersion = kSystemVersion;
 
 ScopedSystemVersion::ScopedSystemVersion(SInt32 version) : m_before(std::exchange(g_systemVersion, version)) {}
 
-ScopedSystemVersion::~ScopedSystemVersion() { g_systemVersion = m_before; }
+ScopedSystemVersion::~ScopedSystemVersion() {
+    g_systemVersion = m_before;
+}
 
 OSErr Gestalt(OSType selector, SInt32 *response) {
     if (!response) {

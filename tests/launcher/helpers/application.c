@@ -1,6 +1,6 @@
 /* An application for the tests to launch. It writes what it was given to the file "report" beside its bundle
- * (X.app/Contents/MacOS/X writes to report in the folder that holds X.app), one thing a line, and then does nothing until
- * it is killed, but not for ever. */
+ * (X.app/Contents/MacOS/X writes to report in the folder that holds X.app), one thing a line, and then does nothing
+ * until it is killed, but not for ever. */
 #include <dirent.h>
 #include <limits.h>
 #include <stdio.h>

@@ -1,4 +1,6 @@
 /* The code of a bundle. */
 int probe(void);
 
-__attribute__((visibility("default"))) int probe(void) { return 42; }
+__attribute__((visibility("default"))) int probe(void) {
+    return 42;
+}

@@ -1,6 +1,6 @@
-// An application that listens for Apple events: receiver [FILE [GATE]]. It writes each event that is for it to FILE, one
-// a line; without FILE, to the file "events" beside its bundle (of X.app/Contents/MacOS/X). With GATE it begins to listen
-// only when that file exists.
+// An application that listens for Apple events: receiver [FILE [GATE]]. It writes each event that is for it to FILE,
+// one a line; without FILE, to the file "events" beside its bundle (of X.app/Contents/MacOS/X). With GATE it begins to
+// listen only when that file exists.
 #import <Foundation/Foundation.h>
 
 #include <stdio.h>

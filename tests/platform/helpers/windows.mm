@@ -1,5 +1,5 @@
-// An application with windows: windows -Titles TITLE,TITLE... opens one for each title, upon one another; an empty title
-// gives a window without one. (The toolkit takes plain arguments for documents to open.)
+// An application with windows: windows -Titles TITLE,TITLE... opens one for each title, upon one another; an empty
+// title gives a window without one. (The toolkit takes plain arguments for documents to open.)
 #import <AppKit/AppKit.h>
 
 #include <unistd.h>

@@ -1,7 +1,7 @@
 /* Core Foundation, as far as the extension uses it.
  *
- * Every object is an Objective-C object of Foundation's, so CFArrayRef and NSArray *, CFDataRef and NSData *, CFStringRef
- * and NSString *, CFURLRef and NSURL * are the same pointer and may be cast into one another.
+ * Every object is an Objective-C object of Foundation's, so CFArrayRef and NSArray *, CFDataRef and NSData *,
+ * CFStringRef and NSString *, CFURLRef and NSURL * are the same pointer and may be cast into one another.
  *
  * A function with "Create" or "Copy" in its name gives an object that the caller releases with CFRelease. */
 #ifndef LUM_PLATFORM_LINUX_COREFOUNDATION_H
