@@ -206,7 +206,7 @@ distrust_authority() { rm -f "$HOME/.config/lum/certificates/trusted/ca.pem"; }
 
 # The same site again, at the pace of a slow line.
 slow_site() {
-  "$lumsite" serve "$site" --port-file "$work/slow-port" --rate 60000 --log "$work/requests" --log-endpoint /log \
+  "$lumsite" serve "$site" --port-file "$work/slow-port" --rate 15000 --log "$work/requests" --log-endpoint /log \
     >"$work/slow.log" 2>&1 &
   pids+=($!)
   wait_for 100 test -s "$work/slow-port" || { echo "lumsite serve does not start" >&2; exit 1; }

@@ -13,7 +13,7 @@ base64_of() { printf '%s' "$1" | base64 -w0; }
 show() {
   local name=$1
   shift
-  "$lumhost" --log "$work/$name.trace" "$@" "$slow/index.html" >"$work/$name.out" 2>&1 </dev/null &
+  "$lumhost" --log "$work/$name.trace" --param "LumUrlRoot=$slow" "$@" "$slow/index.html" >"$work/$name.out" 2>&1 </dev/null &
   shown=$!
 }
 
@@ -22,11 +22,11 @@ close_window() { xdotool windowclose "$(window "$1")" 2>/dev/null || true; }
 ended() { ! kill -0 "$shown" 2>/dev/null; }
 # The progress window, while packages arrive; Stop ends it.
 quit_application
-show progress --param LumProgressBarTitle="Meeting Hall"
-check "the progress window is shown while packages arrive" wait_for 200 has_window "^Meeting Hall$"
+show progress --param LumProgressBarTitle="Joining your meeting"
+check "the progress window is shown while packages arrive" wait_for 200 has_window "^Joining"
 sleep 1
 screenshot progress "the progress window"
-press "^Meeting Hall$" Escape
+press "^Joining" Escape
 check "Stop ends the start" wait_for 100 ended
 check "Stop reached the site's log" grep -q "ErrorCode[=:] *901\b" "$work/requests"
 
@@ -57,7 +57,9 @@ show panel --param "lumcertification=$(grep -o 'lumcertification" value="[^"]*' 
 check "an unknown issuer is asked about" wait_for 200 has_window "ertificate"
 screenshot panel "the certificate panel"
 press "ertificate" Escape
-check "Cancel refuses the certificate" wait_for 300 ended
+check "Cancel refuses the certificate" wait_for 300 has_window "$message_title"
+press "$message_title" Return
+check "the start has ended" wait_for 100 ended
 check "with message 23" grep -q "message 23\b" "$work/panel.out"
 
 montage "$work/progress.png" "$work/placeholder.png" "$work/alert.png" "$work/panel.png" "$work/meeting.png" \

@@ -32,6 +32,7 @@ int RunServe(const std::vector<std::string> &arguments) {
         "line for every request.\n",
         {{"--port", "N", "port to listen on (any that is free)"},
          {"--port-file", "FILE", "write the port's number there, once connections are taken"},
+         {"--rate", "BYTES", "send no more bytes of a file in a second, as a slow line does"},
          {"--log", "FILE", "append the lines to FILE instead of printing them"},
          {"--log-endpoint", "PATH", "take GET requests for PATH as reports and print them decoded"}});
     line.Parse(arguments, 1, 1);
