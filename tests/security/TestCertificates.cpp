@@ -66,6 +66,7 @@ void FillIn(gnutls_x509_crt_t crt, const CertificatePlan &plan) {
     Check(gnutls_x509_crt_set_expiration_time(crt, now + plan.toDay * kDay));
     Check(gnutls_x509_crt_set_basic_constraints(crt, plan.isAuthority, -1));
     SetName(crt, GNUTLS_OID_X520_ORGANIZATION_NAME, plan.organisation);
+    SetName(crt, GNUTLS_OID_X520_COMMON_NAME, plan.commonNameBefore);
     SetName(crt, GNUTLS_OID_X520_COMMON_NAME, plan.commonName);
 }
 

@@ -55,6 +55,7 @@ TEST(Certificates, CommonName) {
     EXPECT_EQ(NameOf({.commonName = "site.kelvo.example"}), "site.kelvo.example");
     EXPECT_EQ(NameOf({.commonName = "Kelvo, Inc."}), "Kelvo, Inc.");
     EXPECT_EQ(NameOf({.commonName = " #\"a+b\"; <Zo\xC3\xAB> "}), " #\"a+b\"; <Zo\xC3\xAB> ");
+    EXPECT_EQ(NameOf({.commonName = "last", .commonNameBefore = "first"}), "last");
     EXPECT_EQ(NameOf({.commonName = ""}), "(nil)");
     EXPECT_EQ(CommonNameOfCert(nullptr), nil);
 }

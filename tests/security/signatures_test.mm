@@ -132,6 +132,21 @@ TEST_F(Signatures, NearMissesAreRefused) {
     EXPECT_FALSE(VerifyBytes(m_key, kSha1Text, *SignBytes(otherKey.c_str(), kSha1Text)));
 }
 
+// The number is the same without its leading zero, the signature is not.
+TEST_F(Signatures, AreAsLongAsTheModulus) {
+    for (int i = 0; i < 10000; ++i) {
+        const std::string text = std::to_string(i);
+        const std::string signature = SignBytes(m_keyPath.c_str(), text).value_or("?");
+        ASSERT_EQ(signature.size(), 256u);
+        if (signature[0] == '\0') {
+            EXPECT_TRUE(VerifyBytes(m_key, text, signature));
+            EXPECT_FALSE(VerifyBytes(m_key, text, signature.substr(1)));
+            return;
+        }
+    }
+    FAIL() << "no signature begins with a zero";
+}
+
 TEST_F(Signatures, FailuresAreLogged) {
     testing::internal::CaptureStderr();
     EXPECT_FALSE(VerifyBytes(m_key, kSha1Text, "x"));

@@ -295,6 +295,12 @@ TEST_F(Trust, CirclesAndCrowdsEnd) {
     const TestCertificate site(Site(), other);
     Judge(site, std::vector{m_middle, m_root}, {5, 0x4, Asked, Refused});
     Judge(site, crowd, {4, 0x4, Accepted, Refused});
+    crowd.clear();
+    for (int i = 0; i < 150; ++i) {
+        crowd.emplace_back(Authority("Middle"));
+    }
+    crowd.push_back(m_middle); // comes too late
+    Judge(m_site, crowd, {5, 0x4, Asked, Refused});
 }
 
 TEST_F(Trust, TheBuildChoosesTheRule) {

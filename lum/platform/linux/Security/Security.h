@@ -99,7 +99,7 @@ OSStatus SecCertificateCreateFromData(const CSSM_DATA *data, CSSM_CERT_TYPE type
                                       SecCertificateRef *certificate);
 // The certificate's DER. The bytes belong to the certificate and live as long as it.
 OSStatus SecCertificateGetData(SecCertificateRef certificate, CSSM_DATA_PTR data);
-// The first common name of the subject; success with a null name when the subject has none.
+// The last common name of the subject, the most specific; success with a null name when the subject has none.
 OSStatus SecCertificateCopyCommonName(SecCertificateRef certificate, CFStringRef *commonName);
 
 // The search finds the policy of this identifier once. `value` must be null.
