@@ -45,7 +45,9 @@ void Transfers::Request(const std::string &url) {
     }
 }
 
-bool Transfers::WaitForRequests(std::chrono::milliseconds longest) { return m_thread->WaitForRequests(longest); }
+bool Transfers::WaitForRequests(std::chrono::milliseconds longest) {
+    return m_thread->WaitForRequests(longest);
+}
 
 void Transfers::Cancel(Id id) {
     if (m_downloads.erase(id)) {

@@ -3,13 +3,15 @@
 // The life of a download: Get puts it in line; the transfer thread fetches it, follows redirects, tries again after a
 // pause what may pass, and goes on where it broke off when the server proves that the file is still the same one. What
 // arrives is counted, and a few times a second `wake` asks the main thread for a Deliver, which runs the callbacks:
-// any number of progress calls, then exactly one done call. If the main thread is away for long, the counts just add up.
+// any number of progress calls, then exactly one done call. While the main thread is away, the counts just add up.
 //
 // For the whole file:
 // - Every function is called on one and the same thread (the main thread), which also runs every callback. Only `wake`
-//   is called on the transfer thread; it may do no more than pass the word on.
-// - Callbacks run one at a time, from Deliver only. A callback may call any function of this class; a Deliver inside a
-//   callback (a message box that runs the run loop) returns at once, and its work is done after that callback.
+//   is called on the transfer thread (or, for an address that is refused, within Get); it may do no more than pass the
+//   word on.
+// - Callbacks run one at a time, from Deliver only. A callback may call any function of this class but the destructor.
+//   A Deliver inside a callback (a message box that runs the run loop) returns at once, and its work is done after
+//   that callback.
 // - An address is used without its user and password, and no cookie is kept or sent: a download is what anyone gets.
 // - An error text is one or two sentences for a person: the host, what happened and what to do. It holds no path and
 //   no query of an address, which may be private.
@@ -33,15 +35,15 @@ class TransferThread;
 class StagingFolder;
 
 struct TransferSettings {
-    // Where the files are kept while they are needed: in a hidden folder of their own, which goes away with this object.
-    // The folder is made when it is missing. What a killed process left in it is removed.
+    // Where the files are kept while they are needed: in a hidden folder of their own, which goes away with this
+    // object. The folder is made when it is missing. What a killed process left in it is removed.
     std::filesystem::path folder;
     std::uint64_t maxBytes = std::uint64_t{2} << 30; // a larger file is refused
     unsigned parallel = 4;                           // downloads at once; the rest wait their turn
     unsigned redirects = 10;                         // of one download attempt
 
     std::chrono::milliseconds connectTimeout{15'000}; // includes the TLS handshake
-    // A download that brings fewer than stallBytes in stallTimeout has stalled. This covers the wait for the reply, too.
+    // A download that brings fewer than stallBytes in stallTimeout has stalled. The wait for the reply counts.
     std::chrono::milliseconds stallTimeout{30'000};
     std::uint64_t stallBytes = 1024;
 
@@ -76,8 +78,8 @@ public:
     using Progress = std::function<void(std::uint32_t newBytes)>;
     using Done = std::function<void(const TransferResult &)>;
 
-    // Throws std::system_error only when no thread can be started. A folder that cannot be used makes every Get fail with
-    // a text that says so. The proxies (http_proxy, https_proxy, all_proxy, no_proxy) are read here, once.
+    // Throws std::system_error only when no thread can be started. A folder that cannot be used makes every Get fail
+    // with a text that says so. The proxies (http_proxy, https_proxy, all_proxy, no_proxy) are read here, once.
     Transfers(TransferSettings settings, std::function<void()> wake);
     ~Transfers(); // like CancelAll; background requests that still run are dropped
     Transfers(const Transfers &) = delete;
@@ -92,12 +94,14 @@ public:
     // Waits until no background request is left, or the time is over (false).
     bool WaitForRequests(std::chrono::milliseconds longest);
 
-    // No callback of it after this has returned; its file is removed. An unknown or ended id is ignored.
+    // No callback of it after this has returned; its file is removed soon after. An unknown or ended id is ignored.
     void Cancel(Id id);
     void CancelAll();
 
     // Downloads whose done callback has not been called yet.
-    std::size_t running() const { return m_downloads.size(); }
+    std::size_t running() const {
+        return m_downloads.size();
+    }
 
     // Runs the callbacks that are due.
     void Deliver();

@@ -48,8 +48,8 @@ private:
 
 class Installation {
 public:
-    Installation(const UnpackLimits &limits, std::stop_token stop)
-        : m_limits(limits), m_stop(std::move(stop)), m_bytesLeft(limits.maxBytes) {}
+    Installation(const UnpackLimits &limits, const std::stop_token &stop)
+        : m_limits(limits), m_stop(stop), m_bytesLeft(limits.maxBytes) {}
 
     void Run(const std::filesystem::path &package, const std::filesystem::path &destination);
 
@@ -148,7 +148,8 @@ void Installation::Take(PackageReader &reader, const PackageEntry &entry, Unpack
         // The contents come with the first of the names, or (cpio) with the last.
         const EntryPath target = SplitOrRefuse(entry.target);
         if (target.empty()) {
-            throw UnpackFailure{kUnpackRefusedEntry, "the entry " + Quoted(entry.path) + " is a second name of nothing"};
+            throw UnpackFailure{kUnpackRefusedEntry,
+                                "the entry " + Quoted(entry.path) + " is a second name of nothing"};
         }
         reader.CopyTo(tree.MakeHardLink(path, target).get(), admit);
         return;
@@ -193,8 +194,8 @@ UnpackFailure Attempt(Installation &installation, const std::filesystem::path &p
 } // namespace
 
 int InstallPackage(const std::filesystem::path &package, const std::filesystem::path &destination,
-                   const UnpackLimits &limits, std::string *reason, std::stop_token stop) {
-    Installation installation(limits, std::move(stop));
+                   const UnpackLimits &limits, std::string *reason, const std::stop_token &stop) {
+    Installation installation(limits, stop);
     const UnpackFailure result = Attempt(installation, package, destination);
     if (reason) {
         *reason = result.reason;
@@ -202,14 +203,16 @@ int InstallPackage(const std::filesystem::path &package, const std::filesystem::
     return result.code;
 }
 
-void CleanStaging(const std::filesystem::path &folder) { CleanStaging(folder, kFolderPrefix); }
+void CleanStaging(const std::filesystem::path &folder) {
+    CleanStaging(folder, kFolderPrefix);
+}
 
 UnpackJob::UnpackJob(std::filesystem::path package, std::filesystem::path destination, UnpackLimits limits) {
     std::promise<Result> promise;
     m_result = promise.get_future().share();
     const ScopedSignalBlock block;
     m_thread = std::jthread([package = std::move(package), destination = std::move(destination), limits,
-                             promise = std::move(promise)](std::stop_token stop) mutable {
+                             promise = std::move(promise)](const std::stop_token &stop) mutable {
         Result result;
         result.code = InstallPackage(package, destination, limits, &result.reason, stop);
         promise.set_value(std::move(result));

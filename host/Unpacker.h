@@ -1,21 +1,21 @@
 // Unpacks a package so that its component stands whole at its place, or not at all.
 //
 // A package is an archive (tar, alone or packed with gzip, xz, zstd, bzip2, lz4 and the like; zip; 7z; and the other
-// trees that libarchive reads by itself) with one top-level entry, the component, whose name is that of the destination.
-// It is unpacked into a hidden staging folder beside the destination, brought to the disk, and moved into place in one
-// step, in which it takes the place of what is there. Whatever fails, and whenever the process is killed, the destination
-// holds what was there before, or (from that one step on) the whole new component; on a file system that cannot exchange
-// two folders it may hold nothing.
+// trees that libarchive reads by itself) with one top-level entry, the component, whose name is that of the
+// destination. It is unpacked into a hidden staging folder beside the destination, brought to the disk, and moved into
+// place in one step, in which it takes the place of what is there. Whatever fails, and whenever the process is killed,
+// the destination holds what was there before, or (from that one step on) the whole new component; on a file system
+// that cannot exchange two folders it may hold nothing.
 //
 // What is in an archive is obeyed in this only: names, contents, which files may be executed, symbolic links and hard
-// links. Files become 0644 or 0755 less the umask, folders 0755; owner, date, set-user-id, extended attributes and access
-// lists are left out. An entry refuses the whole package when its name is absolute or has a ".." in it, or leads through
-// something that is no folder of the component; when it comes a second time; when it is a device, a pipe or a socket; when
-// it is a hard link to anything but a file of the component; or a symbolic link whose target is absolute, leads out of the
-// component, or has a ".." after a name (that is where links through links can hide).
+// links. Files become 0644 or 0755 less the umask, folders 0755; owner, date, set-user-id, extended attributes and
+// access lists are left out. An entry refuses the whole package when its name is absolute or has a ".." in it, or leads
+// through something that is no folder of the component; when it comes a second time; when it is a device, a pipe or a
+// socket; when it is a hard link to anything but a file of the component; or a symbolic link whose target is absolute,
+// leads out of the component, or has a ".." after a name (that is where links through links can hide).
 //
-// What success does not promise: that the package is the publisher's (the extension has checked that before), or that the
-// move is still done after a power failure (then the destination is as before).
+// What success does not promise: that the package is the publisher's (the extension has checked that before), or that
+// the move is still done after a power failure (then the destination is as before).
 #pragma once
 
 #include <chrono>
@@ -57,8 +57,8 @@ enum UnpackCode : int {
 struct UnpackLimits {
     std::uint64_t maxBytes = std::uint64_t{4} << 30; // of all files together, unpacked
     std::uint64_t maxEntries = 200'000;              // files, folders and links
-    // What the archive's compression (xz, zstd, lzma, lzip) may keep in memory; the memory in use is this and a few MiB.
-    // libarchive offers no such limit within zip, 7z and rar archives.
+    // What the archive's compression (xz, zstd, lzma, lzip) may keep in memory; the memory in use is this and a few
+    // MiB. libarchive offers no such limit within zip, 7z and rar archives.
     std::uint64_t maxWindow = std::uint64_t{64} << 20;
 };
 
@@ -67,7 +67,7 @@ struct UnpackLimits {
 // for a person that says what is wrong with what, and is empty on success. A request to stop is looked at for every
 // block; then the result is kUnpackInterrupted. May be called on any thread; throws nothing.
 int InstallPackage(const std::filesystem::path &package, const std::filesystem::path &destination,
-                   const UnpackLimits &limits, std::string *reason, std::stop_token stop = {});
+                   const UnpackLimits &limits, std::string *reason, const std::stop_token &stop = {});
 
 // Removes the staging folders that killed processes have left in `folder`, never those of a running one.
 void CleanStaging(const std::filesystem::path &folder);
@@ -83,11 +83,17 @@ public:
 
     // Waits until the installation has ended, or the time is over (false).
     bool Wait(std::chrono::milliseconds longest) const;
-    void Cancel() { m_thread.request_stop(); }
+    void Cancel() {
+        m_thread.request_stop();
+    }
 
     // After the end (these wait for it).
-    int code() const { return m_result.get().code; }
-    const std::string &reason() const { return m_result.get().reason; }
+    int code() const {
+        return m_result.get().code;
+    }
+    const std::string &reason() const {
+        return m_result.get().reason;
+    }
 
 private:
     struct Result {

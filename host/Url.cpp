@@ -10,7 +10,9 @@ namespace lumhost {
 namespace {
 
 struct FreeParts {
-    void operator()(CURLU *parts) const { curl_url_cleanup(parts); }
+    void operator()(CURLU *parts) const {
+        curl_url_cleanup(parts);
+    }
 };
 using ScopedParts = std::unique_ptr<CURLU, FreeParts>;
 
@@ -23,8 +25,7 @@ bool Set(CURLU *parts, std::string_view text) {
         // curl's own encoding of a space in a query is "+", which only forms understand.
         encoded += c == ' ' ? std::string("%20") : std::string(1, c);
     }
-    return curl_url_set(parts, CURLUPART_URL, encoded.c_str(), CURLU_URLENCODE | CURLU_NON_SUPPORT_SCHEME) ==
-           CURLUE_OK;
+    return curl_url_set(parts, CURLUPART_URL, encoded.c_str(), CURLU_URLENCODE | CURLU_NON_SUPPORT_SCHEME) == CURLUE_OK;
 }
 
 std::string Get(CURLU *parts, CURLUPart part, unsigned flags = 0) {
@@ -32,7 +33,7 @@ std::string Get(CURLU *parts, CURLUPart part, unsigned flags = 0) {
     if (curl_url_get(parts, part, &text, flags) != CURLUE_OK) {
         return {};
     }
-    const std::string copy = text;
+    std::string copy = text;
     curl_free(text);
     return copy;
 }

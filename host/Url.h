@@ -1,6 +1,6 @@
-// An http or https address, in the one form in which the container handles addresses: absolute, scheme and host in lower
-// case, what may not stand in an address percent-encoded, and without a user, a password and a fragment. Those three are
-// dropped when an address is read, so that they can neither be sent nor appear in a text.
+// An http or https address, in the one form in which the container handles addresses: absolute, scheme and host in
+// lower case, what may not stand in an address percent-encoded, and without a user, a password and a fragment. Those
+// three are dropped when an address is read, so that they can neither be sent nor appear in a text.
 #pragma once
 
 #include <cstdint>
@@ -20,10 +20,20 @@ public:
     // Nothing when that is not an http or https address.
     std::optional<Url> Resolve(std::string_view reference) const;
 
-    const std::string &text() const { return m_text; }
-    const std::string &host() const { return m_host; } // an IPv6 address keeps its brackets
-    std::uint16_t port() const { return m_port; }      // the scheme's own when the address names none
-    bool secure() const { return m_secure; }
+    const std::string &text() const {
+        return m_text;
+    }
+    // An IPv6 address keeps its brackets.
+    const std::string &host() const {
+        return m_host;
+    }
+    // The scheme's own when the address names none.
+    std::uint16_t port() const {
+        return m_port;
+    }
+    bool secure() const {
+        return m_secure;
+    }
 
     // "https://host" or, with a port other than the scheme's own, "https://host:8443": what a permission is given to.
     std::string Origin() const;

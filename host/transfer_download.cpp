@@ -6,7 +6,7 @@ namespace lumhost {
 
 namespace {
 
-constexpr std::uint64_t kDroppedBody = 64 * 1024;
+constexpr std::uint64_t kDroppedBody = 1 << 16;
 constexpr std::uint64_t kFreshStart = 1 << 20;
 
 } // namespace

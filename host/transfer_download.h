@@ -44,19 +44,21 @@ private:
     void JudgeRest(const ReplyHead &reply);
     void CheckRoom();
     // Whether the rest of what is stored can be asked for.
-    bool CanResume() const { return m_file.size() > 0 && !m_tag.empty(); }
+    bool CanResume() const {
+        return m_file.size() > 0 && !m_tag.empty();
+    }
     void StartOver();
     bool Fail(TransferFailure failure);
     std::optional<std::chrono::milliseconds> AfterFailure();
 
     TransferFile m_file;
     std::optional<std::uint64_t> m_total;
-    std::string m_tag;          // strong tag of what is stored; empty when there is none
-    std::string m_tagUrl;       // the address whose tag it is
-    std::uint64_t m_seen = 0;   // the most that was ever stored: so many bytes were news
-    std::uint64_t m_told = 0;   // of these, taken by TakeNews
-    std::uint64_t m_fresh = 0;  // m_seen when the tries were last counted afresh
-    unsigned m_tries = 0;       // failed ones
+    std::string m_tag;         // strong tag of what is stored; empty when there is none
+    std::string m_tagUrl;      // the address whose tag it is
+    std::uint64_t m_seen = 0;  // the most that was ever stored: so many bytes were news
+    std::uint64_t m_told = 0;  // of these, taken by TakeNews
+    std::uint64_t m_fresh = 0; // m_seen when the tries were last counted afresh
+    unsigned m_tries = 0;      // failed ones
     std::minstd_rand m_random;
 
     // Of the running exchange:

@@ -11,7 +11,7 @@ namespace lumhost {
 
 namespace {
 
-constexpr std::size_t kDroppedBody = 64 * 1024;
+constexpr std::size_t kDroppedBody = 1 << 16;
 
 std::string FirstOf(std::initializer_list<const char *> names) {
     for (const char *name : names) {

@@ -37,23 +37,35 @@ public:
     Exchange(const Exchange &) = delete;
     Exchange &operator=(const Exchange &) = delete;
 
-    CURL *handle() const { return m_handle.get(); }
+    CURL *handle() const {
+        return m_handle.get();
+    }
 
     // Makes the handle ready for the next exchange.
     virtual void Begin(TransferClock::time_point now);
     // The exchange has ended: the pause until the next one, or nothing when the errand is over.
     virtual std::optional<std::chrono::milliseconds> End(CURLcode code) = 0;
     // True when the running exchange has to be ended, with CURLE_OPERATION_TIMEDOUT.
-    virtual bool Overdue(TransferClock::time_point) { return false; }
+    virtual bool Overdue(TransferClock::time_point) {
+        return false;
+    }
 
 protected:
     // Takes a piece of the body; false ends the exchange with CURLE_WRITE_ERROR.
     virtual bool Receive(const char *data, std::size_t size) = 0;
-    virtual curl_slist *AddHeaders(curl_slist *headers) { return headers; }
+    virtual curl_slist *AddHeaders(curl_slist *headers) {
+        return headers;
+    }
 
-    const TransferRules &rules() const { return m_rules; }
-    const Url &url() const { return m_url; } // the one at which redirects have arrived
-    std::string ErrorDetail() const { return m_error; }
+    const TransferRules &rules() const {
+        return m_rules;
+    }
+    const Url &url() const {
+        return m_url;
+    } // the one at which redirects have arrived
+    std::string ErrorDetail() const {
+        return m_error;
+    }
 
     // Back to the address that was asked for.
     void ForgetRedirects();
@@ -64,10 +76,14 @@ private:
     static std::size_t ReceiveCallback(char *data, std::size_t one, std::size_t size, void *self);
 
     struct CloseHandle {
-        void operator()(CURL *handle) const { curl_easy_cleanup(handle); }
+        void operator()(CURL *handle) const {
+            curl_easy_cleanup(handle);
+        }
     };
     struct FreeList {
-        void operator()(curl_slist *list) const { curl_slist_free_all(list); }
+        void operator()(curl_slist *list) const {
+            curl_slist_free_all(list);
+        }
     };
 
     const TransferRules &m_rules;

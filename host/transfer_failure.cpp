@@ -18,7 +18,9 @@ TransferFailure Transient(const Url &url, const std::string &what, const std::st
     return {url.host() + ": " + what + ". " + remedy, true, std::nullopt};
 }
 
-std::string InParentheses(const std::string &detail) { return detail.empty() ? "" : " (" + detail + ")"; }
+std::string InParentheses(const std::string &detail) {
+    return detail.empty() ? "" : " (" + detail + ")";
+}
 
 // Whole MiB, rounded up.
 std::string Mebibytes(std::uint64_t bytes) {
@@ -100,7 +102,8 @@ TransferFailure NoRoom(const Url &url, std::uint64_t needed) {
 }
 
 TransferFailure DiskFailure(const Url &url, int error) {
-    return Permanent(url, "the file cannot be stored: " + DiskErrorText(error), "Free some space or mend the folder, and try again.");
+    return Permanent(url, "the file cannot be stored: " + DiskErrorText(error),
+                     "Free some space or mend the folder, and try again.");
 }
 
 } // namespace lumhost

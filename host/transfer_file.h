@@ -21,8 +21,12 @@ public:
     int Restart(); // empty again
     int Keep();    // complete: closed, and left where it is (an empty file is made when nothing was written)
 
-    std::uint64_t size() const { return m_size; }
-    const std::filesystem::path &path() const { return m_path; }
+    std::uint64_t size() const {
+        return m_size;
+    }
+    const std::filesystem::path &path() const {
+        return m_path;
+    }
 
 private:
     int Open();

@@ -13,7 +13,9 @@ public:
         sigfillset(&all);
         pthread_sigmask(SIG_SETMASK, &all, &m_before);
     }
-    ~ScopedSignalBlock() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+    ~ScopedSignalBlock() {
+        pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
+    }
     ScopedSignalBlock(const ScopedSignalBlock &) = delete;
     ScopedSignalBlock &operator=(const ScopedSignalBlock &) = delete;
 

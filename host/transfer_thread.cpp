@@ -44,7 +44,9 @@ TransferThread::~TransferThread() {
     }
 }
 
-void TransferThread::Wake() { curl_multi_wakeup(m_multi.get()); }
+void TransferThread::Wake() {
+    curl_multi_wakeup(m_multi.get());
+}
 
 void TransferThread::Start(Transfers::Id id, Url url, std::filesystem::path file) {
     auto download = std::make_unique<Download>(m_rules, std::move(url), std::move(file));

@@ -51,7 +51,9 @@ private:
         bool stop = false;
     };
     struct CloseMulti {
-        void operator()(CURLM *multi) const { curl_multi_cleanup(multi); }
+        void operator()(CURLM *multi) const {
+            curl_multi_cleanup(multi);
+        }
     };
 
     void Wake();

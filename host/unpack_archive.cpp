@@ -18,22 +18,22 @@ namespace lumhost {
 
 namespace {
 
-constexpr std::size_t kReadBlock = 256 * 1024;
+constexpr std::size_t kReadBlock = 1 << 18;
 
 // Everything that libarchive reads by itself. Not mtree, whose files' contents come from elsewhere on the disk, nor
 // those filters that start another program, nor the kinds that accept any file as an archive of one file.
 void Support(archive *archive) {
-    for (const auto filter : {archive_read_support_filter_gzip, archive_read_support_filter_xz,
-                              archive_read_support_filter_zstd, archive_read_support_filter_bzip2,
-                              archive_read_support_filter_lz4, archive_read_support_filter_lzma,
-                              archive_read_support_filter_lzip, archive_read_support_filter_compress}) {
+    for (const auto filter :
+         {archive_read_support_filter_gzip, archive_read_support_filter_xz, archive_read_support_filter_zstd,
+          archive_read_support_filter_bzip2, archive_read_support_filter_lz4, archive_read_support_filter_lzma,
+          archive_read_support_filter_lzip, archive_read_support_filter_compress}) {
         filter(archive);
     }
-    for (const auto format : {archive_read_support_format_tar, archive_read_support_format_zip,
-                              archive_read_support_format_7zip, archive_read_support_format_cpio,
-                              archive_read_support_format_xar, archive_read_support_format_iso9660,
-                              archive_read_support_format_cab, archive_read_support_format_rar,
-                              archive_read_support_format_rar5, archive_read_support_format_lha}) {
+    for (const auto format :
+         {archive_read_support_format_tar, archive_read_support_format_zip, archive_read_support_format_7zip,
+          archive_read_support_format_cpio, archive_read_support_format_xar, archive_read_support_format_iso9660,
+          archive_read_support_format_cab, archive_read_support_format_rar, archive_read_support_format_rar5,
+          archive_read_support_format_lha}) {
         format(archive);
     }
 }
@@ -122,8 +122,9 @@ void PackageReader::CheckWindow() const {
     const auto compression = CompressionOf(m_archive.get());
     const auto window = compression ? DecoderWindow(m_file.get(), *compression) : std::nullopt;
     if (window && *window > m_maxWindow) {
-        throw UnpackFailure{kUnpackTooLarge, "unpacking takes " + std::to_string(*window >> 20) + " MiB of memory, and " +
-                                                 std::to_string(m_maxWindow >> 20) + " MiB are allowed"};
+        throw UnpackFailure{kUnpackTooLarge, "unpacking takes " + std::to_string(*window >> 20) +
+                                                 " MiB of memory, and " + std::to_string(m_maxWindow >> 20) +
+                                                 " MiB are allowed"};
     }
 }
 
@@ -180,7 +181,8 @@ void PackageReader::CopyTo(int file, const std::function<void(std::uint64_t)> &a
             throw UnpackFailure{kUnpackDamaged, "the archive is damaged: a file begins before its beginning"};
         }
         grow(static_cast<std::uint64_t>(place) + length);
-        if (const int error = WriteAt(file, static_cast<const char *>(data), length, static_cast<std::uint64_t>(place))) {
+        if (const int error =
+                WriteAt(file, static_cast<const char *>(data), length, static_cast<std::uint64_t>(place))) {
             throw WriteFailure(error, archive_entry_pathname(m_entry));
         }
     }

@@ -46,7 +46,9 @@ private:
     std::string Detail() const;
 
     struct CloseArchive {
-        void operator()(archive *archive) const { archive_read_free(archive); }
+        void operator()(archive *archive) const {
+            archive_read_free(archive);
+        }
     };
     const std::filesystem::path m_package;
     const std::uint64_t m_maxWindow;

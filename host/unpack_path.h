@@ -14,8 +14,8 @@ using EntryPath = std::vector<std::string_view>; // its names, which refer to th
 std::optional<EntryPath> SplitEntryPath(std::string_view path);
 
 // Whether a symbolic link with this target leads to a place within its component, whatever other links this rule
-// admits. `depth`: the folders of the component that the link lies in, itself included, so 1 for a link right in it; 0 for a link in place of
-// the component, which is none.
+// admits. `depth`: the folders of the component that the link lies in, itself included, so 1 for a link right in it; 0
+// for a link in place of the component, which is none.
 //
 // A ".." is admitted only at the front. There it leaves real folders, which can be counted; after a name it might leave
 // the place that another link leads to.

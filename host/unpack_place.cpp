@@ -14,7 +14,9 @@ namespace {
 
 constexpr char kReplaced[] = "../replaced"; // beside, so that a component of that name is not in the way
 
-bool Unsupported(int error) { return error == EINVAL || error == ENOSYS || error == ENOTSUP; }
+bool Unsupported(int error) {
+    return error == EINVAL || error == ENOSYS || error == ENOTSUP;
+}
 
 // True when done; false when the system or the file system has no such operation.
 bool Rename(int from, const std::string &name, int to, unsigned how) {

@@ -22,7 +22,9 @@ namespace {
 constexpr char kLock[] = "lock";
 
 struct CloseFolder {
-    void operator()(DIR *folder) const { closedir(folder); }
+    void operator()(DIR *folder) const {
+        closedir(folder);
+    }
 };
 using ScopedFolder = std::unique_ptr<DIR, CloseFolder>;
 
@@ -71,8 +73,8 @@ bool IsInPlace(int lock, const std::filesystem::path &folder) {
            held.st_ino == named.st_ino;
 }
 
-// The lock file goes last and while it is locked: whoever waits for it then finds another file, or none, in its place. It
-// is closed before the folder goes, for a network file system keeps a removed file in its folder while it is open.
+// The lock file goes last and while it is locked: whoever waits for it then finds another file, or none, in its place.
+// It is closed before the folder goes, for a network file system keeps a removed file in its folder while it is open.
 void RemoveLocked(const std::filesystem::path &folder, int lock) {
     if (const ScopedFolder open = OpenFolder(AT_FDCWD, folder.c_str())) {
         for (const std::string &name : Names(open.get())) {

@@ -17,9 +17,13 @@ public:
     StagingFolder(const StagingFolder &) = delete;
     StagingFolder &operator=(const StagingFolder &) = delete;
 
-    int error() const { return m_error; } // 0, or the errno of what failed
-    std::string ErrorText() const;        // what failed, where, and what to do
-    const std::filesystem::path &path() const { return m_path; }
+    int error() const {
+        return m_error;
+    }                              // 0, or the errno of what failed
+    std::string ErrorText() const; // what failed, where, and what to do
+    const std::filesystem::path &path() const {
+        return m_path;
+    }
 
 private:
     int Make(const std::string &pattern);

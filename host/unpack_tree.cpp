@@ -44,7 +44,9 @@ ScopedDescriptor &ScopedDescriptor::operator=(ScopedDescriptor &&other) noexcept
     return *this;
 }
 
-int ScopedDescriptor::Release() { return std::exchange(m_file, -1); }
+int ScopedDescriptor::Release() {
+    return std::exchange(m_file, -1);
+}
 
 void UnpackTree::Count() {
     if (m_left == 0) {

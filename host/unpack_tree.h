@@ -20,8 +20,12 @@ public:
     ~ScopedDescriptor();
     ScopedDescriptor(ScopedDescriptor &&other) noexcept : m_file(other.Release()) {}
     ScopedDescriptor &operator=(ScopedDescriptor &&other) noexcept;
-    int get() const { return m_file; }
-    explicit operator bool() const { return m_file >= 0; }
+    int get() const {
+        return m_file;
+    }
+    explicit operator bool() const {
+        return m_file >= 0;
+    }
     int Release();
 
 private:
@@ -40,7 +44,9 @@ public:
     // A second name of a file that was made before; the descriptor is for writing to it.
     ScopedDescriptor MakeHardLink(const EntryPath &path, const EntryPath &target);
 
-    bool empty() const { return m_made == 0; }
+    bool empty() const {
+        return m_made == 0;
+    }
 
 private:
     struct OpenFolder {

@@ -9,8 +9,10 @@
 
 #include <condition_variable>
 #include <mutex>
+#include <set>
 
 #include "host/Url.h"
+#include "host/transfer_download.h"
 #include "host/transfer_reply.h"
 #include "tests/support/FaultServer.h"
 #include "tests/support/TempDir.h"
@@ -40,7 +42,8 @@ struct Outcome {
 // The main thread's part: waits to be woken, and delivers.
 class Client {
 public:
-    explicit Client(TransferSettings changes = Quick()) : m_transfers(In(m_dir.path(), changes), [this] { Wake(); }) {}
+    explicit Client(const TransferSettings &changes = Quick())
+        : m_transfers(In(m_dir.path(), changes), [this] { Wake(); }) {}
 
     static TransferSettings Quick() {
         TransferSettings settings;
@@ -50,8 +53,12 @@ public:
         return settings;
     }
 
-    Transfers &transfers() { return m_transfers; }
-    const fs::path &folder() const { return m_dir.path(); }
+    Transfers &transfers() {
+        return m_transfers;
+    }
+    const fs::path &folder() const {
+        return m_dir.path();
+    }
 
     Transfers::Id Start(const std::string &url, Outcome &outcome) {
         return m_transfers.Get(
@@ -146,8 +153,8 @@ TEST(Url, IsBroughtIntoOneForm) {
 TEST(Reply, TellsWhatCanBeReliedOn) {
     EXPECT_EQ(ParseContentRange("bytes 5-9/10")->total, 10u);
     EXPECT_EQ(ParseContentRange("bytes 5-9/*")->last, 9u);
-    for (const char *bad : {"", "bytes */10", "bytes 9-5/10", "bytes 5-10/10", "bytes 5-9/", "items 5-9/10", "bytes 5-9/10x",
-                            "bytes -1-9/10", "bytes 99999999999999999999-9/10"}) {
+    for (const char *bad : {"", "bytes */10", "bytes 9-5/10", "bytes 5-10/10", "bytes 5-9/", "items 5-9/10",
+                            "bytes 5-9/10x", "bytes -1-9/10", "bytes 99999999999999999999-9/10"}) {
         EXPECT_FALSE(ParseContentRange(bad)) << bad;
     }
     EXPECT_EQ(StrongTag("\"a-1\""), "\"a-1\"");
@@ -241,11 +248,27 @@ TEST(Transfers, GetTheWholeFileInTheEnd) {
         std::vector<std::string> ranges;
         for (const FaultServer::Request &request : server.requests()) {
             ranges.push_back(request.Header("range").value_or(""));
-            EXPECT_EQ(request.Header("if-range"), ranges.back().empty() ? std::nullopt : std::optional<std::string>(kOne));
+            EXPECT_EQ(request.Header("if-range"),
+                      ranges.back().empty() ? std::nullopt : std::optional<std::string>(kOne));
             EXPECT_EQ(request.Header("accept-encoding"), "identity");
             EXPECT_EQ(request.query, "random=1");
         }
         EXPECT_TRUE(std::equal(ranges.begin(), ranges.end(), c.ranges.begin(), c.ranges.end()));
+    }
+}
+
+TEST(Transfers, PauseLongerEachTimeAndNeverAlike) {
+    const TransferSettings settings;
+    std::minstd_rand random(1);
+    const int full[] = {500, 1000, 2000, 4000, 8000, 16'000, 16'000, 16'000};
+    for (unsigned tries = 1; tries <= std::size(full); ++tries) {
+        std::set<std::int64_t> seen;
+        for (int i = 0; i < 50; ++i) {
+            seen.insert(RetryPause(settings, tries, random).count());
+        }
+        EXPECT_GE(*seen.begin(), full[tries - 1] / 2);
+        EXPECT_LE(*seen.rbegin(), full[tries - 1]);
+        EXPECT_GT(seen.size(), 20u);
     }
 }
 
@@ -281,7 +304,9 @@ TEST(Transfers, FailInWordsForAPerson) {
         settings.retries = 3;
         settings.redirects = 3;
         settings.maxBytes = 300'000;
-        settings.stallTimeout = milliseconds(250);
+        if (c.text == std::string("standstill")) {
+            settings.stallTimeout = milliseconds(250);
+        }
         Client client(settings);
         const Outcome outcome = client.Fetch(server.Url("/a.tgz?session=secret"));
         EXPECT_FALSE(outcome.result.ok);
@@ -297,7 +322,8 @@ TEST(Transfers, FailInWordsForAPerson) {
         const FaultServer gone;
         port = gone.port();
     }
-    EXPECT_THAT(client.Fetch("http://127.0.0.1:" + std::to_string(port) + "/").result.error, HasSubstr("nothing answers"));
+    EXPECT_THAT(client.Fetch("http://127.0.0.1:" + std::to_string(port) + "/").result.error,
+                HasSubstr("nothing answers"));
     EXPECT_THAT(client.Fetch("ftp://127.0.0.1/a").result.error, HasSubstr("no web address"));
     EXPECT_THAT(client.Fetch("").result.error, HasSubstr("no web address"));
 }
@@ -423,9 +449,14 @@ TEST(Transfers, AreSilentOnceCancelled) {
     EXPECT_TRUE(other.content == kBody);
     EXPECT_EQ(slow[0].progress + slow[1].progress + slow[2].progress, before);
     EXPECT_EQ(slow[0].done + slow[1].done + slow[2].done, 0);
-    for (const auto &entry : fs::recursive_directory_iterator(client.folder())) {
-        EXPECT_TRUE(entry.is_directory() || entry.path().filename() == "lock") << entry.path();
+    const auto files = [&] { // beside the folder and its lock
+        client.transfers().Deliver();
+        return std::distance(fs::recursive_directory_iterator(client.folder()), {}) - 2;
+    };
+    for (int i = 0; i < 2000 && files() > 0; ++i) { // they go soon after
+        std::this_thread::sleep_for(milliseconds(10));
     }
+    EXPECT_EQ(files(), 0);
     client.Start(server.Url("/slow"), slow[0]); // still running at the end of everything
 }
 

@@ -26,10 +26,13 @@
 namespace {
 
 constexpr std::size_t kLongestHead = 1 << 20;
-constexpr std::size_t kPiece = 64 * 1024;
+constexpr std::size_t kPiece = 1 << 16;
+constexpr std::size_t kReadPiece = 1 << 14;
 
 struct FreeTls {
-    void operator()(SSL *tls) const { SSL_free(tls); }
+    void operator()(SSL *tls) const {
+        SSL_free(tls);
+    }
 };
 
 // One connection: bytes in, bytes out, with or without TLS.
@@ -68,7 +71,7 @@ public:
 
     // The next piece; empty at the end.
     std::string Read() {
-        std::string piece(16 * 1024, '\0');
+        std::string piece(kReadPiece, '\0');
         const ssize_t done = m_tls ? SSL_read(m_tls.get(), piece.data(), static_cast<int>(piece.size()))
                                    : recv(m_socket, piece.data(), piece.size(), 0);
         m_broken = m_broken || done < 0;
@@ -337,7 +340,7 @@ FaultServer::Answer FaultServer::Engine::NextAnswer(const Request &request) {
         return FromFolder(request.path).value_or(Answer{.status = 404, .body = "not here\n"});
     }
     std::vector<Answer> &list = found->second;
-    const Answer answer = list.front();
+    Answer answer = list.front();
     if (list.size() > 1) {
         list.erase(list.begin());
     }
@@ -466,15 +469,21 @@ void FaultServer::ServeFolder(std::filesystem::path folder, Answer manner) {
     m_engine->manner = std::move(manner);
 }
 
-void FaultServer::ServeFolder(std::filesystem::path folder) { ServeFolder(std::move(folder), Answer()); }
+void FaultServer::ServeFolder(std::filesystem::path folder) {
+    ServeFolder(std::move(folder), Answer());
+}
 
-std::uint16_t FaultServer::port() const { return m_engine->port; }
+std::uint16_t FaultServer::port() const {
+    return m_engine->port;
+}
 
 std::string FaultServer::Url(std::string_view path) const {
     return (m_engine->caFile.empty() ? "http" : "https") + ("://127.0.0.1:" + std::to_string(port())).append(path);
 }
 
-std::string FaultServer::caFile() const { return m_engine->caFile; }
+std::string FaultServer::caFile() const {
+    return m_engine->caFile;
+}
 
 std::vector<FaultServer::Request> FaultServer::requests() const {
     const std::lock_guard guard(m_engine->lock);

@@ -41,22 +41,22 @@ public:
     struct Answer {
         int status = 200;
         std::string body = {};
-        std::uint64_t patternSize = 0; // when not 0: instead of a body, so many bytes of Pattern
-        std::string etag = {};         // as sent, with its quotes
+        std::uint64_t patternSize = 0;         // when not 0: instead of a body, so many bytes of Pattern
+        std::string etag = {};                 // as sent, with its quotes
         std::vector<std::string> headers = {}; // further lines, "Retry-After: 1"
 
-        // A range ("bytes=N-", with an If-Range that is `etag`) of a 200 is answered with 206, or 416 past the end. Without
-        // this every answer is the whole.
+        // A range ("bytes=N-", with an If-Range that is `etag`) of a 200 is answered with 206, or 416 past the end.
+        // Without this every answer is the whole.
         bool honourRange = true;
         std::optional<std::string> contentRange = {}; // this Content-Range instead of the true one
 
-        std::chrono::milliseconds delay{0}; // before the first byte
-        std::uint64_t bytesPerSecond = 0;   // 0: as fast as it goes
+        std::chrono::milliseconds delay{0};          // before the first byte
+        std::uint64_t bytesPerSecond = 0;            // 0: as fast as it goes
         std::optional<std::uint64_t> dropAfter = {}; // end the connection after so many bytes of body
         bool reset = false;                          // ... by a reset, not by a regular end
         Length length = Length::Exact;
         std::optional<std::uint64_t> claimedLength = {}; // this Content-Length instead of the true one
-        bool endless = false;            // the body never ends (no length is told unless one is claimed)
+        bool endless = false;                // the body never ends (no length is told unless one is claimed)
         std::optional<std::string> raw = {}; // these bytes instead of any reply, then the end of the connection
     };
     static Answer Redirect(std::string location, int status = 302);
@@ -78,11 +78,11 @@ public:
     FaultServer(const FaultServer &) = delete;
     FaultServer &operator=(const FaultServer &) = delete;
 
-    // The first request of `path` (without query) gets the first answer, and so on; the last one serves all further ones.
-    // Told again, it starts anew.
+    // The first request of `path` (without query) gets the first answer, and so on; the last one serves all further
+    // ones. Told again, it starts anew.
     void On(const std::string &path, std::vector<Answer> answers);
-    // Any other path is looked up in `folder` (percent-decoded, never above it) at each request, and is answered in that
-    // `manner` with the file as body and a strong tag made of its content.
+    // Any other path is looked up in `folder` (percent-decoded, never above it) at each request, and is answered in
+    // that `manner` with the file as body and a strong tag made of its content.
     void ServeFolder(std::filesystem::path folder, Answer manner);
     void ServeFolder(std::filesystem::path folder);
 

@@ -11,14 +11,22 @@
 namespace {
 
 struct Free {
-    void operator()(EVP_PKEY *key) const { EVP_PKEY_free(key); }
-    void operator()(X509 *certificate) const { X509_free(certificate); }
-    void operator()(X509_EXTENSION *extension) const { X509_EXTENSION_free(extension); }
-    void operator()(BIO *bio) const { BIO_free(bio); }
+    void operator()(EVP_PKEY *key) const {
+        EVP_PKEY_free(key);
+    }
+    void operator()(X509 *certificate) const {
+        X509_free(certificate);
+    }
+    void operator()(X509_EXTENSION *extension) const {
+        X509_EXTENSION_free(extension);
+    }
+    void operator()(BIO *bio) const {
+        BIO_free(bio);
+    }
 };
 template <typename T> using Scoped = std::unique_ptr<T, Free>;
 
-constexpr long kDay = 24 * 60 * 60;
+constexpr long kDay = 86'400;
 
 void Check(bool done, const char *what) {
     if (!done) {

@@ -9,7 +9,9 @@
 #include "tests/support/FaultServer.h"
 
 struct FreeTlsContext {
-    void operator()(SSL_CTX *context) const { SSL_CTX_free(context); }
+    void operator()(SSL_CTX *context) const {
+        SSL_CTX_free(context);
+    }
 };
 using ScopedTlsContext = std::unique_ptr<SSL_CTX, FreeTlsContext>;
 
