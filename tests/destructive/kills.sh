@@ -1,0 +1,265 @@
+#!/usr/bin/env bash
+# Starts that are killed: whatever the moment, what counts as installed is whole, and the next start mends the rest.
+#
+#     tests/destructive/kills.sh BUILD-FOLDER KILLS
+#
+# A site of ten components is served on this computer. Again and again lumhost opens its page and is killed with its
+# process group after a random time. Every fifth round begins with an empty home, the others where the last kill
+# left it; before every third, two components get a new version, so that replacing is killed, too. After each kill:
+#
+#   - a bundle or framework that stands under its name is, to the byte, one of its published versions
+#   - so is a library under its versioned name (of that version) and under its plain name
+#   - a library's link, where there is one, leads to a file
+#
+# An undisturbed start must then end with status 0, with every component in its present version, every library with one
+# version and a link to it, and nothing else in the folder.
+#
+# KILLS_SEED gives the numbers of an earlier run again (the moments still depend on how busy the computer is).
+# Exit status 0 when all of this held; else 1, and the folder with the state stays.
+set -uo pipefail
+umask 022
+
+build=$(cd "$1" && pwd)
+kills=$2
+seed=${KILLS_SEED:-$$}
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+lumsite=$build/site/lumsite
+lumhost=$build/host/lumhost
+work=$(mktemp -d "${TMPDIR:-/tmp}/lum-kills.XXXXXX")
+site=$work/site
+components=$work/components
+home=$work/home
+kelvo="$home/GNUstep/Library/ApplicationSupport/Kelvo Folder"
+installed="$kelvo/2.4"
+violations=0
+server=
+RANDOM=$seed
+
+mkdir -p "$work/tmp" "$site" "$components"
+chmod 700 "$work/tmp"
+export HOME=$home TMPDIR=$work/tmp TMP=$work/tmp
+unset DISPLAY WAYLAND_DISPLAY http_proxy https_proxy HTTP_PROXY HTTPS_PROXY all_proxy ALL_PROXY
+unset XDG_CONFIG_HOME XDG_DATA_HOME XDG_CACHE_HOME XDG_STATE_HOME XDG_RUNTIME_DIR
+. "$here/components.sh"
+
+give_up() {
+  printf 'kills: %s\n' "$1" >&2
+  [ -z "${2:-}" ] || cat "$2" >&2
+  exit 1
+}
+
+# The notification daemon that lumhost's Foundation starts outlives it.
+clean_up() {
+  local status=$? environment pid
+  for environment in /proc/[0-9]*/environ; do
+    pid=${environment//[!0-9]/}
+    if [ "$pid" != $$ ] && [ "$(cat "/proc/$pid/comm" 2>/dev/null)" = gdnc ] &&
+      grep -qz "^TMP=$work/tmp\$" "$environment" 2>/dev/null; then
+      kill "$pid" 2>/dev/null
+    fi
+  done
+  [ -z "$server" ] || kill "$server" 2>/dev/null
+  if [ "$status" -eq 0 ]; then
+    rm -rf "$work"
+  else
+    printf 'kills: everything is kept in %s\n' "$work" >&2
+  fi
+}
+trap clean_up EXIT
+
+milliseconds() { local now=${EPOCHREALTIME/[.,]/}; printf '%s' "${now%???}"; }
+
+fresh_home() {
+  rm -rf "$home"
+  mkdir -p "$home/.config/lum/certificates/trusted"
+  cp "$work/keys/ca.pem" "$home/.config/lum/certificates/trusted/"
+  "$lumhost" allow "$url" >"$work/allow.log" 2>&1 || give_up "the site cannot be allowed" "$work/allow.log"
+}
+
+# violation TEXT...: tells it, and keeps the first home in which one shows.
+violation() {
+  printf 'round %d, VIOLATION: %s\n' "$round" "$*"
+  violations=$((violations + 1))
+  [ -e "$work/first-violation" ] || cp -a "$home" "$work/first-violation"
+}
+
+folder_of() { if [ "$1" = Shared.bundle ]; then printf '%s' "$kelvo"; else printf '%s' "$installed"; fi; }
+
+known_bundle() {
+  local found number
+  found=$(digest_of "$1")
+  for ((number = revision[$2]; number > 0; --number)); do
+    [ "$found" != "${digest[$2 1,0,$number,0]}" ] || break
+  done
+  revision_found=$number # 0 for none
+}
+
+# survey WHEN: holds the installed folder against the rules, and counts in `outstanding` what is absent or not current.
+survey() {
+  local name folder file version
+  outstanding=0
+  for name in "${bundles[@]}"; do
+    folder=$(folder_of "$name")/$name
+    revision_found=0
+    if [ -e "$folder" ] || [ -L "$folder" ]; then
+      known_bundle "$folder" "$name"
+      [ "$revision_found" -gt 0 ] || violation "$1: $name is there, but as none of its versions"
+    fi
+    [ "$revision_found" = "${revision[$name]}" ] || outstanding=$((outstanding + 1))
+  done
+  for name in "${libraries[@]}"; do
+    for file in "$installed/$name"-*.dylib; do
+      [ -e "$file" ] || continue
+      version=${file##*-}
+      version=${version%.dylib}
+      [ "$(sha256sum <"$file")" = "${digest[$name ${version//./,}]:-}" ] || violation "$1: $(basename "$file") is not whole"
+    done
+    survey_plain_library "$1" "$name"
+  done
+}
+
+survey_plain_library() {
+  local file=$installed/$2.dylib current number found
+  current=$(version_of "$2")
+  if [ -L "$file" ]; then
+    [ -e "$file" ] || violation "$1: the link $2.dylib leads to no file ($(readlink "$file"))"
+  elif [ -e "$file" ]; then
+    found=$(sha256sum <"$file")
+    for ((number = revision[$2]; number > 0; --number)); do
+      [ "$found" != "${digest[$2 1,0,$number,0]}" ] || break
+    done
+    [ "$number" -gt 0 ] || violation "$1: $2.dylib is none of its versions"
+    unlinked=$((unlinked + 1))
+  elif compgen -G "$installed/$2-*.dylib" >/dev/null; then
+    unlinked=$((unlinked + 1))
+  fi
+  if [ "$(readlink "$file")" != "$installed/$2-${current//,/.}.dylib" ] || [ ! -e "$file" ]; then
+    outstanding=$((outstanding + 1))
+  fi
+}
+
+# After an undisturbed start: everything is there, and nothing else.
+check_complete() {
+  local name surplus wanted
+  survey "$1"
+  [ "$outstanding" -eq 0 ] || violation "$1: $outstanding components are not there in their present version"
+  wanted=$(
+    printf '2.4\n.lumext.bundle.lock\nlumext.bundle\nShared.bundle\n2.4/lummac.ini\n2.4/lummac.ini.plist\n'
+    for name in "${bundles[@]}"; do printf '2.4/%s\n' "$name"; done
+    for name in "${libraries[@]}"; do
+      printf '2.4/%s.dylib\n2.4/%s-%s.dylib\n' "$name" "$name" "$(version_of "$name" | tr , .)"
+    done
+  )
+  surplus=$( (cd "$kelvo" && find . 2.4 -mindepth 1 -maxdepth 1 -printf '%H/%P\n') | sed 's|^\./||' | grep -vxF "$wanted")
+  [ -z "$surplus" ] || violation "$1: left behind: ${surplus//$'\n'/, }"
+  diff -r "$build/lumext.bundle" "$kelvo/lumext.bundle" >"$work/extension.diff" 2>&1 || violation "$1: the copy of the extension is not whole"
+  left_elsewhere=$((left_elsewhere + $(find "$work/tmp" "$home/.cache" "$home/.local" "$home/.config" \
+    \( -name '.lumhost-*' -o -name '*.json.??????' -o -name '*.log.??????' \) | wc -l)))
+  "$lumhost" status >"$work/status" 2>&1
+  misjudged=$((misjudged + $(grep '^  [^ ]' "$work/status" | grep -vc ' whole (')))
+}
+
+start() { exec setsid "$lumhost" --json "$url/index.html" >"$work/events" 2>"$work/errors" </dev/null; }
+
+# An undisturbed start; its length is then in `length`.
+start_undisturbed() {
+  local begin status
+  begin=$(milliseconds)
+  (start)
+  status=$?
+  length=$(($(milliseconds) - begin))
+  [ "$status" -eq 0 ] || violation "$1: the undisturbed start ends with $status: $(tail -n 3 "$work/events" "$work/errors")"
+}
+
+# A start that is killed after so many milliseconds; where that hit it is then in `hit`.
+start_and_kill() {
+  local pid
+  start &
+  pid=$!
+  sleep "$(printf '%d.%03d' $(($1 / 1000)) $(($1 % 1000)))"
+  kill -KILL -- "-$pid" 2>/dev/null || kill -KILL "$pid" 2>/dev/null
+  wait "$pid" 2>/dev/null
+  hit=starting
+  case $(grep -o '"state":"[a-z]*"\|"navigation"\|"exit"' "$work/events" | tail -n 1) in
+  *downloading*) hit=downloading ;;
+  *installing*) hit=installing ;;
+  *navigation* | *exit*) hit=after ;;
+  esac
+}
+
+# The packages asked for since line $1 of the server's log.
+asked_since() { tail -n +"$(($1 + 1))" "$work/requests" | grep -o 'GET /packages/[^? ]*' | sort -u; }
+log_length() { wc -l <"$work/requests"; }
+
+"$lumsite" init "$work/keys" >"$work/init.log" 2>&1 || give_up "no keys" "$work/init.log"
+: >"$work/requests"
+"$lumsite" serve "$site" --port-file "$work/port" --log "$work/requests" >"$work/serve.log" 2>&1 &
+server=$!
+for _ in {1..100}; do [ -s "$work/port" ] && break; sleep 0.1; done
+[ -s "$work/port" ] || give_up "the site is not served" "$work/serve.log"
+url=http://127.0.0.1:$(cat "$work/port")
+for name in "${bundles[@]}" "${libraries[@]}"; do make_next_version "$name"; done
+publish
+
+round=0 unlinked=0 left_elsewhere=0 misjudged=0 again=0 mended=0 published=0
+declare -A hits=([starting]=0 [downloading]=0 [installing]=0 [after]=0)
+fresh_home
+start_undisturbed "the first start"
+full=$length
+check_complete "the first start"
+before=$(log_length)
+start_undisturbed "the second start"
+idle=$length
+[ -z "$(asked_since "$before")" ] || violation "the second start: fetched again: $(asked_since "$before")"
+[ "$violations" -eq 0 ] || give_up "undisturbed starts are not as they should be"
+printf 'seed %s; an undisturbed start takes %d ms, with nothing to fetch %d ms\n' "$seed" "$full" "$idle"
+unlinked=0
+
+for ((round = 1; round <= kills; ++round)); do
+  if ((round % 5 == 1)); then
+    fresh_home
+  elif ((round > 1)); then
+    rm -rf "$home"
+    mv "$work/killed" "$home"
+  fi
+  if ((round % 3 == 0)); then
+    make_next_version "${libraries[published % ${#libraries[@]}]}"
+    make_next_version "${bundles[published % ${#bundles[@]}]}"
+    published=$((published + 1))
+    publish
+  fi
+  survey "before the kill"
+  span=$((idle + (full > idle ? full - idle : 0) * outstanding / (${#bundles[@]} + ${#libraries[@]})))
+  unlinked_before=$unlinked
+  before=$(log_length)
+  start_and_kill $(((RANDOM * 32768 + RANDOM) % span))
+  hits[$hit]=$((hits[$hit] + 1))
+  asked=$(asked_since "$before")
+  unlinked=$unlinked_before
+  survey "after a kill while $hit"
+  rm -rf "$work/killed"
+  cp -a "$home" "$work/killed"
+
+  before=$(log_length)
+  start_undisturbed "after a kill while $hit"
+  mends=$(asked_since "$before")
+  [ -z "$mends" ] || mended=$((mended + 1))
+  [ -z "$(comm -12 <(printf '%s\n' "$asked") <(printf '%s\n' "$mends") | grep .)" ] || again=$((again + 1))
+  check_complete "the start after a kill while $hit"
+done
+
+cat <<TEXT
+kills                                          $kills
+  while starting                               ${hits[starting]}
+  while downloading                            ${hits[downloading]}
+  while installing                             ${hits[installing]}
+  when everything was done                     ${hits[after]}
+new versions of two components                 $published
+libraries between their file and their link    $unlinked
+rounds whose next start had to fetch           $mended
+rounds whose next start fetched a package anew $again
+small files left outside the install folder    $left_elsewhere
+components that "lumhost status" misjudged     $misjudged
+violations                                     $violations
+TEXT
+[ "$violations" -eq 0 ]
