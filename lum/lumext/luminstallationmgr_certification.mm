@@ -8,6 +8,7 @@
 #include "lum/common/lumutil.h"
 #include "lum/lumext/lumext.h"
 #include "lum/lumext/luminstallationmgr.h"
+#import "lum/platform/scopedpool.h"
 #import "lum/security/CryptoWrapper.h"
 #include "lum/security/certificateservices.h"
 
@@ -17,17 +18,6 @@ constexpr SInt32 kFirstSystemWithTrust = 0x1060;
 constexpr std::size_t kLongestNonsense = 10;
 
 enum class Verdict { Undecided, Rejected, Accepted };
-
-class ScopedPool {
-public:
-    ScopedPool() : m_pool([NSAutoreleasePool new]) {}
-    ~ScopedPool() { [m_pool drain]; }
-    ScopedPool(const ScopedPool &) = delete;
-    ScopedPool &operator=(const ScopedPool &) = delete;
-
-private:
-    NSAutoreleasePool *m_pool;
-};
 
 SecCertificateRef CertificateFromBase64(const std::string &text) {
     return SecFromData([[NSString stringWithUTF8String:text.c_str()] base64Decode]);
