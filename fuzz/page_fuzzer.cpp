@@ -1,0 +1,40 @@
+// Pages and addresses. Input: the page's own address, then the page.
+#include <algorithm>
+
+#include "fuzz/check.h"
+#include "host/Page.h"
+#include "host/text.h"
+
+namespace {
+
+void CheckAddress(const lumhost::Url &url) {
+    Require(!url.host().empty(), "an address has a host");
+    Require(std::all_of(url.text().begin(), url.text().end(), [](char c) { return c > ' ' && c <= '~'; }),
+            "an address is printable ASCII");
+    Require(lumhost::Url::Parse(url.text()) == url, "an address is read as what it is written as");
+    Require(url.text().starts_with(url.secure() ? "https://" : "http://"), "the scheme is one of two");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    std::string_view text = InputText(data, size);
+    const std::optional<lumhost::Url> address = lumhost::Url::Parse(TakeLine(text));
+    if (address) {
+        CheckAddress(*address);
+    }
+    lumhost::Page page(address);
+    if (!page.ReadObject(text)) {
+        return 0;
+    }
+    for (const auto &[name, value] : page.parameters()) {
+        Require(lumhost::IsUtf8(name) && lumhost::IsUtf8(value), "parameters are text");
+        Require(page.Find(name) != nullptr, "a parameter is found by its name");
+        if (const std::optional<lumhost::Url> meant = page.Resolve(value)) {
+            CheckAddress(*meant);
+        }
+    }
+    const std::vector<std::string> sites = page.Sites();
+    Require(std::is_sorted(sites.begin(), sites.end()) && sites.size() <= 2, "at most two sites, sorted");
+    return 0;
+}
