@@ -5,7 +5,8 @@
 #
 # A site of ten components is served on this computer. Again and again lumhost opens its page and is killed with its
 # process group after a random time. Every fifth round begins with an empty home, the others where the last kill
-# left it; before every third, two components get a new version, so that replacing is killed, too. After each kill:
+# left it (a violation ends such a chain). Before every third, two components get a new version, so that replacing is
+# killed, too. After each kill:
 #
 #   - a bundle or framework that stands under its name is, to the byte, one of its published versions
 #   - so is a library under its versioned name (of that version) and under its plain name
@@ -201,7 +202,7 @@ url=http://127.0.0.1:$(cat "$work/port")
 for name in "${bundles[@]}" "${libraries[@]}"; do make_next_version "$name"; done
 publish
 
-round=0 unlinked=0 left_elsewhere=0 misjudged=0 again=0 mended=0 published=0
+round=0 unlinked=0 left_elsewhere=0 misjudged=0 again=0 mended=0 published=0 violations_before=0
 declare -A hits=([starting]=0 [downloading]=0 [installing]=0 [after]=0)
 fresh_home
 start_undisturbed "the first start"
@@ -216,12 +217,13 @@ printf 'seed %s; an undisturbed start takes %d ms, with nothing to fetch %d ms\n
 unlinked=0
 
 for ((round = 1; round <= kills; ++round)); do
-  if ((round % 5 == 1)); then
+  if ((round % 5 == 1 || violations > violations_before)); then
     fresh_home
-  elif ((round > 1)); then
+  else
     rm -rf "$home"
     mv "$work/killed" "$home"
   fi
+  violations_before=$violations
   if ((round % 3 == 0)); then
     make_next_version "${libraries[published % ${#libraries[@]}]}"
     make_next_version "${bundles[published % ${#bundles[@]}]}"

@@ -1,0 +1,204 @@
+// Many page instances in one process, as a browser sees them in its days: nothing may pile up.
+//
+// The streams that the hash functions leave open are the exception; they are counted by the files that they read.
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <sys/resource.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <set>
+
+#import <Foundation/Foundation.h>
+#import <objc/runtime.h>
+
+#include "lum/lumext/lumextInterface.h"
+#include "tests/support/FakeHost.h"
+#include "tests/support/TempDir.h"
+#include "tests/support/TestSite.h"
+
+namespace {
+
+constexpr int kWarmUp = 200;
+constexpr int kInstances = 2000;
+constexpr long kHeapSlack = 32 * kInstances; // bytes; no object is that small and piles up unseen
+constexpr long kResidentSlack = 2 << 10;      // kB
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool kMemoryTells = false; // freed blocks are kept back; the leak checker looks instead
+#else
+constexpr bool kMemoryTells = true;
+#endif
+
+// Who observes, in the default and the distributed centre: once for every registration.
+std::multiset<void *> observers;
+
+template <typename Function> Function Replace(Class owner, SEL selector, Function with) {
+    using Any = void (*)(); // says to the compiler that the change of type is meant
+    const Method method = class_getInstanceMethod(owner, selector);
+    const auto before = reinterpret_cast<Function>(reinterpret_cast<Any>(method_getImplementation(method)));
+    class_replaceMethod(owner, selector, reinterpret_cast<IMP>(reinterpret_cast<Any>(with)),
+                        method_getTypeEncoding(method));
+    return before;
+}
+
+using Add = void (*)(id, SEL, id, SEL, NSString *, id);
+using AddDistributed = void (*)(id, SEL, id, SEL, NSString *, NSString *, NSNotificationSuspensionBehavior);
+using Remove = void (*)(id, SEL, id, NSString *, id);
+Add addBefore;
+AddDistributed addDistributedBefore;
+Remove removeBefore, removeDistributedBefore;
+
+void Forget(id observer, NSString *name) {
+    if (!name) {
+        observers.erase(observer);
+    } else if (const auto found = observers.find(observer); found != observers.end()) {
+        observers.erase(found);
+    }
+}
+
+// -removeObserver: and the shorter forms of the distributed centre come down to these.
+void CountObservers() {
+    Class local = [NSNotificationCenter class];
+    Class distributed = [NSDistributedNotificationCenter class];
+    removeDistributedBefore = Replace<Remove>(
+        distributed, @selector(removeObserver:name:object:), [](id self, SEL sel, id observer, NSString *name, id object) {
+            Forget(observer, name);
+            removeDistributedBefore(self, sel, observer, name, object);
+        });
+    addDistributedBefore = Replace<AddDistributed>(
+        distributed, @selector(addObserver:selector:name:object:suspensionBehavior:),
+        [](id self, SEL sel, id observer, SEL action, NSString *name, NSString *object,
+           NSNotificationSuspensionBehavior behavior) {
+            observers.insert(observer);
+            addDistributedBefore(self, sel, observer, action, name, object, behavior);
+        });
+    addBefore = Replace<Add>(local, @selector(addObserver:selector:name:object:),
+                             [](id self, SEL sel, id observer, SEL action, NSString *name, id object) {
+                                 observers.insert(observer);
+                                 addBefore(self, sel, observer, action, name, object);
+                             });
+    removeBefore = Replace<Remove>(local, @selector(removeObserver:name:object:),
+                                   [](id self, SEL sel, id observer, NSString *name, id object) {
+                                       Forget(observer, name);
+                                       removeBefore(self, sel, observer, name, object);
+                                   });
+}
+
+// What the process holds at one moment.
+struct Holdings {
+    long resident = 0; // kB
+    long allocated = 0;
+    long streams = 0;
+    long descriptors = 0; // without the streams
+    std::size_t observers = 0;
+};
+
+long AllocatedBytes() {
+    const struct mallinfo2 heap = mallinfo2();
+    return static_cast<long>(heap.uordblks + heap.hblkhd);
+}
+
+// What an open stream without a buffer takes, and the list that it is kept in (which grows by doubling).
+long BytesOfStream() {
+    const long before = AllocatedBytes();
+    std::FILE *stream = std::fopen("/dev/null", "r");
+    const long bytes = AllocatedBytes() - before + 2 * static_cast<long>(sizeof stream);
+    std::fclose(stream);
+    return bytes;
+}
+
+long ResidentKilobytes() {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("VmRSS:")) {
+            return std::stol(line.substr(6));
+        }
+    }
+    return 0;
+}
+
+Holdings Look(const TempDir &site) {
+    Holdings now;
+    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code error;
+        const std::string target = std::filesystem::read_symlink(entry, error).string();
+        const bool isStream = target.starts_with(site.path().string()) || target.find("lummac.ini") != target.npos;
+        ++(isStream ? now.streams : now.descriptors);
+    }
+    now.allocated = AllocatedBytes();
+    now.resident = ResidentKilobytes();
+    now.observers = observers.size();
+    return now;
+}
+
+// A site of one package, which every page fetches.
+struct Site {
+    TempDir dir;
+    SiteIdentity identity = TestSite::MakeIdentity(dir, "www.kelvo.example");
+    std::string package = dir.Write("confshell.bundle", std::string(20000, 'x'));
+    std::string instructions = dir.Write(
+        "lummac.ini",
+        "[Kelvo]\nCount=1\nFile1=" +
+            TestSite::ItemLine(identity, {.name = "confshell.bundle", .update = "always"}, package) + "\n");
+};
+
+// A page from its opening to its closing. False when it was not sent on.
+bool Visit(const Site &site) {
+    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    FakeHost host;
+    host.parameters = {{"LumUrlRoot", "http://site.example"},     {"LumComponentName", "confshell.bundle"},
+                       {"LumDownloadOnly", "TRUE"},               {"szNextUrl", "http://next.example"},
+                       {"LumProductVersion", "2.4"},              {"lumcertification", site.identity.certification}};
+    host.EnableLog();
+    void *component = nullptr;
+    LumInitInstance(&host, &host.table, &component);
+    host.RequestFor("/lummac.ini").Done(site.instructions.c_str());
+    host.RequestFor("/confshell.bundle").Progress(20000);
+    host.RequestFor("/confshell.bundle").Done(site.package.c_str());
+    LumHeartbeat(&host, component);
+    LumHeartbeat(&host, component);
+    LumExitInstance(&host, component);
+    const bool sentOn = host.PageNavigations().size() == 1 && host.installs.size() == 1;
+    [pool drain];
+    return sentOn;
+}
+
+void AllowManyDescriptors() {
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    limit.rlim_cur = limit.rlim_max;
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+}
+
+} // namespace
+
+TEST(Soak, NothingPilesUpFromPageToPage) {
+    unsetenv("DISPLAY");
+    AllowManyDescriptors();
+    CountObservers();
+    const Site site;
+    for (int i = 0; i < kWarmUp; ++i) {
+        ASSERT_TRUE(Visit(site)) << i;
+    }
+    const Holdings before = Look(site.dir);
+    for (int i = 0; i < kInstances; ++i) {
+        ASSERT_TRUE(Visit(site)) << i;
+    }
+    const Holdings after = Look(site.dir);
+    const long streams = after.streams - before.streams;
+    const long streamBytes = streams * BytesOfStream();
+    const long allocated = after.allocated - before.allocated - streamBytes;
+    std::printf("%d instances: resident %ld kB to %ld kB; %ld hash streams left open (%ld kB of that); heap apart from "
+                "them %+ld bytes; other descriptors %ld to %ld; observers %zu to %zu\n",
+                kInstances, before.resident, after.resident, streams, streamBytes / 1024, allocated,
+                before.descriptors, after.descriptors, before.observers, after.observers);
+    EXPECT_EQ(after.descriptors, before.descriptors);
+    EXPECT_EQ(after.observers, before.observers);
+    EXPECT_GT(streams, 0);
+    EXPECT_EQ(streams % kInstances, 0);
+    if (kMemoryTells) {
+        EXPECT_LT(allocated, kHeapSlack);
+        EXPECT_LT(after.resident - before.resident - streamBytes / 1024, kResidentSlack);
+    }
+}
