@@ -9,8 +9,15 @@ namespace {
 
 void CheckAddress(const lumhost::Url &url) {
     Require(!url.host().empty(), "an address has a host");
-    Require(std::all_of(url.text().begin(), url.text().end(), [](char c) { return c > ' ' && c <= '~'; }),
-            "an address is printable ASCII");
+    const auto isPrintable = [](char c) { return c > ' ' && c <= '~'; };
+    // The host is left as it was written: a name of another script is the resolver's to translate.
+    const auto isOfHost = [](char c) { return (c < 0 || c > ' ') && c != 127; };
+    const std::string_view text = url.text();
+    const std::size_t path = text.find('/', text.find("//") + 2);
+    Require(path != std::string_view::npos, "an address has a path");
+    Require(std::all_of(text.begin() + path, text.end(), isPrintable), "what follows the host is printable ASCII");
+    Require(std::all_of(text.begin(), text.begin() + path, isOfHost), "a host has no control characters");
+    Require(std::all_of(url.host().begin(), url.host().end(), isOfHost), "nor when it is asked for by itself");
     Require(lumhost::Url::Parse(url.text()) == url, "an address is read as what it is written as");
     Require(url.text().starts_with(url.secure() ? "https://" : "http://"), "the scheme is one of two");
 }
