@@ -19,10 +19,10 @@ struct HttpServerOptions {
     // A path such as "/log" whose GET requests are the extension's reports: answered with nothing, and told with their
     // query decoded. Empty: none.
     std::string logEndpoint;
+    // Told one line, without its end, for every request. Called from several threads, one at a time.
+    std::function<void(const std::string &line)> log = {};
     // Bytes of a file sent in a second, on each connection; 0: as fast as it goes.
     std::uint64_t bytesPerSecond = 0;
-    // Told one line, without its end, for every request. Called from several threads, one at a time.
-    std::function<void(const std::string &line)> log;
 };
 
 class HttpServer {
