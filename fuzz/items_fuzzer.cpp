@@ -13,7 +13,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     Require(manager.m_aItems.size() <= pieces, "no more items than pieces");
     for (const CItem *item : manager.m_aItems) {
         Require(item->m_strVersion.find_first_of(" \t\r\n") == std::string::npos, "a version is free of blanks");
-        Require(manager.FindItem(item->m_strName.c_str()) != nullptr, "an item is found by its name");
+        const char *name = item->m_strName.c_str(); // which is equal to nothing, itself included, unless it is UTF-8
+        Require((manager.FindItem(name) != nullptr) == item->IsSameFileName(name), "an item is found by its name");
     }
     const std::size_t count = manager.m_aItems.size();
     const bool accepted = manager.ParseItem(text.c_str(), true);
