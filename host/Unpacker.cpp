@@ -101,9 +101,7 @@ void Installation::Run(const std::filesystem::path &package, const std::filesyst
     const ScopedDescriptor staging = OpenFolder(place.path() / "new");
     Unpack(reader, staging.get(), component);
     FlushToDisk(staging.get());
-    if (m_stop.stop_requested()) {
-        Admit(0);
-    }
+    Admit(0);
     MoveIntoPlace(staging.get(), parent.get(), component);
 }
 

@@ -1,5 +1,6 @@
 #include "host/transfer_reply.h"
 
+#include <algorithm>
 #include <charconv>
 #include <limits>
 

@@ -51,13 +51,16 @@ std::vector<std::string> Names(DIR *folder) {
     return names;
 }
 
+// Who locks: on a file system without locks its maker has a folder all the same, and nobody ever clears it away.
+enum class Locker { Maker, Cleaner };
+
 // The lock file's descriptor, or -1 with errno: EWOULDBLOCK when another process has the lock.
-int Lock(const std::filesystem::path &folder) {
+int Lock(const std::filesystem::path &folder, Locker locker) {
     const int file = open((folder / kLock).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (file < 0) {
         return -1;
     }
-    if (flock(file, LOCK_EX | LOCK_NB) != 0) {
+    if (flock(file, LOCK_EX | LOCK_NB) != 0 && (locker == Locker::Cleaner || errno == EWOULDBLOCK)) {
         const int error = errno;
         close(file);
         errno = error;
@@ -102,7 +105,7 @@ int StagingFolder::Make(const std::string &pattern) {
     if (!mkdtemp(name.data())) {
         return errno;
     }
-    m_lock = Lock(name);
+    m_lock = Lock(name, Locker::Maker);
     if (m_lock < 0) {
         const int error = errno == ENOENT ? EWOULDBLOCK : errno;
         rmdir(name.c_str());
@@ -137,7 +140,7 @@ void CleanStaging(const std::filesystem::path &parent, const std::string &prefix
             !S_ISDIR(info.st_mode) || info.st_uid != geteuid()) {
             continue;
         }
-        if (const int lock = Lock(parent / name); lock >= 0) {
+        if (const int lock = Lock(parent / name, Locker::Cleaner); lock >= 0) {
             RemoveLocked(parent / name, lock);
         }
     }

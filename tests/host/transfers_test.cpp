@@ -7,9 +7,11 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <mutex>
 #include <set>
+#include <thread>
 
 #include "host/Url.h"
 #include "host/transfer_download.h"
@@ -31,6 +33,14 @@ constexpr char kTwo[] = "\"two\"";
 const std::string kBody = FaultServer::Pattern(100'000);
 const std::string kEmpty;
 const std::string kOther = FaultServer::Pattern(120'000, 7);
+
+// A proxy of the machine that runs the tests must not get between.
+const bool kNoProxies = [] {
+    for (const char *name : {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY", "no_proxy"}) {
+        unsetenv(name);
+    }
+    return true;
+}();
 
 struct Outcome {
     TransferResult result;

@@ -17,9 +17,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <functional>
 #include <map>
 #include <random>
 
+#include "host/unpack_failure.h"
 #include "host/unpack_path.h"
 #include "host/unpack_probe.h"
 #include "host/unpack_staging.h"
@@ -273,6 +276,22 @@ TEST_F(UnpackerTest, RefusesWhatWouldLeaveTheComponent) {
         EXPECT_EQ(Tree(m_dir.path() / "outside").size(), 1u);
     }
     EXPECT_FALSE(fs::exists("/tmp/lum-escaped"));
+}
+
+TEST(UnpackFailure, QuotesNamesThatAnythingCanShow) {
+    const struct {
+        std::string name, quoted;
+    } cases[] = {{"a b", "\"a b\""},
+                 {"ü日😀", "\"ü日😀\""},
+                 {"\x1b[2J\x7f\n", "\"?[2J??\""},
+                 {"\xc2\x9b"
+                  "1m",
+                  "\"??1m\""},
+                 {"\xff\xc0\xaf\xed\xa0\x80\xe6\x97", "\"????????\""},
+                 {std::string(199, 'a') + "üb", "\"" + std::string(199, 'a') + "ü...\""}};
+    for (const auto &[name, quoted] : cases) {
+        EXPECT_EQ(Quoted(name), quoted);
+    }
 }
 
 TEST(UnpackPath, JudgesLinksByTheirText) {
