@@ -8,8 +8,9 @@
 # left it (a violation ends such a chain). Before every third, two components get a new version, so that replacing is
 # killed, too. After each kill:
 #
-#   - a bundle or framework that stands under its name is, to the byte, one of its published versions
-#   - so is a library under its versioned name (of that version) and under its plain name
+#   - a bundle or framework that says it is of the present version, so that no start would fetch it, is that version to
+#     the byte (an older one may be found half removed on its way out, which is counted)
+#   - so is every library under its versioned name (of that version) and under its plain name
 #   - a library's link, where there is one, leads to a file
 #
 # An undisturbed start must then end with status 0, with every component in its present version, every library with one
@@ -34,6 +35,7 @@ kelvo="$home/GNUstep/Library/ApplicationSupport/Kelvo Folder"
 installed="$kelvo/2.4"
 violations=0
 server=
+good=no
 RANDOM=$seed
 
 mkdir -p "$work/tmp" "$site" "$components"
@@ -51,7 +53,7 @@ give_up() {
 
 # The notification daemon that lumhost's Foundation starts outlives it.
 clean_up() {
-  local status=$? environment pid
+  local environment pid
   for environment in /proc/[0-9]*/environ; do
     pid=${environment//[!0-9]/}
     if [ "$pid" != $$ ] && [ "$(cat "/proc/$pid/comm" 2>/dev/null)" = gdnc ] &&
@@ -60,7 +62,7 @@ clean_up() {
     fi
   done
   [ -z "$server" ] || kill "$server" 2>/dev/null
-  if [ "$status" -eq 0 ]; then
+  if [ "$good" = yes ]; then
     rm -rf "$work"
   else
     printf 'kills: everything is kept in %s\n' "$work" >&2
@@ -95,6 +97,14 @@ known_bundle() {
   revision_found=$number # 0 for none
 }
 
+# A framework's list is read by its path, the links on the way may be files.
+says_present_version() {
+  local list=$1/Contents/Info.plist version
+  [[ $1 != *.framework ]] || list=$1/Versions/A/Resources/Info.plist
+  version=$(version_of "$2")
+  grep -qsF "<string>${version//,/.}</string>" "$list"
+}
+
 # survey WHEN: holds the installed folder against the rules, and counts in `outstanding` what is absent or not current.
 survey() {
   local name folder file version
@@ -104,7 +114,11 @@ survey() {
     revision_found=0
     if [ -e "$folder" ] || [ -L "$folder" ]; then
       known_bundle "$folder" "$name"
-      [ "$revision_found" -gt 0 ] || violation "$1: $name is there, but as none of its versions"
+      if [ "$revision_found" = 0 ] && says_present_version "$folder" "$name"; then
+        violation "$1: $name says that it is the present version, and is not whole"
+      elif [ "$revision_found" = 0 ]; then
+        half_removed=$((half_removed + 1))
+      fi
     fi
     [ "$revision_found" = "${revision[$name]}" ] || outstanding=$((outstanding + 1))
   done
@@ -202,7 +216,7 @@ url=http://127.0.0.1:$(cat "$work/port")
 for name in "${bundles[@]}" "${libraries[@]}"; do make_next_version "$name"; done
 publish
 
-round=0 unlinked=0 left_elsewhere=0 misjudged=0 again=0 mended=0 published=0 violations_before=0
+round=0 unlinked=0 half_removed=0 left_elsewhere=0 misjudged=0 again=0 mended=0 published=0 violations_before=0
 declare -A hits=([starting]=0 [downloading]=0 [installing]=0 [after]=0)
 fresh_home
 start_undisturbed "the first start"
@@ -214,7 +228,7 @@ idle=$length
 [ -z "$(asked_since "$before")" ] || violation "the second start: fetched again: $(asked_since "$before")"
 [ "$violations" -eq 0 ] || give_up "undisturbed starts are not as they should be"
 printf 'seed %s; an undisturbed start takes %d ms, with nothing to fetch %d ms\n' "$seed" "$full" "$idle"
-unlinked=0
+unlinked=0 half_removed=0
 
 for ((round = 1; round <= kills; ++round)); do
   if ((round % 5 == 1 || violations > violations_before)); then
@@ -232,12 +246,12 @@ for ((round = 1; round <= kills; ++round)); do
   fi
   survey "before the kill"
   span=$((idle + (full > idle ? full - idle : 0) * outstanding / (${#bundles[@]} + ${#libraries[@]})))
-  unlinked_before=$unlinked
+  unlinked_before=$unlinked half_removed_before=$half_removed
   before=$(log_length)
   start_and_kill $(((RANDOM * 32768 + RANDOM) % span))
   hits[$hit]=$((hits[$hit] + 1))
   asked=$(asked_since "$before")
-  unlinked=$unlinked_before
+  unlinked=$unlinked_before half_removed=$half_removed_before
   survey "after a kill while $hit"
   rm -rf "$work/killed"
   cp -a "$home" "$work/killed"
@@ -258,10 +272,12 @@ kills                                          $kills
   when everything was done                     ${hits[after]}
 new versions of two components                 $published
 libraries between their file and their link    $unlinked
+older versions found half removed              $half_removed
 rounds whose next start had to fetch           $mended
 rounds whose next start fetched a package anew $again
 small files left outside the install folder    $left_elsewhere
 components that "lumhost status" misjudged     $misjudged
 violations                                     $violations
 TEXT
-[ "$violations" -eq 0 ]
+[ "$violations" -eq 0 ] || exit 1
+good=yes
