@@ -63,7 +63,8 @@ void CheckEntry(const fs::directory_entry &entry, const fs::path &root) {
         return;
     }
     Require(fs::is_regular_file(status) || fs::is_directory(status), "files, folders and links only");
-    const fs::perms special = fs::perms::set_uid | fs::perms::set_gid | fs::perms::group_write | fs::perms::others_write;
+    const fs::perms special =
+        fs::perms::set_uid | fs::perms::set_gid | fs::perms::group_write | fs::perms::others_write;
     Require((status.permissions() & special) == fs::perms::none, "no special permissions");
 }
 

@@ -32,9 +32,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const std::string unset = "not set"; // no formal version has a blank in it
     std::string formal = unset;
     FormalizeVersionString(formal, text.c_str());
-    Require((formal == unset) == (text.empty() || text[0] == '\0'),
-            "only an empty version leaves the result as it is");
-    Require(formal == unset || formal.find_first_of(" \t\r\n") == std::string::npos, "a formal version is free of blanks");
+    Require((formal == unset) == (text.empty() || text[0] == '\0'), "only an empty version leaves the result as it is");
+    Require(formal == unset || formal.find_first_of(" \t\r\n") == std::string::npos,
+            "a formal version is free of blanks");
     Require(ParseVersion(formal).has_value() == (divideStr(formal, ",").size() == 4), "four parts make a version");
     ParseVersion(text);
     return 0;
