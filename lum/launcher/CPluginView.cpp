@@ -69,9 +69,9 @@ bool CPluginView::GetMainComponant(std::string componentPath, std::string &proce
     if (componentPath.empty()) {
         return false;
     }
-    executablePath = componentPath;
     const auto application =
         FindMainApplication(componentPath, [this] { return Parameter("ParmSiteConfigExt_Value"); });
+    executablePath = std::move(componentPath);
     if (!application) {
         return false;
     }

@@ -103,8 +103,10 @@ public:
     ProcessSerialNumber *mpComponantPSN = nullptr; // owned; the application that LoadMainComponant has found
 
 private:
+    enum class Product { kApplication, kPlayer, kRecordingPlayer };
     enum class Focus { kNotRunning, kVanished, kFocused };
 
+    static Product ProductOf(const std::string &processName);
     const char *Parameter(const char *name) const;
     bool UsesPlaceholderWindow() const;
     long ProductType() const;
@@ -113,8 +115,12 @@ private:
     void ForgetSerialNumber();
     void HoldSerialNumber(const ProcessSerialNumber &psn);
 
+    bool ReadRecordAddress(std::string &address) const;
+    // True when it was running already.
+    bool EnsureRunning(const std::string &processName, const std::string &executablePath);
     void StartAndWait(const std::string &processName, const std::string &executablePath);
     Focus FocusProcess(const std::string &processName);
     void TellPlayerToReconnect();
     void TellPlayerToOpen(const std::string &address) const;
+    void TellOwner(Product product) const;
 };

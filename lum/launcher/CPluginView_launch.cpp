@@ -1,8 +1,8 @@
 // The launch of the main application, step by step.
-#include <unistd.h>
-
+#include <chrono>
 #include <cstdlib>
 #include <string_view>
+#include <thread>
 
 #include "lum/common/lumutil.h"
 #include "lum/common/makeframeworklink.h"
@@ -16,7 +16,7 @@ namespace {
 
 constexpr unsigned int kNoProcessId = 0xFFFFFFFF;
 constexpr int kPolls = 152;
-constexpr useconds_t kPollMicroseconds = 100'000;
+constexpr std::chrono::milliseconds kPollInterval(100);
 constexpr unsigned long kTicksBeforeOpenEvent = 10; // gives a player that was just started time to listen
 constexpr int kMessageNotStarted = 18;
 
@@ -26,7 +26,7 @@ bool Contains(std::string_view text, std::string_view part) {
 
 void WaitForProcess(const char *processName) {
     for (int poll = 0; poll < kPolls; ++poll) {
-        usleep(kPollMicroseconds);
+        std::this_thread::sleep_for(kPollInterval);
         const unsigned int pid = GetPIDForProcessName(processName);
         if (pid != kNoProcessId) {
             MacInfoTrace("CPluginView::LoadMainComponant,Process launch successfully, process id = %d",
@@ -45,52 +45,28 @@ bool CPluginView::LoadMainComponant(const char *componentPath) {
     if (!GetMainComponant(componentPath ? componentPath : "", processName, executablePath)) {
         return false;
     }
-    const bool isPlayer = Contains(processName, "Kelvo Player");
-    const bool isRecordingPlayer = Contains(processName, "Orb Recording Player");
+    const Product product = ProductOf(processName);
     if (Contains(processName, "Meeting Hall")) {
         MatchBundleNameToProduct(executablePath, ProductType());
     }
-
     std::string recordAddress;
-    if (isPlayer) {
-        const char *address = Parameter("RecordAddress");
-        if (!address) {
-            MacErrorTrace("CPluginView::LoadMainComponant,cannot get urlstream url from param(RecordAddress)");
-            ShowLaunchFailure(executablePath);
-            return false;
-        }
-        recordAddress = address;
-        MacInfoTrace("CPluginView::LoadMainComponant,Get RecordAddress= %s", address);
+    if (product == Product::kPlayer && !ReadRecordAddress(recordAddress)) {
+        ShowLaunchFailure(executablePath);
+        return false;
     }
 
-    const bool wasRunning = GetPIDForProcessName(processName.c_str()) != kNoProcessId;
-    if (wasRunning) {
-        MacInfoTrace("CPluginView::LoadMainComponant,%s is Running", processName.c_str());
-    } else {
-        MacInfoTrace("CPluginView::LoadMainComponant,%s is not Running", processName.c_str());
-        StartAndWait(processName, executablePath);
-    }
-
+    const bool wasRunning = EnsureRunning(processName, executablePath);
     const Focus focus = FocusProcess(processName);
     if (focus == Focus::kVanished) {
         return false;
     }
-    if (isRecordingPlayer && wasRunning) {
-        MacInfoTrace("CPluginView::LoadMainComponant,Orb is running,send ReOnline event to it!");
+    if (product == Product::kRecordingPlayer && wasRunning) {
         TellPlayerToReconnect();
     }
-    if (isRecordingPlayer && m_pExtension) {
-        m_pExtension->SetOrbPlayerLaunched(true);
-    }
-    if (isPlayer) {
+    if (product == Product::kPlayer) {
         TellPlayerToOpen(recordAddress);
     }
-    if (isPlayer && m_pExtension) {
-        m_pExtension->SetKelvoPlayerLaunched(true);
-    }
-    if (!isPlayer && !isRecordingPlayer && m_pExtension) {
-        m_pExtension->SetKelvoAppLaunched(true);
-    }
+    TellOwner(product);
 
     if (focus != Focus::kFocused) {
         MacWarnTrace("CPluginView::LoadMainComponant,Error when launch main commpent");
@@ -101,6 +77,34 @@ bool CPluginView::LoadMainComponant(const char *componentPath) {
         SetFrontProcess(mpComponantPSN);
     }
     return true;
+}
+
+CPluginView::Product CPluginView::ProductOf(const std::string &processName) {
+    if (Contains(processName, "Kelvo Player")) {
+        return Product::kPlayer;
+    }
+    return Contains(processName, "Orb Recording Player") ? Product::kRecordingPlayer : Product::kApplication;
+}
+
+bool CPluginView::ReadRecordAddress(std::string &address) const {
+    const char *value = Parameter("RecordAddress");
+    if (!value) {
+        MacErrorTrace("CPluginView::LoadMainComponant,cannot get urlstream url from param(RecordAddress)");
+        return false;
+    }
+    address = value;
+    MacInfoTrace("CPluginView::LoadMainComponant,Get RecordAddress= %s", value);
+    return true;
+}
+
+bool CPluginView::EnsureRunning(const std::string &processName, const std::string &executablePath) {
+    if (GetPIDForProcessName(processName.c_str()) != kNoProcessId) {
+        MacInfoTrace("CPluginView::LoadMainComponant,%s is Running", processName.c_str());
+        return true;
+    }
+    MacInfoTrace("CPluginView::LoadMainComponant,%s is not Running", processName.c_str());
+    StartAndWait(processName, executablePath);
+    return false;
 }
 
 void CPluginView::StartAndWait(const std::string &processName, const std::string &executablePath) {
@@ -136,6 +140,7 @@ CPluginView::Focus CPluginView::FocusProcess(const std::string &processName) {
 }
 
 void CPluginView::TellPlayerToReconnect() {
+    MacInfoTrace("CPluginView::LoadMainComponant,Orb is running,send ReOnline event to it!");
     if (!mpComponantPSN) {
         HoldSerialNumber({0, kNoProcess});
     }
@@ -145,6 +150,24 @@ void CPluginView::TellPlayerToReconnect() {
 void CPluginView::TellPlayerToOpen(const std::string &address) const {
     Delay(kTicksBeforeOpenEvent, nullptr);
     SendAppleEvent(mpComponantPSN ? *mpComponantPSN : ProcessSerialNumber{0, kNoProcess}, kOpenUrlEvent, address);
+}
+
+// Also of a launch that failed: the owner watches for the application all the same.
+void CPluginView::TellOwner(Product product) const {
+    if (!m_pExtension) {
+        return;
+    }
+    switch (product) {
+    case Product::kRecordingPlayer:
+        m_pExtension->SetOrbPlayerLaunched(true);
+        break;
+    case Product::kPlayer:
+        m_pExtension->SetKelvoPlayerLaunched(true);
+        break;
+    case Product::kApplication:
+        m_pExtension->SetKelvoAppLaunched(true);
+        break;
+    }
 }
 
 bool CPluginView::UsesPlaceholderWindow() const {

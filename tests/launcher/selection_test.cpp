@@ -164,11 +164,11 @@ TEST_F(View, ClosesALoadedComponent) {
 
     for (const bool isSuppressed : {false, true}) {
         m_extension.m_bSuppressInstallation = isSuppressed;
-        auto view = std::make_unique<CPluginView>(&m_extension);
-        LoadedComponent::FillIn(*view);
-        const CPluginView *address = view.get();
-        view.reset();
-        EXPECT_EQ(LoadedComponent::closed, isSuppressed ? address : nullptr);
+        {
+            CPluginView view(&m_extension);
+            LoadedComponent::FillIn(view);
+        }
+        EXPECT_EQ(LoadedComponent::closed != nullptr, isSuppressed);
     }
 }
 

@@ -8,9 +8,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -60,7 +60,7 @@ protected:
     }
 
     std::string Script(const std::string &name, const std::string &content) {
-        const std::string path = m_folder.Write(name, content);
+        std::string path = m_folder.Write(name, content);
         fs::permissions(path, fs::perms::owner_all);
         return path;
     }
@@ -139,20 +139,16 @@ TEST_F(Processes, ThatHaveEndedAreNotThere) {
 
 TEST_F(Processes, ThatEndDuringAWalkDoNotBreakIt) {
     const std::string path = Executable("idle");
-    std::vector<std::unique_ptr<ChildProcess>> children;
-    for (int i = 0; i < 4; ++i) {
-        children.push_back(std::make_unique<ChildProcess>(path));
-    }
-    std::vector<pid_t> pids;
-    for (const auto &child : children) {
-        pids.push_back(child->pid());
-    }
-    const pid_t survivor = *std::max_element(pids.begin(), pids.end());
+    std::array<ChildProcess, 4> children{ChildProcess(path), ChildProcess(path), ChildProcess(path),
+                                         ChildProcess(path)};
+    std::array<pid_t, 4> pids{};
+    std::ranges::transform(children, pids.begin(), &ChildProcess::pid);
+    const pid_t survivor = *std::ranges::max_element(pids);
     ProcessSerialNumber psn = {0, kNoProcess};
     ASSERT_EQ(GetNextProcess(&psn), noErr);
-    for (auto &child : children) {
-        if (child->pid() != survivor) {
-            child->End();
+    for (ChildProcess &child : children) {
+        if (child.pid() != survivor) {
+            child.End();
         }
     }
     std::vector<pid_t> seen;

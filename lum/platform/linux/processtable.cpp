@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t kKernelNameLength = 15;
 // Enough for an interpreter, an option of it and the path of a script.
-constexpr std::size_t kEnough = 2 * PATH_MAX;
+constexpr std::size_t kEnough = std::size_t{2} * PATH_MAX;
 
 struct CloseDirectory {
     void operator()(DIR *directory) const {
