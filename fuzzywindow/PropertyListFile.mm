@@ -1,12 +1,14 @@
 #import "fuzzywindow/PropertyListFile.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <string_view>
 #include <system_error>
 
 #import <Foundation/Foundation.h>
@@ -54,14 +56,41 @@ NSDictionary *ReadPropertyList(const std::string &path) {
     }
 }
 
+namespace {
+
+// The name of the file under which a process writes ends with its number, so that what a killed one has left is known.
+constexpr std::string_view kTemporaryEnd = ".new";
+
+// The process in the name of a temporary file of `path`, or 0 when it is none.
+pid_t WriterOf(const std::string &name, const std::string &prefix) {
+    const bool isTemporary = name.starts_with(prefix) && name.ends_with(kTemporaryEnd) &&
+                             name.size() > prefix.size() + kTemporaryEnd.size();
+    return isTemporary ? static_cast<pid_t>(std::strtol(name.c_str() + prefix.size(), nullptr, 10)) : 0;
+}
+
+void RemoveLeftovers(const std::string &path) {
+    const std::filesystem::path file(path);
+    const std::string prefix = file.filename().string() + ".";
+    std::error_code error;
+    for (std::filesystem::directory_iterator i(file.parent_path(), error), end; !error && i != end; i.increment(error)) {
+        const pid_t writer = WriterOf(i->path().filename().string(), prefix);
+        if (writer > 0 && writer != getpid() && kill(writer, 0) != 0 && errno == ESRCH) {
+            unlink(i->path().c_str());
+        }
+    }
+}
+
+} // namespace
+
 std::string WriteFileAtomically(const std::string &path, const std::string &content) {
     std::error_code error;
     std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
     if (error) {
         return Failure("cannot make the folder of " + path, error.value());
     }
-    std::string temporary = path + ".XXXXXX";
-    const int file = mkostemp(temporary.data(), O_CLOEXEC);
+    RemoveLeftovers(path);
+    const std::string temporary = path + "." + std::to_string(getpid()) + std::string(kTemporaryEnd);
+    const int file = open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (file < 0) {
         return Failure("cannot write " + path, errno);
     }

@@ -66,11 +66,24 @@ std::string LibraryFamily(const std::string &name) {
     return name.substr(0, dash != std::string::npos ? dash : name.find('.'));
 }
 
+// Takes the old component away in one step, under a hidden name, and removes it there: a start that is killed meanwhile
+// leaves no half component that the next one would take for whole. What such a start has left goes first.
+void RemoveAtOnce(const std::string &path) {
+    const std::string::size_type name = path.rfind('/') + 1;
+    const std::string aside = path.substr(0, name) + "." + path.substr(name) + ".old";
+    RemoveFile(aside);
+    if (std::rename(path.c_str(), aside.c_str()) == 0) {
+        RemoveFile(aside);
+    } else {
+        RemoveFile(path);
+    }
+}
+
 void PrepareLocation(const std::string &path, const std::string &dir, const std::string &name) {
     char buffered[kPathSize];
     std::snprintf(buffered, sizeof buffered, "%s", path.c_str());
     MakeDirectories(dir);
-    RemoveFile(buffered);
+    RemoveAtOnce(buffered);
     const std::string extension = ExtensionOf(name);
     if (IsLibrary(extension)) {
         DeleteFiles(WithTrailingSlash(dir), LibraryFamily(name), extension);
