@@ -192,6 +192,15 @@ press() {
   xdotool key "$2"
 }
 
+# press_until COMMAND TITLE KEY: presses again when the window had no focus yet, as a person would.
+press_until() {
+  for _ in 1 2 3 4 5 6; do
+    press "$2" "$3"
+    wait_for 30 "$1" && return 0
+  done
+  return 1
+}
+
 screenshot() {
   sleep 0.5
   import -window root "$work/$1.png" && explain "A screenshot of $2 is in $work/$1.png."

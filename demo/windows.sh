@@ -26,8 +26,7 @@ show progress --param LumProgressBarTitle="Joining your meeting"
 check "the progress window is shown while packages arrive" wait_for 200 has_window "^Joining"
 sleep 1
 screenshot progress "the progress window"
-press "^Joining" Escape
-check "Stop ends the start" wait_for 100 ended
+check "Stop ends the start" press_until ended "^Joining" Escape
 check "Stop reached the site's log" grep -q "ErrorCode[=:] *901\b" "$work/requests"
 
 # The placeholder window of a fast join.
@@ -45,8 +44,8 @@ check "the placeholder's start ends well" wait_for 300 ended
 show alert
 check "a second meeting is refused with an alert" wait_for 200 has_window "Too Many Meetings"
 screenshot alert "the alert"
-press "Too Many Meetings" Return
-check "the alert closes" wait_for 100 not has_window "Too Many Meetings"
+alert_is_gone() { ! has_window "Too Many Meetings"; }
+check "the alert closes" press_until alert_is_gone "Too Many Meetings" Return
 wait_for 100 ended || kill "$shown"
 quit_application
 
@@ -56,10 +55,9 @@ rm -rf "$HOME/GNUstep/Library/ApplicationSupport/Kelvo Folder/2.4"
 show panel --param "lumcertification=$(grep -o 'lumcertification" value="[^"]*' "$site/index.html" | sed 's/.*"//; s/.*|//')"
 check "an unknown issuer is asked about" wait_for 200 has_window "ertificate"
 screenshot panel "the certificate panel"
-press "ertificate" Escape
-check "Cancel refuses the certificate" wait_for 300 has_window "$message_title"
-press "$message_title" Return
-check "the start has ended" wait_for 100 ended
+message_is_there() { has_window "$message_title"; }
+check "Cancel refuses the certificate" press_until message_is_there "ertificate" Escape
+check "the start has ended" press_until ended "$message_title" Return
 check "with message 23" grep -q "message 23\b" "$work/panel.out"
 
 montage "$work/progress.png" "$work/placeholder.png" "$work/alert.png" "$work/panel.png" "$work/meeting.png" \
