@@ -5,6 +5,8 @@ export HOME=$work/home2
 mkdir -p "$HOME"
 trust_authority
 "$lumhost" allow "$url" >/dev/null 2>&1
+write_manifest 1,0,6,0
+expect "the package that was changed is published anew" "$lumsite" publish "$work/site.json" "$site" --url "$url"
 slow_site
 
 base64_of() { printf '%s' "$1" | base64 -w0; }
