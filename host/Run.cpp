@@ -116,6 +116,8 @@ void Run::Woken() {
         return;
     }
     m_instance->Deliver();
+    m_instance->Beat(); // what has come is acted upon at the next heartbeat: at once
+    TellProgress(false);
     AfterCall();
 }
 
