@@ -163,6 +163,14 @@ Finding ExamineExtension(const std::filesystem::path &bundle) {
     return {Grade::Good, "extension", OneLine(bundle.string()) + ", with its six entry points", ""};
 }
 
+Finding ExamineTheme(const std::filesystem::path &theme) {
+    if (theme.empty()) {
+        return {Grade::Note, "theme", "Lum.theme is not beside this program: windows look plain",
+                "install the program as a whole"};
+    }
+    return {Grade::Good, "theme", OneLine(theme.string()), ""};
+}
+
 Finding ExamineCodeset() {
     const std::string codeset = nl_langinfo(CODESET);
     if (codeset == "UTF-8") {
@@ -183,7 +191,8 @@ std::vector<Finding> Examine(const Folders &folders) {
           std::pair("downloads", folders.cache), std::pair("temporary files", folders.temporary)}) {
         findings.push_back(ExamineFolder(subject, folder));
     }
-    findings.push_back(ExamineExtension(OwnExtensionBundle()));
+    findings.push_back(ExamineExtension(OwnPart("lumext.bundle")));
+    findings.push_back(ExamineTheme(OwnPart("Lum.theme")));
     findings.push_back(ExamineCodeset());
     return findings;
 }

@@ -34,6 +34,7 @@ Finding ExamineRoots();
 // `folder`, or the nearest one above it that exists, can be written.
 Finding ExamineFolder(const std::string &subject, const std::filesystem::path &folder);
 Finding ExamineExtension(const std::filesystem::path &bundle);
+Finding ExamineTheme(const std::filesystem::path &theme);
 Finding ExamineCodeset();
 
 } // namespace lumhost

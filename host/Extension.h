@@ -22,9 +22,6 @@ struct Extension {
     static std::optional<Extension> Load(const std::filesystem::path &bundle, std::string &error);
 };
 
-// The bundle that was built or installed with this program; empty when there is none.
-std::filesystem::path OwnExtensionBundle();
-
 // Makes `copy` hold the same as `bundle`, in one step, when it does not yet: compared by names, kinds and bytes. Nobody
 // sees a mixture, and a process that runs from the old copy is not disturbed. False, with a sentence, when it cannot be
 // done; then the old copy is still there.

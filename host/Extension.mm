@@ -2,10 +2,6 @@
 
 #include <dlfcn.h>
 
-#include <array>
-
-#include "host/Folders.h"
-
 #import <Foundation/Foundation.h>
 
 namespace lumhost {
@@ -57,19 +53,6 @@ std::optional<Extension> Extension::Load(const std::filesystem::path &bundle, st
                        Bind(library, "LumExitInstance", extension.exitInstance, error);
     [pool drain];
     return bound ? std::optional(extension) : std::nullopt;
-}
-
-std::filesystem::path OwnExtensionBundle() {
-    const std::filesystem::path program = ProgramFolder();
-    // In the build folder; installed.
-    for (const char *place : {"lumext.bundle", "../lumext.bundle", "../lib/lum/lumext.bundle"}) {
-        std::error_code error;
-        std::filesystem::path bundle = (program / place).lexically_normal();
-        if (!program.empty() && std::filesystem::is_directory(bundle, error)) {
-            return bundle;
-        }
-    }
-    return {};
 }
 
 } // namespace lumhost

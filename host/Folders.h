@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string_view>
 
 namespace lumhost {
 
@@ -20,5 +21,8 @@ struct Folders {
 
 // The folder that holds this program; empty when the system does not tell.
 std::filesystem::path ProgramFolder();
+
+// The folder of that name that was built or installed with this program ("lumext.bundle"); empty when there is none.
+std::filesystem::path OwnPart(std::string_view name);
 
 } // namespace lumhost

@@ -54,4 +54,16 @@ fs::path ProgramFolder() {
     return error ? fs::path() : program.parent_path();
 }
 
+fs::path OwnPart(std::string_view name) {
+    const fs::path program = ProgramFolder();
+    for (const char *place : {".", "..", LUMHOST_INSTALLED_PARTS}) { // beside it, in the build folder, installed
+        std::error_code error;
+        const fs::path part = (program / place / name).lexically_normal();
+        if (!program.empty() && fs::is_directory(part, error)) {
+            return part;
+        }
+    }
+    return {};
+}
+
 } // namespace lumhost

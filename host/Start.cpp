@@ -111,7 +111,7 @@ std::filesystem::path BundleToLoad(const CommandLine &line, const Folders &folde
     if (!line.extension.empty()) {
         return line.extension;
     }
-    const std::filesystem::path own = OwnExtensionBundle();
+    const std::filesystem::path own = OwnPart("lumext.bundle");
     const std::filesystem::path copy = folders.installed / "lumext.bundle";
     std::string error;
     if (own.empty() || RefreshCopy(own, copy, error)) {

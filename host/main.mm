@@ -23,18 +23,6 @@ namespace {
 
 constexpr int kWrongUse = static_cast<int>(Ending::WrongUse);
 
-std::filesystem::path Theme() {
-    const std::filesystem::path program = ProgramFolder();
-    for (const char *place : {"../Lum.theme", "../lib/lum/Lum.theme"}) {
-        std::error_code error;
-        std::filesystem::path theme = (program / place).lexically_normal();
-        if (std::filesystem::is_directory(theme, error)) {
-            return theme;
-        }
-    }
-    return {};
-}
-
 int ChangeOrigins(const CommandLine &line, const Folders &folders) {
     const auto origin = ReadOrigin(line.operands.front());
     if (!origin) {
@@ -101,7 +89,7 @@ int PackReport(const CommandLine &line, const Folders &folders) {
 }
 
 int Start(const CommandLine &line, const Folders &folders) {
-    UseTheme(Theme().c_str());
+    UseTheme(OwnPart("Lum.theme").c_str());
     const int status = StartPage(line, folders);
     if (!line.report.empty()) {
         PackReport(line, folders);

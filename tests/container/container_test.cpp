@@ -4,39 +4,15 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "tests/support/TempDir.h"
-#include "tests/support/TestSite.h"
+#include "tests/container/ContainerSite.h"
 
 namespace {
 
-// A site in a folder, with one package.
-struct Site {
-    TempDir dir;
-    SiteIdentity identity = TestSite::MakeIdentity(dir, "www.kelvo.example");
-    std::string lines;
-    int count = 0;
-
-    void Publish(const std::string &name, const std::string &update = "version") {
-        RunCommand("tar -C '" + (dir / "src") + "' -czf '" + (dir / (name + ".tgz")) + "' '" + name + "'");
-        const TestSite::Item item{.name = name, .url = name + ".tgz", .update = update};
-        lines += "File" + std::to_string(++count) + "=" + TestSite::ItemLine(identity, item, dir / (name + ".tgz")) + "\n";
-        dir.Write("lummac.ini", "[Kelvo]\nCount=" + std::to_string(count) + "\n" + lines);
-    }
-    // Runs the container; returns what it printed and leaves its exit status in `status`.
+struct Site : ContainerSite {
     std::string Run(const std::string &component, const std::string &more, int &status) {
-        const std::string log = dir / "output";
-        // No window server: nothing is to be shown.
-        const std::string command = "unset DISPLAY; '" TEST_CONTAINER "' '" TEST_EXTENSION "' 'LumUrlRoot=file://" +
-                                    dir.path().string() + "' 'LumComponentName=" + component + "' 'lumcertification=" +
-                                    identity.certification + "' " + more + " >'" + log + "' 2>&1";
-        status = WEXITSTATUS(std::system(command.c_str()));
-        return ReadFile(log);
+        return ContainerSite::Run(TEST_CONTAINER, TEST_EXTENSION, component, more, status);
     }
 };
-
-std::string InstallFolder() {
-    return std::string(std::getenv("HOME")) + "/GNUstep/Library/ApplicationSupport/Kelvo Folder";
-}
 
 } // namespace
 
