@@ -40,8 +40,16 @@ template <typename Function> void Guarded(Function function) {
 
 class Instance::Call {
 public:
-    explicit Call(Instance &instance) : m_instance(instance) { ++m_instance.m_depth; }
-    ~Call() { --m_instance.m_depth; }
+    explicit Call(Instance &instance) : m_instance(instance) {
+        if (m_instance.m_depth++ == 0) {
+            m_instance.m_pauses.Away();
+        }
+    }
+    ~Call() {
+        if (--m_instance.m_depth == 0) {
+            m_instance.m_pauses.Back();
+        }
+    }
     Call(const Call &) = delete;
     Call &operator=(const Call &) = delete;
 
@@ -175,6 +183,13 @@ void Instance::End() {
     m_cookie = nullptr;
 }
 
+void Instance::WindowsLive() {
+    if (m_depth > 0) {
+        m_pauses.Back();
+        m_pauses.Away();
+    }
+}
+
 void Instance::Stop() {
     m_stopped = true;
     for (const Transfers::Id id : m_downloads) {
@@ -260,7 +275,9 @@ int Instance::InstallFile(const char *file, const char *destination) {
     m_owner.Installing(place.filename().string());
     UnpackJob job(file, place, m_limits);
     m_job = &job;
+    m_pauses.Back();
     m_owner.KeepWindowsAlive([&](std::chrono::milliseconds longest) { return job.Wait(longest); });
+    m_pauses.Away();
     m_job = nullptr;
     if (job.code() == kUnpackOk) {
         m_installed.push_back(place);

@@ -23,6 +23,7 @@
 #include "host/EventSink.h"
 #include "host/Extension.h"
 #include "host/Page.h"
+#include "host/PauseMeter.h"
 #include "host/Transfers.h"
 #include "host/Unpacker.h"
 #include "lum/lumext/lumextInterface.h"
@@ -69,6 +70,10 @@ public:
     // Ends downloads and an installation, as if the extension had asked for it; the extension is not told.
     void Stop();
 
+    // To be called whenever windows are looked after: a panel that the extension runs is no pause.
+    void WindowsLive();
+    std::chrono::milliseconds longestPause() const { return m_pauses.longest(); }
+
     bool inCall() const { return m_depth > 0; }
     bool downloading() const { return !m_downloads.empty(); }
 
@@ -98,6 +103,7 @@ private:
     void *m_cookie = nullptr; // null before Start and after End
     void *m_component = nullptr;
     int m_depth = 0;
+    PauseMeter m_pauses;
     bool m_stopped = false;
     std::set<Transfers::Id> m_downloads;
     std::vector<std::filesystem::path> m_installed; // in the running call

@@ -159,6 +159,10 @@ void LastStart::Flush() {
     }
 }
 
+void LastStart::Note(const std::string &name, const std::string &value) {
+    m_facts[name] = value;
+}
+
 void LastStart::End(int status, const std::string &reason, int message) {
     m_facts["end"] = Now();
     m_facts["status"] = std::to_string(status);

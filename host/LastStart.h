@@ -26,6 +26,8 @@ public:
     void Add(const TraceLine &line);
     // Brings what was added to the disk; cheap when there is nothing.
     void Flush();
+    // A further fact; kept with the next End.
+    void Note(const std::string &name, const std::string &value);
     // Adds the end to the facts.
     void End(int status, const std::string &reason, int message);
 

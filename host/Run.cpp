@@ -74,6 +74,7 @@ RunEnd Run::Go() {
     m_instance->End();
     m_transfers->WaitForRequests(kLastRequests);
     TellProgress(true);
+    m_lastStart.Note("longest pause of the windows", std::to_string(m_instance->longestPause().count()) + " ms");
     m_lastStart.End(m_end->status, m_end->reason, m_end->message);
     m_sink.OnEnd(m_end->status, m_end->reason, m_end->message);
     return *m_end;
@@ -81,6 +82,7 @@ RunEnd Run::Go() {
 
 void Run::Control() {
     m_lastStart.Flush();
+    m_instance->WindowsLive();
     if (const int signal = PendingSignal()) {
         AskToEnd({static_cast<int>(Ending::Signal) + signal, "ended by a signal", 0});
     } else if (m_settings.timeout && Clock::now() - m_began >= *m_settings.timeout) {
