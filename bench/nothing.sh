@@ -1,0 +1,39 @@
+#!/usr/bin/env bash
+# The same page again, when its twenty components are all there: from the program's start to the application's first
+# instruction, and the part of it that the extension takes (from its first trace to the one of the launch).
+#
+#     bench/nothing.sh BUILD-FOLDER [ROUNDS]
+set -uo pipefail
+build=$(cd "$1" && pwd)
+rounds=${2:-5}
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+. "$here/site.sh"
+
+for number in {01..18}; do component "part$number.bundle" 6000000 10000000; done
+component confshell.bundle 100000 0
+component "Meeting Hall.app" 100000 0
+printf '#!/bin/bash\nprintf "%%s" "$EPOCHREALTIME" >"$HOME/launched"\nsleep 2\n' \
+  >"$work/components/Meeting Hall.app/Contents/MacOS/Meeting Hall"
+main_component=confshell.bundle
+page_parameters=', "MeetingID": "1", "SessionID": "2"'
+mkdir -m 755 "$work/site"
+serve
+publish site tar.gz tar.zst
+fresh_home
+start() { "$lumhost" --json --log "$work/log" "$url/site/index.html" </dev/null >"$work/start.out" 2>&1; }
+start || give_up "the first start fails" "$work/start.out"
+wait_for_end() { while pgrep -f "$work/home" >/dev/null; do sleep 0.2; done; }
+
+for ((round = 0; round < rounds; ++round)); do
+  wait_for_end # an application that runs would be joined
+  rm -f "$HOME/launched" "$work/log"
+  begin=$EPOCHREALTIME
+  start || give_up "a start fails" "$work/start.out"
+  awk -v a="$begin" -v b="$(cat "$HOME/launched")" 'BEGIN { print (b - a) * 1000 }' >>"$work/all"
+  # Times of the log: 2026-01-31T12:00:00.123Z
+  awk -F'[T:Z ]' 'NR == 1 { a = $2 * 3600 + $3 * 60 + $4 } /launch/ { b = $2 * 3600 + $3 * 60 + $4 }
+    END { print (b - a) * 1000 }' "$work/log" >>"$work/extension"
+done
+printf '\n%-52s %8s\n' "20 components, all current" ms
+row "from the program's start to the application's" "$(printf '%.0f' "$(median <"$work/all")")"
+row "of that, the extension" "$(printf '%.0f' "$(median <"$work/extension")")"

@@ -1,0 +1,56 @@
+#!/usr/bin/env bash
+# Twenty packages from a local web server until all are installed, against a shell script that does the same, and how
+# near that comes to the work that cannot be left out.
+#
+#     bench/road.sh BUILD-FOLDER [ROUNDS]
+set -uo pipefail
+build=$(cd "$1" && pwd)
+rounds=${2:-5}
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+. "$here/site.sh"
+
+for number in {01..20}; do component "part$number.bundle" 6000000 10000000; done
+mkdir -m 755 "$work/site"
+serve
+publish site tar.gz tar.zst
+export page=$url/site/index.html
+grep '^File' "$work/site/lummac.ini" | cut -d';' -f2 | while IFS= read -r path; do
+  printf 'url = "%s/site/%s"\noutput = "%s"\n' "$url" "$path" "${path##*/}"
+done >"$work/fetch"
+
+# The parts of the work, each alone and on one thread.
+cat >"$work/fetch-all" <<SH
+cd "$work/fetched" && exec curl -sSf -K "$work/fetch"
+SH
+cat >"$work/hash-and-unpack" <<SH
+cd "$work/fetched" && openssl dgst -sha256 *
+for package in *; do bsdtar -x -f "\$package" -C "$work/unpacked"; done
+SH
+
+for ((round = 0; round < rounds; ++round)); do
+  fresh_home
+  until='"event":"navigation"' measure ours "$lumhost" --json "$page"
+  rm -rf "$work/by-script"
+  PARALLEL=--parallel measure script "$here/script.sh" "$url/site" "$work/keys/vendor.pem" "$work/by-script"
+  rm -rf "$work/by-script"
+  PARALLEL='' measure in-turn "$here/script.sh" "$url/site" "$work/keys/vendor.pem" "$work/by-script"
+  rm -rf "$work/fetched" "$work/unpacked"
+  mkdir "$work/fetched" "$work/unpacked"
+  measure fetch sh "$work/fetch-all"
+  measure unpack sh "$work/hash-and-unpack"
+done
+diff -r "$work/by-script" "$HOME/GNUstep/Library/ApplicationSupport/Kelvo Folder/2.4" >"$work/differences"
+grep -v ': lummac.ini' "$work/differences" && give_up "the two have not installed the same"
+
+script=script
+awk -v a="$(wall in-turn)" -v b="$(wall script)" 'BEGIN { exit !(a < b) }' && script=in-turn
+floor=$(printf '%s\n' "$(cpu fetch)" "$(cpu unpack)" | sort -n | tail -n 1)
+head_of "20 packages of 16 MB from a local web server"
+figures "lumhost" ours
+figures "shell script, curl --parallel" script
+figures "shell script, one after another" in-turn
+figures "only fetching, one after another" fetch
+figures "only hashing and unpacking" unpack
+row "time : the faster script's" "$(quotient "$(wall ours)" "$(wall $script)")"
+row "CPU : the faster script's" "$(quotient "$(cpu ours)" "$(cpu $script)")"
+row "time : CPU of the larger of the two parts" "$(quotient "$(wall ours)" "$floor")"
