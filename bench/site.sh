@@ -86,12 +86,13 @@ http {
   types { text/html html; }
   client_body_temp_path $work/tmp/body; proxy_temp_path $work/tmp/proxy; fastcgi_temp_path $work/tmp/fastcgi;
   uwsgi_temp_path $work/tmp/uwsgi; scgi_temp_path $work/tmp/scgi;
-  server { listen ${address:-127.0.0.1}:$port; root $work; location /keys { deny all; } location = /log { return 204; } }
+  server { listen 127.0.0.1:$port; root $work; location /keys { deny all; } location = /log { return 204; } }
 }
 CONF
-  ${in_namespace:-} nginx -c "$work/nginx.conf" 2>"$work/nginx.err" &
+  nginx -c "$work/nginx.conf" 2>"$work/nginx.err" &
   servers+=($!)
-  url=http://${address:-127.0.0.1}:$port
+  url=http://127.0.0.1:$port
+  server_port=$port
   local try
   for try in {1..50}; do
     curl -s -o /dev/null "$url/" && return
