@@ -3,7 +3,6 @@
 #include <exception>
 #include <system_error>
 
-#include "host/Installed.h"
 #include "host/transfer_signals.h"
 
 namespace lumhost {
@@ -41,6 +40,15 @@ void InstallRecorder::Run() {
     }
 }
 
+void InstallRecorder::Record(const std::vector<InstalledComponent> &components) {
+    if (!Installed(m_folders).Record(components)) { // the notes stay, for a start that can write
+        return;
+    }
+    for (const InstalledComponent &component : components) {
+        m_notes.Close(component.folder / component.name);
+    }
+}
+
 void InstallRecorder::Work() {
     std::vector<InstalledComponent> looked;
     for (;;) {
@@ -49,7 +57,7 @@ void InstallRecorder::Work() {
             std::unique_lock lock(m_lock);
             if (m_waiting.empty() && !looked.empty()) { // a pause: the record is written once for all of them
                 lock.unlock();
-                Installed(m_folders).Record(looked);
+                Record(looked);
                 looked.clear();
                 lock.lock();
             }

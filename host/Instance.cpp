@@ -273,7 +273,7 @@ int Instance::InstallFile(const char *file, const char *destination) {
     }
     const std::filesystem::path place(destination);
     m_owner.Installing(place.filename().string());
-    UnpackJob job(file, place, m_limits);
+    UnpackJob job(file, place, m_limits, [this, place](std::uint64_t number) { m_owner.Moving(place, number); });
     m_job = &job;
     m_pauses.Back();
     m_owner.KeepWindowsAlive([&](std::chrono::milliseconds longest) { return job.Wait(longest); });
@@ -281,7 +281,10 @@ int Instance::InstallFile(const char *file, const char *destination) {
     m_job = nullptr;
     if (job.code() == kUnpackOk) {
         m_installed.push_back(place);
-    } else if (!m_stopped) {
+        return kUnpackOk;
+    }
+    m_owner.NotMoved(place);
+    if (!m_stopped) {
         m_owner.Problem("a package was not installed: " + job.reason());
     }
     return job.code();

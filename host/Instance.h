@@ -47,6 +47,10 @@ public:
     // Keeps the windows alive until `ended`, which waits for so long at most, answers true. Calls neither Beat nor
     // Deliver meanwhile.
     virtual void KeepWindowsAlive(const std::function<bool(std::chrono::milliseconds)> &ended) = 0;
+    // A component is about to be moved to this path (`number` is that of its file or folder): on the installation's
+    // thread. Then NotMoved, or Installed.
+    virtual void Moving(const std::filesystem::path &destination, std::uint64_t number) = 0;
+    virtual void NotMoved(const std::filesystem::path &destination) = 0;
     // A component stands at this path, and the extension has done with it what it does afterwards.
     virtual void Installed(const std::filesystem::path &destination) = 0;
     virtual void Problem(const std::string &text) = 0;

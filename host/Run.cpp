@@ -281,6 +281,14 @@ void Run::KeepWindowsAlive(const std::function<bool(std::chrono::milliseconds)> 
     m_loop.KeepWindowsAlive(ended);
 }
 
+void Run::Moving(const std::filesystem::path &destination, std::uint64_t number) {
+    m_recorder.Moving(destination, number);
+}
+
+void Run::NotMoved(const std::filesystem::path &destination) {
+    m_recorder.NotMoved(destination);
+}
+
 void Run::Installed(const std::filesystem::path &destination) {
     m_recorder.Add(destination);
     if (m_state == State::Installing && m_instance->downloading()) {

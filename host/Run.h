@@ -64,6 +64,8 @@ private:
     void Received(std::uint32_t bytes) override;
     void Installing(const std::string &name) override;
     void KeepWindowsAlive(const std::function<bool(std::chrono::milliseconds)> &ended) override;
+    void Moving(const std::filesystem::path &destination, std::uint64_t number) override;
+    void NotMoved(const std::filesystem::path &destination) override;
     void Installed(const std::filesystem::path &destination) override;
     void Problem(const std::string &text) override;
     void StopAsked() override;

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "host/Alerts.h"
+#include "host/InstallNotes.h"
 #include "host/JsonEvents.h"
 #include "host/Origins.h"
 #include "host/PageSource.h"
@@ -141,6 +142,7 @@ int StartPage(const CommandLine &line, const Folders &folders) {
     if (!AreAllowed(sites, origins, error)) {
         return Fail(*sink, Ending::NotAllowed, error);
     }
+    SettleInstallNotes(folders);
     const std::filesystem::path bundle = BundleToLoad(line, folders);
     const auto extension = Extension::Load(bundle, error);
     if (!extension) {

@@ -48,19 +48,21 @@ private:
 
 class Installation {
 public:
-    Installation(const UnpackLimits &limits, const std::stop_token &stop)
-        : m_limits(limits), m_stop(stop), m_bytesLeft(limits.maxBytes) {}
+    Installation(const UnpackLimits &limits, const std::stop_token &stop, const BeforeMove &beforeMove)
+        : m_limits(limits), m_stop(stop), m_beforeMove(beforeMove), m_bytesLeft(limits.maxBytes) {}
 
     void Run(const std::filesystem::path &package, const std::filesystem::path &destination);
 
 private:
     void Unpack(PackageReader &reader, int staging, const std::string &component);
     void Take(PackageReader &reader, const PackageEntry &entry, UnpackTree &tree, const std::string &component);
+    void TellOfMove(int staging, const std::string &component) const;
     void CheckSpace(std::uint64_t needed) const;
     void Admit(std::uint64_t more);
 
     const UnpackLimits m_limits;
     const std::stop_token m_stop;
+    const BeforeMove m_beforeMove;
     std::uint64_t m_bytesLeft;
     std::filesystem::path m_folder;
 };
@@ -102,6 +104,7 @@ void Installation::Run(const std::filesystem::path &package, const std::filesyst
     Unpack(reader, staging.get(), component);
     FlushToDisk(staging.get());
     Admit(0);
+    TellOfMove(staging.get(), component);
     MoveIntoPlace(staging.get(), parent.get(), component);
 }
 
@@ -155,6 +158,13 @@ void Installation::Take(PackageReader &reader, const PackageEntry &entry, Unpack
     }
 }
 
+void Installation::TellOfMove(int staging, const std::string &component) const {
+    struct stat status {};
+    if (m_beforeMove && fstatat(staging, component.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
+        m_beforeMove(status.st_ino);
+    }
+}
+
 void Installation::CheckSpace(std::uint64_t needed) const {
     if (needed > FreeSpace(m_folder)) {
         throw UnpackFailure{kUnpackNoSpace, "unpacking takes " + std::to_string((needed >> 20) + 1) +
@@ -192,8 +202,9 @@ UnpackFailure Attempt(Installation &installation, const std::filesystem::path &p
 } // namespace
 
 int InstallPackage(const std::filesystem::path &package, const std::filesystem::path &destination,
-                   const UnpackLimits &limits, std::string *reason, const std::stop_token &stop) {
-    Installation installation(limits, stop);
+                   const UnpackLimits &limits, std::string *reason, const std::stop_token &stop,
+                   const BeforeMove &beforeMove) {
+    Installation installation(limits, stop, beforeMove);
     const UnpackFailure result = Attempt(installation, package, destination);
     if (reason) {
         *reason = result.reason;
@@ -205,14 +216,15 @@ void CleanStaging(const std::filesystem::path &folder) {
     CleanStaging(folder, kFolderPrefix);
 }
 
-UnpackJob::UnpackJob(std::filesystem::path package, std::filesystem::path destination, UnpackLimits limits) {
+UnpackJob::UnpackJob(std::filesystem::path package, std::filesystem::path destination, UnpackLimits limits,
+                     BeforeMove beforeMove) {
     std::promise<Result> promise;
     m_result = promise.get_future().share();
     const ScopedSignalBlock block;
     m_thread = std::jthread([package = std::move(package), destination = std::move(destination), limits,
-                             promise = std::move(promise)](const std::stop_token &stop) mutable {
+                             beforeMove = std::move(beforeMove), promise = std::move(promise)](const std::stop_token &stop) mutable {
         Result result;
-        result.code = InstallPackage(package, destination, limits, &result.reason, stop);
+        result.code = InstallPackage(package, destination, limits, &result.reason, stop, beforeMove);
         promise.set_value(std::move(result));
     });
 }

@@ -21,6 +21,7 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <future>
 #include <stop_token>
 #include <string>
@@ -62,12 +63,17 @@ struct UnpackLimits {
     std::uint64_t maxWindow = std::uint64_t{64} << 20;
 };
 
+// Told, right before the move, the number (inode) of the file or folder that is moved. May be empty; called on the
+// thread of the installation, and throws nothing.
+using BeforeMove = std::function<void(std::uint64_t number)>;
+
 // Installs the component of `package` as `destination` (an absolute path; its folder must exist). First removes what
 // killed processes have left in that folder. Returns a code from above; `reason` (may be null) then holds one sentence
 // for a person that says what is wrong with what, and is empty on success. A request to stop is looked at for every
 // block; then the result is kUnpackInterrupted. May be called on any thread; throws nothing.
 int InstallPackage(const std::filesystem::path &package, const std::filesystem::path &destination,
-                   const UnpackLimits &limits, std::string *reason, const std::stop_token &stop = {});
+                   const UnpackLimits &limits, std::string *reason, const std::stop_token &stop = {},
+                   const BeforeMove &beforeMove = {});
 
 // Removes the staging folders that killed processes have left in `folder`, never those of a running one.
 void CleanStaging(const std::filesystem::path &folder);
@@ -76,7 +82,8 @@ void CleanStaging(const std::filesystem::path &folder);
 class UnpackJob {
 public:
     // Throws std::system_error when no thread can be started.
-    UnpackJob(std::filesystem::path package, std::filesystem::path destination, UnpackLimits limits);
+    UnpackJob(std::filesystem::path package, std::filesystem::path destination, UnpackLimits limits,
+              BeforeMove beforeMove = {});
     ~UnpackJob(); // cancels and waits
     UnpackJob(const UnpackJob &) = delete;
     UnpackJob &operator=(const UnpackJob &) = delete;

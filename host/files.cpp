@@ -1,6 +1,8 @@
 #include "host/files.h"
 
 #include <cerrno>
+#include <charconv>
+#include <csignal>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -16,6 +18,25 @@ bool Fail(std::string *error, int number) {
         *error = std::strerror(number);
     }
     return false;
+}
+
+// The name under which a process writes ends with its number, so that what a killed one has left is known.
+constexpr std::string_view kUnfinished = ".new";
+
+std::string UnfinishedName(const std::filesystem::path &file) {
+    return file.string() + "." + std::to_string(getpid()) + std::string(kUnfinished);
+}
+
+// The process that wrote under this name, or 0 when it is no such name.
+pid_t WriterOf(std::string_view name, std::string_view file) {
+    if (!name.starts_with(file) || !name.ends_with(kUnfinished) || name.size() < file.size() + 1 + kUnfinished.size() ||
+        name[file.size()] != '.') {
+        return 0;
+    }
+    const std::string_view number = name.substr(file.size() + 1, name.size() - file.size() - 1 - kUnfinished.size());
+    pid_t writer = 0;
+    const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), writer);
+    return error == std::errc() && end == number.data() + number.size() ? writer : 0;
 }
 
 } // namespace
@@ -96,8 +117,10 @@ bool WriteInOneStep(const std::filesystem::path &file, std::string_view content,
     if (!MakePrivateFolder(file.parent_path(), error)) {
         return false;
     }
-    std::string temporary = file.string() + ".XXXXXX";
-    ScopedDescriptor descriptor(mkostemp(temporary.data(), O_CLOEXEC)); // 0600
+    RemoveUnfinished(file);
+    const std::string temporary = UnfinishedName(file);
+    unlink(temporary.c_str()); // of an earlier process of this number
+    ScopedDescriptor descriptor(open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (!descriptor) {
         return Fail(error, errno);
     }
@@ -110,6 +133,18 @@ bool WriteInOneStep(const std::filesystem::path &file, std::string_view content,
     Fail(error, written ? errno : number);
     unlink(temporary.c_str());
     return false;
+}
+
+void RemoveUnfinished(const std::filesystem::path &file) {
+    const std::string name = file.filename().string();
+    std::error_code error;
+    std::filesystem::directory_iterator entry(file.parent_path(), error);
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+        const pid_t writer = WriterOf(entry->path().filename().string(), name);
+        if (writer > 0 && writer != getpid() && kill(writer, 0) != 0 && errno == ESRCH) {
+            unlink(entry->path().c_str());
+        }
+    }
 }
 
 ScopedLock::ScopedLock(const std::filesystem::path &file)

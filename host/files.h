@@ -46,8 +46,11 @@ std::optional<std::string> ReadWhole(const std::filesystem::path &file, std::uin
 
 // Puts the file there in one step, readable by its owner only, and makes missing folders on its way the same way. Who
 // reads it meanwhile sees the old one or the new one. False, with the reason, when it cannot be done: then the old one
-// is still there.
+// is still there. What killed writers of that file have left is removed. One thread of a process at a time.
 bool WriteInOneStep(const std::filesystem::path &file, std::string_view content, std::string *error = nullptr);
+
+// Removes what writers of this file have left beside it when they were killed.
+void RemoveUnfinished(const std::filesystem::path &file);
 
 // Makes the folder and the missing ones above it, for their owner only. False when that fails.
 bool MakePrivateFolder(const std::filesystem::path &folder, std::string *error = nullptr);

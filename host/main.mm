@@ -8,6 +8,7 @@
 #include "host/CommandLine.h"
 #include "host/Doctor.h"
 #include "host/EventSink.h"
+#include "host/InstallNotes.h"
 #include "host/Installed.h"
 #include "host/LastStart.h"
 #include "host/Origins.h"
@@ -49,6 +50,7 @@ int ListOrigins(const Folders &folders) {
 }
 
 int ShowStatus(const Folders &folders) {
+    SettleInstallNotes(folders);
     const Installed installed(folders);
     std::fputs(installed.Listing().c_str(), stdout);
     for (const ComponentState &state : installed.States()) {
@@ -60,6 +62,7 @@ int ShowStatus(const Folders &folders) {
 }
 
 int Remove(const CommandLine &line, const Folders &folders) {
+    SettleInstallNotes(folders);
     const Installed installed(folders);
     std::vector<std::string> errors;
     unsigned removed = line.all ? installed.RemoveAll(errors) : 0;

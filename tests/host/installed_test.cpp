@@ -1,9 +1,13 @@
 // The record of what was installed, and the user's copy of the extension.
 #include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <fstream>
 
 #include "host/Extension.h"
+#include "host/InstallNotes.h"
 #include "host/Installed.h"
 #include "tests/support/TempDir.h"
 
@@ -134,6 +138,50 @@ TEST_F(InstalledTest, RemovesNothingElse) {
         place.Write("data/installed.json", record);
         EXPECT_THAT(installed.States(), IsEmpty()) << record;
     }
+}
+
+TEST_F(InstalledTest, WhatAKilledStartHasMovedIsRecorded) {
+    const Installed installed(folders);
+    const fs::path kit = folders.installed / "2.4";
+    const fs::path old = WriteBundle("Old.app", "1");
+    ASSERT_TRUE(installed.Record({Installed::Look(old)}));
+    place.Write("Kelvo Folder/2.4/Old.app/Contents/MacOS/run", "cod3"); // and somebody has changed it since
+    const auto number = [](const fs::path &path) {
+        struct stat status {};
+        return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+    };
+    const pid_t killed = fork();
+    if (killed == 0) {
+        InstallNotes notes(folders);
+        notes.Open(kit / "New.app", number(WriteBundle("New.app", "2.4.1")));
+        const fs::path library = place.Write("Kelvo Folder/2.4/libsound-1.0.3.0.dylib", "code");
+        notes.Open(kit / "libsound.dylib", number(library));
+        notes.Open(kit / "Never.app", number(place.Write("staging/Never.app", "")));
+        notes.Open(old, number(place.Write("staging/Old.app", "")));
+        const fs::path done = WriteBundle("Done.app", "1");
+        notes.Open(done, number(done));
+        notes.Close(done);
+        kill(getpid(), SIGKILL);
+    }
+    waitpid(killed, nullptr, 0);
+    {
+        InstallNotes running(folders); // somebody else's, who records it when the time has come
+        running.Open(kit / "Running.app", number(WriteBundle("Running.app", "1")));
+        SettleInstallNotes(folders);
+        EXPECT_TRUE(State("New.app").whole());
+        EXPECT_EQ("1.0.3.0", State("libsound.dylib").version);
+        EXPECT_TRUE(State("libsound.dylib").whole()) << "though its link is missing";
+        EXPECT_THAT(State("Old.app").changed, ElementsAre("Old.app/Contents/MacOS/run")) << "it was not replaced";
+        EXPECT_FALSE(State("Done.app").recorded);
+        EXPECT_FALSE(State("Running.app").recorded);
+        running.Close(kit / "Running.app");
+    }
+    EXPECT_EQ(5U, installed.States().size());
+    std::size_t left = 0;
+    for (const auto &entry : fs::directory_iterator(folders.data)) {
+        left += entry.path().filename().string().starts_with("installing.");
+    }
+    EXPECT_EQ(0U, left);
 }
 
 TEST(ExtensionCopy, IsRefreshedWhenItDiffers) {

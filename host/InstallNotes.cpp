@@ -1,0 +1,158 @@
+#include "host/InstallNotes.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "host/Installed.h"
+
+namespace lumhost {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kPrefix[] = "installing.";
+constexpr std::uint64_t kLargestNotes = 16 << 20;
+constexpr char kOpened = '+';
+constexpr char kClosed = '-';
+
+std::uint64_t NumberOf(const fs::path &path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+}
+
+bool IsStillNamed(int file) {
+    struct stat status {};
+    return fstat(file, &status) == 0 && status.st_nlink > 0;
+}
+
+// A note is "+NUMBER PATH" or "-0 PATH", ended by a zero byte; one that was cut off by the end of its process has none.
+std::map<fs::path, std::uint64_t> OpenNotes(std::string_view text) {
+    std::map<fs::path, std::uint64_t> open;
+    for (std::size_t end; (end = text.find('\0')) != std::string_view::npos; text.remove_prefix(end + 1)) {
+        const std::string_view note = text.substr(0, end);
+        const std::size_t blank = note.find(' ');
+        std::uint64_t number = 0;
+        if (blank == std::string_view::npos || blank == 0 ||
+            std::from_chars(note.data() + 1, note.data() + blank, number).ec != std::errc()) {
+            continue;
+        }
+        const fs::path destination(note.substr(blank + 1));
+        if (note.front() == kOpened && destination.is_absolute() && destination.has_filename()) {
+            open[destination] = number;
+        } else {
+            open.erase(destination);
+        }
+    }
+    return open;
+}
+
+// The library of this number under its versioned name, which the extension gives it after the move.
+fs::path VersionedLibrary(const fs::path &destination, std::uint64_t number) {
+    std::error_code error;
+    const std::string prefix = destination.stem().string() + "-";
+    fs::directory_iterator entry(destination.parent_path(), error);
+    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
+        if (entry->path().filename().string().starts_with(prefix) && NumberOf(entry->path()) == number) {
+            return entry->path();
+        }
+    }
+    return {};
+}
+
+void LookFor(const fs::path &destination, std::uint64_t number, std::vector<InstalledComponent> &found) {
+    if (number == 0) {
+        return;
+    }
+    if (NumberOf(destination) == number) {
+        found.push_back(Installed::Look(destination));
+        return;
+    }
+    const fs::path library = VersionedLibrary(destination, number);
+    if (library.empty()) { // not moved, or gone since
+        return;
+    }
+    std::error_code error;
+    const bool isLinked = fs::read_symlink(destination, error).filename() == library.filename();
+    found.push_back(Installed::Look(isLinked ? destination : library));
+    found.back().name = destination.filename().string();
+}
+
+void Settle(const fs::path &notes, const Folders &folders) {
+    const ScopedDescriptor file(open(notes.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    if (!file || flock(file.get(), LOCK_EX | LOCK_NB) != 0 || !IsStillNamed(file.get())) {
+        return;
+    }
+    std::vector<InstalledComponent> found;
+    for (const auto &[destination, number] : OpenNotes(ReadWhole(notes, kLargestNotes).value_or(""))) {
+        LookFor(destination, number, found);
+    }
+    if (Installed(folders).Record(found)) {
+        unlink(notes.c_str());
+    }
+}
+
+} // namespace
+
+InstallNotes::~InstallNotes() {
+    if (m_file && m_open.empty()) {
+        unlink(m_path.c_str());
+    }
+}
+
+void InstallNotes::Open(const fs::path &destination, std::uint64_t number) {
+    const std::scoped_lock lock(m_lock);
+    if (!m_file) {
+        MakeFile();
+    }
+    m_open.insert(destination);
+    Append(kOpened, number, destination);
+}
+
+void InstallNotes::Close(const fs::path &destination) {
+    const std::scoped_lock lock(m_lock);
+    m_open.erase(destination);
+    Append(kClosed, 0, destination);
+}
+
+void InstallNotes::MakeFile() {
+    if (!MakePrivateFolder(m_folder)) {
+        return;
+    }
+    do {
+        std::string name = (m_folder / kPrefix).string() + "XXXXXX";
+        m_file = ScopedDescriptor(mkostemp(name.data(), O_CLOEXEC | O_APPEND));
+        m_path = name;
+    } while (m_file && flock(m_file.get(), LOCK_EX) == 0 && !IsStillNamed(m_file.get())); // it was taken for a left-over
+}
+
+void InstallNotes::Append(char what, std::uint64_t number, const fs::path &destination) {
+    const std::string note = what + std::to_string(number) + " " + destination.string();
+    if (m_file) {
+        WriteAll(m_file.get(), std::string_view(note.c_str(), note.size() + 1));
+    }
+}
+
+void SettleInstallNotes(const Folders &folders) {
+    RemoveUnfinished(folders.data / "installed.json");
+    std::vector<fs::path> left;
+    std::error_code error;
+    fs::directory_iterator entry(folders.data, error);
+    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
+        if (entry->path().filename().string().starts_with(kPrefix)) {
+            left.push_back(entry->path());
+        }
+    }
+    for (const fs::path &notes : left) {
+        Settle(notes, folders);
+    }
+}
+
+} // namespace lumhost
