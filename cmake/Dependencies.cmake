@@ -25,6 +25,7 @@ add_library(gnustep::gui ALIAS gnustep_gui)
 
 pkg_check_modules(GNUTLS REQUIRED IMPORTED_TARGET gnutls)
 pkg_check_modules(CURL REQUIRED IMPORTED_TARGET libcurl)
+pkg_check_modules(IDN REQUIRED IMPORTED_TARGET libidn2)
 pkg_check_modules(ARCHIVE REQUIRED IMPORTED_TARGET libarchive)
 pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb xcb-res)
 pkg_check_modules(LIBXML REQUIRED IMPORTED_TARGET libxml-2.0)

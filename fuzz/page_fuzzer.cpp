@@ -8,16 +8,15 @@
 namespace {
 
 void CheckAddress(const lumhost::Url &url) {
-    Require(!url.host().empty(), "an address has a host");
     const auto isPrintable = [](char c) { return c > ' ' && c <= '~'; };
-    // The host is left as it was written: a name of another script is the resolver's to translate.
-    const auto isOfHost = [](char c) { return (c < 0 || c > ' ') && c != 127; };
+    const auto isOfHost = [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '.' || c == '_' || c == ':' ||
+               c == '[' || c == ']';
+    };
     const std::string_view text = url.text();
-    const std::size_t path = text.find('/', text.find("//") + 2);
-    Require(path != std::string_view::npos, "an address has a path");
-    Require(std::all_of(text.begin() + path, text.end(), isPrintable), "what follows the host is printable ASCII");
-    Require(std::all_of(text.begin(), text.begin() + path, isOfHost), "a host has no control characters");
-    Require(std::all_of(url.host().begin(), url.host().end(), isOfHost), "nor when it is asked for by itself");
+    Require(text.starts_with(url.Origin() + "/"), "an address begins with its site, and has a path");
+    Require(std::all_of(text.begin(), text.end(), isPrintable), "it is printable ASCII");
+    Require(!url.host().empty() && std::all_of(url.host().begin(), url.host().end(), isOfHost), "a host is a name");
     Require(lumhost::Url::Parse(url.text()) == url, "an address is read as what it is written as");
     Require(url.text().starts_with(url.secure() ? "https://" : "http://"), "the scheme is one of two");
 }

@@ -1,7 +1,9 @@
 #include "host/Url.h"
 
 #include <curl/curl.h>
+#include <idn2.h>
 
+#include <algorithm>
 #include <charconv>
 #include <memory>
 
@@ -56,6 +58,33 @@ std::optional<std::uint16_t> Number(const std::string &text) {
     return port;
 }
 
+bool IsOfName(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '.' || c == '_';
+}
+
+// A name of another script in its form of the network. Empty when it has none.
+std::string InAscii(const std::string &host) {
+    if (std::all_of(host.begin(), host.end(), [](char c) { return c > 0; })) {
+        return host;
+    }
+    char *name = nullptr;
+    if (idn2_to_ascii_8z(host.c_str(), &name, IDN2_NFC_INPUT | IDN2_NONTRANSITIONAL) != IDN2_OK) {
+        return {};
+    }
+    std::string copy = name;
+    idn2_free(name);
+    return copy;
+}
+
+// The host in its one form. Empty when there is none, or the name is of no kind that the network has.
+std::string Host(CURLU *parts) {
+    const std::string host = Lower(InAscii(Get(parts, CURLUPART_HOST)));
+    if (host.starts_with("[")) { // curl has read the number; one with the name of a network card is nothing for a page
+        return Get(parts, CURLUPART_ZONEID).empty() ? host : std::string();
+    }
+    return std::all_of(host.begin(), host.end(), IsOfName) ? host : std::string();
+}
+
 } // namespace
 
 std::optional<Url> Url::Parse(std::string_view text) {
@@ -66,7 +95,7 @@ std::optional<Url> Url::Parse(std::string_view text) {
     const std::string scheme = Lower(Get(parts.get(), CURLUPART_SCHEME));
     Url url;
     url.m_secure = scheme == "https";
-    url.m_host = Lower(Get(parts.get(), CURLUPART_HOST));
+    url.m_host = Host(parts.get());
     const auto port = Number(Get(parts.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT));
     if ((scheme != "http" && !url.m_secure) || url.m_host.empty() || !port) {
         return std::nullopt;

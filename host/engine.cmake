@@ -20,5 +20,5 @@ list(TRANSFORM lumhost_engine_sources PREPEND "${CMAKE_CURRENT_LIST_DIR}/")
 
 add_library(lumhost_engine STATIC ${lumhost_engine_sources})
 target_include_directories(lumhost_engine PUBLIC "${PROJECT_SOURCE_DIR}")
-target_link_libraries(lumhost_engine PUBLIC PkgConfig::CURL PkgConfig::ARCHIVE Threads::Threads)
+target_link_libraries(lumhost_engine PUBLIC PkgConfig::CURL PkgConfig::IDN PkgConfig::ARCHIVE Threads::Threads)
 set_property(TARGET lumhost_engine PROPERTY LUMHOST_ENGINE_SOURCES "${lumhost_engine_sources}")

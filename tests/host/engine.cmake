@@ -18,7 +18,7 @@ if(NOT LUM_SANITIZE AND NOT LUM_FUZZ)
   target_include_directories(engine_threads_test PRIVATE "${PROJECT_SOURCE_DIR}")
   target_compile_options(engine_threads_test PRIVATE -fsanitize=thread)
   target_link_options(engine_threads_test PRIVATE -fsanitize=thread)
-  target_link_libraries(engine_threads_test PRIVATE PkgConfig::CURL PkgConfig::ARCHIVE PkgConfig::OPENSSL
+  target_link_libraries(engine_threads_test PRIVATE PkgConfig::CURL PkgConfig::IDN PkgConfig::ARCHIVE PkgConfig::OPENSSL
                         GTest::gmock GTest::gtest_main Threads::Threads)
   gtest_discover_tests(engine_threads_test TEST_PREFIX "threads." DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 300)
 endif()

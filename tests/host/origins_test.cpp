@@ -39,7 +39,8 @@ TEST(Origins, AreReadInOneForm) {
         {"https://meet.example:x", nullptr},
         {"https://meet.example@evil.example", nullptr},
         {"https://meet%2Eexample", nullptr},
-        {"https://me\u00e9t.example", nullptr},
+        {"https://me\u00e9t.example", "https://xn--met-cma.example"},
+        {"https://me\xe9t.example", nullptr},
         {"https://meet .example", nullptr},
         {"https://meet.example\\@evil.example", nullptr},
     };
