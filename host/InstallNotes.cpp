@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <charconv>
+#include <fstream>
 #include <map>
 #include <string>
 #include <vector>
@@ -21,11 +22,32 @@ namespace fs = std::filesystem;
 constexpr char kPrefix[] = "installing.";
 constexpr std::uint64_t kLargestNotes = 16 << 20;
 constexpr char kOpened = '+';
-constexpr char kClosed = '-';
+constexpr char kRecorded = '*';
+constexpr char kNotMoved = '-';
+constexpr char kBoot = '=';
 
 std::uint64_t NumberOf(const fs::path &path) {
     struct stat status {};
     return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+}
+
+// Differs from boot to boot; empty where the system does not tell.
+std::string Boot() {
+    std::string boot;
+    std::getline(std::ifstream("/proc/sys/kernel/random/boot_id"), boot);
+    return boot;
+}
+
+// Brings everything of their file systems to the disk.
+void FlushFolders(const std::set<fs::path> &folders) {
+    std::set<dev_t> done;
+    for (const fs::path &folder : folders) {
+        const ScopedDescriptor file(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        struct stat status {};
+        if (file && fstat(file.get(), &status) == 0 && done.insert(status.st_dev).second) {
+            syncfs(file.get());
+        }
+    }
 }
 
 bool IsStillNamed(int file) {
@@ -33,9 +55,20 @@ bool IsStillNamed(int file) {
     return fstat(file, &status) == 0 && status.st_nlink > 0;
 }
 
-// A note is "+NUMBER PATH" or "-0 PATH", ended by a zero byte; one that was cut off by the end of its process has none.
-std::map<fs::path, std::uint64_t> OpenNotes(std::string_view text) {
-    std::map<fs::path, std::uint64_t> open;
+struct Note {
+    std::uint64_t number;
+    bool recorded;
+};
+
+struct Notes {
+    std::string boot;
+    std::map<fs::path, Note> moved;
+};
+
+// The file begins with "=0 BOOT". A note is "+NUMBER PATH", "*0 PATH" or "-0 PATH". Each is ended by a zero byte; one that
+// was cut off by the end of its process has none.
+Notes ReadNotes(std::string_view text) {
+    Notes notes;
     for (std::size_t end; (end = text.find('\0')) != std::string_view::npos; text.remove_prefix(end + 1)) {
         const std::string_view note = text.substr(0, end);
         const std::size_t blank = note.find(' ');
@@ -45,13 +78,19 @@ std::map<fs::path, std::uint64_t> OpenNotes(std::string_view text) {
             continue;
         }
         const fs::path destination(note.substr(blank + 1));
-        if (note.front() == kOpened && destination.is_absolute() && destination.has_filename()) {
-            open[destination] = number;
+        if (note.front() == kBoot) {
+            notes.boot = destination;
+        } else if (note.front() == kOpened && destination.is_absolute() && destination.has_filename()) {
+            notes.moved[destination] = {number, false};
+        } else if (const auto found = notes.moved.find(destination); found == notes.moved.end()) {
+            continue;
+        } else if (note.front() == kRecorded) {
+            found->second.recorded = true;
         } else {
-            open.erase(destination);
+            notes.moved.erase(found);
         }
     }
-    return open;
+    return notes;
 }
 
 // The library of this number under its versioned name, which the extension gives it after the move.
@@ -85,16 +124,38 @@ void LookFor(const fs::path &destination, std::uint64_t number, std::vector<Inst
     found.back().name = destination.filename().string();
 }
 
+// A link that led to the library leads nowhere then, and the extension makes it anew.
+void RemoveWhatMayBeHalf(const fs::path &destination, std::uint64_t number) {
+    const fs::path place = NumberOf(destination) == number ? destination : VersionedLibrary(destination, number);
+    std::error_code ignored;
+    if (number == 0 || place.empty()) {
+        return;
+    }
+    if (place != destination && fs::read_symlink(destination, ignored).filename() == place.filename()) {
+        fs::remove(destination, ignored);
+    }
+    fs::remove_all(place, ignored);
+}
+
 void Settle(const fs::path &notes, const Folders &folders) {
     const ScopedDescriptor file(open(notes.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     if (!file || flock(file.get(), LOCK_EX | LOCK_NB) != 0 || !IsStillNamed(file.get())) {
         return;
     }
     std::vector<InstalledComponent> found;
-    for (const auto &[destination, number] : OpenNotes(ReadWhole(notes, kLargestNotes).value_or(""))) {
-        LookFor(destination, number, found);
+    const Notes told = ReadNotes(ReadWhole(notes, kLargestNotes).value_or(""));
+    const bool sameBoot = told.boot == Boot();
+    std::set<fs::path> changed;
+    for (const auto &[destination, note] : told.moved) {
+        changed.insert(destination.parent_path());
+        if (!sameBoot) {
+            RemoveWhatMayBeHalf(destination, note.number);
+        } else if (!note.recorded) {
+            LookFor(destination, note.number, found);
+        }
     }
     if (Installed(folders).Record(found)) {
+        FlushFolders(changed);
         unlink(notes.c_str());
     }
 }
@@ -102,6 +163,7 @@ void Settle(const fs::path &notes, const Folders &folders) {
 } // namespace
 
 InstallNotes::~InstallNotes() {
+    FlushFolders(m_folders);
     if (m_file && m_open.empty()) {
         unlink(m_path.c_str());
     }
@@ -113,13 +175,25 @@ void InstallNotes::Open(const fs::path &destination, std::uint64_t number) {
         MakeFile();
     }
     m_open.insert(destination);
+    m_folders.insert(destination.parent_path());
     Append(kOpened, number, destination);
+    if (m_file) {
+        fdatasync(m_file.get()); // the file alone, which is small
+    }
 }
 
-void InstallNotes::Close(const fs::path &destination) {
+void InstallNotes::Recorded(const fs::path &destination) {
+    Close(kRecorded, destination);
+}
+
+void InstallNotes::NotMoved(const fs::path &destination) {
+    Close(kNotMoved, destination);
+}
+
+void InstallNotes::Close(char how, const fs::path &destination) {
     const std::scoped_lock lock(m_lock);
     m_open.erase(destination);
-    Append(kClosed, 0, destination);
+    Append(how, 0, destination);
 }
 
 void InstallNotes::MakeFile() {
@@ -131,6 +205,7 @@ void InstallNotes::MakeFile() {
         m_file = ScopedDescriptor(mkostemp(name.data(), O_CLOEXEC | O_APPEND));
         m_path = name;
     } while (m_file && flock(m_file.get(), LOCK_EX) == 0 && !IsStillNamed(m_file.get())); // it was taken for a left-over
+    Append(kBoot, 0, Boot());
 }
 
 void InstallNotes::Append(char what, std::uint64_t number, const fs::path &destination) {

@@ -1,11 +1,18 @@
 #include "host/InstallRecorder.h"
 
+#include <chrono>
 #include <exception>
 #include <system_error>
 
 #include "host/transfer_signals.h"
 
 namespace lumhost {
+
+namespace {
+
+constexpr std::chrono::seconds kPause(1);
+
+} // namespace
 
 InstallRecorder::~InstallRecorder() {
     if (!m_thread.joinable()) {
@@ -45,31 +52,29 @@ void InstallRecorder::Record(const std::vector<InstalledComponent> &components) 
         return;
     }
     for (const InstalledComponent &component : components) {
-        m_notes.Close(component.folder / component.name);
+        m_notes.Recorded(component.folder / component.name);
     }
 }
 
+// The road goes first: what it has installed is read, and recorded at once, when it pauses.
 void InstallRecorder::Work() {
-    std::vector<InstalledComponent> looked;
     for (;;) {
         std::vector<std::filesystem::path> batch;
         {
             std::unique_lock lock(m_lock);
-            if (m_waiting.empty() && !looked.empty()) { // a pause: the record is written once for all of them
-                lock.unlock();
-                Record(looked);
-                looked.clear();
-                lock.lock();
-            }
             m_changed.wait(lock, [this] { return m_over || !m_waiting.empty(); });
+            while (!m_over && m_changed.wait_for(lock, kPause) == std::cv_status::no_timeout) {
+            }
             if (m_waiting.empty()) {
                 return;
             }
             batch.swap(m_waiting);
         }
+        std::vector<InstalledComponent> looked;
         for (const std::filesystem::path &destination : batch) {
             looked.push_back(Installed::Look(destination));
         }
+        Record(looked);
     }
 }
 

@@ -102,7 +102,6 @@ void Installation::Run(const std::filesystem::path &package, const std::filesyst
     }
     const ScopedDescriptor staging = OpenFolder(place.path() / "new");
     Unpack(reader, staging.get(), component);
-    FlushToDisk(staging.get());
     Admit(0);
     TellOfMove(staging.get(), component);
     MoveIntoPlace(staging.get(), parent.get(), component);

@@ -2,8 +2,8 @@
 //
 // A package is an archive (tar, alone or packed with gzip, xz, zstd, bzip2, lz4 and the like; zip; 7z; and the other
 // trees that libarchive reads by itself) with one top-level entry, the component, whose name is that of the
-// destination. It is unpacked into a hidden staging folder beside the destination, brought to the disk, and moved into
-// place in one step, in which it takes the place of what is there. Whatever fails, and whenever the process is killed,
+// destination. It is unpacked into a hidden staging folder beside the destination and moved into place in one step, in
+// which it takes the place of what is there. Whatever fails, and whenever the process is killed,
 // the destination holds what was there before, or (from that one step on) the whole new component; on a file system
 // that cannot exchange two folders it may hold nothing.
 //
@@ -15,7 +15,7 @@
 // leads out of the component, or has a ".." after a name (that is where links through links can hide).
 //
 // What success does not promise: that the package is the publisher's (the extension has checked that before), or that
-// the move is still done after a power failure (then the destination is as before).
+// the component is on the disk already: InstallNotes.h tells how a power failure is mended.
 #pragma once
 
 #include <chrono>

@@ -42,12 +42,6 @@ void MoveInTwoSteps(int staging, int parent, const std::string &name) {
 
 } // namespace
 
-void FlushToDisk(int file) {
-    if (syncfs(file) != 0) {
-        throw WriteFailure(errno, "the component");
-    }
-}
-
 void MoveIntoPlace(int staging, int parent, const std::string &name) {
     const bool replace = faccessat(parent, name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
     if (!Rename(staging, name, parent, replace ? RENAME_EXCHANGE : RENAME_NOREPLACE)) {

@@ -5,9 +5,6 @@
 
 namespace lumhost {
 
-// Brings everything written so far to the disk. Throws UnpackFailure.
-void FlushToDisk(int file);
-
 // Moves `name` of the folder `staging` to the same name of the folder `parent`; what stood there, if anything, is then
 // in `staging` or in the folder that this lies in. One step where the file system can do that, else as short a gap as
 // can be. Throws UnpackFailure with both as they were.

@@ -22,9 +22,15 @@
 set -uo pipefail
 umask 022
 
+# An application that runs elsewhere would change what a start does: among processes of its own, where that can be had.
+alone=(unshare --pid --fork --kill-child --mount-proc)
+if [ -z "${KILLS_ALONE:-}" ] && "${alone[@]}" true 2>/dev/null; then
+  KILLS_ALONE=yes exec "${alone[@]}" "$0" "$@"
+fi
+
 build=$(cd "$1" && pwd)
 kills=$2
-seed=${KILLS_SEED:-$$}
+seed=${KILLS_SEED:-$((10#${EPOCHREALTIME#*[.,]} % 32768))}
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 lumsite=$build/site/lumsite
 lumhost=$build/host/lumhost
@@ -205,6 +211,27 @@ start_and_kill() {
   esac
 }
 
+# keep_copy: the home as the kill left it, for the next round. What lumhost notes of a component that it moves names the
+# number of its file, which a copy does not have; so the copied notes are given the copies' numbers.
+keep_copy() {
+  local notes note number found
+  rm -rf "$work/killed"
+  cp -a "$home" "$work/killed"
+  for notes in "$home"/.local/share/lumhost/installing.*; do
+    [ -e "$notes" ] || continue
+    while IFS= read -r -d '' note; do
+      if [[ $note == +* ]]; then
+        number=${note#+}
+        number=${number%% *}
+        found=$(find "$kelvo" -inum "$number" -printf '%P' -quit)
+        number=$([ -z "$found" ] || stat -c %i "$work/killed/${kelvo#"$home"/}/$found")
+        note="+${number:-1} ${note#* }"
+      fi
+      printf '%s\0' "$note"
+    done <"$notes" >"$work/killed/.local/share/lumhost/${notes##*/}"
+  done
+}
+
 # The packages asked for since line $1 of the server's log.
 asked_since() { tail -n +"$(($1 + 1))" "$work/requests" | grep -o 'GET /packages/[^? ]*' | sort -u; }
 log_length() { wc -l <"$work/requests"; }
@@ -256,8 +283,7 @@ for ((round = 1; round <= kills; ++round)); do
   asked=$(asked_since "$before")
   unlinked=$unlinked_before half_removed=$half_removed_before
   survey "after a kill while $hit"
-  rm -rf "$work/killed"
-  cp -a "$home" "$work/killed"
+  keep_copy
 
   before=$(log_length)
   start_undisturbed "after a kill while $hit"

@@ -160,7 +160,7 @@ TEST_F(InstalledTest, WhatAKilledStartHasMovedIsRecorded) {
         notes.Open(old, number(place.Write("staging/Old.app", "")));
         const fs::path done = WriteBundle("Done.app", "1");
         notes.Open(done, number(done));
-        notes.Close(done);
+        notes.Recorded(done);
         kill(getpid(), SIGKILL);
     }
     waitpid(killed, nullptr, 0);
@@ -174,7 +174,7 @@ TEST_F(InstalledTest, WhatAKilledStartHasMovedIsRecorded) {
         EXPECT_THAT(State("Old.app").changed, ElementsAre("Old.app/Contents/MacOS/run")) << "it was not replaced";
         EXPECT_FALSE(State("Done.app").recorded);
         EXPECT_FALSE(State("Running.app").recorded);
-        running.Close(kit / "Running.app");
+        running.Recorded(kit / "Running.app");
     }
     EXPECT_EQ(5U, installed.States().size());
     std::size_t left = 0;
@@ -182,6 +182,36 @@ TEST_F(InstalledTest, WhatAKilledStartHasMovedIsRecorded) {
         left += entry.path().filename().string().starts_with("installing.");
     }
     EXPECT_EQ(0U, left);
+}
+
+// The computer has lost its power before the disk had everything: the notes are of another boot.
+TEST_F(InstalledTest, WhatMayBeHalfOnTheDiskIsFetchedAgain) {
+    const fs::path kit = folders.installed / "2.4";
+    const fs::path old = WriteBundle("Old.app", "1");
+    const fs::path moved = WriteBundle("New.app", "2.4.1");
+    const fs::path recorded = WriteBundle("Recorded.app", "1");
+    const fs::path library = place.Write("Kelvo Folder/2.4/libsound-1.0.3.0.dylib", "code");
+    fs::create_symlink(library, kit / "libsound.dylib");
+    const auto note = [](char kind, const fs::path &destination, const fs::path &file) {
+        struct stat status {};
+        lstat(file.c_str(), &status);
+        return kind + std::to_string(status.st_ino) + " " + destination.string() + '\0';
+    };
+    const std::string notes = note('+', moved, moved) + note('+', recorded, recorded) + note('*', recorded, recorded) +
+                              note('+', old, place / "data") + note('+', kit / "libsound.dylib", library) +
+                              note('+', kit / "Gone.app", kit) + note('-', kit / "Gone.app", kit);
+    for (const bool sameBoot : {true, false}) {
+        std::string boot = sameBoot ? ReadFile("/proc/sys/kernel/random/boot_id") : "another";
+        boot.erase(boot.find_last_not_of('\n') + 1);
+        place.Write("data/installing.abcdef", "=0 " + boot + '\0' + notes + "+12 cut o");
+        SettleInstallNotes(folders);
+        EXPECT_EQ(sameBoot, fs::exists(moved));
+        EXPECT_EQ(sameBoot, fs::exists(recorded)) << "its contents may be missing all the same";
+        EXPECT_EQ(sameBoot, fs::exists(library));
+        EXPECT_EQ(sameBoot, fs::exists(fs::symlink_status(kit / "libsound.dylib")));
+        EXPECT_TRUE(fs::exists(old)) << "it was not replaced";
+        EXPECT_FALSE(fs::exists(place / "data/installing.abcdef"));
+    }
 }
 
 TEST(ExtensionCopy, IsRefreshedWhenItDiffers) {
