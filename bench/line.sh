@@ -47,6 +47,6 @@ figures "lumhost" slow
 figures "shell script, curl --parallel" slow-script
 figures "lumhost, the line broken twice" broken
 figures "shell script, the same, curl --retry -C -" broken-script
-row "time : the script's" "$(quotient "$(wall slow)" "$(wall slow-script)")"
-row "time : the script's, the line broken twice" "$(quotient "$(wall broken)" "$(wall broken-script)")"
-row "time : what 20 MB take on such a line" "$(quotient "$(wall slow)" 8)"
+ratio "slow line: time : the script's" "$(quotient "$(wall slow)" "$(wall slow-script)")"
+ratio "slow line, broken twice: time : the script's" "$(quotient "$(wall broken)" "$(wall broken-script)")"
+ratio "slow line: time : what 20 MB take on it" "$(quotient "$(wall slow)" 8)"

@@ -35,5 +35,5 @@ for ((round = 0; round < rounds; ++round)); do
     END { print (b - a) * 1000 }' "$work/log" >>"$work/extension"
 done
 printf '\n%-52s %8s\n' "20 components, all current" ms
-row "from the program's start to the application's" "$(printf '%.0f' "$(median <"$work/all")")"
-row "of that, the extension" "$(printf '%.0f' "$(median <"$work/extension")")"
+ratio "nothing to do: click to application, ms" "$(printf '%.0f' "$(median <"$work/all")")"
+ratio "nothing to do: of that the extension, ms" "$(printf '%.0f' "$(median <"$work/extension")")"

@@ -51,6 +51,6 @@ figures "shell script, curl --parallel" script
 figures "shell script, one after another" in-turn
 figures "only fetching, one after another" fetch
 figures "only hashing and unpacking" unpack
-row "time : the faster script's" "$(quotient "$(wall ours)" "$(wall $script)")"
-row "CPU : the faster script's" "$(quotient "$(cpu ours)" "$(cpu $script)")"
-row "time : CPU of the larger of the two parts" "$(quotient "$(wall ours)" "$floor")"
+ratio "20 packages: time : the faster script's" "$(quotient "$(wall ours)" "$(wall $script)")"
+ratio "20 packages: CPU : the faster script's" "$(quotient "$(cpu ours)" "$(cpu $script)")"
+ratio "20 packages: time : CPU of the larger part of the work" "$(quotient "$(wall ours)" "$floor")"

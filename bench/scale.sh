@@ -18,7 +18,7 @@ lines() {
   export page=$url/$3/index.html
   fresh_home
   for name in "$3-first" "$3-again"; do
-    measure "$name" "$lumhost" --json "$page"
+    until='"event":"navigation"' measure "$name" "$lumhost" --json "$page"
     : "${idle:=$(memory "$name")}"
     printf '  %-50s %8.3f %8.3f %8.1f\n' "$2 $1, ${name##*-}" "$(wall "$name")" "$(cpu "$name")" \
       "$(awk -v a="$(memory "$name")" -v b="$idle" 'BEGIN { print (a - b) / 1024 }')"

@@ -128,4 +128,9 @@ memory() { cut -d' ' -f3 "$work/$1.times" | median; }
 head_of() { printf '\n%-52s %8s %8s\n' "$1" seconds CPU; }
 figures() { printf '  %-50s %8.3f %8.3f\n' "$1" "$(wall "$2")" "$(cpu "$2")"; }
 row() { printf '  %-50s %8s\n' "$1" "$2"; }
+# A figure to compare by: also for the table at the end of all benchmarks.
+ratio() {
+  row "$1" "$2"
+  printf '  %-56s %5s\n' "$1" "$2" >>"${LUM_BENCH_RATIOS:-/dev/null}"
+}
 quotient() { awk -v a="$1" -v b="$2" 'BEGIN { printf "%.2f", a / b }'; }

@@ -8,8 +8,6 @@
 
 #include "host/text.h"
 
-extern char **environ;
-
 namespace lumhost {
 
 namespace {

@@ -257,12 +257,12 @@ void Run::LogRequested(const std::string &url) {
 }
 
 void Run::DownloadAsked(const std::string &url) {
-    if (!m_packageUrl.empty() && url == m_packageUrl) {
+    const bool isPackage = (!m_packageUrl.empty() && url == m_packageUrl) ||
+                           m_state == State::Instructions; // the latter of an extension that does not trace
+    if (isPackage) {
         SetState(State::Downloading);
     } else if (m_state == State::Starting) {
         SetState(State::Instructions);
-    } else if (m_state == State::Instructions) { // an extension that does not trace
-        SetState(State::Downloading);
     }
     m_packageUrl.clear();
 }

@@ -60,7 +60,7 @@ private:
     Findings m_findings;
 };
 
-std::string WithSlash(std::string url) {
+std::string WithSlash(const std::string &url) {
     return url.ends_with('/') ? url : url + "/";
 }
 

@@ -23,5 +23,5 @@ std::string ContainerSite::Run(const std::string &container, const std::string &
 }
 
 std::string InstallFolder() {
-    return std::string(std::getenv("HOME")) + "/GNUstep/Library/ApplicationSupport/Kelvo Folder";
+    return std::filesystem::path(std::getenv("HOME")).string() + "/GNUstep/Library/ApplicationSupport/Kelvo Folder";
 }

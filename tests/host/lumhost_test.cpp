@@ -15,8 +15,6 @@
 #include "tests/support/FaultServer.h"
 #include "tests/support/TempDir.h"
 
-extern char **environ;
-
 namespace fs = std::filesystem;
 using testing::AllOf;
 using testing::ElementsAre;
@@ -323,7 +321,7 @@ TEST_F(LumhostTest, SignalsEndItInOrder) {
 TEST_F(LumhostTest, ReportForSupport) {
     setenv("XDG_STATE_HOME", (place / "state").c_str(), 1);
     EXPECT_EQ(1, Lumhost({"--report", place / "report.tgz"}).Wait()) << "there was no start yet";
-    Lumhost run(Arguments(Page("trace 1 meeting 471123 in " + std::string(getenv("HOME")) + "\nmessage 5 Error [5]",
+    Lumhost run(Arguments(Page("trace 1 meeting 471123 in " + fs::path(getenv("HOME")).string() + "\nmessage 5 Error [5]",
                                "<param name=MeetingID value=471123>"),
                           {"--report", place / "report.tgz"}));
     EXPECT_EQ(1, run.Wait());
