@@ -6,6 +6,8 @@
 #include <functional>
 #include <string_view>
 
+#include "host/browserids.h"
+
 namespace lumhost {
 
 const char *const kUsage =
@@ -16,7 +18,15 @@ const char *const kUsage =
        lumhost status              list the installed components, and whether they are whole
        lumhost remove NAME...      remove installed components; --all removes everything
        lumhost doctor              look whether this machine has what is needed
+       lumhost browser install     let Chromium, Chrome and Firefox start this program for their extension
+       lumhost browser uninstall   take that back
+       lumhost browser status      list the browsers, and whether that is so
+       lumhost --native            speak with a browser's extension on standard input and output
        lumhost --report FILE       pack what support needs to know of the last start
+
+options of browser:
+  --user               for this user (the default of install and uninstall)
+  --system             for all users of this machine
 
 options of a start:
   --param NAME=VALUE   give the page a parameter, in place of its own of that name
@@ -31,7 +41,7 @@ options of a start:
 Exit status: 0 when the application was started or the page sent on; 1 a message was shown (its number is on standard
 error); 2 wrong use; 3 no such page, or nothing to start on it; 4 the site is not allowed; 5 the extension cannot be
 loaded; 6 nothing was left to do, and nothing was started; 7 stopped by the user; 8 out of time; 9 the window server
-went away; 128 and the signal's number when ended by a signal.
+went away; 10 the page was left (--native); 128 and the signal's number when ended by a signal.
 )";
 
 namespace {
@@ -44,8 +54,9 @@ struct VerbName {
     std::size_t fewest;
     std::size_t most;
 };
-constexpr std::array<VerbName, 6> kVerbs = {{{"allow", Verb::Allow, 1, 1},
+constexpr std::array<VerbName, 7> kVerbs = {{{"allow", Verb::Allow, 1, 1},
                                              {"allowed", Verb::Allowed, 0, 0},
+                                             {"browser", Verb::Browser, 1, 1},
                                              {"forbid", Verb::Forbid, 1, 1},
                                              {"doctor", Verb::Doctor, 0, 0},
                                              {"status", Verb::Status, 0, 0},
@@ -93,6 +104,9 @@ const std::vector<Option> &Options() {
         {"--extension", path(&CommandLine::extension), nullptr},
         {"--json", nullptr, [](CommandLine &line) { line.json = true; }},
         {"--open", nullptr, [](CommandLine &line) { line.open = true; }},
+        {"--native", nullptr, [](CommandLine &line) { line.native = true; }},
+        {"--user", nullptr, [](CommandLine &line) { line.scope = CommandLine::Scope::User; }},
+        {"--system", nullptr, [](CommandLine &line) { line.scope = CommandLine::Scope::System; }},
         {"--all", nullptr, [](CommandLine &line) { line.all = true; }},
         {"--help", nullptr, [](CommandLine &line) { line.verb = Verb::Help; }},
         {"-h", nullptr, [](CommandLine &line) { line.verb = Verb::Help; }},
@@ -125,8 +139,23 @@ Problem ReadOption(const std::vector<std::string> &arguments, std::size_t &i, Co
     return "there is no option " + name;
 }
 
+bool IsBrowserWord(std::string_view word) {
+    return word == "install" || word == "uninstall" || word == "status";
+}
+
+// Browsers call a program by its name alone and add who calls: Chromium the extension's address, Firefox the file by
+// which it found this program, and the extension.
+bool IsCallOfBrowser(const std::vector<std::string> &operands) {
+    return (operands.size() == 1 && operands.front().starts_with(kChromiumScheme)) ||
+           (operands.size() == 2 && operands.front().ends_with(".json") && operands.back() == kFirefoxExtension);
+}
+
 Problem SettleVerb(CommandLine &line) {
     if (line.verb == Verb::Help || line.verb == Verb::Version) {
+        return std::nullopt;
+    }
+    if (line.native || IsCallOfBrowser(line.operands)) {
+        line.verb = Verb::Native;
         return std::nullopt;
     }
     if (line.operands.empty()) {
@@ -144,6 +173,9 @@ Problem SettleVerb(CommandLine &line) {
         }
         if (verb.verb == Verb::Remove && line.all != line.operands.empty()) {
             return "remove wants the names of components, or --all";
+        }
+        if (verb.verb == Verb::Browser && !IsBrowserWord(line.operands.front())) {
+            return "browser wants install, uninstall or status";
         }
         return std::nullopt;
     }

@@ -57,6 +57,7 @@ enum class Ending {
     Stopped = 7,
     OutOfTime = 8,
     NoWindowServer = 9,
+    Left = 10, // the page, in a browser
     Signal = 128, // plus its number
 };
 
@@ -75,6 +76,8 @@ public:
     virtual void OnLogRequest(const LogRequest &request) = 0;
     // What went wrong, in a sentence, where the extension's own message says less (a download, a package).
     virtual void OnProblem(const std::string &text) = 0;
+    // Only in a run that lasts until its page is left: all is done that was to be done at once. Not the last one.
+    virtual void OnSettled(const std::string &reason) = 0;
     // The last one. `status` is the exit status, `message` the number of the message that ended the run, or 0.
     virtual void OnEnd(int status, const std::string &reason, int message) = 0;
 };

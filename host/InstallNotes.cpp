@@ -197,7 +197,7 @@ void InstallNotes::Close(char how, const fs::path &destination) {
 }
 
 void InstallNotes::MakeFile() {
-    if (!MakePrivateFolder(m_folder)) {
+    if (!MakeFolder(m_folder)) {
         return;
     }
     do {

@@ -137,7 +137,7 @@ bool Installed::Record(const std::vector<InstalledComponent> &added, std::string
     if (added.empty()) {
         return true;
     }
-    if (!MakePrivateFolder(m_folders.data, error)) {
+    if (!MakeFolder(m_folders.data, error)) {
         return false;
     }
     const ScopedLock lock(m_folders.data / "installed.lock");

@@ -13,24 +13,23 @@ Json::Value Text(const std::string &text) {
     return IsUtf8(text) ? text : OneLine(text);
 }
 
-Json::Value Event(const char *name) {
-    Json::Value event(Json::objectValue);
-    event["event"] = name;
-    return event;
-}
-
 template <typename Number> Json::Value OrNull(const std::optional<Number> &number) {
     return number ? Json::Value(static_cast<Json::UInt64>(*number)) : Json::Value();
 }
 
 } // namespace
 
+Json::Value JsonEvents::Event(const char *name) {
+    Json::Value event(Json::objectValue);
+    event["event"] = name;
+    return event;
+}
+
 void JsonEvents::Write(const Json::Value &event) {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "";
     builder["emitUTF8"] = true;
-    std::fprintf(m_out, "%s\n", Json::writeString(builder, event).c_str());
-    std::fflush(m_out);
+    Put(Json::writeString(builder, event));
 }
 
 void JsonEvents::OnState(State state, const std::string &detail) {
@@ -86,12 +85,23 @@ void JsonEvents::OnProblem(const std::string &text) {
     Write(event);
 }
 
+void JsonEvents::OnSettled(const std::string &reason) {
+    Json::Value event = Event("settled");
+    event["reason"] = Text(reason);
+    Write(event);
+}
+
 void JsonEvents::OnEnd(int status, const std::string &reason, int message) {
     Json::Value event = Event("exit");
     event["status"] = status;
     event["reason"] = Text(reason);
     event["message"] = message;
     Write(event);
+}
+
+void JsonLines::Put(const std::string &json) {
+    std::fprintf(m_out, "%s\n", json.c_str());
+    std::fflush(m_out);
 }
 
 } // namespace lumhost

@@ -1,4 +1,4 @@
-// A front end that writes one JSON object a line. docs/lumhost.md describes the objects.
+// A front end that makes every event one JSON object. docs/lumhost.md describes the objects.
 #pragma once
 
 #include <cstdio>
@@ -11,11 +11,9 @@ class Value;
 
 namespace lumhost {
 
-class JsonEvents final : public EventSink {
+// Bytes that are no UTF-8 are replaced.
+class JsonEvents : public EventSink {
 public:
-    // Writes to `out`, which must outlive this, and brings every line out at once. Bytes that are no UTF-8 are replaced.
-    explicit JsonEvents(std::FILE *out) : m_out(out) {}
-
     void OnState(State state, const std::string &detail) override;
     void OnProgress(const Progress &progress) override;
     void OnMessage(const Message &message) override;
@@ -23,10 +21,24 @@ public:
     void OnLaunch(const Launch &launch) override;
     void OnLogRequest(const LogRequest &request) override;
     void OnProblem(const std::string &text) override;
+    void OnSettled(const std::string &reason) override;
     void OnEnd(int status, const std::string &reason, int message) override;
 
-private:
+protected:
+    static Json::Value Event(const char *name);
     void Write(const Json::Value &event);
+
+private:
+    virtual void Put(const std::string &json) = 0;
+};
+
+class JsonLines final : public JsonEvents {
+public:
+    // Writes to `out`, which must outlive this, and brings every line out at once.
+    explicit JsonLines(std::FILE *out) : m_out(out) {}
+
+private:
+    void Put(const std::string &json) override;
 
     std::FILE *m_out;
 };

@@ -123,7 +123,7 @@ LastStart::LastStart(const Folders &folders, const Page &page, const std::filesy
         m_facts["parameter " + OneLine(name)] =
             IsTechnicalParameter(name) ? m_redactor.Redact(value) : std::to_string(value.size()) + " bytes";
     }
-    if (!MakePrivateFolder(folders.state)) {
+    if (!MakeFolder(folders.state)) {
         return;
     }
     unlink(LogFile(folders).c_str());

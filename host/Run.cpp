@@ -21,6 +21,7 @@ using namespace std::chrono_literals;
 
 constexpr auto kTelling = 250ms;     // between two words on the progress
 constexpr auto kLastRequests = 3s;   // for requests to the site's log, at the end
+constexpr auto kLeftRequests = 300ms; // the same when somebody outside waits for the end
 constexpr const char *kTrue64 = "dHJ1ZQ=="; // "true", the way the page says that it waits
 
 bool PageWaits(const Page &page) {
@@ -72,7 +73,7 @@ RunEnd Run::Go() {
                        "the extension did not start (code " + std::to_string(code) + ")", 0};
     }
     m_instance->End();
-    m_transfers->WaitForRequests(kLastRequests);
+    m_transfers->WaitForRequests(m_asked && m_settings.untilLeft ? kLeftRequests : kLastRequests);
     TellProgress(true);
     m_lastStart.Note("longest pause of the windows", std::to_string(m_instance->longestPause().count()) + " ms");
     m_lastStart.End(m_end->status, m_end->reason, m_end->message);
@@ -87,6 +88,8 @@ void Run::Control() {
         AskToEnd({static_cast<int>(Ending::Signal) + signal, "ended by a signal", 0});
     } else if (m_settings.timeout && Clock::now() - m_began >= *m_settings.timeout) {
         AskToEnd({static_cast<int>(Ending::OutOfTime), "out of time", 0});
+    } else if (const auto end = m_settings.outside && !m_asked ? m_settings.outside() : std::nullopt) {
+        AskToEnd(*end);
     }
     if (m_asked) {
         MainLoop::EndModal();
@@ -146,7 +149,16 @@ void Run::AfterCall() {
         }
     }
     if (const auto verdict = m_watch.Judge(m_instance->downloading(), Clock::now())) {
-        Finish(EndOf(*verdict));
+        Settle(*verdict);
+    }
+}
+
+void Run::Settle(const RunWatch::Verdict &verdict) {
+    if (!m_settings.untilLeft || verdict.ending != Ending::Done) {
+        Finish(EndOf(verdict));
+    } else if (!m_settled) {
+        m_settled = true;
+        m_sink.OnSettled(EndOf(verdict).reason);
     }
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -36,6 +37,10 @@ public:
         std::optional<std::chrono::milliseconds> timeout;
         bool open = false; // the next page in the desktop's browser
         bool alerts = false;
+        // What has done its work goes on until the page is left, as in a browser: a player's page is sent home at the end.
+        bool untilLeft = false;
+        // Asked several times a second: whether to end for a reason from outside. May be empty.
+        std::function<std::optional<RunEnd>()> outside;
     };
 
     // `log` and the front end must outlive this.
@@ -75,6 +80,7 @@ private:
     void SessionLaunched(int pid);
     void SetState(State state, const std::string &detail = {});
     void TellProgress(bool atOnce);
+    void Settle(const RunWatch::Verdict &verdict);
     // What is due between two calls of the extension: alerts, news, the end.
     void AfterCall();
     void ShowAlerts();
@@ -103,6 +109,7 @@ private:
     int m_messageNumber = 0;  // of the message that it is about to show
     std::deque<std::string> m_alerts;
     bool m_showing = false; // an alert
+    bool m_settled = false;
     std::uint64_t m_toldBytes = 0;
     Clock::time_point m_toldAt;
     std::optional<RunEnd> m_asked; // from outside: a signal, the time limit

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "host/Alerts.h"
+#include "host/BundleToLoad.h"
 #include "host/InstallNotes.h"
 #include "host/JsonEvents.h"
 #include "host/Origins.h"
@@ -34,7 +35,7 @@ int Fail(EventSink &sink, Ending ending, const std::string &text) {
 
 std::unique_ptr<EventSink> NewSink(bool json) {
     if (json) {
-        return std::make_unique<JsonEvents>(stdout);
+        return std::make_unique<JsonLines>(stdout);
     }
     return std::make_unique<Terminal>(stdout, TerminalWidth(stdout));
 }
@@ -107,21 +108,6 @@ bool AreAllowed(const std::vector<std::string> &sites, Origins &origins, std::st
     return answer == Permission::Always;
 }
 
-// The bundle to load: the given one, or the user's copy of this program's.
-std::filesystem::path BundleToLoad(const CommandLine &line, const Folders &folders) {
-    if (!line.extension.empty()) {
-        return line.extension;
-    }
-    const std::filesystem::path own = OwnPart("lumext.bundle");
-    const std::filesystem::path copy = folders.installed / "lumext.bundle";
-    std::string error;
-    if (own.empty() || RefreshCopy(own, copy, error)) {
-        return copy;
-    }
-    Complain("the extension could not be copied (" + OneLine(error) + "); it is used where it is");
-    return own;
-}
-
 } // namespace
 
 int StartPage(const CommandLine &line, const Folders &folders) {
@@ -143,13 +129,13 @@ int StartPage(const CommandLine &line, const Folders &folders) {
         return Fail(*sink, Ending::NotAllowed, error);
     }
     SettleInstallNotes(folders);
-    const std::filesystem::path bundle = BundleToLoad(line, folders);
+    const std::filesystem::path bundle = BundleToLoad(line.extension, folders);
     const auto extension = Extension::Load(bundle, error);
     if (!extension) {
         return Fail(*sink, Ending::NoExtension, bundle.string() + ": " + error);
     }
-    Run run({std::move(*page), sites, *extension, bundle, line.timeout, line.open, CanShowWindows()}, folders, log,
-            *sink);
+    Run run({std::move(*page), sites, *extension, bundle, line.timeout, line.open, CanShowWindows(), false, {}}, folders,
+            log, *sink);
     return run.Go().status;
 }
 

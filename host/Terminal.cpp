@@ -127,6 +127,8 @@ void Terminal::OnProblem(const std::string &) {
     std::fflush(m_out);
 }
 
+void Terminal::OnSettled(const std::string &) {}
+
 void Terminal::OnEnd(int status, const std::string &reason, int message) {
     (void)message;
     if (m_last.received > 0) {

@@ -94,16 +94,17 @@ bool WriteAll(int descriptor, std::string_view bytes) {
     return true;
 }
 
-bool MakePrivateFolder(const std::filesystem::path &folder, std::string *error) {
+bool MakeFolder(const std::filesystem::path &folder, std::string *error, Readers readers) {
     if (folder.empty()) {
         return Fail(error, ENOENT);
     }
-    if (mkdir(folder.c_str(), 0700) == 0) {
+    const mode_t mode = readers == Readers::Everyone ? 0755 : 0700;
+    if (mkdir(folder.c_str(), mode) == 0) {
         return true;
     }
     if (errno == ENOENT && folder.has_parent_path() && folder.parent_path() != folder) {
-        return MakePrivateFolder(folder.parent_path(), error) &&
-               (mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST || Fail(error, errno));
+        return MakeFolder(folder.parent_path(), error, readers) &&
+               (mkdir(folder.c_str(), mode) == 0 || errno == EEXIST || Fail(error, errno));
     }
     struct stat status {};
     const int number = errno;
@@ -113,8 +114,8 @@ bool MakePrivateFolder(const std::filesystem::path &folder, std::string *error) 
     return Fail(error, number == EEXIST ? ENOTDIR : number);
 }
 
-bool WriteInOneStep(const std::filesystem::path &file, std::string_view content, std::string *error) {
-    if (!MakePrivateFolder(file.parent_path(), error)) {
+bool WriteInOneStep(const std::filesystem::path &file, std::string_view content, std::string *error, Readers readers) {
+    if (!MakeFolder(file.parent_path(), error, readers)) {
         return false;
     }
     RemoveUnfinished(file);
@@ -124,7 +125,9 @@ bool WriteInOneStep(const std::filesystem::path &file, std::string_view content,
     if (!descriptor) {
         return Fail(error, errno);
     }
-    const bool written = WriteAll(descriptor.get(), content) && fsync(descriptor.get()) == 0;
+    const bool written = WriteAll(descriptor.get(), content) &&
+                         (readers == Readers::Owner || fchmod(descriptor.get(), 0644) == 0) &&
+                         fsync(descriptor.get()) == 0;
     const int number = errno;
     descriptor.Close();
     if (written && rename(temporary.c_str(), file.c_str()) == 0) {

@@ -5,12 +5,14 @@
 
 #import <Foundation/Foundation.h>
 
+#include "host/BrowserVerb.h"
 #include "host/CommandLine.h"
 #include "host/Doctor.h"
 #include "host/EventSink.h"
 #include "host/InstallNotes.h"
 #include "host/Installed.h"
 #include "host/LastStart.h"
+#include "host/Native.h"
 #include "host/Origins.h"
 #include "host/Start.h"
 #include "host/complain.h"
@@ -121,6 +123,11 @@ int Do(const CommandLine &line, const Folders &folders) {
         return Remove(line, folders);
     case Verb::Report:
         return PackReport(line, folders);
+    case Verb::Browser:
+        return DoBrowser(line, folders);
+    case Verb::Native:
+        UseTheme(Theme().c_str());
+        return StartForBrowser(line, folders);
     case Verb::Help:
         std::fputs(kUsage, stdout);
         return EXIT_SUCCESS;
