@@ -38,7 +38,7 @@ function cardOf(start) {
       card.append(make("code", "", start.hint.command));
     }
   }
-  if (start.state === "downloading") {
+  if (start.state === "downloading" || (start.state === "installing" && start.progress)) {
     const bar = make("progress", "", "");
     bar.setAttribute("aria-label", "Downloaded");
     const { percent = null, secondsLeft = null } = start.progress || {};

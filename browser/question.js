@@ -2,6 +2,7 @@
 
 const waiting = []; // { site, sites, callers: [{ answer, gone }] }; the first one is being asked
 let port = null; // of the open window
+let tab = null; // it has one
 
 const current = () => waiting[0];
 
@@ -14,10 +15,17 @@ function show() {
 async function open() {
   const url = chrome.runtime.getURL("permission.html");
   try {
-    await chrome.windows.create({ url, type: "popup", width: 560, height: 480, focused: true });
+    const { tabs } = await chrome.windows.create({ url, type: "popup", width: 560, height: 480, focused: true });
+    tab = tabs[0].id;
   } catch {
-    await chrome.tabs.create({ url });
+    tab = (await chrome.tabs.create({ url })).id;
   }
+}
+
+function close() {
+  port?.postMessage({ close: true });
+  port = null;
+  tab = null;
 }
 
 // "yes", "no", or "later" when the window was closed without an answer.
@@ -26,11 +34,11 @@ function settle(answer) {
   question?.callers.forEach((caller) => caller.answer(answer));
   if (current()) {
     show();
-    if (!port) {
+    if (tab === null) {
       open();
     }
   } else {
-    port?.postMessage({ close: true });
+    close();
   }
 }
 
@@ -70,23 +78,30 @@ export function forget(caller) {
 export function attend(windowPort) {
   port?.postMessage({ close: true });
   port = windowPort;
-  port.onMessage.addListener((message) => {
+  windowPort.onMessage.addListener((message) => {
     // An answer counts for the site that was on the screen.
     if (message.site === current()?.site && (message.answer === "yes" || message.answer === "no")) {
       settle(message.answer);
     }
   });
-  port.onDisconnect.addListener(() => {
+  windowPort.onDisconnect.addListener(() => {
     if (port === windowPort) {
       port = null;
-      if (current()) {
-        settle("later");
-      }
     }
   });
   if (current()) {
     show();
   } else {
-    port.postMessage({ close: true });
+    close();
   }
 }
+
+chrome.tabs.onRemoved.addListener((closed) => {
+  if (closed === tab) {
+    tab = null;
+    port = null;
+    if (current()) {
+      settle("later");
+    }
+  }
+});

@@ -126,7 +126,7 @@ int Do(const CommandLine &line, const Folders &folders) {
     case Verb::Browser:
         return DoBrowser(line, folders);
     case Verb::Native:
-        UseTheme(Theme().c_str());
+        UseTheme(OwnPart("Lum.theme").c_str());
         return StartForBrowser(line, folders);
     case Verb::Help:
         std::fputs(kUsage, stdout);

@@ -14,11 +14,11 @@
     starting: "Starting",
     instructions: "Looking what is needed",
     downloading: "Downloading",
-    installing: "Installing",
+    installing: "Downloading",
     launching: "Starting the meeting",
     waiting: "Joining the meeting",
     running: "The meeting is running",
-    settled: "The meeting is running",
+    settled: "Done",
     ended: "This start has ended",
   };
   const kPatience = 3000; // for the extension to be heard of
@@ -42,17 +42,21 @@
   }
 
   let heard = false;
-  let message = null;
-  document.addEventListener("lumstate", (event) => {
+  let stays = false; // what is shown says more than the end of the start would
+  document.addEventListener("lumstate", ({ detail: { state } }) => {
     heard = true;
-    const { state } = event.detail;
-    if (state !== "ended" || !message) {
-      show(kTexts[state] || state, state === "downloading" ? null : undefined, null);
+    if (state === "downloading") {
+      show(kTexts[state], null, null);
+    } else if (state !== "installing" && !(stays && (state === "ended" || state === "settled"))) {
+      show(kTexts[state] || state);
     }
+    stays = stays || state === "running" || state === "failed";
   });
-  document.addEventListener("lumprogress", ({ detail }) => show(kTexts.downloading, detail.percent, detail.secondsLeft));
+  document.addEventListener("lumprogress", ({ detail }) => {
+    show(kTexts.downloading, detail.percent, detail.secondsLeft);
+  });
   document.addEventListener("lummessage", ({ detail }) => {
-    message = detail;
+    stays = true;
     show(detail.text);
   });
 

@@ -90,6 +90,8 @@ TEST(Described, CompletionsFitThePlace) {
         {"lumhost", "lumhost al", "[allow][allowed]"},
         {"lumhost", "lumhost a.", "[a.html]"},
         {"lumhost", "lumhost b.", "[]"}, // no page
+        {"lumhost", "lumhost browser i", "[install]"},
+        {"lumhost", "lumhost browser install ", "[--user][--system]"},
         {"lumhost", "lumhost forbid h", "[http://site.example]"},
         {"lumhost", "lumhost remove -", "[--all]"},
         {"lumhost", "lumhost --log b", "[b.txt]"},
