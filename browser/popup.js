@@ -32,11 +32,8 @@ function cardOf(start) {
   if (start.message) {
     card.append(make("p", "trouble", start.message.text));
   }
-  if (start.hint) {
+  if (start.hint && start.state !== "missing") { // which is told of the computer as a whole, below
     card.append(make("p", "", start.hint.text));
-    if (start.hint.command) {
-      card.append(make("code", "", start.hint.command));
-    }
   }
   if (start.state === "downloading" || (start.state === "installing" && start.progress)) {
     const bar = make("progress", "", "");

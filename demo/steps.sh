@@ -30,6 +30,16 @@ expect() {
   fi
 }
 
+finish() {
+  headline "Done"
+  if [ "$failures" -eq 0 ]; then
+    echo "Everything was as it should be. Screenshots and traces are in $work."
+    exit 0
+  fi
+  echo "$failures steps were not as they should be; traces and outputs are in $work." >&2
+  exit 1
+}
+
 end_demonstration() {
   quit_application
   for pid in "${pids[@]}"; do

@@ -72,7 +72,7 @@ export function writePage(name, parameters, more = "", object = objectWith(param
   writeFileSync(
     path.join(site, name),
     `<!DOCTYPE html><html lang="en"><meta charset="utf-8"><title>Quarterly review</title>
-<style>body { font: 16px/1.5 system-ui, sans-serif; margin: 2rem; max-width: 44rem } iframe { width: 100%; height: 9rem; border: 1px solid #c9d6e2 }</style>
+<style>body { font: 16px/1.5 system-ui, sans-serif; margin: 2rem; max-width: 44rem } iframe { width: 100%; height: 11rem; border: 1px solid #c9d6e2 }</style>
 <script>var heard = []; for (const name of ["state", "progress", "message", "problem", "launched"])
 document.addEventListener("lum" + name, (event) => heard.push([name, event.detail]));</script>
 <h1>Quarterly review</h1>

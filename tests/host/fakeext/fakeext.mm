@@ -9,8 +9,12 @@
 //   open TARGET URL   "-" for null
 //   stop
 //   afterstop URL     stop, then try every service
+//   print TEXT        on standard output
+//   hang              never to come back
 //   warnings          record what the trace collector answers
+#include <stdio.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <sstream>
@@ -111,6 +115,14 @@ void Do(FakeExtension &extension, const std::string &step) {
         services.pfnStop(extension.cookie);
         if (verb == "afterstop") {
             TryEverything(extension, first.c_str());
+        }
+    } else if (verb == "print") {
+        puts(step.c_str() + 6);
+        fflush(stdout);
+    } else if (verb == "hang") {
+        extension.record << "hangs" << std::endl;
+        for (;;) {
+            pause();
         }
     } else if (verb == "warnings") {
         extension.record << "warnings " << Warnings() << std::endl;
