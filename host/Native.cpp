@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "host/BundleToLoad.h"
+#include "host/InstallNotes.h"
 #include "host/NativeEvents.h"
 #include "host/Origins.h"
 #include "host/Run.h"
@@ -83,6 +84,7 @@ int Go(const NativeStart &start, const CommandLine &line, const Folders &folders
         events.OnEnd(Status(Ending::WrongUse), "the trace cannot be written: " + error, 0);
         return Status(Ending::WrongUse);
     }
+    SettleInstallNotes(folders);
     const std::filesystem::path bundle = BundleToLoad(line.extension, folders);
     const auto extension = Extension::Load(bundle, error);
     if (!extension) {
