@@ -21,6 +21,7 @@ namespace fs = std::filesystem;
 
 constexpr char kPrefix[] = "installing.";
 constexpr std::uint64_t kLargestNotes = 16 << 20;
+constexpr std::size_t kRoom = 64 << 10; // by which the file grows, all zeros
 constexpr char kOpened = '+';
 constexpr char kRecorded = '*';
 constexpr char kNotMoved = '-';
@@ -178,7 +179,7 @@ void InstallNotes::Open(const fs::path &destination, std::uint64_t number) {
     m_folders.insert(destination.parent_path());
     Append(kOpened, number, destination);
     if (m_file) {
-        fdatasync(m_file.get()); // the file alone, which is small
+        fdatasync(m_file.get());
     }
 }
 
@@ -202,7 +203,7 @@ void InstallNotes::MakeFile() {
     }
     do {
         std::string name = (m_folder / kPrefix).string() + "XXXXXX";
-        m_file = ScopedDescriptor(mkostemp(name.data(), O_CLOEXEC | O_APPEND));
+        m_file = ScopedDescriptor(mkostemp(name.data(), O_CLOEXEC));
         m_path = name;
     } while (m_file && flock(m_file.get(), LOCK_EX) == 0 && !IsStillNamed(m_file.get())); // it was taken for a left-over
     Append(kBoot, 0, Boot());
@@ -210,9 +211,26 @@ void InstallNotes::MakeFile() {
 
 void InstallNotes::Append(char what, std::uint64_t number, const fs::path &destination) {
     const std::string note = what + std::to_string(number) + " " + destination.string();
-    if (m_file) {
-        WriteAll(m_file.get(), std::string_view(note.c_str(), note.size() + 1));
+    if (!m_file) {
+        return;
     }
+    const std::string_view bytes(note.c_str(), note.size() + 1);
+    while (m_end + bytes.size() > m_room && MakeRoom()) {
+    }
+    if (pwrite(m_file.get(), bytes.data(), bytes.size(), static_cast<off_t>(m_end)) > 0) {
+        m_end += bytes.size();
+    }
+}
+
+// Within bytes that are on the disk already a note gets there by itself. At the end of a file it would take the file
+// system's journal with it, and all that was written to the folders since.
+bool InstallNotes::MakeRoom() {
+    if (lseek(m_file.get(), static_cast<off_t>(m_room), SEEK_SET) < 0 || !WriteAll(m_file.get(), std::string(kRoom, '\0'))) {
+        return false;
+    }
+    fsync(m_file.get());
+    m_room += kRoom;
+    return true;
 }
 
 void SettleInstallNotes(const Folders &folders) {

@@ -37,12 +37,15 @@ public:
 private:
     void MakeFile();
     void Close(char how, const std::filesystem::path &destination);
+    bool MakeRoom();
     void Append(char what, std::uint64_t number, const std::filesystem::path &destination);
 
     const std::filesystem::path m_folder;
     std::mutex m_lock;
     std::filesystem::path m_path;
     ScopedDescriptor m_file;
+    std::size_t m_end = 0;  // of the last note
+    std::size_t m_room = 0; // bytes of the file
     std::set<std::filesystem::path> m_open;
     std::set<std::filesystem::path> m_folders; // into which something was moved
 };
