@@ -4,6 +4,20 @@
 
 #include "host/text.h"
 
+@interface LUMHostAlertTitle : NSObject {
+@public
+    NSAlert *alert;
+    NSString *title;
+}
+- (void)apply;
+@end
+
+@implementation LUMHostAlertTitle
+- (void)apply {
+    [[alert window] setTitle:title];
+}
+@end
+
 namespace lumhost {
 
 namespace {
@@ -21,11 +35,20 @@ NSAlert *NewAlert(const std::string &title, const std::string &text) {
     return alert;
 }
 
-// The window is made when it is first asked for, with the buttons that are there then.
+// The alert makes its window only when it is run, so its title is set as soon as that one handles events.
 NSInteger Ask(NSAlert *alert, const std::string &title) {
-    [[alert window] setTitle:Text(title)];
+    LUMHostAlertTitle *later = [[LUMHostAlertTitle alloc] init];
+    later->alert = alert;
+    later->title = Text(title);
+    [later performSelector:@selector(apply)
+                withObject:nil
+                afterDelay:0
+                   inModes:[NSArray arrayWithObject:NSModalPanelRunLoopMode]];
     [NSApp activateIgnoringOtherApps:YES];
-    return [alert runModal];
+    const NSInteger answer = [alert runModal];
+    [NSObject cancelPreviousPerformRequestsWithTarget:later];
+    [later release];
+    return answer;
 }
 
 } // namespace

@@ -3,7 +3,8 @@
 // The data folder holds "installed.json": for each component its folder, name and every file of it with size and
 // SHA-256, as they were right after the installation. The extension renames a library to its version and leaves a link
 // under its own name; both belong to the component. A small file that was turned into the symbolic link whose target it
-// held (a framework's repaired links) counts as unchanged.
+// held (a framework's repaired links) counts as unchanged, and so does an "InfoPlist.strings", into which the extension
+// writes the application's name, whatever is in it.
 //
 // Several processes may install at once; each change is made under a lock.
 #pragma once

@@ -15,6 +15,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// The extension writes the application's name into these before it starts it.
+constexpr const char *kWrittenTexts = "InfoPlist.strings";
+
 enum class Fault { None, Missing, Changed };
 
 Fault Check(const InstalledFile &file, const fs::path &folder) {
@@ -29,6 +32,9 @@ Fault Check(const InstalledFile &file, const fs::path &folder) {
         // A link that arrived as a small file with its target in it, and was repaired.
         const bool same = file.target.empty() ? Sha256OfText(target) == file.sha256 : target == file.target;
         return same ? Fault::None : Fault::Changed;
+    }
+    if (file.target.empty() && fs::is_regular_file(status) && path.filename() == kWrittenTexts) {
+        return Fault::None;
     }
     const bool same = file.target.empty() && fs::is_regular_file(status) && fs::file_size(path, error) == file.size &&
                       !file.sha256.empty() && Sha256OfFile(path) == file.sha256;

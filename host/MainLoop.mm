@@ -21,12 +21,29 @@ void FinishLaunch() {
     }
 }
 
+// A window that was shown before the launch was finished can come out of it without the keyboard.
+void GiveKeyboard() {
+    if (![NSApp isActive] || [NSApp keyWindow] || [NSApp modalWindow]) {
+        return;
+    }
+    NSEnumerator *windows = [[NSApp windows] objectEnumerator];
+    while (NSWindow *window = [windows nextObject]) {
+        if ([window isVisible] && [window canBecomeKeyWindow] && ([window styleMask] & NSTitledWindowMask) != 0) {
+            [window makeKeyWindow];
+            return;
+        }
+    }
+}
+
+constexpr int kSettling = 20;
+
 } // namespace
 
 @interface LUMHostLoop : NSObject {
 @public
     lumhost::MainLoop::Client *client;
     bool told;
+    int settling; // so many more ticks
     int bell; // the pipe's end that is read
     std::atomic<bool> *rung; // and not yet answered
 }
@@ -42,7 +59,12 @@ void FinishLaunch() {
     if (NSApp && !told) {
         told = true;
         FinishLaunch();
+        settling = kSettling;
         client->WindowsCame();
+    }
+    if (settling > 0 && NSApp) {
+        --settling;
+        GiveKeyboard();
     }
     client->Control();
 }

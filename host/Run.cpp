@@ -62,11 +62,13 @@ Run::Run(Settings settings, const Folders &folders, TraceFile &log, EventSink &s
 Run::~Run() = default;
 
 RunEnd Run::Go() {
-    const TraceObserver observer(m_collector, {[this] { SetState(State::Launching); },
+    const TraceObserver observer(m_collector, {[this] { SessionWillLaunch(); },
                                                [this](int pid) { SessionLaunched(pid); }});
     SetState(State::Starting);
     std::uint32_t code = 0;
-    if (m_instance->Start(&code)) {
+    const bool started = m_instance->Start(&code);
+    m_watch.CallEnded(m_began, Clock::now());
+    if (started) {
         m_loop.Run();
     } else {
         m_end = RunEnd{static_cast<int>(Ending::NoExtension),
@@ -78,6 +80,7 @@ RunEnd Run::Go() {
     m_lastStart.Note("longest pause of the windows", std::to_string(m_instance->longestPause().count()) + " ms");
     m_lastStart.End(m_end->status, m_end->reason, m_end->message);
     m_sink.OnEnd(m_end->status, m_end->reason, m_end->message);
+    WatchWindowServer([status = m_end->status] { return status; }); // nobody is left to tell
     return *m_end;
 }
 
@@ -110,8 +113,10 @@ void Run::Beat() {
     if (m_end || m_asked || m_instance->inCall() || m_showing) {
         return;
     }
+    const Clock::time_point began = Clock::now();
     m_instance->Beat();
     m_instance->Deliver(); // what came while the extension was busy
+    m_watch.CallEnded(began, Clock::now());
     TellProgress(false);
     AfterCall();
 }
@@ -120,8 +125,10 @@ void Run::Woken() {
     if (m_end || m_asked || m_instance->inCall() || m_showing) {
         return;
     }
+    const Clock::time_point began = Clock::now();
     m_instance->Deliver();
     m_instance->Beat(); // what has come is acted upon at the next heartbeat: at once
+    m_watch.CallEnded(began, Clock::now());
     TellProgress(false);
     AfterCall();
 }
@@ -142,12 +149,7 @@ void Run::AfterCall() {
     if (m_asked || m_end) {
         return;
     }
-    if (const auto launch = m_watch.TakeLaunch()) {
-        m_sink.OnLaunch(*launch);
-        if (PageWaits(m_settings.page) && !launch->joined) {
-            SetState(State::Waiting);
-        }
-    }
+    TellLaunch();
     if (const auto verdict = m_watch.Judge(m_instance->downloading(), Clock::now())) {
         Settle(*verdict);
     }
@@ -159,6 +161,17 @@ void Run::Settle(const RunWatch::Verdict &verdict) {
     } else if (!m_settled) {
         m_settled = true;
         m_sink.OnSettled(EndOf(verdict).reason);
+    }
+}
+
+void Run::TellLaunch() {
+    const auto launch = m_watch.TakeLaunch();
+    if (!launch) {
+        return;
+    }
+    m_sink.OnLaunch(*launch);
+    if (PageWaits(m_settings.page) && !launch->joined) {
+        SetState(State::Waiting);
     }
 }
 
@@ -217,8 +230,18 @@ void Run::Heard(const TraceNews &news) {
         TellProgress(true);
         SetState(State::Launching);
         break;
+    case TraceNews::Kind::Joined: // not within a call of the container's
+        TellLaunch();
+        break;
     default:
         break;
+    }
+}
+
+void Run::SessionWillLaunch() {
+    // Comes after the call in which the extension started the application; by then more may be known.
+    if (m_state == State::Downloading || m_state == State::Installing) {
+        SetState(State::Launching);
     }
 }
 

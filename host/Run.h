@@ -77,7 +77,9 @@ private:
 
     void Trace(const TraceLine &line);
     void Heard(const TraceNews &news);
+    void SessionWillLaunch();
     void SessionLaunched(int pid);
+    void TellLaunch();
     void SetState(State state, const std::string &detail = {});
     void TellProgress(bool atOnce);
     void Settle(const RunWatch::Verdict &verdict);

@@ -69,6 +69,12 @@ void RunWatch::Reported(int pid, Clock::time_point now) {
     m_launch.pid = pid;
 }
 
+void RunWatch::CallEnded(Clock::time_point began, Clock::time_point now) {
+    if (now - began >= kLongCall) {
+        m_quietSince = now;
+    }
+}
+
 bool RunWatch::HasSettled(Clock::time_point now) const {
     switch (m_application) {
     case Application::None:

@@ -9,7 +9,8 @@
 //   - a message was shown after which the extension has stopped. One about a package does not stop it once the main
 //     component is ready: then the other packages are waited for, and kAfterMessage;
 //   - the extension asked to be stopped (the user's Stop button);
-//   - nothing has been going on for kIdle, or kAllInstalled when all packages were installed.
+//   - nothing has been going on for kIdle, or kAllInstalled when all packages were installed. The time of a long call of
+//     the extension's (an installation, a panel) is not quiet.
 #pragma once
 
 #include <chrono>
@@ -30,6 +31,7 @@ public:
     static constexpr std::chrono::seconds kAfterMessage{2};
     static constexpr std::chrono::seconds kAllInstalled{3};
     static constexpr std::chrono::seconds kIdle{10};
+    static constexpr std::chrono::seconds kLongCall{1};
 
     struct Verdict {
         Ending ending;
@@ -46,6 +48,9 @@ public:
     void AskedToStop() { m_stopped = true; }
     // The application that this process started reported itself to the session.
     void Reported(int pid, Clock::time_point now);
+
+    // A call of the extension has returned; the quiet time begins anew when it took long.
+    void CallEnded(Clock::time_point began, Clock::time_point now);
 
     // To be asked between two calls of the extension, never within one. `busy`: a transfer runs.
     std::optional<Verdict> Judge(bool busy, Clock::time_point now);

@@ -92,6 +92,12 @@ void Terminal::Line(const std::string &text) {
 }
 
 void Terminal::OnState(State state, const std::string &detail) {
+    if (state == State::Downloading) { // comes back between installations
+        if (m_downloading) {
+            return;
+        }
+        m_downloading = true;
+    }
     Line(Sentence(state, detail));
 }
 

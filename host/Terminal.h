@@ -37,7 +37,8 @@ private:
 
     std::FILE *m_out;
     const int m_width;
-    bool m_bar = false; // the cursor stands in a bar
+    bool m_downloading = false; // said once
+    bool m_bar = false;         // the cursor stands in a bar
     Progress m_last;
 };
 

@@ -54,10 +54,28 @@
 
 namespace lumhost {
 
+namespace {
+
+TraceCollector *g_logged = nullptr;
+NSLog_printf_handler *g_handlerBefore = nullptr;
+
+// What the libraries log is nothing for the user: mostly complaints about window managers.
+void TakeLog(NSString *text) {
+    const char *line = [text UTF8String];
+    if (line && g_logged) {
+        g_logged->Add(0, line);
+    }
+}
+
+} // namespace
+
 TraceObserver::TraceObserver(TraceCollector &collector, SessionEvents events) : m_events(std::move(events)) {
     LUMHostTraceObserver *observer = [LUMHostTraceObserver new];
     observer->collector = &collector;
     observer->events = &m_events;
+    g_logged = &collector;
+    g_handlerBefore = _NSLog_printf_handler;
+    _NSLog_printf_handler = TakeLog;
     NSNotificationCenter *local = [NSNotificationCenter defaultCenter];
     [local addObserver:observer selector:@selector(trace:) name:@"TRACENOTIFICATIONNotification" object:nil];
     [local addObserver:observer selector:@selector(query:) name:@"QUERYWARINGMESSAGENOTIFICTION" object:nil];
@@ -77,6 +95,8 @@ TraceObserver::TraceObserver(TraceCollector &collector, SessionEvents events) : 
 }
 
 TraceObserver::~TraceObserver() {
+    _NSLog_printf_handler = g_handlerBefore;
+    g_logged = nullptr;
     id observer = static_cast<id>(m_observer);
     [[NSNotificationCenter defaultCenter] removeObserver:observer];
     try {

@@ -53,15 +53,18 @@ TEST_F(InstalledTest, TellsWholeFromBroken) {
     const fs::path bundle = WriteBundle("Hall.app", "2.4.1");
     fs::create_symlink("run", bundle / "Contents/MacOS/link");
     place.Write("Kelvo Folder/2.4/Hall.app/Current", "Contents");
+    place.Write("Kelvo Folder/2.4/Hall.app/English.lproj/InfoPlist.strings", "");
     const Installed installed(folders);
     ASSERT_TRUE(installed.Record({Installed::Look(bundle)}));
     EXPECT_TRUE(State("Hall.app").whole());
     EXPECT_EQ("2.4.1", State("Hall.app").version);
-    EXPECT_EQ(4U, State("Hall.app").files);
+    EXPECT_EQ(5U, State("Hall.app").files);
 
     // A small file became the link whose target it held: that is what the extension does to frameworks.
     fs::remove(bundle / "Current");
     fs::create_symlink("Contents", bundle / "Current");
+    EXPECT_TRUE(State("Hall.app").whole());
+    place.Write("Kelvo Folder/2.4/Hall.app/English.lproj/InfoPlist.strings", "CFBundleName = \"Branded\";");
     EXPECT_TRUE(State("Hall.app").whole());
     fs::remove(bundle / "Current");
     fs::create_symlink("Elsewhere", bundle / "Current");

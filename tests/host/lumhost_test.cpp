@@ -1,19 +1,13 @@
 // The program as a whole, with an extension that does as the page says, and a web server that takes down every request.
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <json/json.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 
-#include <chrono>
 #include <filesystem>
+#include <map>
 #include <sstream>
-#include <thread>
 
-#include "tests/support/FaultServer.h"
-#include "tests/support/TempDir.h"
+#include "tests/host/LumhostRun.h"
 
 namespace fs = std::filesystem;
 using testing::AllOf;
@@ -23,121 +17,16 @@ using testing::Not;
 
 namespace {
 
-// A run of the program; its output is read when it has ended.
-class Lumhost {
-public:
-    explicit Lumhost(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), TEST_LUMHOST);
-        std::vector<char *> words;
-        for (std::string &argument : arguments) {
-            words.push_back(argument.data());
-        }
-        words.push_back(nullptr);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        const int flags = O_WRONLY | O_CREAT | O_TRUNC;
-        posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-        posix_spawn_file_actions_addopen(&actions, 1, (m_place / "out").c_str(), flags, 0600);
-        posix_spawn_file_actions_addopen(&actions, 2, (m_place / "err").c_str(), flags, 0600);
-        EXPECT_EQ(0, posix_spawn(&m_pid, TEST_LUMHOST, &actions, nullptr, words.data(), environ));
-        posix_spawn_file_actions_destroy(&actions);
-    }
-    ~Lumhost() {
-        if (!m_ended) {
-            kill(m_pid, SIGKILL);
-            Wait();
-        }
-    }
+// A package with the component Hall.app in it.
+std::string Package(const TempDir &place) {
+    place.Write("packing/Hall.app/run", "code");
+    EXPECT_EQ(0, system(("tar -C '" + (place / "packing") + "' -czf '" + (place / "hall.tgz") + "' Hall.app").c_str()));
+    return ReadFile(place / "hall.tgz");
+}
 
-    void Signal(int number) const { kill(m_pid, number); }
-
-    int Wait() {
-        if (!m_ended) {
-            int status = 0;
-            waitpid(m_pid, &status, 0);
-            m_ended = true;
-            m_status = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-        }
-        return m_status;
-    }
-
-    std::string Out() { return Wait(), ReadFile(m_place / "out"); }
-    std::string Err() { return Wait(), ReadFile(m_place / "err"); }
-    std::string OutSoFar() const { return ReadFile(m_place / "out"); }
-
-    std::vector<Json::Value> Events() {
-        std::vector<Json::Value> events;
-        std::istringstream lines(Out());
-        for (std::string line; std::getline(lines, line);) {
-            Json::Value event;
-            std::istringstream(line) >> event;
-            events.push_back(event);
-        }
-        return events;
-    }
-
-private:
-    const TempDir m_place;
-    pid_t m_pid = -1;
-    bool m_ended = false;
-    int m_status = 0;
-};
-
-class LumhostTest : public testing::Test {
+class LumhostWithoutWindowsTest : public LumhostTest {
 protected:
-    void SetUp() override {
-        unsetenv("DISPLAY");
-        for (const char *name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME", "XDG_CACHE_HOME"}) {
-            unsetenv(name);
-        }
-        Allow(server.Url(""));
-    }
-
-    static void Allow(const std::string &site) { EXPECT_EQ(0, Lumhost({"allow", site}).Wait()); }
-
-    // A page whose extension does this.
-    std::string Page(const std::string &script, const std::string &more = "") const {
-        return place.Write("page.html", R"(<object type="application/x-lum"><param name="LumUrlRoot" value=")" +
-                                            server.Url("/kit") + R"("><param name="Record" value=")" + (place / "record") +
-                                            R"("><param name="Script" value=")" + script + R"(">)" + more + "</object>");
-    }
-
-    std::vector<std::string> Arguments(const std::string &page, std::vector<std::string> more = {}) const {
-        more.insert(more.begin(), {page, "--extension", TEST_FAKE_EXTENSION});
-        return more;
-    }
-
-    std::vector<std::string> Record() const {
-        std::vector<std::string> lines;
-        std::istringstream record(ReadFile(place / "record"));
-        for (std::string line; std::getline(record, line);) {
-            lines.push_back(line);
-        }
-        return lines;
-    }
-
-    // A package with the component Hall.app in it.
-    std::string Package() const {
-        place.Write("packing/Hall.app/run", "code");
-        EXPECT_EQ(0, system(("tar -C '" + (place / "packing") + "' -czf '" + (place / "hall.tgz") + "' Hall.app").c_str()));
-        return ReadFile(place / "hall.tgz");
-    }
-
-    bool WaitForRequest(const std::string &line) {
-        for (int i = 0; i < 1000; ++i) {
-            const auto requests = server.requests();
-            for (const auto &request : requests) {
-                if (request.method + " " + request.path == line) {
-                    return true;
-                }
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        return false;
-    }
-
-    const TempDir place;
-    FaultServer server;
+    void SetUp() override { unsetenv("DISPLAY"); }
 };
 
 std::vector<std::string> Names(const std::vector<Json::Value> &events) {
@@ -149,8 +38,8 @@ std::vector<std::string> Names(const std::vector<Json::Value> &events) {
     return names;
 }
 
-TEST_F(LumhostTest, AWholeStart) {
-    const std::string package = Package();
+TEST_F(LumhostWithoutWindowsTest, AWholeStart) {
+    const std::string package = Package(place);
     server.On("/kit/lummac.ini", {{.body = "[Kelvo]\n"}});
     server.On("/kit/a%20b.tgz", {{.body = package}});
     server.On("/log", {{.status = 204}});
@@ -204,7 +93,7 @@ TEST_F(LumhostTest, AWholeStart) {
     EXPECT_FALSE(fs::exists(installed));
 }
 
-TEST_F(LumhostTest, WhatPeopleSee) {
+TEST_F(LumhostWithoutWindowsTest, WhatPeopleSee) {
     server.On("/kit/a", {{.status = 404}});
     Lumhost run(Arguments(Page("get " + server.Url("/kit/a") + "\nmessage 7002 Setup failed.\x1b[2J\n\nError [9]")));
     EXPECT_EQ(1, run.Wait());
@@ -220,7 +109,7 @@ TEST_F(LumhostTest, WhatPeopleSee) {
     EXPECT_THAT(nowhere.Out(), HasSubstr("lumhost: page _self -> (no address)\n"));
 }
 
-TEST_F(LumhostTest, ExitStatuses) {
+TEST_F(LumhostWithoutWindowsTest, ExitStatuses) {
     struct Case {
         const char *what;
         std::vector<std::string> arguments;
@@ -256,7 +145,7 @@ TEST_F(LumhostTest, ExitStatuses) {
     EXPECT_THAT(Record(), ElementsAre("exit"));
 }
 
-TEST_F(LumhostTest, SitesThatAreNotAllowed) {
+TEST_F(LumhostWithoutWindowsTest, SitesThatAreNotAllowed) {
     EXPECT_EQ(0, Lumhost({"forbid", server.Url("")}).Wait());
     const std::string page = Page("open _self " + server.Url("/next"));
     Lumhost file(Arguments(page));
@@ -287,7 +176,7 @@ TEST_F(LumhostTest, SitesThatAreNotAllowed) {
     EXPECT_THAT(third.Err(), HasSubstr("nothing is downloaded from " + other.Url("")));
 }
 
-TEST_F(LumhostTest, NothingFollowsAStop) {
+TEST_F(LumhostWithoutWindowsTest, NothingFollowsAStop) {
     server.On("/kit/slow", {{.body = std::string(100'000, 'x'), .bytesPerSecond = 20'000}});
     server.On("/kit/after", {{.body = "x"}});
     Lumhost run(Arguments(Page("start " + server.Url("/kit/slow") + "\nafterstop " + server.Url("/kit/after"))));
@@ -303,7 +192,7 @@ TEST_F(LumhostTest, NothingFollowsAStop) {
     EXPECT_EQ(1U, after);
 }
 
-TEST_F(LumhostTest, SignalsEndItInOrder) {
+TEST_F(LumhostWithoutWindowsTest, SignalsEndItInOrder) {
     for (const int number : {SIGINT, SIGTERM}) {
         server.ForgetRequests();
         server.On("/kit/slow", {{.body = std::string(100'000, 'x'), .bytesPerSecond = 1000}});
@@ -318,7 +207,7 @@ TEST_F(LumhostTest, SignalsEndItInOrder) {
     }
 }
 
-TEST_F(LumhostTest, ReportForSupport) {
+TEST_F(LumhostWithoutWindowsTest, ReportForSupport) {
     setenv("XDG_STATE_HOME", (place / "state").c_str(), 1);
     EXPECT_EQ(1, Lumhost({"--report", place / "report.tgz"}).Wait()) << "there was no start yet";
     Lumhost run(Arguments(Page("trace 1 meeting 471123 in " + fs::path(getenv("HOME")).string() + "\nmessage 5 Error [5]",

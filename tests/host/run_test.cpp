@@ -16,9 +16,10 @@ const RunWatch::Clock::time_point kStart{1000s};
 // What happens, and when; then what the watch says at which time.
 struct Event {
     std::chrono::milliseconds at;
-    enum { Heard, Shown, SentOn, Stop, Reported } what;
+    enum { Heard, Shown, SentOn, Stop, Reported, Called } what; // the call ends then
     Kind kind = Kind::Starts;
     int number = 0;
+    std::chrono::milliseconds took{0};
 };
 
 struct Story {
@@ -50,6 +51,9 @@ void Tell(RunWatch &watch, const Event &event) {
     case Event::Reported:
         watch.Reported(42, now);
         break;
+    case Event::Called:
+        watch.CallEnded(now - event.took, now);
+        break;
     }
 }
 
@@ -62,6 +66,8 @@ TEST(RunWatch, DecidesTheEnd) {
         {"nothing happens", false, {}, false, 9s, 10s, Ending::NothingMore, 0},
         {"downloads run", false, {}, true, 1h, 2h, std::nullopt, 0},
         {"all installed, nothing to start", false, {heard(1s, Kind::AllInstalled)}, false, 3s, 4s, Ending::NothingMore, 0},
+        {"a call that took long", false, {{60s, Event::Called, Kind::Starts, 0, 55s}}, false, 69s, 70s, Ending::NothingMore, 0},
+        {"calls that did not", false, {{9s, Event::Called, Kind::Starts, 0, 50ms}}, false, 9s, 10s, Ending::NothingMore, 0},
         {"sent on", false, {{1s, Event::SentOn}}, true, 999ms, 1s, Ending::Done, 0},
         {"sent on although a package failed", false,
          {heard(0s, Kind::MainReady), shown(1s, 7003), {2s, Event::SentOn}}, false, 1999ms, 2s, Ending::Done, 7003},

@@ -19,6 +19,8 @@ TEST(TraceCollector, AnswersWarningsOldestFirst) {
     TraceCollector collector;
     collector.Add(1, "information");
     EXPECT_EQ("", collector.Warnings());
+    collector.Add(2, "CLumExtension::SaveMsgLogToUrl,lpszUrl=http://h/log?OptInfo3=no%20error");
+    EXPECT_EQ("", collector.Warnings()) << "the log does not tell of itself";
     collector.Add(2, "100% of \u00e4");
     collector.Add(3, "two\r\nlines & more");
     EXPECT_EQ("100%25%20of%20%C3%A4%0Atwo%20lines%20%26%20more", collector.Warnings());

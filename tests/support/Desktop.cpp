@@ -138,6 +138,12 @@ std::optional<Desktop::Window> Desktop::WindowTitled(const std::string &title) c
     return windows.size() == 1 ? std::optional(windows[0]) : std::nullopt;
 }
 
+bool Desktop::HasKeyboard(const std::string &title) const {
+    const Reply<xcb_get_input_focus_reply_t> focus(
+        xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
+    return focus && Title(focus->focus) == title;
+}
+
 int Desktop::CountPixels(int x, int y, int width, int height, std::uint32_t colour) const {
     const auto cookie = xcb_get_image(m_connection, XCB_IMAGE_FORMAT_Z_PIXMAP, m_root, static_cast<std::int16_t>(x),
                                       static_cast<std::int16_t>(y), static_cast<std::uint16_t>(width),

@@ -23,6 +23,8 @@ public:
 
     // The windows that the window manager shows under this title, in no particular order.
     std::vector<Window> WindowsTitled(const std::string &title) const;
+    // Whether the window with the keyboard is one of them: before that, keys are lost.
+    bool HasKeyboard(const std::string &title) const;
     // The only one of them.
     std::optional<Window> WindowTitled(const std::string &title) const;
     // How many pixels of the rectangle have exactly this colour, 0xRRGGBB.

@@ -11,6 +11,7 @@
 //   afterstop URL     stop, then try every service
 //   print TEXT        on standard output
 //   hang              never to come back
+//   window            a window with a button that stops, also by Return
 //   warnings          record what the trace collector answers
 #include <stdio.h>
 #include <stdlib.h>
@@ -21,9 +22,25 @@
 #include <string>
 #include <vector>
 
-#import <Foundation/Foundation.h>
+#import <AppKit/AppKit.h>
 
 #include "lum/lumext/lumextInterface.h"
+
+@interface FakeExtensionButton : NSButton {
+@public
+    void *cookie;
+    tagLUMInterface *services;
+}
+- (void)stop:(id)sender;
+@end
+
+@implementation FakeExtensionButton
+- (void)stop:(id)sender {
+    (void)sender;
+    services->pfnStop(cookie);
+    services->pfnStop(cookie);
+}
+@end
 
 namespace {
 
@@ -79,6 +96,24 @@ void GetFileCallback(void *, void *context, LUMGetFileNotifyMessageType type, vo
     }
 }
 
+void ShowWindow(const FakeExtension &extension) {
+    [NSApplication sharedApplication];
+    NSWindow *window = [[NSWindow alloc] initWithContentRect:NSMakeRect(300, 300, 200, 100)
+                                                   styleMask:NSTitledWindowMask
+                                                     backing:NSBackingStoreBuffered
+                                                       defer:NO];
+    FakeExtensionButton *button = [[FakeExtensionButton alloc] initWithFrame:NSMakeRect(50, 30, 100, 40)];
+    button->cookie = extension.cookie;
+    button->services = extension.services;
+    [button setTarget:button];
+    [button setAction:@selector(stop:)];
+    [button setKeyEquivalent:@"\r"];
+    [[window contentView] addSubview:button];
+    [window setTitle:@"Fake"];
+    [NSApp activateIgnoringOtherApps:YES];
+    [window makeKeyAndOrderFront:nil];
+}
+
 void TryEverything(FakeExtension &extension, const char *url) {
     const tagLUMInterface &services = *extension.services;
     services.pfnGetFile(extension.cookie, GetFileCallback, &extension, url);
@@ -124,6 +159,8 @@ void Do(FakeExtension &extension, const std::string &step) {
         for (;;) {
             pause();
         }
+    } else if (verb == "window") {
+        ShowWindow(extension);
     } else if (verb == "warnings") {
         extension.record << "warnings " << Warnings() << std::endl;
     }
