@@ -62,7 +62,11 @@ const kEvents = {
   hello: (start) => {
     start.greeted = true;
   },
-  state: (start, event) => tellState(start, event.state, {}, event.name ? { name: event.name } : {}),
+  state: (start, event) => {
+    if (!(start.launched && event.state === "launching")) { // told again when the application reports itself
+      tellState(start, event.state, {}, event.name ? { name: event.name } : {});
+    }
+  },
   progress: (start, event) => tell(start, "progress", pick(event, ["received", "total", "percent", "secondsLeft"])),
   message: (start, event) => tell(start, "message", pick(event, ["number", "text"])),
   problem: (start, event) => {
@@ -70,6 +74,7 @@ const kEvents = {
     tell(start, "problem", pick(event, ["text"]));
   },
   launched: (start, event) => {
+    start.launched = true;
     tell(start, "launched", { joined: Boolean(event.joined) });
     tellState(start, "running");
   },

@@ -30,12 +30,13 @@ void TellExtension() {
         Complain("the browsers' extension did not come with this program; install the program as a whole");
         return;
     }
-    std::printf("\nThe browser needs the extension, too. It is in %s.\n"
-                "  Chromium, Chrome: open chrome://extensions, switch on \"Developer mode\", press \"Load unpacked\" and\n"
-                "                    choose that folder.\n"
-                "  Firefox:          open about:debugging#/runtime/this-firefox, press \"Load Temporary Add-on\" and\n"
-                "                    choose the manifest.json in that folder.\n",
-                OneLine(folder.string()).c_str());
+    std::printf(
+        "\nThe browser needs the extension, too. It is in %s.\n"
+        "  Chromium, Chrome: open chrome://extensions, switch on \"Developer mode\", press \"Load unpacked\" and\n"
+        "                    choose that folder.\n"
+        "  Firefox:          open about:debugging#/runtime/this-firefox, press \"Load Temporary Add-on\" and\n"
+        "                    choose the manifest.json in that folder.\n",
+        OneLine(folder.string()).c_str());
 }
 
 std::vector<BrowserHost> Hosts(Scope scope, const Folders &folders) {

@@ -90,8 +90,7 @@ std::variant<NativeStart, NativeRefusal> ReadNativeStart(std::string_view json) 
     if (!message["type"].isString() || message["type"].asString() != "start") {
         return NativeRefusal{"type", "the message is not of the type \"start\""};
     }
-    const std::optional<Url> page =
-        IsText(message["page"]) ? Url::Parse(message["page"].asString()) : std::nullopt;
+    const std::optional<Url> page = IsText(message["page"]) ? Url::Parse(message["page"].asString()) : std::nullopt;
     if (!page || !IsText(message["origin"]) || page->Origin() != message["origin"].asString()) {
         return NativeRefusal{"origin", "the page is no http or https page of the site that is named"};
     }

@@ -38,7 +38,9 @@ public:
     // From now on a thread listens. When there is news it gives this process `grace` to end in order, and then ends it
     // with `status`, whatever it is doing.
     void Listen(std::chrono::milliseconds grace, int status);
-    News news() const { return m_news; }
+    News news() const {
+        return m_news;
+    }
 
 private:
     // All `size` bytes; false at the end of file.

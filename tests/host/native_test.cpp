@@ -110,7 +110,9 @@ public:
         m_pid = -1;
         return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     }
-    std::string Err() const { return ReadFile(m_place / "err"); }
+    std::string Err() const {
+        return ReadFile(m_place / "err");
+    }
 
 private:
     bool Read(void *bytes, std::size_t size) const {
@@ -133,7 +135,9 @@ private:
 
 class NativeTest : public testing::Test {
 protected:
-    void SetUp() override { unsetenv("DISPLAY"); }
+    void SetUp() override {
+        unsetenv("DISPLAY");
+    }
 
     // The message for a page whose extension does this.
     Json::Value Start(const std::string &script, bool granted = true) const {
@@ -143,7 +147,8 @@ protected:
         message["origin"] = server.Url("");
         message["page"] = server.Url("/join/page.html?token=1");
         for (const auto &[name, value] : {std::pair<std::string, std::string>("LumUrlRoot", server.Url("/kit")),
-                                          {"Record", place / "record"}, {"Script", script}}) {
+                                          {"Record", place / "record"},
+                                          {"Script", script}}) {
             Json::Value pair;
             pair.append(name);
             pair.append(value);
@@ -156,7 +161,9 @@ protected:
         return message;
     }
 
-    static std::string Text(const Json::Value &message) { return Framed(Json::FastWriter().write(message)); }
+    static std::string Text(const Json::Value &message) {
+        return Framed(Json::FastWriter().write(message));
+    }
 
     const TempDir place;
     FaultServer server;
@@ -168,7 +175,8 @@ TEST_F(NativeTest, AStartLastsUntilThePageIsLeft) {
     const Json::Value hello = host.Next();
     EXPECT_EQ("hello", hello["event"].asString());
     EXPECT_EQ(1, hello["version"].asInt());
-    host.Send(Text(Start("print this is no message\ntrace 1 Main component is ready to be loaded\nopen - " + server.Url("/log?ErrorCode=990") +
+    host.Send(Text(Start("print this is no message\ntrace 1 Main component is ready to be loaded\nopen - " +
+                         server.Url("/log?ErrorCode=990") +
                          "\nmessage 7 Bad\nopen frame1 next.html#there\nopen _top javascript:alert(1)")));
     EXPECT_EQ("starting", host.Next()["state"].asString());
     const Json::Value message = host.Next();
@@ -288,7 +296,8 @@ TEST_F(NativeTest, LeavingEndsADownload) {
 TEST_F(NativeTest, LeavingEndsWhatDoesNotAnswer) {
     NativeHost host;
     host.Send(Text(Start("hang")));
-    EXPECT_TRUE(WaitUntil([this] { return access((place / "record").c_str(), R_OK) == 0 && ReadFile(place / "record") == "hangs\n"; }));
+    EXPECT_TRUE(WaitUntil(
+        [this] { return access((place / "record").c_str(), R_OK) == 0 && ReadFile(place / "record") == "hangs\n"; }));
     host.Leave();
     EXPECT_EQ(kLeft, host.Wait());
 }
