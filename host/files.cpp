@@ -41,13 +41,6 @@ pid_t WriterOf(std::string_view name, std::string_view file) {
 
 } // namespace
 
-void ScopedDescriptor::Close() {
-    if (m_descriptor >= 0) {
-        close(m_descriptor);
-        m_descriptor = -1;
-    }
-}
-
 std::optional<std::string> ReadWhole(const std::filesystem::path &file, std::uint64_t maxBytes, std::string *error) {
     // Not blocking: a pipe of that name must not hold the program up.
     const ScopedDescriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));

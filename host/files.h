@@ -9,35 +9,9 @@
 
 #include <sys/types.h>
 
+#include "host/ScopedDescriptor.h"
+
 namespace lumhost {
-
-// A file descriptor that is closed with its owner.
-class ScopedDescriptor {
-public:
-    ScopedDescriptor() = default;
-    explicit ScopedDescriptor(int descriptor) : m_descriptor(descriptor) {}
-    ~ScopedDescriptor() { Close(); }
-    ScopedDescriptor(ScopedDescriptor &&other) noexcept : m_descriptor(other.Release()) {}
-    ScopedDescriptor &operator=(ScopedDescriptor &&other) noexcept {
-        if (this != &other) {
-            Close();
-            m_descriptor = other.Release();
-        }
-        return *this;
-    }
-
-    explicit operator bool() const { return m_descriptor >= 0; }
-    int get() const { return m_descriptor; }
-    int Release() {
-        const int descriptor = m_descriptor;
-        m_descriptor = -1;
-        return descriptor;
-    }
-    void Close();
-
-private:
-    int m_descriptor = -1;
-};
 
 // The file's bytes. Nothing when it is missing, no regular file, larger than maxBytes or unreadable; `error` (may be
 // null) then holds the system's reason.

@@ -33,21 +33,6 @@ UnpackFailure MakeFailure(int error, const EntryPath &path) {
 
 } // namespace
 
-ScopedDescriptor::~ScopedDescriptor() {
-    if (m_file >= 0) {
-        close(m_file);
-    }
-}
-
-ScopedDescriptor &ScopedDescriptor::operator=(ScopedDescriptor &&other) noexcept {
-    ScopedDescriptor old(std::exchange(m_file, other.Release()));
-    return *this;
-}
-
-int ScopedDescriptor::Release() {
-    return std::exchange(m_file, -1);
-}
-
 void UnpackTree::Count() {
     if (m_left == 0) {
         throw UnpackFailure{kUnpackTooLarge, "the package has more entries than are allowed"};

@@ -9,28 +9,10 @@
 #include <string_view>
 #include <vector>
 
+#include "host/ScopedDescriptor.h"
 #include "host/unpack_path.h"
 
 namespace lumhost {
-
-// A descriptor that is closed with its owner.
-class ScopedDescriptor {
-public:
-    explicit ScopedDescriptor(int file = -1) : m_file(file) {}
-    ~ScopedDescriptor();
-    ScopedDescriptor(ScopedDescriptor &&other) noexcept : m_file(other.Release()) {}
-    ScopedDescriptor &operator=(ScopedDescriptor &&other) noexcept;
-    int get() const {
-        return m_file;
-    }
-    explicit operator bool() const {
-        return m_file >= 0;
-    }
-    int Release();
-
-private:
-    int m_file;
-};
 
 // All functions throw UnpackFailure.
 class UnpackTree {
