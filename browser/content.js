@@ -128,7 +128,7 @@
   }
 
   function look(node) {
-    const element = start ? null : findIn(node);
+    const element = start || document.prerendering ? null : findIn(node);
     if (element) {
       connect(element, 3);
     }
@@ -151,5 +151,9 @@
 
   window.addEventListener("pagehide", leave);
   window.addEventListener("pageshow", (event) => event.persisted && look(document));
-  look(document);
+  if (document.prerendering) { // nobody is there yet
+    document.addEventListener("prerenderingchange", () => look(document), { once: true });
+  } else {
+    look(document);
+  }
 })();

@@ -22,10 +22,15 @@ export const all = () => Array.from(starts.values(), ({ number, tab, site, shown
 export const watch = (watcher) => watchers.add(watcher);
 
 const isWeb = (url) => /^https?:\/\//i.test(url);
+const arePairs = (list) =>
+  Array.isArray(list) && list.every((pair) => Array.isArray(pair) && pair.length === 2 && pair.every((text) => typeof text === "string"));
 const pick = (event, names) => Object.fromEntries(names.map((name) => [name, event[name] ?? null]));
 
 // Tells the page, the toolbar and whoever watches.
 function tell(start, name, detail, more = {}) {
+  if (!starts.has(start.number)) {
+    return; // the page was left meanwhile
+  }
   if (name === "state") {
     Object.assign(start.shown, { state: detail.state, detail, over: Boolean(more.over), hint: more.hint || null });
   } else if (name === "progress" || name === "message") {
@@ -205,13 +210,13 @@ export function attend(port) {
   const { tab, url } = port.sender;
   const site = port.sender.origin || new URL(url).origin;
   if (!tab || !isWeb(url) || site !== new URL(url).origin) {
-    port.disconnect(); // a frame without a site of its own
+    port.postMessage({ name: "state", detail: { state: "refused", reason: "this frame has no site of its own" }, over: true });
     return;
   }
   const start = { number: ++lastNumber, port, tab: tab.id, site, page: url, shown: { state: "connecting", over: false } };
   starts.set(start.number, start);
   port.onMessage.addListener((message) => {
-    if (message.type === "start" && !start.parameters) {
+    if (message.type === "start" && !start.parameters && arePairs(message.parameters)) {
       begin(start, message.parameters);
     } else if (message.type === "open") {
       open(start, message.target);

@@ -43,14 +43,17 @@ async function paint(tabId) {
   }
 }
 
-async function inform(popup, host) {
-  popup.postMessage({ starts: starts.all(), answers: await sites.answers(), host });
-}
-
 export async function attend(popup) {
   let open = true;
   let host = null;
-  const entry = { inform: () => open && inform(popup, host) };
+  const entry = {
+    inform: async () => {
+      const answers = await sites.answers();
+      if (open) {
+        popup.postMessage({ starts: starts.all(), answers, host });
+      }
+    },
+  };
   popups.add(entry);
   popup.onDisconnect.addListener(() => {
     open = false;

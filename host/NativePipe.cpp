@@ -5,6 +5,8 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -14,6 +16,8 @@
 namespace lumhost {
 
 namespace {
+
+constexpr int kRest = 500; // milliseconds without a byte: nothing more comes
 
 ScopedDescriptor TakeOver(int descriptor) {
     return ScopedDescriptor(fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
@@ -60,12 +64,25 @@ bool NativePipe::Read(char *bytes, std::size_t size) {
     return true;
 }
 
+void NativePipe::ThrowAway(std::uint64_t size) {
+    std::array<char, 64 * 1024> bytes{};
+    pollfd ready{m_in.get(), POLLIN, 0};
+    while (size > 0 && poll(&ready, 1, kRest) > 0) {
+        const ssize_t part = read(m_in.get(), bytes.data(), std::min<std::uint64_t>(size, bytes.size()));
+        if (part <= 0) {
+            return;
+        }
+        size -= static_cast<std::uint64_t>(part);
+    }
+}
+
 std::variant<std::monostate, std::string, NativeRefusal> NativePipe::Receive() {
     std::uint32_t length = 0;
     if (!Read(reinterpret_cast<char *>(&length), sizeof length)) {
         return std::monostate();
     }
     if (length > kLargestNativeMessage) {
+        ThrowAway(length);
         return NativeRefusal{"too-large", "the message is larger than 1 MB"};
     }
     std::string message(length, '\0');

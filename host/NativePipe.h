@@ -45,6 +45,8 @@ public:
 private:
     // All `size` bytes; false at the end of file.
     bool Read(char *bytes, std::size_t size);
+    // A browser that cannot get rid of its message would not read the answer.
+    void ThrowAway(std::uint64_t size);
     void Watch(std::chrono::milliseconds grace, int status);
 
     ScopedDescriptor m_in;

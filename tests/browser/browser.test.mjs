@@ -44,6 +44,11 @@ test("a page starts its meeting, once the user has allowed the site", async () =
   await until("the application runs", () => meetings().length === 1);
   await told(page, "settled");
   await shot(page, "page");
+  const badges = await context.serviceWorkers()[0].evaluate(async () => {
+    const tabs = await chrome.tabs.query({});
+    return Promise.all(tabs.map(({ id }) => chrome.action.getBadgeText({ tabId: id })));
+  });
+  assert.ok(badges.includes("✓"), `the toolbar shows ${badges}`);
 
   const expected = ["connecting", "asking", "starting", "instructions", "downloading", "installing", "launching", "running", "settled"];
   assert.deepEqual([...new Set((await states(page)).filter((state) => expected.includes(state)))], expected);
@@ -196,6 +201,14 @@ test("floods and messages that are too large are refused", async () => {
   });
   assert.equal((await told8()).filter((heardStates) => heardStates.includes("failed")).length, 4);
   assert.ok(hosts().length <= 4);
+});
+
+test("a frame without a site of its own starts nothing", async () => {
+  writePage("inner.html", {});
+  writePage("outer.html", {}, '<iframe src="inner.html" sandbox="allow-scripts"></iframe>', "");
+  const page = await open(`${url}/outer.html`);
+  await told(page.frames()[1], "refused");
+  assert.deepEqual(hosts(), []);
 });
 
 test("what lumhost forbids is asked about again, also when the browser remembers it", async () => {
