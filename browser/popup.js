@@ -74,7 +74,7 @@ function showHost(host) {
   }
   const parts = host.found
     ? [make("div", "quiet", `lumhost ${host.version} is installed.`)]
-    : [make("div", "trouble", kMissing.text), make("code", "", kMissing.command)];
+    : [make("div", "trouble", kMissing.title), make("p", "", kMissing.text), make("code", "", kMissing.command)];
   element("host").className = "";
   element("host").replaceChildren(...parts);
 }

@@ -21,7 +21,7 @@ async function picture(page, name, what) {
 
 async function popup(context) {
   const page = await context.newPage();
-  await page.setViewportSize({ width: 400, height: 420 });
+  await page.setViewportSize({ width: 400, height: 520 });
   await page.goto(`chrome-extension://${extensionId}/popup.html`);
   await page.waitForFunction(() => !document.querySelector("#host").textContent.startsWith("Looking"));
   return page;
@@ -43,7 +43,7 @@ async function firstVisit(context) {
   await picture(button, "popup", "the window of the toolbar's button");
   await button.close();
   await page.bringToFront();
-  await page.waitForFunction(() => frames.meeting.location.pathname === "/joined.html");
+  await page.waitForFunction(() => frames.meeting.document.body?.innerText.includes("You have joined"));
   await told(page, "settled");
   await picture(page, "page", "the page when the meeting runs");
   check("the frame \"meeting\" was sent on", true);
