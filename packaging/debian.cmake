@@ -13,6 +13,16 @@ if(LUM_DEBIAN)
   configure_file(debian/changelog.in "${debian}/changelog" @ONLY)
   execute_process(COMMAND gzip -9nf "${debian}/changelog" COMMAND_ERROR_IS_FATAL ANY)
   install(FILES "${debian}/copyright" "${debian}/changelog.gz" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+  install(FILES debian/lintian-overrides DESTINATION "${CMAKE_INSTALL_DATADIR}/lintian/overrides" RENAME lum)
+
+  # What `lumhost browser install --system` would write.
+  add_executable(hostmanifests hostmanifests.cpp)
+  target_link_libraries(hostmanifests PRIVATE lumhost_container)
+  add_custom_command(OUTPUT "${debian}/conffiles" DEPENDS hostmanifests
+    COMMAND hostmanifests "${debian}" "${CMAKE_INSTALL_FULL_BINDIR}/lumhost" VERBATIM)
+  add_custom_target(lum_debian ALL DEPENDS "${debian}/conffiles")
+  install(DIRECTORY "${debian}/root/" DESTINATION / USE_SOURCE_PERMISSIONS)
+  set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA "${debian}/conffiles")
 endif()
 
 # Windows need the back end that belongs to the library, and nothing depends on it.

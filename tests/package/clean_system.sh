@@ -75,10 +75,11 @@ on_a_fresh_system() {
   cp "$package" "$root/tmp/lum.deb"
   install -m 755 "$here/trial.sh" "$root/tmp/trial.sh"
 
-  say "What the package asks for, and a window server"
+  say "What the package asks for, a window server, and a browser where the distribution has it as a package"
   apt_get update
   apt_get satisfy -y "$(dpkg-deb -f "$package" Depends)"
   apt_get install -y xvfb
+  ! within apt-cache show chromium >/dev/null 2>&1 || apt_get install -y chromium
   ! within dpkg-query -W lum >/dev/null 2>&1 || apt_get purge -y lum # an earlier trial's
   within id person >/dev/null 2>&1 || within useradd --create-home --shell /bin/bash person
   files >"$work/before"

@@ -27,25 +27,41 @@ for part in confshell.bundle "Meeting Hall.app"; do
   printf '#!/bin/sh\nsleep 8\n' >"parts/$part/Contents/MacOS/${part%.*}"
   chmod +x "parts/$part/Contents/MacOS/${part%.*}"
 done
-cat >site.json <<'END'
-{
-  "url": "http://127.0.0.1/",
-  "sections": [{ "name": "Kelvo", "keys": "keys" }],
-  "components": [{ "path": "parts/Meeting Hall.app" }, { "path": "parts/confshell.bundle" }],
-  "pages": [{ "component": "confshell.bundle", "parameters": { "szNextUrl": "http://127.0.0.1/joined.html" } }]
-}
-END
 lumsite init keys >/dev/null
 mkdir site
+echo '<!DOCTYPE html><title>Joined</title>' >site/joined.html
 lumsite serve site --port-file port --log requests &
 pids+=($!)
 for _ in $(seq 100); do [ -s port ] && break; sleep 0.1; done
 url=http://127.0.0.1:$(cat port)
-lumsite publish site.json site --url "$url/" >/dev/null
+cat >site.json <<END
+{
+  "url": "$url/",
+  "sections": [{ "name": "Kelvo", "keys": "keys" }],
+  "components": [{ "path": "parts/Meeting Hall.app" }, { "path": "parts/confshell.bundle" }],
+  "pages": [{ "component": "confshell.bundle", "parameters": { "szNextUrl": "$url/joined.html" } }]
+}
+END
+lumsite publish site.json site >/dev/null
 lumsite check "$url/" --ca keys/ca.pem
 
 lumhost allow "$url"
 lumhost "$url/index.html" | tee steps
-grep -q "^lumhost: page .* -> http://127.0.0.1/joined.html" steps
+grep -q "^lumhost: page .* -> $url/joined.html" steps
+lumhost status
+lumhost remove --all
+
+command -v chromium >/dev/null || exit 0
+# The same from a browser, whose extension finds lumhost by what the package has put in the machine's folders.
+lumhost browser status
+parts=$(lumhost doctor | sed -n 's|^ok    extension: \(.*\)/lumext.bundle,.*|\1|p')
+chromium --headless=new --no-sandbox --disable-gpu --disable-background-networking --user-data-dir="$work/profile" \
+  --load-extension="$parts/browser-extension" "$url/index.html" >chromium.log 2>&1 &
+pids+=($!)
+for _ in $(seq 900); do
+  grep -q "GET /joined.html" requests && break
+  sleep 0.1
+done
+grep "GET /joined.html" requests || { tail -n 20 chromium.log; cat requests; exit 1; }
 lumhost status
 lumhost remove --all
