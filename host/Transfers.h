@@ -38,7 +38,7 @@ struct TransferSettings {
     // Where the files are kept while they are needed: in a hidden folder of their own, which goes away with this
     // object. The folder is made when it is missing. What a killed process left in it is removed.
     std::filesystem::path folder;
-    std::uint64_t maxBytes = std::uint64_t{2} << 30; // a larger file is refused
+    std::uint64_t maxBytes = std::uint64_t{4} << 30; // a larger file is refused
     unsigned parallel = 4;                           // downloads at once; the rest wait their turn
     unsigned redirects = 10;                         // of one download attempt
 

@@ -56,7 +56,7 @@ enum UnpackCode : int {
 };
 
 struct UnpackLimits {
-    std::uint64_t maxBytes = std::uint64_t{4} << 30; // of all files together, unpacked
+    std::uint64_t maxBytes = std::uint64_t{8} << 30; // of all files together, unpacked
     std::uint64_t maxEntries = 200'000;              // files, folders and links
     // What the archive's compression (xz, zstd, lzma, lzip) may keep in memory; the memory in use is this and a few
     // MiB. libarchive offers no such limit within zip, 7z and rar archives.
