@@ -7,12 +7,14 @@
 
 @interface KelvoPlayer : NSObject {
     DemoWindow *window;
+    NSMutableSet *seen; // numbers of events: the same one may come twice
 }
 @end
 
 @implementation KelvoPlayer
 
 - (void)applicationDidFinishLaunching:(NSNotification *)notification {
+    seen = [NSMutableSet new];
     window = [[DemoWindow alloc] initWithTitle:@"Kelvo Player" headline:@"Recording" button:@"Close"];
     [window setLines:@"Waiting for the address of a recording..."];
     [window show];
@@ -29,6 +31,13 @@
     NSDictionary *info = [notification userInfo];
     if ([[info objectForKey:@"AppleEventProcessID"] intValue] != getpid()) {
         return;
+    }
+    id number = [info objectForKey:@"AppleEventNumber"];
+    if (number && [seen containsObject:number]) {
+        return;
+    }
+    if (number) {
+        [seen addObject:number];
     }
     id direct = [info objectForKey:@"AppleEventDirectObject"];
     NSString *address = [direct isKindOfClass:[NSArray class]] && [direct count] ? [direct objectAtIndex:0] : direct;

@@ -11,6 +11,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "lum/platform/linux/localization.h"
 #include "lum/platform/linux/systemversion.h"
 #include "lum/platform/session.h"
 #include "tests/support/TempDir.h"
@@ -25,6 +26,33 @@ std::string Text(NSString *text) {
 
 NSString *String(const std::string &text) {
     return [NSString stringWithUTF8String:text.c_str()];
+}
+
+TEST(Session, LanguageOfTheEnvironment) {
+    NSArray *tables = [@"Dutch English French German Spanish pt ru zh_CN zh_TW" componentsSeparatedByString:@" "];
+    const struct {
+        const char *language, *all, *messages, *lang;
+        std::string expected;
+    } cases[] = {
+        {"", "", "", "de_AT.UTF-8", "German"},
+        {"", "", "", "zh_TW.UTF-8", "zh_TW"},
+        {"", "", "", "pt_BR", "pt"},
+        {"", "", "", "es_MX@euro", "Spanish"},
+        {"", "", "ru_RU.UTF-8", "de_DE.UTF-8", "ru"},
+        {"", "fr_FR", "ru_RU", "de_DE", "French"},
+        {"xx:nl:fr", "", "", "de_DE.UTF-8", "Dutch"},
+        {"xx", "", "", "de_DE.UTF-8", "German"},
+        {"nl", "C", "", "de_DE.UTF-8", "English"},
+        {"nl", "C.UTF-8", "", "", "English"},
+        {"", "", "", "xx_XX", "English"},
+    };
+    for (const auto &c : cases) {
+        setenv("LANGUAGE", c.language, 1);
+        setenv("LC_ALL", c.all, 1);
+        setenv("LC_MESSAGES", c.messages, 1);
+        setenv("LANG", c.lang, 1);
+        EXPECT_EQ(Text(LocalizationOfEnvironment(tables)), c.expected) << c.language << " " << c.all << " " << c.lang;
+    }
 }
 
 TEST(Session, FoldersFollowHome) {

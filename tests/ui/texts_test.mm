@@ -37,6 +37,28 @@ const std::vector<std::string> kTexts = {
     "Connecting...",
 };
 
+// What the certificate trust panel says.
+const std::vector<std::string> kPanelTexts = {
+    "Certificate",
+    "OK",
+    "Cancel",
+    "Your settings refuse this certificate or one that vouches for it.",
+    "Nobody whom this computer trusts vouches for this certificate.",
+    "This certificate or one that vouches for it is too weak or was issued against the rules.",
+    "This certificate or one that vouches for it is not valid yet.",
+    "This certificate or one that vouches for it has expired.",
+    "Please confirm this certificate.",
+    "from %@ to %@",
+    "(no name)",
+    "Issued to",
+    "Issued by",
+    "Valid",
+    "SHA-256 fingerprint",
+    "Do you trust the certificate of this site?",
+    "Software from this site can run on this computer if you continue. Continue only if the fingerprint below is the one "
+    "that the site's owner told you.",
+};
+
 struct Language {
     std::string identifier; // of the page
     std::string name;
@@ -60,9 +82,10 @@ NSBundle *Bundle() {
     return [NSBundle bundleWithPath:@TEST_BUNDLE];
 }
 
-std::string Translated(const Language &language, const std::string &text) {
+std::string Translated(const Language &language, const std::string &text, const std::string &table = "Localizable") {
     NSString *key = [NSString stringWithUTF8String:text.c_str()];
-    return [LocalizedText(Bundle(), language.identifier.c_str(), key) UTF8String];
+    NSString *name = [NSString stringWithUTF8String:(table + "_" + language.name).c_str()];
+    return [[Bundle() localizedStringForKey:key value:key table:name] UTF8String];
 }
 
 std::vector<std::string> Conversions(const std::string &text) {
@@ -83,14 +106,20 @@ TEST(Texts, ThereAreSeventeenLanguages) {
 }
 
 TEST(Texts, EnglishIsTheKey) {
+    for (const std::string &text : kPanelTexts) {
+        EXPECT_EQ(Translated(Languages().front(), text, "CertificateTrustPanel"), text);
+    }
     for (const std::string &text : kTexts) {
         EXPECT_EQ(Translated(Languages().front(), text), text);
     }
 }
 
-TEST(Texts, EachTableHasEachTextAndNothingElse) {
+class TextTables : public ::testing::TestWithParam<std::pair<std::string, std::vector<std::string>>> {};
+
+TEST_P(TextTables, EachHasEachTextAndNothingElse) {
     for (const Language &language : Languages()) {
-        const std::string content = ReadFile(TEST_BUNDLE "/Resources/Localizable_" + language.name + ".strings");
+        const std::string file = GetParam().first + "_" + language.name + ".strings";
+        const std::string content = ReadFile(TEST_BUNDLE "/Resources/" + file);
         EXPECT_TRUE(content.starts_with(kByteOrderMark)) << language.name << " would be read in the locale's encoding";
         NSDictionary *table = [[NSString stringWithUTF8String:content.c_str()] propertyListFromStringsFileFormat];
         ASSERT_NE(table, nil) << language.name << " is not UTF-8 or not a table";
@@ -98,18 +127,18 @@ TEST(Texts, EachTableHasEachTextAndNothingElse) {
         for (NSString *key : Each<NSString *>([table allKeys])) {
             keys.push_back([key UTF8String]);
         }
-        EXPECT_THAT(keys, ::testing::UnorderedElementsAreArray(kTexts)) << language.name;
+        EXPECT_THAT(keys, ::testing::UnorderedElementsAreArray(GetParam().second)) << language.name;
     }
 }
 
-TEST(Texts, ATranslationIsOneAndCanTakeTheSameValues) {
+TEST_P(TextTables, ATranslationIsOneAndCanTakeTheSameValues) {
     const std::set<std::string> mayStay = {"OK"};
     for (const Language &language : Languages()) {
         if (language.name == "English") {
             continue;
         }
-        for (const std::string &text : kTexts) {
-            const std::string translated = Translated(language, text);
+        for (const std::string &text : GetParam().second) {
+            const std::string translated = Translated(language, text, GetParam().first);
             EXPECT_TRUE(translated != text || mayStay.contains(text)) << language.name << ": " << text;
             EXPECT_EQ(Conversions(translated), Conversions(text)) << language.name << ": " << translated;
             EXPECT_EQ(LineEndsOf(translated), LineEndsOf(text)) << language.name << ": " << translated;
@@ -118,6 +147,10 @@ TEST(Texts, ATranslationIsOneAndCanTakeTheSameValues) {
         }
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Texts, TextTables,
+                         ::testing::Values(std::pair("Localizable", kTexts),
+                                           std::pair("CertificateTrustPanel", kPanelTexts)));
 
 TEST(Texts, TheAlertAndTheMessageSayTheSame) {
     for (const Language &language : Languages()) {

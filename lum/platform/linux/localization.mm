@@ -2,6 +2,7 @@
 
 #import <Foundation/Foundation.h>
 
+#include <cstdlib>
 #include <initializer_list>
 
 #include "lum/platform/objceach.h"
@@ -35,6 +36,35 @@ NSString *Find(NSArray *localizations, NSString *language) {
     return nil;
 }
 
+NSString *Variable(const char *name) {
+    const char *value = std::getenv(name);
+    return value && *value ? [NSString stringWithUTF8String:value] : nil;
+}
+
+// "de_AT" of "de_AT.UTF-8@euro".
+NSString *WithoutEncoding(NSString *locale) {
+    NSCharacterSet *ends = [NSCharacterSet characterSetWithCharactersInString:@".@"];
+    return [[locale componentsSeparatedByCharactersInSet:ends] objectAtIndex:0];
+}
+
+NSArray *LanguagesOfEnvironment() {
+    NSString *locale = nil;
+    for (const char *name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+        locale = locale ? locale : Variable(name);
+    }
+    locale = locale ? WithoutEncoding(locale) : nil;
+    if (!locale || [locale isEqualToString:@"C"] || [locale isEqualToString:@"POSIX"]) {
+        return [NSArray array]; // then a list of languages does not count either
+    }
+    NSString *list = Variable("LANGUAGE");
+    NSMutableArray *languages = [NSMutableArray array];
+    for (NSString *language : Each<NSString *>([list componentsSeparatedByString:@":"])) {
+        [languages addObject:WithoutEncoding(language)];
+    }
+    [languages addObject:locale];
+    return languages;
+}
+
 } // namespace
 
 NSString *PreferredLocalization(NSArray *localizations, NSString *developmentRegion) {
@@ -50,4 +80,14 @@ NSString *PreferredLocalization(NSArray *localizations, NSString *developmentReg
         }
     }
     return [localizations count] > 0 ? [localizations objectAtIndex:0] : nil;
+}
+
+NSString *LocalizationOfEnvironment(NSArray *localizations) {
+    for (NSString *language : Each<NSString *>(LanguagesOfEnvironment())) {
+        NSString *found = Find(localizations, language);
+        if (found) {
+            return found;
+        }
+    }
+    return PreferredLocalization(localizations, nil);
 }

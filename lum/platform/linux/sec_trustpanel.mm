@@ -115,6 +115,7 @@ private:
     }
     const ScopedPool pool;
     [NSApplication sharedApplication];
+    PreferFontsForLocalization([TrustPanelLocalization() UTF8String]);
     NSPanel *window = [[self newWindowForJudgement:*judgement message:message] autorelease];
     [window center];
     const KeyboardNotice notice(window);
@@ -147,7 +148,7 @@ private:
 
 - (void)addButtonsTo:(NSPanel *)window {
     NSButton *ok = NewButton(TrustPanelText(@"OK"), @selector(accept:), self);
-    NSString *refusal = myAlternateButtonTitle ? myAlternateButtonTitle : TrustPanelText(@"Cancel");
+    NSString *refusal = TrustPanelText(myAlternateButtonTitle ? myAlternateButtonTitle : @"Cancel");
     NSButton *cancel = NewButton(refusal, @selector(refuse:), self);
     const CGFloat right = NSWidth([[window contentView] frame]) - kMargin;
     const CGFloat okLeft = right - NSWidth([ok frame]);

@@ -4,7 +4,10 @@
 
 #import <AppKit/AppKit.h>
 
+#import "lum/platform/linux/localization.h"
 #import "lum/platform/linux/sec_names.h"
+#include "lum/platform/objceach.h"
+#include "lum/platform/session.h"
 
 // Its origin is at the top.
 @interface LUMTrustPanelView : NSView
@@ -19,6 +22,13 @@
 @end
 
 namespace {
+
+NSString *const kTable = @"CertificateTrustPanel_";
+
+// The one that this code lies in.
+NSBundle *Bundle() {
+    return BundleWithIdentifierOrCode(nil, reinterpret_cast<const void *>(&TrustPanelText));
+}
 
 constexpr CGFloat kIconSize = 48;
 constexpr CGFloat kGap = 16;    // between icon and text, text and certificate
@@ -204,9 +214,22 @@ NSView *NewParagraphs(std::span<NSString *const> paragraphs, CGFloat width) {
 
 } // namespace
 
+// The user's, not the page's: the panel is the system's.
+NSString *TrustPanelLocalization() {
+    NSMutableArray *localizations = [NSMutableArray array];
+    for (NSString *path : Each<NSString *>([Bundle() pathsForResourcesOfType:@"strings" inDirectory:nil])) {
+        NSString *name = [[path lastPathComponent] stringByDeletingPathExtension];
+        if ([name hasPrefix:kTable]) {
+            [localizations addObject:[name substringFromIndex:[kTable length]]];
+        }
+    }
+    NSString *found = LocalizationOfEnvironment(localizations);
+    return found ? found : @"English";
+}
+
 NSString *TrustPanelText(NSString *key) {
-    NSBundle *bundle = [NSBundle bundleForClass:[LUMTrustPanelView class]];
-    NSString *text = [bundle localizedStringForKey:key value:key table:@"CertificateTrustPanel"];
+    NSString *table = [kTable stringByAppendingString:TrustPanelLocalization()];
+    NSString *text = [Bundle() localizedStringForKey:key value:key table:table];
     return text ? text : key;
 }
 
