@@ -7,7 +7,6 @@
 #include <json/json.h>
 #include <langinfo.h>
 #include <libxml/xmlversion.h>
-#include <pwd.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -39,11 +38,6 @@ It does not hold: the values of other parameters (meeting, session, names, title
 behind "?", the name of the user and of the home folder. Parameters of one or two characters could not be taken out of
 the trace. Look through the files before you hand them on.
 )";
-
-std::string UserName() {
-    const passwd *entry = getpwuid(getuid());
-    return entry && entry->pw_name ? entry->pw_name : "";
-}
 
 std::string SystemName() {
     const std::string release = ReadWhole("/etc/os-release", 64 * 1024).value_or("");

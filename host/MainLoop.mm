@@ -7,10 +7,16 @@
 #include <atomic>
 
 #import <AppKit/AppKit.h>
+#import <GNUstepGUI/GSDisplayServer.h>
 
 #include "host/files.h"
 
 namespace {
+
+// An application whose window server went away while it was made has none, and its loop would never wait.
+bool HasWindows() {
+    return NSApp && GSCurrentServer();
+}
 
 // Without it the keyboard does nothing.
 void FinishLaunch() {
@@ -56,7 +62,7 @@ constexpr int kSettling = 20;
 
 - (void)control:(NSTimer *)timer {
     (void)timer;
-    if (NSApp && !told) {
+    if (!told && HasWindows()) {
         told = true;
         FinishLaunch();
         settling = kSettling;
@@ -161,7 +167,7 @@ MainLoop::~MainLoop() {
 void MainLoop::Run() {
     while (!m_parts->over) {
         NSAutoreleasePool *pool = [NSAutoreleasePool new];
-        if (NSApp) {
+        if (HasWindows()) {
             [m_parts->loop control:nil];
             if (!m_parts->over) {
                 [NSApp run];
@@ -176,7 +182,7 @@ void MainLoop::Run() {
 
 void MainLoop::Quit() {
     m_parts->over = true;
-    if (NSApp) {
+    if (HasWindows()) {
         [NSApp stop:nil];
         PostNothing();
     }
@@ -195,7 +201,7 @@ void MainLoop::KeepWindowsAlive(const std::function<bool(std::chrono::millisecon
     constexpr std::chrono::milliseconds kPause(10);
     while (!ended(kPause)) {
         NSAutoreleasePool *pool = [NSAutoreleasePool new];
-        if (!NSApp) { // nothing to look after but the signals
+        if (!HasWindows()) { // nothing to look after but the signals
             [[NSRunLoop currentRunLoop] runMode:kUnpackingMode beforeDate:[NSDate distantPast]];
         } else {
             while (NSEvent *event = [NSApp nextEventMatchingMask:NSAnyEventMask
@@ -211,7 +217,7 @@ void MainLoop::KeepWindowsAlive(const std::function<bool(std::chrono::millisecon
 }
 
 void MainLoop::EndModal() {
-    if (NSApp && [NSApp modalWindow]) {
+    if (HasWindows() && [NSApp modalWindow]) {
         [NSApp stopModalWithCode:NSCancelButton];
         PostNothing(); // a panel looks at its end only when an event has come
     }

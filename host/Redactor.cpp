@@ -1,5 +1,8 @@
 #include "host/Redactor.h"
 
+#include <pwd.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -62,9 +65,14 @@ bool IsTechnicalParameter(std::string_view name) {
     return std::find(kTechnical.begin(), kTechnical.end(), Lower(name)) != kTechnical.end();
 }
 
+std::string UserName() {
+    const passwd *entry = getpwuid(getuid());
+    return entry && entry->pw_name ? entry->pw_name : "";
+}
+
 Redactor::Redactor(const std::filesystem::path &home, const std::string &user,
                    const std::vector<std::pair<std::string, std::string>> &parameters)
-    : m_user(user == "root" || user.size() < kShortestValue ? std::string() : user) {
+    : m_home(home), m_user(user == "root" || user.size() < kShortestValue ? std::string() : user) {
     for (const auto &[name, value] : parameters) {
         if (value.size() < kShortestValue || IsTechnicalParameter(name)) {
             continue;
@@ -81,6 +89,17 @@ Redactor::Redactor(const std::filesystem::path &home, const std::string &user,
     std::stable_sort(m_replacements.begin(), m_replacements.end(),
                      [](const auto &a, const auto &b) { return a.first.size() > b.first.size(); });
     std::erase_if(m_replacements, [](const auto &replacement) { return replacement.first.size() < kShortestValue; });
+}
+
+std::string Redactor::HidePerson(std::string_view text) const {
+    std::string result(text);
+    if (m_home.string().size() > 1) {
+        ReplaceAll(result, m_home.string(), "~");
+    }
+    if (!m_user.empty()) {
+        ReplaceWord(result, m_user, "<user>");
+    }
+    return result;
 }
 
 std::string Redactor::Redact(std::string_view text) const {

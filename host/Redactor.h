@@ -18,6 +18,9 @@ namespace lumhost {
 
 bool IsTechnicalParameter(std::string_view name);
 
+// The login name; empty when the system knows none.
+std::string UserName();
+
 class Redactor {
 public:
     // `user`: the login name, or empty.
@@ -25,10 +28,13 @@ public:
              const std::vector<std::pair<std::string, std::string>> &parameters);
 
     std::string Redact(std::string_view text) const;
+    // Takes out the home folder and the user's name only: what a site is told of a fault.
+    std::string HidePerson(std::string_view text) const;
 
 private:
     // Longest first, so that a value within another one does not break it.
     std::vector<std::pair<std::string, std::string>> m_replacements;
+    const std::filesystem::path m_home;
     std::string m_user;
 };
 

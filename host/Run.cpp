@@ -56,6 +56,9 @@ Run::Run(Settings settings, const Folders &folders, TraceFile &log, EventSink &s
       m_transfers(std::make_unique<Transfers>(SettingsOfTransfers(folders), m_loop.Waker())),
       m_instance(std::make_unique<Instance>(m_settings.extension, m_settings.page, m_settings.sites, *m_transfers,
                                             UnpackLimits{}, *this)) {
+    m_collector.HideFromSite([redactor = Redactor(folders.home, UserName(), {})](std::string_view text) {
+        return redactor.HidePerson(text);
+    });
     m_collector.Listen([this](const TraceLine &line) { Trace(line); });
 }
 
@@ -64,6 +67,7 @@ Run::~Run() = default;
 RunEnd Run::Go() {
     const TraceObserver observer(m_collector, {[this] { SessionWillLaunch(); },
                                                [this](int pid) { SessionLaunched(pid); }});
+    WatchServer(); // it may go away while the first window is made
     SetState(State::Starting);
     std::uint32_t code = 0;
     const bool started = m_instance->Start(&code);
@@ -135,6 +139,10 @@ void Run::Woken() {
 
 void Run::WindowsCame() {
     WatchSignals(); // the window system has put its own handlers there
+    WatchServer();
+}
+
+void Run::WatchServer() {
     WatchWindowServer([this] {
         const RunEnd end{static_cast<int>(Ending::NoWindowServer), "the window server has gone away", 0};
         Complain(end.reason);

@@ -83,6 +83,7 @@ private:
     void SetState(State state, const std::string &detail = {});
     void TellProgress(bool atOnce);
     void Settle(const RunWatch::Verdict &verdict);
+    void WatchServer();
     // What is due between two calls of the extension: alerts, news, the end.
     void AfterCall();
     void ShowAlerts();

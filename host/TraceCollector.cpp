@@ -68,7 +68,7 @@ void TraceCollector::Add(int level, std::string text) {
     const TraceLine line{std::chrono::system_clock::now(), level, std::move(text)};
     const std::scoped_lock lock(m_lock);
     if (level >= kWarning && !IsAboutTheLog(line.text)) {
-        std::string warning = PercentEncode(OneLine(line.text));
+        std::string warning = PercentEncode(OneLine(m_hide ? m_hide(line.text) : line.text));
         CutEncoded(warning, kLongestAnswer);
         m_size += warning.size() + kBetween.size();
         m_warnings.push_back(std::move(warning));

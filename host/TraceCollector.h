@@ -33,6 +33,10 @@ public:
     using Listener = std::function<void(const TraceLine &)>;
     void Listen(Listener listener);
 
+    // What `hide` takes out of a text is not handed out to the site. Before the first line.
+    using Hide = std::function<std::string(std::string_view)>;
+    void HideFromSite(Hide hide) { m_hide = std::move(hide); }
+
     void Add(int level, std::string text);
 
     // The warnings and errors since the last reset, percent-encoded, oldest first, separated by an encoded line break.
@@ -45,6 +49,7 @@ private:
     std::deque<std::string> m_warnings; // encoded; never much more than an answer holds
     std::size_t m_size = 0;
     std::vector<Listener> m_listeners;
+    Hide m_hide;
 };
 
 } // namespace lumhost

@@ -28,6 +28,7 @@ void WatchSignals() {
         sigaction(number, &action, nullptr);
     }
     signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN); // writing more than the user may fails, and is told
 }
 
 int PendingSignal() {

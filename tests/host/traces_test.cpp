@@ -130,6 +130,15 @@ TEST(Redactor, TakesOutWhatIsPrivate) {
     }
 }
 
+TEST(Redactor, HidesThePersonFromTheSite) {
+    const Redactor redactor("/home/ada", "ada", {{"MeetingID", "4711 23"}});
+    EXPECT_EQ("~/GNUstep of <user> in 4711 23, http://h/?x=1", redactor.HidePerson("/home/ada/GNUstep of ada in 4711 23, http://h/?x=1"));
+    TraceCollector collector;
+    collector.HideFromSite([&](std::string_view text) { return redactor.HidePerson(text); });
+    collector.Add(2, "no room in /home/ada");
+    EXPECT_EQ("no%20room%20in%20~", collector.Warnings());
+}
+
 TEST(Text, IsFitForOneLine) {
     EXPECT_EQ("a b c", OneLine("  a\t\nb \r\n c\n"));
     EXPECT_EQ("?[31m red", OneLine("\x1b[31m red"));
