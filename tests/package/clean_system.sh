@@ -58,10 +58,12 @@ nothing_left() {
 }
 
 make_system() {
-  local mirror
-  mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' | head -n 1)
+  local mirror release
+  release=$(. /etc/os-release && echo "$VERSION_CODENAME")
+  mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' "Codename: $release" | head -n 1)
+  [ -n "$mirror" ] || fail "apt on this machine knows no mirror of $release; give a root folder"
   root=$work/root
-  debootstrap --variant=minbase "$(. /etc/os-release && echo "$VERSION_CODENAME")" "$root" "$mirror" >"$work/debootstrap.log" ||
+  debootstrap --variant=minbase "$release" "$root" "$mirror" >"$work/debootstrap.log" ||
     { tail "$work/debootstrap.log" >&2; fail "debootstrap failed"; }
   echo force-unsafe-io >"$root/etc/dpkg/dpkg.cfg.d/quick" # a system that lives for minutes need not survive a power cut
 }

@@ -2,6 +2,7 @@
 #include <errno.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/sysctl.h>
 #include <sys/wait.h>
@@ -170,10 +171,13 @@ TEST_F(Processes, OfAnotherUserAreNotListed) {
     // Root can make one; anybody else finds the first process to be root's.
     pid_t other = 1;
     if (geteuid() == 0) {
+        const int program = open(IDLE_PROGRAM, O_RDONLY | O_CLOEXEC); // its folder may be closed to the other
+        char *const arguments[] = {const_cast<char *>("idle"), nullptr};
         other = fork();
         if (other == 0) {
-            _exit(setuid(65534) == 0 ? execl(IDLE_PROGRAM, IDLE_PROGRAM, nullptr) : 1);
+            _exit(setuid(65534) == 0 ? fexecve(program, arguments, environ) : 1);
         }
+        close(program);
         EXPECT_TRUE(WaitUntil([&] { return !IsListed(other); }));
         EXPECT_EQ(waitpid(other, nullptr, WNOHANG), 0) << "it has to run";
     }
