@@ -18,12 +18,27 @@ bool HasWindows() {
     return NSApp && GSCurrentServer();
 }
 
+// The application object hears of no window before its launch is finished, and complains when one that became key before
+// resigns.
+NSWindow *WindowThatIsKey() {
+    NSEnumerator *windows = [[NSApp windows] objectEnumerator];
+    while (NSWindow *window = [windows nextObject]) {
+        if ([window isKeyWindow]) {
+            return window;
+        }
+    }
+    return nil;
+}
+
 // Without it the keyboard does nothing.
 void FinishLaunch() {
     static bool finished = false;
     if (!finished) {
         finished = true;
+        NSWindow *early = WindowThatIsKey();
+        [early resignKeyWindow];
         [NSApp finishLaunching];
+        [early makeKeyWindow];
     }
 }
 
