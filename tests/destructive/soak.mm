@@ -189,21 +189,24 @@ testing::AssertionResult Visit(const Site &site) {
     return result;
 }
 
-void AllowManyDescriptors() {
+// Two streams stay open for each page.
+void AllowManyDescriptors(int instances) {
+    const rlim_t needed = 2 * (static_cast<rlim_t>(instances) + kWarmUp) + 100;
     rlimit limit{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    limit.rlim_max = std::max(limit.rlim_max, needed); // more than there was is the superuser's to give
     limit.rlim_cur = limit.rlim_max;
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0) << "so many pages need " << needed << " descriptors";
 }
 
 } // namespace
 
 TEST(Soak, NothingPilesUpFromPageToPage) {
     unsetenv("DISPLAY");
-    AllowManyDescriptors();
     CountObservers();
     const Site site;
     const int instances = Instances();
+    ASSERT_NO_FATAL_FAILURE(AllowManyDescriptors(instances));
     for (int i = 0; i < kWarmUp; ++i) {
         ASSERT_TRUE(Visit(site)) << i;
     }
