@@ -43,11 +43,12 @@ apt_get() { within apt-get -qq -o Dpkg::Use-Pty=0 -o APT::Install-Recommends=no 
   fail "apt-get $* failed"
 }; }
 
-# Every file but the person's, and what apt and dpkg keep for themselves.
+# Every file but the person's, and what apt and dpkg keep for themselves. base-files makes /etc/opt without owning it, so
+# dpkg takes that folder along when Chrome's file was the only thing in it.
 files() {
   (cd "$root" && find . \( -path ./proc -o -path ./sys -o -path ./dev -o -path ./tmp -o -path ./run -o -path ./home/person \
     -o -path ./var/log -o -path ./var/cache/apt -o -path ./var/lib/apt \) -prune -o \
-    ! -path './var/lib/dpkg/*-old' ! -path './var/lib/dpkg/lock*' ! -path ./var/lib/dpkg/triggers/Lock -print | sort)
+    ! -path './var/lib/dpkg/*-old' ! -path ./etc/opt ! -path './var/lib/dpkg/lock*' ! -path ./var/lib/dpkg/triggers/Lock -print | sort)
 }
 
 nothing_left() {
