@@ -1,6 +1,7 @@
 // Installation of a package: hash x signature x certificate, the host's unpack errors, libraries, outcomes.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 
 #import <Foundation/Foundation.h>
@@ -346,6 +347,36 @@ TEST(Certification, VerdictsMarkEveryItem) {
         traces.Clear();
         fixture.manager.VerifyCertification();
         EXPECT_TRUE(traces.traces().empty()); // judged once
+    }
+}
+
+// With nobody to ask, a certificate under an unknown authority is not believed.
+TEST(Certification, RejectionsSayWhyAndMarkEveryItem) {
+    unsetenv("DISPLAY");
+    TempDir dir;
+    const struct {
+        std::string certification;
+        const char *trace;
+    } cases[] = {{TestSite::MakeIdentity(dir, "www.kelvo.example", "alone").certificate,
+                  "invalid certification file or cannot believe!"},
+                 {TestSite::MakeIdentity(dir, "", "nameless").certification,
+                  "invalid certification file or cannot believe, No common name!"}};
+#ifdef LUM_STRICT_TRUST // nothing that the test's person trusts may vouch for the first
+    std::filesystem::remove(std::string(getenv("HOME")) + "/.config/lum/certificates/trusted/alone.pem");
+#endif
+    for (const auto &test : cases) {
+        Fixture fixture;
+        fixture.host.parameters["lumcertification"] = test.certification;
+        CItem &judged = fixture.Add("a;u;;1;1;1;;;;0");
+        judged.m_nCertVerified = 1;
+        fixture.manager.m_aItems.push_back(nullptr);
+        CItem &unjudged = fixture.Add("b;u;;1;1;1;;;;0");
+        fixture.manager.mNeedUpdate = 1;
+        TraceRecorder traces;
+        fixture.manager.VerifyCertification();
+        EXPECT_EQ(traces.Texts(3), std::vector<std::string>{test.trace});
+        EXPECT_EQ(judged.m_nCertVerified, 0) << test.trace;
+        EXPECT_EQ(unjudged.m_nCertVerified, 0) << test.trace;
     }
 }
 

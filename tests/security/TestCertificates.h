@@ -18,7 +18,7 @@ enum class KeyKind { P256, Rsa2048, Rsa1024 };
 struct CertificatePlan {
     std::string commonName; // empty: the subject has none
     std::string organisation = "Test";
-    std::string commonNameBefore; // a less specific one, if any
+    std::string commonNameBefore = {}; // a less specific one, if any
     bool isAuthority = false;
     int fromDay = -1; // counted from now
     int toDay = 30;
