@@ -119,7 +119,8 @@ bool isLink(const char *path);
 
 // Sets `out` to `folder` + `prefix` + number + ".tmp", a file that does not exist, and returns the number, 1 to 9999;
 // `folder` brings its "/" along. The file is not made: the next call gives the same name until the caller makes it. 0
-// when all names are taken (`out` holds the last one). The numbers of all folders and prefixes go on from one another.
+// when all names are taken (`out` holds the last one; the next call begins again at 1). The numbers of all folders and
+// prefixes go on from one another.
 unsigned int GetTempFileName(const std::string &folder, const std::string &prefix, std::string &out);
 
 // Removes a file, a link, or a folder with all that is in it, and traces how that went. What cannot be removed is

@@ -74,7 +74,7 @@ unsigned int GetTempFileName(const std::string &folder, const std::string &prefi
     static unsigned int counter = 1;
     for (out = NumberedName(folder, prefix, counter); FileExists(out); out = NumberedName(folder, prefix, counter)) {
         if (++counter == kTempFileNames) {
-            counter = 1;
+            counter = 1; // left at the end, the next call would give a number that is none of these
             return 0;
         }
     }
