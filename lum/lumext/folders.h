@@ -11,5 +11,10 @@ inline std::string WithTrailingSlash(std::string path) {
     return path;
 }
 
+// Likewise, but an empty path becomes the root: a folder that nobody named is not the process's current one.
+inline std::string WithTrailingSlashOrRoot(const std::string &path) {
+    return path.empty() ? "/" : WithTrailingSlash(path);
+}
+
 // Makes the folder and whatever of its parents is missing. Failures show when something is put into the folder.
 void MakeDirectories(const std::string &path);

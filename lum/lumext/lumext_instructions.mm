@@ -63,7 +63,7 @@ bool CLumExtension::GetIniFileNamePValue(char *dest, unsigned int size) {
         return false;
     }
     if (std::strlen(name) >= kIniNameLimit) {
-        MacInfoTrace("Error: Invalid value of the parameter 'LumIniFileName', use default name");
+        MacWarnTrace("Error: Invalid value of the parameter 'LumIniFileName', use default name");
         return false;
     }
     CopyBounded(dest, size, name);
@@ -117,7 +117,7 @@ void CLumExtension::GetIniFileCallback(void *, void *context, LUMGetFileNotifyMe
     auto *pExtension = static_cast<CLumExtension *>(context);
     if (!pExtension) {
         TraceAssertionFailure("pExtension", kSource, __LINE__);
-        return;
+        return; // to go on without the controller would be the end of the browser
     }
     if (pExtension->m_bStopped) {
         return; // a host that does not know pfnStop may still finish a download that nobody waits for
@@ -219,7 +219,7 @@ void CLumExtension::ReadItemLines(const char *iniPath) {
     MacInfoTrace("qxlumext64: regular sec [%s]", section.c_str());
     const int count = static_cast<int>(QXGetPrivateProfileInt(section.c_str(), "Count", 0, iniPath));
     if (count < 1) {
-        MacInfoTrace("Invalid INI file format(0 files in Ini)");
+        MacWarnTrace("Invalid INI file format(0 files in Ini)");
         return;
     }
     MacInfoTrace("There are %d files in the file list", count);
@@ -229,7 +229,7 @@ void CLumExtension::ReadItemLines(const char *iniPath) {
         if (QXGetPrivateProfileString(section.c_str(), key.c_str(), "", line, sizeof line, iniPath) <
             kShortestItemLine) {
             if (i != count) {
-                MacInfoTrace("Invalid INI file format i =%d,cCount = %d", i, count);
+                MacWarnTrace("Invalid INI file format i =%d,cCount = %d", i, count);
             }
             return;
         }

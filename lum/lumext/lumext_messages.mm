@@ -209,7 +209,7 @@ void CLumExtension::ShowMessage(int nResourceId, ...) {
     const std::string format = LoadResourceString(nResourceId);
     char text[kMessageSize];
     if (format.empty()) {
-        MacInfoTrace("CLumExtension::ShowMessage,can not load resource string!");
+        MacWarnTrace("CLumExtension::ShowMessage,can not load resource string!");
         std::snprintf(text, sizeof text, "%d", nResourceId);
     } else {
         va_list arguments;

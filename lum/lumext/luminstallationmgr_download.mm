@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <limits>
 
 #include "lum/common/lumutil.h"
 #include "lum/lumext/lumext.h"
@@ -57,7 +58,9 @@ void LumInstallationMgr::UpdateDownloadProgress(std::uint32_t bytes) {
 }
 
 void LumInstallationMgr::UpdateDownloadWindowProgress() {
-    const auto percent = static_cast<unsigned int>(static_cast<double>(m_dwDownloadedSize) / m_dwTotalSize * 100.0);
+    // Above 100 when more arrives than was announced; only what no trace could print is cut.
+    const double share = static_cast<double>(m_dwDownloadedSize) / m_dwTotalSize * 100.0;
+    const auto percent = static_cast<unsigned int>(std::min<double>(std::numeric_limits<int>::max(), share));
     MacInfoTrace("LumInstallationMgr::UpdateDownloadProgress total size = %d, current size = %d, pecent = %d",
                  m_dwTotalSize, m_dwDownloadedSize, percent);
     [m_pDownloadWindow setProgressValue:percent];

@@ -195,7 +195,7 @@ void LumInstallationMgr::GetItemInstallDir(const CItem *item, std::string &dir) 
         // Refused: a page has no say over the folders of the system or of the extension.
         MacErrorTrace("LumInstallationMgr::GetItemInstallDir invalid install flag, target = %s", target.c_str());
     } else {
-        dir = WithTrailingSlash(GetApplicationSupportDirectory()) + "Kelvo Folder/";
+        dir = WithTrailingSlashOrRoot(GetApplicationSupportDirectory()) + "Kelvo Folder/";
     }
 }
 

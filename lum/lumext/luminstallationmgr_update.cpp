@@ -85,7 +85,7 @@ std::string LumInstallationMgr::GetVersionedLibraryPath(const CItem &item) {
     std::replace(version.begin(), version.end(), ',', '.');
     std::string dir;
     GetItemInstallDir(&item, dir);
-    return WithTrailingSlash(dir) + name.substr(0, name.rfind('.')) + "-" + version + ".dylib";
+    return WithTrailingSlashOrRoot(dir) + name.substr(0, name.rfind('.')) + "-" + version + ".dylib";
 }
 
 bool LumInstallationMgr::IsBackwardCompatible() {

@@ -1,7 +1,7 @@
 #include "lum/lumext/versionorder.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <charconv>
 #include <vector>
 
 #include "lum/common/lumutil.h"
@@ -13,7 +13,9 @@ std::optional<VersionParts> ParseVersion(const std::string &version) {
         return std::nullopt;
     }
     std::transform(texts.begin(), texts.end(), parts.begin(), [](const std::string &text) {
-        return static_cast<unsigned int>(std::strtoul(text.c_str(), nullptr, 10));
+        unsigned long number = 0; // stays 0 for what begins with a blank or a sign
+        std::from_chars(text.data(), text.data() + text.size(), number);
+        return static_cast<unsigned int>(number);
     });
     return parts;
 }

@@ -46,6 +46,23 @@ TEST(Download, TimeLeft) {
     }
 }
 
+TEST(Download, PercentMayExceedTheWhole) {
+    const struct {
+        unsigned int total, received;
+        const char *percent;
+    } cases[] = {{1000, 333, "33"}, {1000, 1500, "150"}, {1, 43000000, "2147483647"}};
+    for (const auto &test : cases) {
+        Fixture fixture;
+        fixture.manager.m_dwTotalSize = test.total;
+        fixture.manager.m_dwDownloadedSize = test.received;
+        TraceRecorder traces;
+        fixture.manager.UpdateDownloadWindowProgress();
+        EXPECT_EQ(traces.traces().at(0).text, "LumInstallationMgr::UpdateDownloadProgress total size = " +
+                                                  std::to_string(test.total) + ", current size = " +
+                                                  std::to_string(test.received) + ", pecent = " + test.percent);
+    }
+}
+
 TEST(Download, WhenTheWindowIsWanted) {
     const struct {
         unsigned int need, current;

@@ -146,7 +146,7 @@ TEST(Instructions, ReadingTheSection) {
         fixture.extension.ParseIniFile(fixture.dir.Write("lummac.ini", test.text).c_str(), false);
         EXPECT_EQ(fixture.Names(), test.names) << test.text;
         EXPECT_EQ(traces.HasPart("Invalid INI file format"), test.trace != nullptr) << test.text;
-        EXPECT_TRUE(!test.trace || traces.Has(test.trace, 1)) << test.trace;
+        EXPECT_TRUE(!test.trace || traces.Has(test.trace, 2)) << test.trace;
     }
 }
 

@@ -157,7 +157,7 @@ TEST(Messages, TextsById) {
         fixture.extension.ShowMessage(test.id, "arg");
         EXPECT_EQ(fixture.host.messages, std::vector<std::string>{test.text});
         EXPECT_EQ(fixture.host.LogCodes(), std::vector<std::string>{std::to_string(test.id)});
-        EXPECT_EQ(traces.Has("CLumExtension::ShowMessage,can not load resource string!"),
+        EXPECT_EQ(traces.Has("CLumExtension::ShowMessage,can not load resource string!", 2),
                   test.text == std::to_string(test.id));
         EXPECT_TRUE(traces.Has("CLumExtension::ShowMessage = " + test.text, 2));
     }

@@ -76,6 +76,7 @@ TEST(Update, BackwardCompatibilityRanksTheBuildFirst) {
         {"1.0.5.0", "2,0,4,0", false}, {"1.0.4.0", "0,0,5,0", true}, {"1.0.4.1", "9,9,4,0", false},
         {"1.0.4.0", "1,0,4,0", false}, {"1.0.4.0", "1,0,04,0", true}, // equal numbers under another text
         {"2.0.4.0", "1,0,4,0", false}, {"1.0.4", "1,0,3,0", true},
+        {"1.0.4.0", "1,0,5x,0", true}, {"1.0.4.0", "1,0,-5,0", false}, // read up to the first character that is no digit
     };
     for (const auto &test : cases) {
         Fixture fixture;
@@ -121,6 +122,14 @@ TEST(Update, LibraryWithoutItsLinkIsFetchedAgain) {
     fixture.Add("libfoo.dylib", "1,0,0,4");
     fixture.manager.PrepareInstallation(false);
     EXPECT_EQ(fixture.manager.mNeedUpdate, 1u);
+}
+
+TEST(Update, LibraryWithoutAFolderIsLookedForInTheRoot) {
+    Fixture fixture;
+    fixture.manager.ParseItem("libnowhere.dylib;u;%system%;1,0,0,4;1;1;;version;;0", true);
+    TraceRecorder traces;
+    fixture.manager.PrepareInstallation(true);
+    EXPECT_TRUE(traces.Has("LumInstallationMgr::PrepareInstallation,real file is /libnowhere-1.0.0.4.dylib", 1));
 }
 
 TEST(Update, WalkTracesAndRequestsInOrder) {
