@@ -2,6 +2,7 @@
 
 #import <AppKit/AppKit.h>
 
+#include "host/MainLoop.h"
 #include "host/text.h"
 
 @interface LUMHostAlertTitle : NSObject {
@@ -28,7 +29,7 @@ NSString *Text(const std::string &text) {
 }
 
 NSAlert *NewAlert(const std::string &title, const std::string &text) {
-    [NSApplication sharedApplication];
+    MainLoop::StartWindows();
     NSAlert *alert = [[NSAlert alloc] init];
     [alert setMessageText:Text(title)];
     [alert setInformativeText:Text(text)];

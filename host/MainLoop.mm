@@ -68,6 +68,7 @@ constexpr int kSettling = 20;
     int bell; // the pipe's end that is read
     std::atomic<bool> *rung; // and not yet answered
 }
+- (void)notice;
 - (void)control:(NSTimer *)timer;
 - (void)beat:(NSTimer *)timer;
 - (void)woken:(NSNotification *)notification;
@@ -75,14 +76,18 @@ constexpr int kSettling = 20;
 
 @implementation LUMHostLoop
 
-- (void)control:(NSTimer *)timer {
-    (void)timer;
+- (void)notice {
     if (!told && HasWindows()) {
         told = true;
         FinishLaunch();
         settling = kSettling;
         client->WindowsCame();
     }
+}
+
+- (void)control:(NSTimer *)timer {
+    (void)timer;
+    [self notice];
     if (settling > 0 && NSApp) {
         --settling;
         GiveKeyboard();
@@ -112,6 +117,8 @@ namespace {
 
 NSString *const kUnpackingMode = @"LUMHostUnpackingMode";
 constexpr double kBeat = 0.1;
+
+LUMHostLoop *g_current = nil; // the one there is
 
 void PostNothing() {
     [NSApp postEvent:[NSEvent otherEventWithType:NSApplicationDefined
@@ -143,6 +150,7 @@ MainLoop::MainLoop(Client &client) : m_parts(std::make_unique<Parts>()) {
     parts.loop = [LUMHostLoop new];
     parts.loop->client = &client;
     parts.loop->rung = &parts.rung;
+    g_current = parts.loop;
     std::array<int, 2> ends{-1, -1};
     if (pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) == 0) { // without it the next beat finds what has come
         parts.loop->bell = ends[0];
@@ -172,6 +180,7 @@ MainLoop::MainLoop(Client &client) : m_parts(std::make_unique<Parts>()) {
 }
 
 MainLoop::~MainLoop() {
+    g_current = nil;
     [m_parts->control invalidate];
     [m_parts->beat invalidate];
     [[NSNotificationCenter defaultCenter] removeObserver:m_parts->loop];
@@ -229,6 +238,11 @@ void MainLoop::KeepWindowsAlive(const std::function<bool(std::chrono::millisecon
         }
         [pool drain];
     }
+}
+
+void MainLoop::StartWindows() {
+    [NSApplication sharedApplication];
+    [g_current notice];
 }
 
 void MainLoop::EndModal() {
