@@ -60,8 +60,8 @@ class Shaper {
 public:
     explicit Shaper(double bitsPerSecond) : m_bytesPerSecond(bitsPerSecond / 8) {}
     Clock::time_point Admit(std::size_t bytes) {
-        m_free = std::max(m_free, Clock::now()) +
-                 std::chrono::duration_cast<Duration>(std::chrono::duration<double>(static_cast<double>(bytes) / m_bytesPerSecond));
+        m_free = std::max(m_free, Clock::now()) + std::chrono::duration_cast<Duration>(std::chrono::duration<double>(
+                                                      static_cast<double>(bytes) / m_bytesPerSecond));
         return m_free;
     }
 
@@ -119,7 +119,8 @@ bool Take(Way &way, Shaper *shaper, Duration delay) {
 bool Give(Way &way) {
     while (!way.chunks.empty() && way.chunks.front().due <= Clock::now()) {
         Chunk &chunk = way.chunks.front();
-        const ssize_t size = send(way.to, chunk.bytes.data() + chunk.sent, chunk.bytes.size() - chunk.sent, MSG_NOSIGNAL);
+        const ssize_t size =
+            send(way.to, chunk.bytes.data() + chunk.sent, chunk.bytes.size() - chunk.sent, MSG_NOSIGNAL);
         if (size < 0) {
             return errno == EAGAIN || errno == EINTR;
         }

@@ -1,6 +1,6 @@
-// Runs a command and says what it took: seconds, CPU seconds (user and system), and the most memory (KiB) that it or any
-// process that it waited for held. With the word "until" first, the seconds end when the command prints a line that holds
-// a text; it then runs to its end all the same.
+// Runs a command and says what it took: seconds, CPU seconds (user and system), and the most memory (KiB) that it or
+// any process that it waited for held. With the word "until" first, the seconds end when the command prints a line that
+// holds a text; it then runs to its end all the same.
 //
 //     lum_measure [until TEXT] OUTPUT-FILE COMMAND [ARGUMENT]...
 //

@@ -221,7 +221,8 @@ int main(int argc, char **argv) {
     }
     Place() = pattern;
     setenv("HOME", pattern.c_str(), 1);
-    Run("cd '" + Place() + "' && openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=bench -days 2 -keyout key.pem "
+    Run("cd '" + Place() +
+        "' && openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=bench -days 2 -keyout key.pem "
         "-outform DER -out certificate.der 2>/dev/null");
     MakeLargeFile();
     benchmark::Initialize(&argc, argv);

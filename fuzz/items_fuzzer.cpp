@@ -17,9 +17,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         Require((manager.FindItem(name) != nullptr) == item->IsSameFileName(name), "an item is found by its name");
     }
     const std::size_t count = manager.m_aItems.size();
-    const bool accepted = manager.ParseItem(text.c_str(), true);
+    const char *line = text.c_str(); // ends at the first zero byte
+    const bool accepted = manager.ParseItem(line, true);
     Require(manager.m_aItems.size() == count + (accepted ? 1 : 0), "an item is added exactly when it is accepted");
-    Require(accepted == (divideStr(text.c_str(), ";").size() >= 10), "ten attributes make an item");
+    Require(accepted == (divideStr(line, ";").size() >= 10), "ten attributes make an item");
     manager.RemoveAllItem();
     Require(manager.m_aItems.empty(), "all items can be removed");
     return 0;

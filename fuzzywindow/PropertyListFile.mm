@@ -32,7 +32,8 @@ bool WriteAll(int file, const std::string &content) {
         }
         done += static_cast<std::size_t>(written);
     }
-    return true; // not flushed: one that a power failure emptied counts as none, and a start should not wait for the disk
+    return true; // not flushed: one that a power failure emptied counts as none, and a start should not wait for the
+                 // disk
 }
 
 } // namespace
@@ -63,8 +64,8 @@ constexpr std::string_view kTemporaryEnd = ".new";
 
 // The process in the name of a temporary file of `path`, or 0 when it is none.
 pid_t WriterOf(const std::string &name, const std::string &prefix) {
-    const bool isTemporary = name.starts_with(prefix) && name.ends_with(kTemporaryEnd) &&
-                             name.size() > prefix.size() + kTemporaryEnd.size();
+    const bool isTemporary =
+        name.starts_with(prefix) && name.ends_with(kTemporaryEnd) && name.size() > prefix.size() + kTemporaryEnd.size();
     return isTemporary ? static_cast<pid_t>(std::strtol(name.c_str() + prefix.size(), nullptr, 10)) : 0;
 }
 
@@ -72,7 +73,8 @@ void RemoveLeftovers(const std::string &path) {
     const std::filesystem::path file(path);
     const std::string prefix = file.filename().string() + ".";
     std::error_code error;
-    for (std::filesystem::directory_iterator i(file.parent_path(), error), end; !error && i != end; i.increment(error)) {
+    for (std::filesystem::directory_iterator i(file.parent_path(), error), end; !error && i != end;
+         i.increment(error)) {
         const pid_t writer = WriterOf(i->path().filename().string(), prefix);
         if (writer > 0 && writer != getpid() && kill(writer, 0) != 0 && errno == ESRCH) {
             unlink(i->path().c_str());

@@ -56,7 +56,9 @@ const std::vector<std::string> &CryptoLibraries() {
 }
 
 struct CloseLibrary {
-    void operator()(void *library) const { dlclose(library); }
+    void operator()(void *library) const {
+        dlclose(library);
+    }
 };
 using ScopedLibrary = std::unique_ptr<void, CloseLibrary>;
 
@@ -92,8 +94,7 @@ Finding ExamineNotifications() {
     if (NotificationsArrive(std::chrono::seconds(5))) {
         return {Grade::Good, "notification daemon", "a notification went to it and came back", ""};
     }
-    return {Grade::Bad, "notification daemon",
-            "no notification comes back: a started application cannot report itself",
+    return {Grade::Bad, "notification daemon", "no notification comes back: a started application cannot report itself",
             "install gdnc (Debian: gnustep-base-runtime); see that the folder TMP (or /tmp) can be written"};
 }
 
@@ -135,7 +136,8 @@ Finding ExamineFolder(const std::string &subject, const std::filesystem::path &f
     }
     const std::string shown = OneLine(folder.string());
     if (!std::filesystem::is_directory(existing, error)) {
-        return {Grade::Bad, subject, shown + ": " + OneLine(existing.string()) + " is no folder", "move that file away"};
+        return {Grade::Bad, subject, shown + ": " + OneLine(existing.string()) + " is no folder",
+                "move that file away"};
     }
     if (access(existing.c_str(), W_OK | X_OK) != 0) {
         return {Grade::Bad, subject, shown + ": " + OneLine(existing.string()) + " cannot be written",

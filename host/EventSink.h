@@ -17,10 +17,10 @@ enum class State {
 };
 
 struct Progress {
-    std::uint64_t received = 0;             // bytes of packages
-    std::optional<std::uint64_t> total;     // as the site announced it
-    std::optional<int> percent;             // 0 to 100, when there is a total
-    std::optional<std::uint64_t> rate;      // bytes a second
+    std::uint64_t received = 0;         // bytes of packages
+    std::optional<std::uint64_t> total; // as the site announced it
+    std::optional<int> percent;         // 0 to 100, when there is a total
+    std::optional<std::uint64_t> rate;  // bytes a second
     std::optional<unsigned> secondsLeft;
 };
 
@@ -57,7 +57,7 @@ enum class Ending {
     Stopped = 7,
     OutOfTime = 8,
     NoWindowServer = 9,
-    Left = 10, // the page, in a browser
+    Left = 10,    // the page, in a browser
     Signal = 128, // plus its number
 };
 

@@ -23,7 +23,8 @@ bool SameBytes(const fs::path &a, const fs::path &b) {
     while (first && second) {
         first.read(one.data(), static_cast<std::streamsize>(one.size()));
         second.read(other.data(), static_cast<std::streamsize>(other.size()));
-        if (first.gcount() != second.gcount() || !std::equal(one.begin(), one.begin() + first.gcount(), other.begin())) {
+        if (first.gcount() != second.gcount() ||
+            !std::equal(one.begin(), one.begin() + first.gcount(), other.begin())) {
             return false;
         }
     }

@@ -12,7 +12,7 @@ struct Folders {
     std::filesystem::path config;    // these four: the container's own, by the desktop's rules (XDG_...)
     std::filesystem::path data;
     std::filesystem::path state;
-    std::filesystem::path cache; // what is being downloaded
+    std::filesystem::path cache;     // what is being downloaded
     std::filesystem::path temporary; // the user's temporary folder
 
     // None of them need exist. The Application Support folder is that of the window system's own search, moved to HOME.

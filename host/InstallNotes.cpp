@@ -66,8 +66,8 @@ struct Notes {
     std::map<fs::path, Note> moved;
 };
 
-// The file begins with "=0 BOOT". A note is "+NUMBER PATH", "*0 PATH" or "-0 PATH". Each is ended by a zero byte; one that
-// was cut off by the end of its process has none.
+// The file begins with "=0 BOOT". A note is "+NUMBER PATH", "*0 PATH" or "-0 PATH". Each is ended by a zero byte; one
+// that was cut off by the end of its process has none.
 Notes ReadNotes(std::string_view text) {
     Notes notes;
     for (std::size_t end; (end = text.find('\0')) != std::string_view::npos; text.remove_prefix(end + 1)) {
@@ -205,7 +205,8 @@ void InstallNotes::MakeFile() {
         std::string name = (m_folder / kPrefix).string() + "XXXXXX";
         m_file = ScopedDescriptor(mkostemp(name.data(), O_CLOEXEC));
         m_path = name;
-    } while (m_file && flock(m_file.get(), LOCK_EX) == 0 && !IsStillNamed(m_file.get())); // it was taken for a left-over
+    } while (m_file && flock(m_file.get(), LOCK_EX) == 0 &&
+             !IsStillNamed(m_file.get())); // it was taken for a left-over
     Append(kBoot, 0, Boot());
 }
 
@@ -225,7 +226,8 @@ void InstallNotes::Append(char what, std::uint64_t number, const fs::path &desti
 // Within bytes that are on the disk already a note gets there by itself. At the end of a file it would take the file
 // system's journal with it, and all that was written to the folders since.
 bool InstallNotes::MakeRoom() {
-    if (lseek(m_file.get(), static_cast<off_t>(m_room), SEEK_SET) < 0 || !WriteAll(m_file.get(), std::string(kRoom, '\0'))) {
+    if (lseek(m_file.get(), static_cast<off_t>(m_room), SEEK_SET) < 0 ||
+        !WriteAll(m_file.get(), std::string(kRoom, '\0'))) {
         return false;
     }
     fsync(m_file.get());

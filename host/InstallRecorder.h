@@ -21,9 +21,13 @@ public:
     InstallRecorder &operator=(const InstallRecorder &) = delete;
 
     // A component is about to be moved there; `number` is that of its file or folder. Any thread.
-    void Moving(const std::filesystem::path &destination, std::uint64_t number) { m_notes.Open(destination, number); }
+    void Moving(const std::filesystem::path &destination, std::uint64_t number) {
+        m_notes.Open(destination, number);
+    }
     // It was not.
-    void NotMoved(const std::filesystem::path &destination) { m_notes.NotMoved(destination); }
+    void NotMoved(const std::filesystem::path &destination) {
+        m_notes.NotMoved(destination);
+    }
     // The component at this path. The thread is started by the first one.
     void Add(std::filesystem::path destination);
 

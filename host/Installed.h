@@ -34,13 +34,15 @@ struct InstalledComponent {
 struct ComponentState {
     std::string name;
     std::filesystem::path folder;
-    std::string version; // of the bundle's property list or the library's name; empty when it has none
+    std::string version;  // of the bundle's property list or the library's name; empty when it has none
     bool recorded = true; // false: it stands there, but nothing is known of its files
     unsigned files = 0;
     std::vector<std::string> missing; // relative to the folder
     std::vector<std::string> changed;
 
-    bool whole() const { return recorded && missing.empty() && changed.empty(); }
+    bool whole() const {
+        return recorded && missing.empty() && changed.empty();
+    }
 };
 
 class Installed {

@@ -112,7 +112,14 @@ struct Instance::Services {
 
 tagLUMInterface &Instance::Table() {
     static tagLUMInterface table = {
-        Unused, Unused, Unused, Unused, Unused, Unused, Unused, Unused,
+        Unused,
+        Unused,
+        Unused,
+        Unused,
+        Unused,
+        Unused,
+        Unused,
+        Unused,
         Services::GetParameter,
         Unused,
         Services::OpenURL,

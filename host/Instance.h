@@ -2,9 +2,9 @@
 //
 //   Start --> Beat, Deliver, ... --> End
 //
-// Everything here happens on the main thread. The extension is called by one thing at a time: while a call is inside the
-// extension (which may show a panel and run the run loop meanwhile, or have a package unpacked while the windows stay
-// alive), Beat and Deliver do nothing; what came is delivered afterwards. The cookie that the extension holds is a
+// Everything here happens on the main thread. The extension is called by one thing at a time: while a call is inside
+// the extension (which may show a panel and run the run loop meanwhile, or have a package unpacked while the windows
+// stay alive), Beat and Deliver do nothing; what came is delivered afterwards. The cookie that the extension holds is a
 // number, not a pointer, so that a service call after the end finds nobody instead of a dead object.
 //
 // After the extension asked to be stopped, downloads end without a callback, nothing is installed, shown or opened any
@@ -76,10 +76,16 @@ public:
 
     // To be called whenever windows are looked after: a panel that the extension runs is no pause.
     void WindowsLive();
-    std::chrono::milliseconds longestPause() const { return m_pauses.longest(); }
+    std::chrono::milliseconds longestPause() const {
+        return m_pauses.longest();
+    }
 
-    bool inCall() const { return m_depth > 0; }
-    bool downloading() const { return !m_downloads.empty(); }
+    bool inCall() const {
+        return m_depth > 0;
+    }
+    bool downloading() const {
+        return !m_downloads.empty();
+    }
 
 private:
     class Call; // counts m_depth

@@ -92,7 +92,9 @@ std::filesystem::path LogFile(const Folders &folders) {
 }
 
 struct FreeArchive {
-    void operator()(archive *packed) const { archive_write_free(packed); }
+    void operator()(archive *packed) const {
+        archive_write_free(packed);
+    }
 };
 
 bool AddText(archive *packed, const char *name, const std::string &content) {
@@ -185,14 +187,16 @@ bool LastStart::Pack(const Folders &folders, const std::string &findings, const 
     const std::string installed = redactor.Redact(Installed(folders).Listing());
     const ScopedDescriptor descriptor(open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
     const std::unique_ptr<archive, FreeArchive> packed(archive_write_new());
-    const bool written =
-        descriptor && fchmod(descriptor.get(), 0600) == 0 && archive_write_add_filter_gzip(packed.get()) == ARCHIVE_OK &&
-        archive_write_set_format_ustar(packed.get()) == ARCHIVE_OK &&
-        archive_write_open_fd(packed.get(), descriptor.get()) == ARCHIVE_OK &&
-        AddText(packed.get(), "README.txt", kContents) && AddText(packed.get(), "facts.json", *facts) &&
-        AddText(packed.get(), "trace.txt", ReadWhole(LogFile(folders), kLargestKept).value_or("")) &&
-        AddText(packed.get(), "installed.txt", installed) &&
-        AddText(packed.get(), "doctor.txt", redactor.Redact(findings)) && archive_write_close(packed.get()) == ARCHIVE_OK;
+    const bool written = descriptor && fchmod(descriptor.get(), 0600) == 0 &&
+                         archive_write_add_filter_gzip(packed.get()) == ARCHIVE_OK &&
+                         archive_write_set_format_ustar(packed.get()) == ARCHIVE_OK &&
+                         archive_write_open_fd(packed.get(), descriptor.get()) == ARCHIVE_OK &&
+                         AddText(packed.get(), "README.txt", kContents) &&
+                         AddText(packed.get(), "facts.json", *facts) &&
+                         AddText(packed.get(), "trace.txt", ReadWhole(LogFile(folders), kLargestKept).value_or("")) &&
+                         AddText(packed.get(), "installed.txt", installed) &&
+                         AddText(packed.get(), "doctor.txt", redactor.Redact(findings)) &&
+                         archive_write_close(packed.get()) == ARCHIVE_OK;
     if (!written) {
         error = "the file cannot be written: " + file.string();
     }

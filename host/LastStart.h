@@ -38,7 +38,9 @@ public:
 
 private:
     struct Close {
-        void operator()(std::FILE *file) const { std::fclose(file); }
+        void operator()(std::FILE *file) const {
+            std::fclose(file);
+        }
     };
 
     void WriteFacts() const;

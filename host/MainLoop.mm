@@ -18,8 +18,8 @@ bool HasWindows() {
     return NSApp && GSCurrentServer();
 }
 
-// The application object hears of no window before its launch is finished, and complains when one that became key before
-// resigns.
+// The application object hears of no window before its launch is finished, and complains when one that became key
+// before resigns.
 NSWindow *WindowThatIsKey() {
     NSEnumerator *windows = [[NSApp windows] objectEnumerator];
     while (NSWindow *window = [windows nextObject]) {
@@ -64,8 +64,8 @@ constexpr int kSettling = 20;
 @public
     lumhost::MainLoop::Client *client;
     bool told;
-    int settling; // so many more ticks
-    int bell; // the pipe's end that is read
+    int settling;            // so many more ticks
+    int bell;                // the pipe's end that is read
     std::atomic<bool> *rung; // and not yet answered
 }
 - (void)notice;

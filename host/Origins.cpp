@@ -22,8 +22,8 @@ std::optional<std::string> ReadOrigin(std::string_view text) {
     }
     const std::string_view authority = text.substr(host + 3, text.find_first_of("/?#", host + 3) - (host + 3));
     const bool misleading = authority.empty() || std::any_of(authority.begin(), authority.end(), [](char c) {
-        return (c >= 0 && c <= ' ') || c == '@' || c == '%' || c == '\\';
-    });
+                                return (c >= 0 && c <= ' ') || c == '@' || c == '%' || c == '\\';
+                            });
     const std::optional<Url> url = misleading ? std::nullopt : Url::Parse(text);
     return url ? std::optional(url->Origin()) : std::nullopt;
 }

@@ -10,8 +10,8 @@
 namespace lumhost {
 
 // "https://host" or "https://host:port", the only form that is stored and compared. Nothing when the text is not the
-// address of a site: a path behind it is cut, but a user name, a "%" or letters outside ASCII in it are refused, because
-// people read such addresses wrongly.
+// address of a site: a path behind it is cut, but a user name, a "%" or letters outside ASCII in it are refused,
+// because people read such addresses wrongly.
 std::optional<std::string> ReadOrigin(std::string_view text);
 
 class Origins {
@@ -20,7 +20,9 @@ public:
     explicit Origins(std::filesystem::path file);
 
     bool IsAllowed(std::string_view origin) const;
-    const std::vector<std::string> &all() const { return m_origins; } // sorted
+    const std::vector<std::string> &all() const {
+        return m_origins;
+    } // sorted
 
     // `origin` as ReadOrigin gives it. False, with the system's reason, when the file cannot be written; then nothing
     // has changed. Allowing twice and forbidding what is not allowed are no failures.

@@ -57,9 +57,15 @@ public:
         }
     }
 
-    bool ended() const { return m_ended; }
-    bool found() const { return m_ended || m_depth > 0; } // a page that breaks off within the object counts
-    std::vector<std::pair<std::string, std::string>> &parameters() { return m_parameters; }
+    bool ended() const {
+        return m_ended;
+    }
+    bool found() const {
+        return m_ended || m_depth > 0;
+    } // a page that breaks off within the object counts
+    std::vector<std::pair<std::string, std::string>> &parameters() {
+        return m_parameters;
+    }
 
 private:
     static const xmlChar *Find(const xmlChar **attributes, std::string_view name) {
@@ -93,7 +99,9 @@ private:
 };
 
 struct FreeParser {
-    void operator()(htmlParserCtxt *parser) const { htmlFreeParserCtxt(parser); }
+    void operator()(htmlParserCtxt *parser) const {
+        htmlFreeParserCtxt(parser);
+    }
 };
 
 struct Reading {
@@ -132,9 +140,8 @@ bool Page::ReadObject(std::string_view page) {
     parser->sax->endElement = EndElement;
     parser->userData = &reading;
     constexpr int kOptions = HTML_PARSE_RECOVER | HTML_PARSE_NOERROR | HTML_PARSE_NOWARNING | HTML_PARSE_NONET;
-    const xmlDocPtr document =
-        htmlCtxtReadMemory(parser.get(), html.data(), static_cast<int>(html.size()), nullptr,
-                           IsUtf8(html) ? "UTF-8" : nullptr, kOptions);
+    const xmlDocPtr document = htmlCtxtReadMemory(parser.get(), html.data(), static_cast<int>(html.size()), nullptr,
+                                                  IsUtf8(html) ? "UTF-8" : nullptr, kOptions);
     if (document) {
         xmlFreeDoc(document);
     }

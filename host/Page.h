@@ -21,8 +21,8 @@ public:
     explicit Page(std::optional<Url> address) : m_address(std::move(address)) {}
 
     // The page's own parameters, replacing what was there. False when it has no such object. `page` may be of any size
-    // and need not be sound; it is UTF-8 when it can be, otherwise in the encoding that it names, otherwise Latin 1. It is
-    // not read further than to a place that no honest page has: a thousand open elements, or attributes of one tag.
+    // and need not be sound; it is UTF-8 when it can be, otherwise in the encoding that it names, otherwise Latin 1. It
+    // is not read further than to a place that no honest page has: a thousand open elements, or attributes of one tag.
     bool ReadObject(std::string_view page);
 
     // The value of a parameter, or null. A name is first looked for as it is, then without regard to case, because
@@ -31,10 +31,15 @@ public:
     // Adds the parameter or replaces every one of that name (without regard to case).
     void Set(const std::string &name, const std::string &value);
 
-    const std::vector<std::pair<std::string, std::string>> &parameters() const { return m_parameters; }
-    const std::optional<Url> &address() const { return m_address; }
+    const std::vector<std::pair<std::string, std::string>> &parameters() const {
+        return m_parameters;
+    }
+    const std::optional<Url> &address() const {
+        return m_address;
+    }
 
-    // What an address in this page means: absolute, or relative to the page's own. Nothing when it is not http or https.
+    // What an address in this page means: absolute, or relative to the page's own. Nothing when it is not http or
+    // https.
     std::optional<Url> Resolve(std::string_view reference) const;
 
     // The sites that this page lets act: that from which it came, and that of its "LumUrlRoot", from which the

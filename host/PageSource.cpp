@@ -86,7 +86,8 @@ std::optional<PageText> GetPage(const std::string &place, TransferSettings setti
         }
         return Fetch(*url, std::move(settings), stopped, error);
     }
-    const std::filesystem::path file = lower.starts_with("file://") ? PathOfFileAddress(place) : std::filesystem::path(place);
+    const std::filesystem::path file =
+        lower.starts_with("file://") ? PathOfFileAddress(place) : std::filesystem::path(place);
     auto html = ReadWhole(file, kLargestPage, &error);
     return html ? std::optional(PageText{std::move(*html), std::nullopt}) : std::nullopt;
 }

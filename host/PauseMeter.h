@@ -10,9 +10,15 @@ class PauseMeter {
 public:
     using Clock = std::chrono::steady_clock;
 
-    void Away() { m_since = Clock::now(); }
-    void Back() { m_longest = std::max(m_longest, Clock::now() - m_since); }
-    std::chrono::milliseconds longest() const { return std::chrono::duration_cast<std::chrono::milliseconds>(m_longest); }
+    void Away() {
+        m_since = Clock::now();
+    }
+    void Back() {
+        m_longest = std::max(m_longest, Clock::now() - m_since);
+    }
+    std::chrono::milliseconds longest() const {
+        return std::chrono::duration_cast<std::chrono::milliseconds>(m_longest);
+    }
 
 private:
     Clock::time_point m_since;

@@ -9,10 +9,10 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kWindow = 8s;   // over which the rate is taken
+constexpr auto kWindow = 8s; // over which the rate is taken
 constexpr auto kSampling = 200ms;
 constexpr auto kFirstWord = 2s; // so long nothing is said
-constexpr auto kRecent = 3s;   // against which a break-down is seen
+constexpr auto kRecent = 3s;    // against which a break-down is seen
 constexpr double kBrokenDown = 0.25;
 
 double Seconds(RateWindow::Clock::duration time) {

@@ -14,12 +14,24 @@ namespace lumhost {
 namespace {
 
 // Lower case: names are compared without regard to it.
-constexpr std::array<std::string_view, 18> kTechnical = {
-    "lumcomponentname",        "lumurlroot",        "luminifilename",      "lumactiveinisection",
-    "lumsuppressinstallation", "lumdownloadonly",   "lumproductversion",   "lumsuppressprogressbar",
-    "lumlocalsetting",         "lumsitelock",       "lumsupportsslflag",   "lumloadingmeetingfastflag",
-    "clientbuildversion",      "szframename",       "parmproducttype_value", "klvpagewaiting_value",
-    "type",                    "name"};
+constexpr std::array<std::string_view, 18> kTechnical = {"lumcomponentname",
+                                                         "lumurlroot",
+                                                         "luminifilename",
+                                                         "lumactiveinisection",
+                                                         "lumsuppressinstallation",
+                                                         "lumdownloadonly",
+                                                         "lumproductversion",
+                                                         "lumsuppressprogressbar",
+                                                         "lumlocalsetting",
+                                                         "lumsitelock",
+                                                         "lumsupportsslflag",
+                                                         "lumloadingmeetingfastflag",
+                                                         "clientbuildversion",
+                                                         "szframename",
+                                                         "parmproducttype_value",
+                                                         "klvpagewaiting_value",
+                                                         "type",
+                                                         "name"};
 
 constexpr std::size_t kShortestValue = 3;
 

@@ -19,9 +19,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kTelling = 250ms;     // between two words on the progress
-constexpr auto kLastRequests = 3s;   // for requests to the site's log, at the end
-constexpr auto kLeftRequests = 300ms; // the same when somebody outside waits for the end
+constexpr auto kTelling = 250ms;            // between two words on the progress
+constexpr auto kLastRequests = 3s;          // for requests to the site's log, at the end
+constexpr auto kLeftRequests = 300ms;       // the same when somebody outside waits for the end
 constexpr const char *kTrue64 = "dHJ1ZQ=="; // "true", the way the page says that it waits
 
 bool PageWaits(const Page &page) {
@@ -50,9 +50,9 @@ bool IsChild(int pid) {
 } // namespace
 
 Run::Run(Settings settings, const Folders &folders, TraceFile &log, EventSink &sink)
-    : m_settings(std::move(settings)), m_log(log), m_sink(sink),
-      m_navigator(m_settings.page, sink, m_settings.open), m_lastStart(folders, m_settings.page, m_settings.bundle),
-      m_recorder(folders), m_watch(PageWaits(m_settings.page), m_began), m_loop(*this),
+    : m_settings(std::move(settings)), m_log(log), m_sink(sink), m_navigator(m_settings.page, sink, m_settings.open),
+      m_lastStart(folders, m_settings.page, m_settings.bundle), m_recorder(folders),
+      m_watch(PageWaits(m_settings.page), m_began), m_loop(*this),
       m_transfers(std::make_unique<Transfers>(SettingsOfTransfers(folders), m_loop.Waker())),
       m_instance(std::make_unique<Instance>(m_settings.extension, m_settings.page, m_settings.sites, *m_transfers,
                                             UnpackLimits{}, *this)) {
@@ -65,8 +65,8 @@ Run::Run(Settings settings, const Folders &folders, TraceFile &log, EventSink &s
 Run::~Run() = default;
 
 RunEnd Run::Go() {
-    const TraceObserver observer(m_collector, {[this] { SessionWillLaunch(); },
-                                               [this](int pid) { SessionLaunched(pid); }});
+    const TraceObserver observer(m_collector,
+                                 {[this] { SessionWillLaunch(); }, [this](int pid) { SessionLaunched(pid); }});
     WatchServer(); // it may go away while the first window is made
     SetState(State::Starting);
     std::uint32_t code = 0;
@@ -271,7 +271,8 @@ void Run::SetState(State state, const std::string &detail) {
 void Run::TellProgress(bool atOnce) {
     const Clock::time_point now = Clock::now();
     const Progress progress = m_meter.Now(now);
-    if (m_state == State::Starting || m_state == State::Instructions || progress.received == m_toldBytes || (!atOnce && now - m_toldAt < kTelling)) {
+    if (m_state == State::Starting || m_state == State::Instructions || progress.received == m_toldBytes ||
+        (!atOnce && now - m_toldAt < kTelling)) {
         return;
     }
     m_toldBytes = progress.received;

@@ -9,7 +9,8 @@
 //   - a message was shown after which the extension has stopped. One about a package does not stop it once the main
 //     component is ready: then the other packages are waited for, and kAfterMessage;
 //   - the extension asked to be stopped (the user's Stop button);
-//   - nothing has been going on for kIdle, or kAllInstalled when all packages were installed. The time of a long call of
+//   - nothing has been going on for kIdle, or kAllInstalled when all packages were installed. The time of a long call
+//   of
 //     the extension's (an installation, a panel) is not quiet.
 #pragma once
 
@@ -43,9 +44,15 @@ public:
 
     void Heard(const TraceNews &news, Clock::time_point now);
     void Shown(int message, Clock::time_point now);
-    void SentOn() { m_sentOn = true; }
-    bool isSentOn() const { return m_sentOn; }
-    void AskedToStop() { m_stopped = true; }
+    void SentOn() {
+        m_sentOn = true;
+    }
+    bool isSentOn() const {
+        return m_sentOn;
+    }
+    void AskedToStop() {
+        m_stopped = true;
+    }
     // The application that this process started reported itself to the session.
     void Reported(int pid, Clock::time_point now);
 

@@ -11,7 +11,9 @@ class ScopedDescriptor {
 public:
     ScopedDescriptor() = default;
     explicit ScopedDescriptor(int descriptor) : m_descriptor(descriptor) {}
-    ~ScopedDescriptor() { Close(); }
+    ~ScopedDescriptor() {
+        Close();
+    }
     ScopedDescriptor(ScopedDescriptor &&other) noexcept : m_descriptor(other.Release()) {}
     ScopedDescriptor &operator=(ScopedDescriptor &&other) noexcept {
         if (this != &other) {
@@ -21,9 +23,15 @@ public:
         return *this;
     }
 
-    explicit operator bool() const { return m_descriptor >= 0; }
-    int get() const { return m_descriptor; }
-    int Release() { return std::exchange(m_descriptor, -1); }
+    explicit operator bool() const {
+        return m_descriptor >= 0;
+    }
+    int get() const {
+        return m_descriptor;
+    }
+    int Release() {
+        return std::exchange(m_descriptor, -1);
+    }
     void Close() {
         if (m_descriptor >= 0) {
             close(Release());

@@ -47,7 +47,8 @@ std::optional<Page> ReadPage(const CommandLine &line, const Folders &folders, st
     settings.folder = folders.cache;
     settings.userAgent = std::string("lumhost/") + kVersion;
     std::string reason;
-    const auto text = GetPage(place, settings, [] { return PendingSignal() != 0; }, reason);
+    const auto text = GetPage(
+        place, settings, [] { return PendingSignal() != 0; }, reason);
     if (!text) {
         error = OneLine(place) + ": " + OneLine(reason);
         return std::nullopt;
@@ -73,7 +74,9 @@ class Patience final : public MainLoop::Client {
     }
     void Beat() override {}
     void Woken() override {}
-    void WindowsCame() override { WatchSignals(); }
+    void WindowsCame() override {
+        WatchSignals();
+    }
 };
 
 Permission Ask(const std::vector<std::string> &sites) {
@@ -134,8 +137,8 @@ int StartPage(const CommandLine &line, const Folders &folders) {
     if (!extension) {
         return Fail(*sink, Ending::NoExtension, bundle.string() + ": " + error);
     }
-    Run run({std::move(*page), sites, *extension, bundle, line.timeout, line.open, CanShowWindows(), false, {}}, folders,
-            log, *sink);
+    Run run({std::move(*page), sites, *extension, bundle, line.timeout, line.open, CanShowWindows(), false, {}},
+            folders, log, *sink);
     return run.Go().status;
 }
 

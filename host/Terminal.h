@@ -12,8 +12,8 @@
 
 namespace lumhost {
 
-// One line of a bar, at most `width` columns: "[####    ]  42%  12.3 MB of 29.0 MB  1.2 MB/s  about 15 s left", or only the
-// bytes when there is no total. What does not fit is left out from the end.
+// One line of a bar, at most `width` columns: "[####    ]  42%  12.3 MB of 29.0 MB  1.2 MB/s  about 15 s left", or only
+// the bytes when there is no total. What does not fit is left out from the end.
 std::string ProgressLine(const Progress &progress, int width);
 
 class Terminal final : public EventSink {

@@ -27,8 +27,8 @@ void CutEncoded(std::string &text, std::size_t size) {
     }
     // "%8." to "%B." go on with a character that began further in front.
     const auto continues = [&](std::size_t at) {
-        return at + 2 < text.size() && text[at] == '%' && (text[at + 1] == '8' || text[at + 1] == '9' ||
-                                                           text[at + 1] == 'A' || text[at + 1] == 'B');
+        return at + 2 < text.size() && text[at] == '%' &&
+               (text[at + 1] == '8' || text[at + 1] == '9' || text[at + 1] == 'A' || text[at + 1] == 'B');
     };
     while (end >= 3 && continues(end)) {
         end -= 3;
@@ -36,10 +36,11 @@ void CutEncoded(std::string &text, std::size_t size) {
     text.resize(end);
 }
 
-// The extension traces its own requests to the log at warning level. They are no news to the log, and a request that told
-// of the one before it would grow with each.
+// The extension traces its own requests to the log at warning level. They are no news to the log, and a request that
+// told of the one before it would grow with each.
 bool IsAboutTheLog(std::string_view text) {
-    return text.starts_with("CLumExtension::SaveMsgLogToUrl,") || text.starts_with("CLumExtension::WriteErrorLog,Begin,");
+    return text.starts_with("CLumExtension::SaveMsgLogToUrl,") ||
+           text.starts_with("CLumExtension::WriteErrorLog,Begin,");
 }
 
 } // namespace

@@ -35,7 +35,9 @@ public:
 
     // What `hide` takes out of a text is not handed out to the site. Before the first line.
     using Hide = std::function<std::string(std::string_view)>;
-    void HideFromSite(Hide hide) { m_hide = std::move(hide); }
+    void HideFromSite(Hide hide) {
+        m_hide = std::move(hide);
+    }
 
     void Add(int level, std::string text);
 

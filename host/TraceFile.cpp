@@ -14,10 +14,10 @@ namespace lumhost {
 bool TraceFile::Open(const std::filesystem::path &file, std::string *error) {
     ScopedDescriptor descriptor(open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
     struct stat status {};
-    const bool usable = descriptor && fstat(descriptor.get(), &status) == 0 &&
-                        // One that was there may be open to others; a terminal or a pipe is left as it is.
-                        (!S_ISREG(status.st_mode) ||
-                         (fchmod(descriptor.get(), 0600) == 0 && ftruncate(descriptor.get(), 0) == 0));
+    const bool usable =
+        descriptor && fstat(descriptor.get(), &status) == 0 &&
+        // One that was there may be open to others; a terminal or a pipe is left as it is.
+        (!S_ISREG(status.st_mode) || (fchmod(descriptor.get(), 0600) == 0 && ftruncate(descriptor.get(), 0) == 0));
     if (usable) {
         m_file.reset(fdopen(descriptor.get(), "w"));
     }

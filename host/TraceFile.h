@@ -19,7 +19,9 @@ public:
 
 private:
     struct Close {
-        void operator()(std::FILE *file) const { std::fclose(file); }
+        void operator()(std::FILE *file) const {
+            std::fclose(file);
+        }
     };
     std::unique_ptr<std::FILE, Close> m_file;
 };

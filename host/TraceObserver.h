@@ -10,8 +10,8 @@ namespace lumhost {
 class TraceObserver {
 public:
     struct SessionEvents {
-        std::function<void()> willLaunch;        // "KelvoLumWillLaunchApplication"; any process may have sent it
-        std::function<void(int pid)> launched;   // "KLVMeetingLaunchedNotification" with a process id; likewise
+        std::function<void()> willLaunch;      // "KelvoLumWillLaunchApplication"; any process may have sent it
+        std::function<void(int pid)> launched; // "KLVMeetingLaunchedNotification" with a process id; likewise
     };
 
     // Observes from now on; what the system's libraries log goes to the collector at debug level meanwhile, and not to

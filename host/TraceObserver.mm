@@ -81,14 +81,8 @@ TraceObserver::TraceObserver(TraceCollector &collector, SessionEvents events) : 
     [local addObserver:observer selector:@selector(query:) name:@"QUERYWARINGMESSAGENOTIFICTION" object:nil];
     try {
         NSDistributedNotificationCenter *session = [NSDistributedNotificationCenter defaultCenter];
-        [session addObserver:observer
-                    selector:@selector(willLaunch:)
-                        name:@"KelvoLumWillLaunchApplication"
-                      object:nil];
-        [session addObserver:observer
-                    selector:@selector(launched:)
-                        name:@"KLVMeetingLaunchedNotification"
-                      object:nil];
+        [session addObserver:observer selector:@selector(willLaunch:) name:@"KelvoLumWillLaunchApplication" object:nil];
+        [session addObserver:observer selector:@selector(launched:) name:@"KLVMeetingLaunchedNotification" object:nil];
     } catch (...) { // no daemon: the session tells nothing, and the traces say the same
     }
     m_observer = observer;

@@ -221,7 +221,8 @@ UnpackJob::UnpackJob(std::filesystem::path package, std::filesystem::path destin
     m_result = promise.get_future().share();
     const ScopedSignalBlock block;
     m_thread = std::jthread([package = std::move(package), destination = std::move(destination), limits,
-                             beforeMove = std::move(beforeMove), promise = std::move(promise)](const std::stop_token &stop) mutable {
+                             beforeMove = std::move(beforeMove),
+                             promise = std::move(promise)](const std::stop_token &stop) mutable {
         Result result;
         result.code = InstallPackage(package, destination, limits, &result.reason, stop, beforeMove);
         promise.set_value(std::move(result));

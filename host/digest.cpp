@@ -18,7 +18,9 @@ constexpr std::size_t kSize = 32;
 
 class Hash {
 public:
-    Hash() { m_ready = gnutls_hash_init(&m_hash, GNUTLS_DIG_SHA256) == 0; }
+    Hash() {
+        m_ready = gnutls_hash_init(&m_hash, GNUTLS_DIG_SHA256) == 0;
+    }
     ~Hash() {
         if (m_ready) {
             gnutls_hash_deinit(m_hash, nullptr);
@@ -27,7 +29,9 @@ public:
     Hash(const Hash &) = delete;
     Hash &operator=(const Hash &) = delete;
 
-    bool Add(const void *bytes, std::size_t size) { return m_ready && gnutls_hash(m_hash, bytes, size) == 0; }
+    bool Add(const void *bytes, std::size_t size) {
+        return m_ready && gnutls_hash(m_hash, bytes, size) == 0;
+    }
 
     std::string Hex() {
         if (!m_ready) {

@@ -21,8 +21,8 @@ std::optional<std::string> ReadWhole(const std::filesystem::path &file, std::uin
 enum class Readers { Owner, Everyone };
 
 // Puts the file there in one step, and makes missing folders on its way, for the same readers. Who reads it meanwhile
-// sees the old one or the new one. False, with the reason, when it cannot be done: then the old one is still there. What
-// killed writers of that file have left is removed. One thread of a process at a time.
+// sees the old one or the new one. False, with the reason, when it cannot be done: then the old one is still there.
+// What killed writers of that file have left is removed. One thread of a process at a time.
 bool WriteInOneStep(const std::filesystem::path &file, std::string_view content, std::string *error = nullptr,
                     Readers readers = Readers::Owner);
 

@@ -29,8 +29,7 @@ bool PostAndWait(LUMHostEcho *echo, std::chrono::milliseconds longest) {
     [session postNotificationName:name object:nil userInfo:nil deliverImmediately:YES];
     NSDate *end = [NSDate dateWithTimeIntervalSinceNow:std::chrono::duration<double>(longest).count()];
     while (!echo->arrived && [end timeIntervalSinceNow] > 0) {
-        [[NSRunLoop currentRunLoop] runMode:NSDefaultRunLoopMode
-                                 beforeDate:[NSDate dateWithTimeIntervalSinceNow:0.05]];
+        [[NSRunLoop currentRunLoop] runMode:NSDefaultRunLoopMode beforeDate:[NSDate dateWithTimeIntervalSinceNow:0.05]];
     }
     [session removeObserver:echo];
     return echo->arrived;

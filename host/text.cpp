@@ -7,8 +7,8 @@ namespace lumhost {
 
 namespace {
 
-// The length of the UTF-8 sequence at the start of `text`, 0 when there is none (or one that is overlong, a surrogate or
-// past the last code point).
+// The length of the UTF-8 sequence at the start of `text`, 0 when there is none (or one that is overlong, a surrogate
+// or past the last code point).
 std::size_t SequenceLength(std::string_view text) {
     const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
     const unsigned char first = byte(0);

@@ -11,16 +11,16 @@ namespace lumhost {
 
 struct TraceNews {
     enum class Kind {
-        PackageAsked,  // text: the address that is asked for next; number: announced bytes of all packages so far
-        ShowsMessage,  // number: of the message that is shown next
-        MainReady,     // from now on a package that fails does not stop the rest
-        AllInstalled,  // every package is dealt with
-        Starts,        // the application is being started
-        Process,       // number: its process id
-        MeetingRuns,   // the start of a meeting has been tried, or one runs already
-        MeetingSeen,   // the extension has looked after the meeting: what follows in this call is its last word
-        PlayerRuns,    // likewise for the players, which it looks after for ever
-        Joined,        // number: process id of the application that reported itself
+        PackageAsked, // text: the address that is asked for next; number: announced bytes of all packages so far
+        ShowsMessage, // number: of the message that is shown next
+        MainReady,    // from now on a package that fails does not stop the rest
+        AllInstalled, // every package is dealt with
+        Starts,       // the application is being started
+        Process,      // number: its process id
+        MeetingRuns,  // the start of a meeting has been tried, or one runs already
+        MeetingSeen,  // the extension has looked after the meeting: what follows in this call is its last word
+        PlayerRuns,   // likewise for the players, which it looks after for ever
+        Joined,       // number: process id of the application that reported itself
     };
     Kind kind;
     std::uint32_t number = 0;

@@ -1,6 +1,6 @@
 // Writes the files by which the browsers find the installed program for all users of a machine, for the distribution's
-// package: hostmanifests FOLDER PROGRAM. FOLDER stands for the machine's root; it also gets the list of those files that
-// are the administrator's to change ("conffiles").
+// package: hostmanifests FOLDER PROGRAM. FOLDER stands for the machine's root; it also gets the list of those files
+// that are the administrator's to change ("conffiles").
 #include <cstdio>
 #include <fstream>
 

@@ -238,8 +238,9 @@ bool HttpConversation::SendAll(std::string_view bytes) {
 bool HttpConversation::SendFile(const PublicFile &file, ByteRange range) {
     constexpr unsigned pausesInASecond = 10;
     std::array<char, 65536> block;
-    const std::uint64_t most =
-        m_bytesPerSecond ? std::clamp<std::uint64_t>(m_bytesPerSecond / pausesInASecond, 1, block.size()) : block.size();
+    const std::uint64_t most = m_bytesPerSecond
+                                   ? std::clamp<std::uint64_t>(m_bytesPerSecond / pausesInASecond, 1, block.size())
+                                   : block.size();
     while (range.length > 0) {
         if (m_bytesPerSecond) {
             std::this_thread::sleep_for(std::chrono::milliseconds(most * 1000 / m_bytesPerSecond));

@@ -49,8 +49,8 @@ static NSTextField *Label(NSRect frame, CGFloat size, CGFloat gray) {
         return;
     }
     path[length] = '\0';
-    NSString *contents = [[[NSString stringWithUTF8String:path] stringByDeletingLastPathComponent]
-        stringByDeletingLastPathComponent];
+    NSString *contents =
+        [[[NSString stringWithUTF8String:path] stringByDeletingLastPathComponent] stringByDeletingLastPathComponent];
     UseTheme([[contents stringByAppendingPathComponent:@"Resources/Lum.theme"] UTF8String]);
 }
 

@@ -7,8 +7,7 @@
 // with `where` in front, and the call counts as finished.
 void RunGuarded(const char *where, void (*function)(void *), void *context);
 
-template <class Body>
-void Guarded(const char *where, Body &&body) {
+template <class Body> void Guarded(const char *where, Body &&body) {
     RunGuarded(
         where, [](void *context) { (*static_cast<std::remove_reference_t<Body> *>(context))(); }, &body);
 }

@@ -17,8 +17,7 @@ unsigned int Identity(const CLumExtension *extension) {
 
 } // namespace
 
-CLumExtension::CLumExtension(void *cookie)
-    : m_pLUMCookie(cookie), m_installationMgr(this), m_pluginView(this) {
+CLumExtension::CLumExtension(void *cookie) : m_pLUMCookie(cookie), m_installationMgr(this), m_pluginView(this) {
     m_pBridge = [[LUMBridge alloc] initWithReceiver:this];
     CPluginView::Initialize();
     MacInfoTrace("CLumExtension::CLumExtension(), this = 0x%x", Identity(this));

@@ -5,8 +5,8 @@
 //          +---------------------+------------------+--> stopped (by a failure, or by the user)
 //
 // The watches over launched applications run in every state, the installation only while it is initialised and not
-// stopped. Time is looked at here and nowhere else: the differences of millisecond ticks, unsigned, so that they survive
-// the counter's wrap.
+// stopped. Time is looked at here and nowhere else: the differences of millisecond ticks, unsigned, so that they
+// survive the counter's wrap.
 #include <cstring>
 
 #include "lum/common/lumutil.h"

@@ -183,8 +183,7 @@ void CLumExtension::RefuseTooManyMeetings() {
     if (!ShowTooManyMeetingsAlert(GetParameter("lumlocalsetting")) && m_pLUMInterface &&
         m_pLUMInterface->pfnShowMessage) {
         // Without a window server the host's way of telling the user is the only one.
-        m_pLUMInterface->pfnShowMessage(m_pLUMCookie,
-                                        TooManyMeetingsText(GetParameter("lumlocalsetting")).c_str());
+        m_pLUMInterface->pfnShowMessage(m_pLUMCookie, TooManyMeetingsText(GetParameter("lumlocalsetting")).c_str());
     }
     // The heartbeat takes the running meeting for the launched application and sends the page on.
     SetKelvoAppLaunched(true);

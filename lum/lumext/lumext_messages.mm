@@ -21,8 +21,8 @@ constexpr char kShortText[] = "Setup was unsuccessful. Please restart browser an
 constexpr char kUrlText[] = "Setup was unsuccessful. Please restart browser and try again.\n\n\nError [%d], URL [%s]\n";
 constexpr char kFileText[] =
     "Setup was unsuccessful. Please restart browser and try again.\n\n\nError [%d], File [%s]\n";
-constexpr char kMeetingText[] =
-    "You already have one meeting in progress. You can start or join a new meeting after you leave the previous meeting.";
+constexpr char kMeetingText[] = "You already have one meeting in progress. You can start or join a new meeting after "
+                                "you leave the previous meeting.";
 
 // The English text of a message, null for an id that has none.
 const char *EnglishText(int number) {
@@ -65,8 +65,8 @@ std::string Conversions(const std::string &format) {
 
 // What the trace collector of the host's process has kept of warnings, ready for a URL.
 std::string CollectedWarnings() {
-    NSMutableDictionary *query =
-        [NSMutableDictionary dictionaryWithObject:[NSNumber numberWithBool:YES] forKey:@"RESETTRACES"];
+    NSMutableDictionary *query = [NSMutableDictionary dictionaryWithObject:[NSNumber numberWithBool:YES]
+                                                                    forKey:@"RESETTRACES"];
     [[NSNotificationCenter defaultCenter] postNotificationName:@"QUERYWARINGMESSAGENOTIFICTION"
                                                         object:nil
                                                       userInfo:query];
@@ -78,9 +78,8 @@ std::string CollectedWarnings() {
 } // namespace
 
 bool CLumExtension::GetLogParameters(LogParameters &parameters, const char *&missing) const {
-    const std::array<std::pair<const char *, std::string *>, 3> wanted{{{"LoggingURL", &parameters.url},
-                                                                        {"MeetingID", &parameters.meeting},
-                                                                        {"SessionID", &parameters.session}}};
+    const std::array<std::pair<const char *, std::string *>, 3> wanted{
+        {{"LoggingURL", &parameters.url}, {"MeetingID", &parameters.meeting}, {"SessionID", &parameters.session}}};
     for (const auto &[name, place] : wanted) {
         const char *value = GetParameter(name);
         if (!value) {
@@ -138,12 +137,11 @@ bool CLumExtension::WriteErrorLogForReportDownloadTime() {
     LogParameters parameters;
     const char *missing = nullptr;
     if (!GetLogParameters(parameters, missing)) {
-        MacErrorTrace(
-            "CLumExtension::WriteErrorLogForReportDownloadTime,End,LoggingURL/MeetingID/SessionID is nil!");
+        MacErrorTrace("CLumExtension::WriteErrorLogForReportDownloadTime,End,LoggingURL/MeetingID/SessionID is nil!");
         return false;
     }
-    MacInfoTrace("CLumExtension::WriteErrorLogForReportDownloadTime,JMF parameters: %s,%s,%s",
-                 parameters.url.c_str(), parameters.meeting.c_str(), parameters.session.c_str());
+    MacInfoTrace("CLumExtension::WriteErrorLogForReportDownloadTime,JMF parameters: %s,%s,%s", parameters.url.c_str(),
+                 parameters.meeting.c_str(), parameters.session.c_str());
     try {
         // Joined with "&" whatever the form of the logging URL, unlike the other report: sites rely on it.
         const std::string url = parameters.url + "&ConfID=" + parameters.meeting + "&SessionID=" + parameters.session +
@@ -191,8 +189,8 @@ std::string CLumExtension::LoadResourceString(int nResourceId) {
         TraceAssertionFailure("FALSE", kSource, __LINE__);
         return {};
     }
-    NSString *translated = LocalizedText(ExtensionBundle(), GetParameter("lumlocalsetting"),
-                                         [NSString stringWithUTF8String:english]);
+    NSString *translated =
+        LocalizedText(ExtensionBundle(), GetParameter("lumlocalsetting"), [NSString stringWithUTF8String:english]);
     const char *format = [translated UTF8String];
     std::string text = format ? format : "";
     // A table is a file that others translate: what it holds is a format only when it asks for the same arguments.

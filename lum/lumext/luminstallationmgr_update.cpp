@@ -12,7 +12,8 @@ namespace {
 
 constexpr char kSource[] = "lum/lumext/luminstallationmgr";
 
-// An installed copy of this library is newer than the one offered, so it stays: what needs the offered one runs with it.
+// An installed copy of this library is newer than the one offered, so it stays: what needs the offered one runs with
+// it.
 bool HasNewerCopy(const CItem &item, const std::string &path) {
     MacInfoTrace("LumInstallationMgr::PrepareInstallation, it is dylib file and need check backwardcompatible!");
     std::string local;

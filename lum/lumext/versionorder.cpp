@@ -8,7 +8,7 @@
 
 std::optional<VersionParts> ParseVersion(const std::string &version) {
     const std::vector<std::string> texts = divideStr(version, ",");
-    VersionParts parts;
+    VersionParts parts{};
     if (texts.size() != parts.size()) {
         return std::nullopt;
     }

@@ -16,8 +16,9 @@ std::string ContainerSite::Run(const std::string &container, const std::string &
                                const std::string &more, int &status) {
     const std::string log = dir / "output";
     const std::string command = "unset DISPLAY; '" + container + "' '" + extension + "' 'LumUrlRoot=file://" +
-                                dir.path().string() + "' 'LumComponentName=" + component + "' 'lumcertification=" +
-                                m_identity.certification + "' " + more + " >'" + log + "' 2>&1";
+                                dir.path().string() + "' 'LumComponentName=" + component +
+                                "' 'lumcertification=" + m_identity.certification + "' " + more + " >'" + log +
+                                "' 2>&1";
     status = WEXITSTATUS(std::system(command.c_str()));
     return ReadFile(log);
 }

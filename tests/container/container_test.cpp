@@ -21,7 +21,8 @@ TEST(Container, DownloadsChecksInstallsAndSendsThePageOn) {
     site.dir.Write("src/Part.bundle/Contents/data", "of the component");
     site.Publish("Part.bundle");
     int status = -1;
-    const std::string output = site.Run("Part.bundle", "LumDownloadOnly=TRUE szNextUrl=http://next LumProductVersion=2.4", status);
+    const std::string output =
+        site.Run("Part.bundle", "LumDownloadOnly=TRUE szNextUrl=http://next LumProductVersion=2.4", status);
     EXPECT_EQ(status, 0) << output;
     EXPECT_NE(output.find("open http://next?ExtensionChanged=0 in _self"), std::string::npos) << output;
     EXPECT_EQ(ReadFile(InstallFolder() + "/2.4/Part.bundle/Contents/data"), "of the component");
@@ -31,7 +32,9 @@ TEST(Container, LaunchesTheApplicationAndSendsThePageOn) {
     Site site;
     site.dir.Write("src/confshell.bundle/Contents/data", "x");
     const std::string script = "#!/bin/sh\n"
-                               "echo \"$HOSTTYPE ${CONTAINER_SECRET:-none}\" >'" + (site.dir / "started") + "'\n"
+                               "echo \"$HOSTTYPE ${CONTAINER_SECRET:-none}\" >'" +
+                               (site.dir / "started") +
+                               "'\n"
                                "sleep 6\n";
     const std::string program = site.dir.Write("src/Meeting Hall.app/Contents/MacOS/Meeting Hall", script);
     std::filesystem::permissions(program, std::filesystem::perms::owner_all);
@@ -39,7 +42,8 @@ TEST(Container, LaunchesTheApplicationAndSendsThePageOn) {
     site.Publish("confshell.bundle", "existence");
     int status = -1;
     setenv("CONTAINER_SECRET", "leaked", 1);
-    const std::string output = site.Run("confshell.bundle", "szNextUrl=http://next LoggingURL=http://log MeetingID=1 SessionID=2", status);
+    const std::string output =
+        site.Run("confshell.bundle", "szNextUrl=http://next LoggingURL=http://log MeetingID=1 SessionID=2", status);
     EXPECT_EQ(status, 0) << output;
     EXPECT_NE(output.find("open http://next in _self"), std::string::npos) << output;
     for (const char *code : {"1001", "1002", "1003", "990", "1106"}) {

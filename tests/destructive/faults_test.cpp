@@ -53,19 +53,22 @@ public:
         package.Write("Part.bundle/Contents/\u00fc", "a name");
         RunCommand("tar -C '" + package.path().string() + "' -czf '" + (package / "part.tgz") + "' Part.bundle");
         const SiteIdentity identity = TestSite::MakeIdentity(package, "www.kelvo.example");
-        RunCommand("install -D -m 600 '" + (package / "site-ca.pem") + "' '" + (place / "config/lum/certificates/trusted/ca.pem") + "'");
+        RunCommand("install -D -m 600 '" + (package / "site-ca.pem") + "' '" +
+                   (place / "config/lum/certificates/trusted/ca.pem") + "'");
         const TestSite::Item item{.name = "Part.bundle", .url = "part.tgz"};
-        server.On("/lummac.ini", {{.body = "[Kelvo]\nCount=1\nFile1=" +
-                                           TestSite::ItemLine(identity, item, package / "part.tgz") + "\n"}});
+        server.On(
+            "/lummac.ini",
+            {{.body = "[Kelvo]\nCount=1\nFile1=" + TestSite::ItemLine(identity, item, package / "part.tgz") + "\n"}});
         server.On("/log", {{.status = 204}});
         place.Write("config/lumhost/allowed-origins", server.Url("") + "\n");
-        page = place.Write("page.html", R"(<object type="application/x-lum"><param name="LumUrlRoot" value=")" +
-                                            server.Url("") + R"("><param name="LumComponentName" value="Part.bundle">)" +
-                                            R"(<param name="LumDownloadOnly" value="TRUE"><param name="szNextUrl" value="http://next">)" +
-                                            R"(<param name="LumProductVersion" value="2.4"><param name="MeetingID" value="1">)" +
-                                            R"(<param name="SessionID" value="2"><param name="LoggingURL" value=")" +
-                                            server.Url("/log?a=b") + R"("><param name="lumcertification" value=")" +
-                                            identity.certification + R"("></object>)");
+        page = place.Write(
+            "page.html",
+            R"(<object type="application/x-lum"><param name="LumUrlRoot" value=")" + server.Url("") +
+                R"("><param name="LumComponentName" value="Part.bundle">)" +
+                R"(<param name="LumDownloadOnly" value="TRUE"><param name="szNextUrl" value="http://next">)" +
+                R"(<param name="LumProductVersion" value="2.4"><param name="MeetingID" value="1">)" +
+                R"(<param name="SessionID" value="2"><param name="LoggingURL" value=")" + server.Url("/log?a=b") +
+                R"("><param name="lumcertification" value=")" + identity.certification + R"("></object>)");
         fs::create_directory(place / "home");
         fs::create_directory(place / "tmp");
         fs::permissions(place / "tmp", fs::perms::owner_all);
@@ -75,17 +78,20 @@ public:
         }
         unsetenv("DISPLAY");
     }
-    ~Machine() { std::system(("chmod -R u+rwX '" + place.path().string() + "'").c_str()); }
+    ~Machine() {
+        std::system(("chmod -R u+rwX '" + place.path().string() + "'").c_str());
+    }
 
-    // Starts the page within this shell line (`"$@"` is the program); `meanwhile` happens while the package is asked for.
+    // Starts the page within this shell line (`"$@"` is the program); `meanwhile` happens while the package is asked
+    // for.
     void Start(const std::string &line, const std::function<void(const Machine &)> &meanwhile = {}) {
         server.ForgetRequests();
-        server.On("/part.tgz", {{.body = ReadFile(package / "part.tgz"),
-                                 .delay = std::chrono::milliseconds(meanwhile ? 4000 : 0)}});
+        server.On("/part.tgz",
+                  {{.body = ReadFile(package / "part.tgz"), .delay = std::chrono::milliseconds(meanwhile ? 4000 : 0)}});
         place.Write("line", kFunctions + line);
         auto ended = std::async(std::launch::async, [this] {
-            return std::system(("sh '" + (place / "line") + "' '" TEST_LUMHOST "' --json --timeout 60 '" + page + "' >'" +
-                                (place / "out") + "' 2>'" + (place / "err") + "'")
+            return std::system(("sh '" + (place / "line") + "' '" TEST_LUMHOST "' --json --timeout 60 '" + page +
+                                "' >'" + (place / "out") + "' 2>'" + (place / "err") + "'")
                                    .c_str());
         });
         if (meanwhile) {
@@ -105,7 +111,8 @@ public:
         EXPECT_EQ(0, status) << events << errors;
         EXPECT_TRUE(IsInstalled());
         EXPECT_THAT(Run("status"), HasSubstr("Part.bundle  whole (2 files)"));
-        EXPECT_EQ("", RunCommand("find '" + (place / "home") + "' -name '*.new' -o -name 'installing.*' -o -name '.lumhost-*'"));
+        EXPECT_EQ("", RunCommand("find '" + (place / "home") +
+                                 "' -name '*.new' -o -name 'installing.*' -o -name '.lumhost-*'"));
     }
 
     // What another verb prints.
@@ -158,7 +165,9 @@ struct Fault {
     std::function<void(const Machine &)> meanwhile = {};
 };
 
-void PrintTo(const Fault &fault, std::ostream *out) { *out << fault.name; }
+void PrintTo(const Fault &fault, std::ostream *out) {
+    *out << fault.name;
+}
 
 const std::vector<int> kWell = {1001, 1002, 1003};
 
@@ -178,9 +187,10 @@ TEST_P(MachineFaults, EndInOrder) {
 #define PRELOADED "LD_PRELOAD=" TEST_FAULTS " "
 
 void EndNotificationDaemon(const Machine &machine) {
-    RunCommand("for e in /proc/[0-9]*/environ; do p=${e#/proc/}; p=${p%/*};"
-               "  if [ \"$(cat /proc/$p/comm 2>/dev/null)\" = gdnc ] && tr '\\0' '\\n' <$e 2>/dev/null | grep -qx 'TMP=" +
-               (machine.place / "tmp") + "'; then kill -KILL $p; fi; done");
+    RunCommand(
+        "for e in /proc/[0-9]*/environ; do p=${e#/proc/}; p=${p%/*};"
+        "  if [ \"$(cat /proc/$p/comm 2>/dev/null)\" = gdnc ] && tr '\\0' '\\n' <$e 2>/dev/null | grep -qx 'TMP=" +
+        (machine.place / "tmp") + "'; then kill -KILL $p; fi; done");
 }
 
 const Fault kFaults[] = {
@@ -190,7 +200,12 @@ const Fault kFaults[] = {
     {"NoRoomForNotes", R"sh(mounted "$HOME/.local" 8 "$@")sh", 0, 0, kWell, true},
     {"FilesMayNotGrow", R"sh(ulimit -f 400; exec "$@")sh", 1, 6, {1001, 1002, 6}, false},
     {"HomeReadOnly", R"sh(chmod 555 "$HOME"; powerless "$@")sh", 1, 5, {1001, 5}, false},
-    {"SupportReadOnly", R"sh(mkdir -p "$support"; chmod 555 "$support"; powerless "$@")sh", 1, 7009, {1001, 1002, 1003, 7009}, false},
+    {"SupportReadOnly",
+     R"sh(mkdir -p "$support"; chmod 555 "$support"; powerless "$@")sh",
+     1,
+     7009,
+     {1001, 1002, 1003, 7009},
+     false},
     {"SupportForeign", R"sh(foreign "$support"; powerless "$@")sh", 1, 7009, {1001, 1002, 1003, 7009}, false},
     {"CacheForeign", R"sh(foreign "$HOME/.cache"; powerless "$@")sh", 1, 5, {1001, 5}, false},
     {"NoHome", R"sh(HOME=/dev/null/home exec "$@")sh", 1, 5, {1001, 5}, false},
@@ -199,16 +214,22 @@ const Fault kFaults[] = {
     {"WindowServerGone",
      R"sh(mkfifo "$TMP/number"; Xvfb -displayfd 3 -nolisten tcp 3>"$TMP/number" >/dev/null 2>&1 & echo $! >"$TMP/server"
         read -r number <"$TMP/number"; echo ":$number" >"$TMP/display"; DISPLAY=:$number exec "$@")sh",
-     9, 0, {1001, 1002, 1003}, false,
+     9,
+     0,
+     {1001, 1002, 1003},
+     false,
      [](const Machine &machine) {
          const std::string folder = machine.place / "tmp";
-         RunCommand("cd '" + folder + "' && for i in $(seq 50); do "
-                    "xwininfo -display $(cat display) -root -children | grep -q '\"[Ll]umhost' && break; sleep 0.1; done; "
-                    "kill -KILL $(cat server)");
+         RunCommand(
+             "cd '" + folder +
+             "' && for i in $(seq 50); do "
+             "xwininfo -display $(cat display) -root -children | grep -q '\"[Ll]umhost' && break; sleep 0.1; done; "
+             "kill -KILL $(cat server)");
      }},
     {"LocaleC", R"sh(LC_ALL=C exec "$@")sh", 0, 0, kWell, true},
     {"LocaleLatin", R"sh(localedef -i de_DE -f ISO-8859-1 "$TMP/de_DE.ISO-8859-1" 2>/dev/null
-                       LOCPATH=$TMP LC_ALL=de_DE.ISO-8859-1 exec "$@")sh", 0, 0, kWell, true},
+                       LOCPATH=$TMP LC_ALL=de_DE.ISO-8859-1 exec "$@")sh",
+     0, 0, kWell, true},
 #ifndef __SANITIZE_ADDRESS__ // which wants to be loaded before everything else
     {"NoCrypto", PRELOADED R"sh(FAULT_LIBRARY=libcrypto exec "$@")sh", 1, 7, {1001, 1002, 7}, false},
     {"NoSha", PRELOADED R"sh(FAULT_SYMBOL=SHA256_Update exec "$@")sh", 1, 7, {1001, 1002, 7}, false},
@@ -253,7 +274,8 @@ TEST(Privacy, NothingOfThePersonLeaves) {
     EXPECT_EQ(1, machine.status);
     std::string sent;
     for (const auto &request : machine.server.requests()) {
-        EXPECT_THAT(request.target, AllOf(Not(HasSubstr("Secret")), Not(HasSubstr("Lovelace")), Not(HasSubstr("lumtest")))) ;
+        EXPECT_THAT(request.target,
+                    AllOf(Not(HasSubstr("Secret")), Not(HasSubstr("Lovelace")), Not(HasSubstr("lumtest"))));
         sent += request.path == "/log" ? request.target + "\n" : "";
     }
     EXPECT_THAT(sent, HasSubstr("~%2FGNUstep")) << "the warning was sent";
@@ -262,9 +284,9 @@ TEST(Privacy, NothingOfThePersonLeaves) {
                                RunCommand("cat '" + home + "'/.local/state/lumhost/*");
     EXPECT_THAT(report, AllOf(HasSubstr("DoItemInstall"), Not(HasSubstr("Secret")), Not(HasSubstr("Lovelace")),
                               Not(HasSubstr(home))));
-    EXPECT_EQ("600\n600\n600\n600\n", RunCommand("stat -c %a '" + (machine.place / "tmp/trace") + "' '" +
-                                                 (machine.place / "report.tgz") + "' '" + home +
-                                                 "'/.local/state/lumhost/*"));
+    EXPECT_EQ("600\n600\n600\n600\n",
+              RunCommand("stat -c %a '" + (machine.place / "tmp/trace") + "' '" + (machine.place / "report.tgz") +
+                         "' '" + home + "'/.local/state/lumhost/*"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, MachineFaults, testing::ValuesIn(kFaults),

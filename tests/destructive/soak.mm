@@ -32,7 +32,7 @@ int Instances() {
     return std::max(1, text ? std::atoi(text) : 2000);
 }
 
-constexpr long kResidentSlack = 2 << 10;      // kB
+constexpr long kResidentSlack = 2 << 10; // kB
 #ifdef __SANITIZE_ADDRESS__
 constexpr bool kMemoryTells = false; // freed blocks are kept back; the leak checker looks instead
 #else
@@ -70,18 +70,18 @@ void Forget(id observer, NSString *name) {
 void CountObservers() {
     Class local = [NSNotificationCenter class];
     Class distributed = [NSDistributedNotificationCenter class];
-    removeDistributedBefore = Replace<Remove>(
-        distributed, @selector(removeObserver:name:object:), [](id self, SEL sel, id observer, NSString *name, id object) {
-            Forget(observer, name);
-            removeDistributedBefore(self, sel, observer, name, object);
-        });
-    addDistributedBefore = Replace<AddDistributed>(
-        distributed, @selector(addObserver:selector:name:object:suspensionBehavior:),
-        [](id self, SEL sel, id observer, SEL action, NSString *name, NSString *object,
-           NSNotificationSuspensionBehavior behavior) {
-            observers.insert(observer);
-            addDistributedBefore(self, sel, observer, action, name, object, behavior);
-        });
+    removeDistributedBefore = Replace<Remove>(distributed, @selector(removeObserver:name:object:),
+                                              [](id self, SEL sel, id observer, NSString *name, id object) {
+                                                  Forget(observer, name);
+                                                  removeDistributedBefore(self, sel, observer, name, object);
+                                              });
+    addDistributedBefore =
+        Replace<AddDistributed>(distributed, @selector(addObserver:selector:name:object:suspensionBehavior:),
+                                [](id self, SEL sel, id observer, SEL action, NSString *name, NSString *object,
+                                   NSNotificationSuspensionBehavior behavior) {
+                                    observers.insert(observer);
+                                    addDistributedBefore(self, sel, observer, action, name, object, behavior);
+                                });
     addBefore = Replace<Add>(local, @selector(addObserver:selector:name:object:),
                              [](id self, SEL sel, id observer, SEL action, NSString *name, id object) {
                                  observers.insert(observer);
@@ -108,8 +108,8 @@ long AllocatedBytes() {
     return static_cast<long>(heap.uordblks + heap.hblkhd);
 }
 
-// What an open stream takes before it reads, and its place in the list of them (which grows by doubling). The first ones
-// may be given blocks that were freed before, which tells nothing.
+// What an open stream takes before it reads, and its place in the list of them (which grows by doubling). The first
+// ones may be given blocks that were freed before, which tells nothing.
 long BytesOfStream() {
     constexpr int kFirst = 50;
     constexpr int kCounted = 200;
@@ -158,19 +158,19 @@ struct Site {
     TempDir dir;
     SiteIdentity identity = TestSite::MakeIdentity(dir, "www.kelvo.example");
     std::string package = dir.Write("confshell.bundle", std::string(20000, 'x'));
-    std::string instructions = dir.Write(
-        "lummac.ini",
-        "[Kelvo]\nCount=1\nFile1=" +
-            TestSite::ItemLine(identity, {.name = "confshell.bundle", .update = "always"}, package) + "\n");
+    std::string instructions =
+        dir.Write("lummac.ini",
+                  "[Kelvo]\nCount=1\nFile1=" +
+                      TestSite::ItemLine(identity, {.name = "confshell.bundle", .update = "always"}, package) + "\n");
 };
 
 // A page from its opening to its closing; what it showed instead when it was not sent on.
 testing::AssertionResult Visit(const Site &site) {
     NSAutoreleasePool *pool = [NSAutoreleasePool new];
     FakeHost host;
-    host.parameters = {{"LumUrlRoot", "http://site.example"},     {"LumComponentName", "confshell.bundle"},
-                       {"LumDownloadOnly", "TRUE"},               {"szNextUrl", "http://next.example"},
-                       {"LumProductVersion", "2.4"},              {"lumcertification", site.identity.certification}};
+    host.parameters = {{"LumUrlRoot", "http://site.example"}, {"LumComponentName", "confshell.bundle"},
+                       {"LumDownloadOnly", "TRUE"},           {"szNextUrl", "http://next.example"},
+                       {"LumProductVersion", "2.4"},          {"lumcertification", site.identity.certification}};
     host.EnableLog();
     void *component = nullptr;
     LumInitInstance(&host, &host.table, &component);
@@ -183,7 +183,8 @@ testing::AssertionResult Visit(const Site &site) {
     const bool sentOn = host.PageNavigations().size() == 1 && host.installs.size() == 1;
     testing::AssertionResult result = sentOn ? testing::AssertionSuccess() : testing::AssertionFailure();
     if (!sentOn) {
-        result << host.PageNavigations().size() << " navigations, " << host.installs.size() << " installations, messages:";
+        result << host.PageNavigations().size() << " navigations, " << host.installs.size()
+               << " installations, messages:";
         for (const std::string &message : host.messages) {
             result << " \"" << message << "\"";
         }
@@ -234,8 +235,8 @@ TEST(Soak, NothingPilesUpFromPageToPage) {
     const long allocated = after.allocated - before.allocated - streamBytes;
     std::printf("%d instances: resident %ld kB to %ld kB; %ld hash streams left open (%ld kB of that); heap apart from "
                 "them %+ld bytes; other descriptors %ld to %ld; observers %zu to %zu\n",
-                instances, before.resident, after.resident, streams, streamBytes / 1024, allocated,
-                before.descriptors, after.descriptors, before.observers, after.observers);
+                instances, before.resident, after.resident, streams, streamBytes / 1024, allocated, before.descriptors,
+                after.descriptors, before.observers, after.observers);
     EXPECT_EQ(after.descriptors, before.descriptors);
     EXPECT_EQ(after.observers, before.observers);
     EXPECT_GT(streams, 0);

@@ -9,8 +9,6 @@
 
 #include "tests/support/ChildProcess.h"
 
-extern char **environ;
-
 Lumhost::Lumhost(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), TEST_LUMHOST);
     std::vector<char *> words;

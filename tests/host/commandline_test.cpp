@@ -66,8 +66,8 @@ TEST(CommandLine, VerbsAndTheirWords) {
 }
 
 TEST(CommandLine, OptionsStandAnywhere) {
-    const auto line = ReadCommandLine({"--param", "A=1=2", "--timeout=0.5", "page.html", "--json", "--open", "--param=B=",
-                                       "--log", "l", "--report=r", "--extension", "x.bundle"});
+    const auto line = ReadCommandLine({"--param", "A=1=2", "--timeout=0.5", "page.html", "--json", "--open",
+                                       "--param=B=", "--log", "l", "--report=r", "--extension", "x.bundle"});
     const auto *read = std::get_if<CommandLine>(&line);
     ASSERT_TRUE(read);
     EXPECT_THAT(read->operands, ElementsAre("page.html"));

@@ -127,7 +127,8 @@ TEST_F(InstalledTest, RemovesNothingElse) {
     place.Write("data/installed.json", R"({"components": [
         {"folder": ")" + (place / "x") + R"(", "name": "../precious", "files": []},
         {"folder": "precious", "name": "file", "files": []},
-        {"folder": ")" + (place / "Kelvo Folder/2.4") + R"(", "name": "Hall.app", "files": [{"path": "../../precious/file"}]}]})");
+        {"folder": ")" + (place / "Kelvo Folder/2.4") +
+                                           R"(", "name": "Hall.app", "files": [{"path": "../../precious/file"}]}]})");
     EXPECT_EQ(0U, installed.Remove("../precious", errors));
     EXPECT_EQ(1U, installed.Remove("Hall.app", errors));
     EXPECT_FALSE(fs::exists(bundle));

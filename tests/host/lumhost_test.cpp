@@ -26,7 +26,9 @@ std::string Package(const TempDir &place) {
 
 class LumhostWithoutWindowsTest : public LumhostTest {
 protected:
-    void SetUp() override { unsetenv("DISPLAY"); }
+    void SetUp() override {
+        unsetenv("DISPLAY");
+    }
 };
 
 std::vector<std::string> Names(const std::vector<Json::Value> &events) {
@@ -47,16 +49,18 @@ TEST_F(LumhostWithoutWindowsTest, AWholeStart) {
     const std::string installed = place / "Kelvo Folder/Hall.app";
     fs::create_directory(place / "Kelvo Folder");
     Lumhost run(Arguments(
-        Page("now get " + server.Url("/kit/lummac.ini") + "\ntrace 2 bad &amp; odd\nwarnings\nopen - " + server.Url("/log?ErrorCode=990&amp;x=y z") +
-             "\ntrace 1 LumInstallationMgr::PrepareDownload Down file=" + url + ", TotalSize=" +
-             std::to_string(package.size()) + "\nplace " + installed + "\nget " + url + "\ntrace 1 Init the main component...\ntrace 1 CPluginView::LoadMainComponant,Process launch successfully, "
-             "process id = 4242\ntrace 1 CLumExtension::SetKelvoAppLaunched,bKelvoAppLaunched=1\nopen frame1 " +
-             server.Url("/next?a=b c#room 1")),
+        Page(
+            "now get " + server.Url("/kit/lummac.ini") + "\ntrace 2 bad &amp; odd\nwarnings\nopen - " +
+            server.Url("/log?ErrorCode=990&amp;x=y z") + "\ntrace 1 LumInstallationMgr::PrepareDownload Down file=" +
+            url + ", TotalSize=" + std::to_string(package.size()) + "\nplace " + installed + "\nget " + url +
+            "\ntrace 1 Init the main component...\ntrace 1 CPluginView::LoadMainComponant,Process launch successfully, "
+            "process id = 4242\ntrace 1 CLumExtension::SetKelvoAppLaunched,bKelvoAppLaunched=1\nopen frame1 " +
+            server.Url("/next?a=b c#room 1")),
         {"--json", "--log", place / "trace"}));
     EXPECT_EQ(0, run.Wait()) << run.Err();
     EXPECT_EQ("code", ReadFile(installed + "/run"));
-    EXPECT_THAT(Record(), ElementsAre("done 8", "warnings bad%20%26%20odd", "done " + std::to_string(8 + package.size()),
-                                      "install 0", "exit"));
+    EXPECT_THAT(Record(), ElementsAre("done 8", "warnings bad%20%26%20odd",
+                                      "done " + std::to_string(8 + package.size()), "install 0", "exit"));
     server.ExpectExactly({"GET /kit/lummac.ini", "GET /log", "GET /kit/a%20b.tgz"});
 
     const std::vector<Json::Value> events = run.Events();
@@ -118,7 +122,8 @@ TEST_F(LumhostWithoutWindowsTest, ExitStatuses) {
     };
     const Case cases[] = {
         {"wrong use", {"--nope"}, 2, "--nope"},
-        {"a log that cannot be written", Arguments(Page(""), {"--log", "/no/such/folder/log"}), 2, "/no/such/folder/log"},
+        {"a log that cannot be written", Arguments(Page(""), {"--log", "/no/such/folder/log"}), 2,
+         "/no/such/folder/log"},
         {"no such page", Arguments(place / "none.html"), 3, "No such file"},
         {"a folder", Arguments(place.path().string()), 3, "directory"},
         {"no such address", Arguments(server.Url("/none.html")), 3, "404"},
@@ -157,8 +162,8 @@ TEST_F(LumhostWithoutWindowsTest, SitesThatAreNotAllowed) {
     FaultServer other;
     server.On("/page.html", {{.body = ReadFile(page)}});
     other.On("/go", {{.status = 302, .headers = {"Location: " + server.Url("/page.html")}}});
-    server.On("/elsewhere.html",
-              {{.body = R"(<object type="application/x-lum"><param name="LumUrlRoot" value=")" + other.Url("/kit") + R"("></object>)"}});
+    server.On("/elsewhere.html", {{.body = R"(<object type="application/x-lum"><param name="LumUrlRoot" value=")" +
+                                           other.Url("/kit") + R"("></object>)"}});
     Allow(other.Url(""));
     EXPECT_EQ(4, Lumhost(Arguments(other.Url("/go"))).Wait()) << "a redirect leads to a page of the other site";
     EXPECT_EQ(4, Lumhost(Arguments(server.Url("/elsewhere.html"))).Wait());
@@ -210,9 +215,10 @@ TEST_F(LumhostWithoutWindowsTest, SignalsEndItInOrder) {
 TEST_F(LumhostWithoutWindowsTest, ReportForSupport) {
     setenv("XDG_STATE_HOME", (place / "state").c_str(), 1);
     EXPECT_EQ(1, Lumhost({"--report", place / "report.tgz"}).Wait()) << "there was no start yet";
-    Lumhost run(Arguments(Page("trace 1 meeting 471123 in " + fs::path(getenv("HOME")).string() + "\nmessage 5 Error [5]",
-                               "<param name=MeetingID value=471123>"),
-                          {"--report", place / "report.tgz"}));
+    Lumhost run(
+        Arguments(Page("trace 1 meeting 471123 in " + fs::path(getenv("HOME")).string() + "\nmessage 5 Error [5]",
+                       "<param name=MeetingID value=471123>"),
+                  {"--report", place / "report.tgz"}));
     EXPECT_EQ(1, run.Wait());
     struct stat status {};
     ASSERT_EQ(0, stat((place / "report.tgz").c_str(), &status));

@@ -99,9 +99,9 @@ TEST_F(LumhostWindowsTest, StopWhileAPackageIsUnpacked) {
     server.On("/kit/large", {{.body = LargePackage(place)}});
     server.On("/kit/slow", {{.body = std::string(1'000'000, 'x'), .bytesPerSecond = 10'000}});
     std::filesystem::create_directory(place / "Kelvo Folder");
-    Lumhost run(Arguments(Page("window\nstart " + server.Url("/kit/slow") + "\nplace " +
-                               (place / "Kelvo Folder/Hall.app") + "\nget " + server.Url("/kit/large") +
-                               "\nmessage 5 never shown")));
+    Lumhost run(
+        Arguments(Page("window\nstart " + server.Url("/kit/slow") + "\nplace " + (place / "Kelvo Folder/Hall.app") +
+                       "\nget " + server.Url("/kit/large") + "\nmessage 5 never shown")));
     EXPECT_TRUE(WaitForWindow("Fake"));
     EXPECT_TRUE(WaitUntil([&] { return run.OutSoFar().find("Installing Hall.app") != std::string::npos; }));
     Press("Fake", {"Return"});
@@ -121,8 +121,8 @@ TEST_F(LumhostWindowsTest, ATermSignalWhileAPackageIsUnpacked) {
         if (!windows) {
             unsetenv("DISPLAY");
         }
-        Lumhost run(Arguments(Page(std::string(windows ? "window\n" : "") + "place " + (place / "Kelvo Folder/Hall.app") +
-                                   "\nget " + server.Url("/kit/large"))));
+        Lumhost run(Arguments(Page(std::string(windows ? "window\n" : "") + "place " +
+                                   (place / "Kelvo Folder/Hall.app") + "\nget " + server.Url("/kit/large"))));
         EXPECT_TRUE(WaitUntil([&] { return run.OutSoFar().find("Installing Hall.app") != std::string::npos; }));
         run.Signal(SIGTERM);
         EXPECT_EQ(128 + SIGTERM, run.Wait());

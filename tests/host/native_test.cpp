@@ -15,8 +15,6 @@
 #include "tests/support/FaultServer.h"
 #include "tests/support/TempDir.h"
 
-extern char **environ;
-
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;

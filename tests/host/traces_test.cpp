@@ -9,8 +9,6 @@
 
 using namespace lumhost;
 using testing::EndsWith;
-using testing::HasSubstr;
-using testing::Not;
 using testing::StartsWith;
 
 namespace {
@@ -83,7 +81,8 @@ TEST(Traces, SayWhatHappens) {
                              "LumInstallationMgr::PrepareDownload Down file=x"}) {
         EXPECT_EQ(std::nullopt, kind(text)) << text;
     }
-    const auto asked = ReadTrace("LumInstallationMgr::PrepareDownload Down file=http://h/a, TotalSize=1?random=5, TotalSize=-2");
+    const auto asked =
+        ReadTrace("LumInstallationMgr::PrepareDownload Down file=http://h/a, TotalSize=1?random=5, TotalSize=-2");
     ASSERT_TRUE(asked);
     EXPECT_EQ("http://h/a, TotalSize=1?random=5", asked->text);
     EXPECT_EQ(4'294'967'294U, asked->number) << "sizes of 2 GiB and more are traced as negative numbers";
@@ -132,7 +131,8 @@ TEST(Redactor, TakesOutWhatIsPrivate) {
 
 TEST(Redactor, HidesThePersonFromTheSite) {
     const Redactor redactor("/home/ada", "ada", {{"MeetingID", "4711 23"}});
-    EXPECT_EQ("~/GNUstep of <user> in 4711 23, http://h/?x=1", redactor.HidePerson("/home/ada/GNUstep of ada in 4711 23, http://h/?x=1"));
+    EXPECT_EQ("~/GNUstep of <user> in 4711 23, http://h/?x=1",
+              redactor.HidePerson("/home/ada/GNUstep of ada in 4711 23, http://h/?x=1"));
     TraceCollector collector;
     collector.HideFromSite([&](std::string_view text) { return redactor.HidePerson(text); });
     collector.Add(2, "no room in /home/ada");

@@ -76,8 +76,7 @@ TEST(Bridge, HearsTheDistributedNotificationUntilItGoes) {
               deliverImmediately:YES];
     NSDate *deadline = [NSDate dateWithTimeIntervalSinceNow:20];
     while (![extension->m_pBridge launchFlag] && [deadline timeIntervalSinceNow] > 0) {
-        [[NSRunLoop currentRunLoop] runMode:NSDefaultRunLoopMode
-                                 beforeDate:[NSDate dateWithTimeIntervalSinceNow:0.05]];
+        [[NSRunLoop currentRunLoop] runMode:NSDefaultRunLoopMode beforeDate:[NSDate dateWithTimeIntervalSinceNow:0.05]];
     }
     EXPECT_TRUE([extension->m_pBridge launchFlag]);
     EXPECT_TRUE([[extension->m_pBridge jumpURL] isEqualToString:@"http://next"]);

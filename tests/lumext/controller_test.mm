@@ -52,9 +52,9 @@ TEST(Controller, PageWaitsByItsParameter) {
         unsigned int ago;
         bool looked;
     } cases[] = {
-        {nullptr, false, 150, false}, {nullptr, false, 400, true},    {"true", false, 400, true},
-        {"", false, 400, true},       {kTrue, false, 400, false},     {kTrue, false, 290000, false},
-        {kTrue, false, 300400, true}, {kTrue, true, 5, true},         {nullptr, true, 100, false},
+        {nullptr, false, 150, false}, {nullptr, false, 400, true}, {"true", false, 400, true},
+        {"", false, 400, true},       {kTrue, false, 400, false},  {kTrue, false, 290000, false},
+        {kTrue, false, 300400, true}, {kTrue, true, 5, true},      {nullptr, true, 100, false},
     };
     for (const auto &test : cases) {
         Fixture fixture;

@@ -12,7 +12,9 @@ struct Fixture {
     FakeHost host;
     CLumExtension extension{&host};
     LumInstallationMgr &manager = extension.m_installationMgr;
-    Fixture() { extension.m_pLUMInterface = &host.table; }
+    Fixture() {
+        extension.m_pLUMInterface = &host.table;
+    }
 };
 
 } // namespace
@@ -35,8 +37,8 @@ TEST(Download, SpeedCountsTheFirstSecondWhole) {
 TEST(Download, TimeLeft) {
     const struct {
         unsigned int total, received, speed, seconds;
-    } cases[] = {{1000, 0, 0, 0}, {1000, 1000, 10, 0}, {1000, 1001, 10, 0}, {1000, 995, 10, 0}, {1000, 333, 10, 66},
-                 {0, 0, 10, 0}};
+    } cases[] = {{1000, 0, 0, 0},    {1000, 1000, 10, 0}, {1000, 1001, 10, 0},
+                 {1000, 995, 10, 0}, {1000, 333, 10, 66}, {0, 0, 10, 0}};
     for (const auto &test : cases) {
         Fixture fixture;
         fixture.manager.m_dwTotalSize = test.total;
@@ -57,9 +59,9 @@ TEST(Download, PercentMayExceedTheWhole) {
         fixture.manager.m_dwDownloadedSize = test.received;
         TraceRecorder traces;
         fixture.manager.UpdateDownloadWindowProgress();
-        EXPECT_EQ(traces.traces().at(0).text, "LumInstallationMgr::UpdateDownloadProgress total size = " +
-                                                  std::to_string(test.total) + ", current size = " +
-                                                  std::to_string(test.received) + ", pecent = " + test.percent);
+        EXPECT_EQ(traces.traces().at(0).text,
+                  "LumInstallationMgr::UpdateDownloadProgress total size = " + std::to_string(test.total) +
+                      ", current size = " + std::to_string(test.received) + ", pecent = " + test.percent);
     }
 }
 
@@ -68,8 +70,8 @@ TEST(Download, WhenTheWindowIsWanted) {
         unsigned int need, current;
         const char *suppress; // null: absent
         bool wanted;
-    } cases[] = {{0, 0, nullptr, false}, {1, 0, nullptr, true},  {1, 1, nullptr, false}, {2, 0, "True", false},
-                 {2, 0, "tRUE", false},  {2, 0, "False", true},  {2, 0, "", true},       {2, 0, "True ", true}};
+    } cases[] = {{0, 0, nullptr, false}, {1, 0, nullptr, true}, {1, 1, nullptr, false}, {2, 0, "True", false},
+                 {2, 0, "tRUE", false},  {2, 0, "False", true}, {2, 0, "", true},       {2, 0, "True ", true}};
     for (const auto &test : cases) {
         Fixture fixture;
         fixture.manager.mNeedUpdate = test.need;

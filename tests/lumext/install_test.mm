@@ -46,7 +46,9 @@ struct Fixture {
 struct SignedFixture : Fixture {
     SiteIdentity site = TestSite::MakeIdentity(dir, "www.kelvo.example");
 
-    std::string Line(const TestSite::Item &item) { return TestSite::ItemLine(site, item, package); }
+    std::string Line(const TestSite::Item &item) {
+        return TestSite::ItemLine(site, item, package);
+    }
     CItem &AddSigned(const TestSite::Item &item) {
         host.parameters["lumcertification"] = site.certification;
         return Add(Line(item));
@@ -129,7 +131,8 @@ TEST(Install, HashSignatureAndCertificateCrossed) {
         {"good sha256", open + hash + ";sha256;" + sign(hash), fixture.site.certification, 0, nullptr},
         {"good sha1", open + hash1 + ";sha1;" + sign(hash1), fixture.site.certification, 0, nullptr},
         {"certificate alone", open + hash + ";sha256;" + sign(hash), fixture.site.certificate, 0, nullptr},
-        {"hash differs", open + wrong + ";sha256;" + sign(wrong), fixture.site.certification, -3, "hash value not same"},
+        {"hash differs", open + wrong + ";sha256;" + sign(wrong), fixture.site.certification, -3,
+         "hash value not same"},
         {"hash in capitals", open + upper + ";sha256;" + sign(upper), fixture.site.certification, -3,
          "hash value not same"},
         {"method in capitals", open + hash1 + ";SHA1;" + sign(hash1), fixture.site.certification, -3,
@@ -138,8 +141,8 @@ TEST(Install, HashSignatureAndCertificateCrossed) {
          "hash value of part.bundle is empty"},
         {"signature over something else", open + hash + ";sha256;" + sign(hash1), fixture.site.certification, -8,
          "[part.bundle]'s Signature verify failed!"},
-        {"signature of another key", open + hash + ";sha256;" + TestSite::Sign(other, hash),
-         fixture.site.certification, -8, "[part.bundle]'s Signature verify failed!"},
+        {"signature of another key", open + hash + ";sha256;" + TestSite::Sign(other, hash), fixture.site.certification,
+         -8, "[part.bundle]'s Signature verify failed!"},
         {"signature bent in one bit", open + hash + ";sha256;" + bentSignature, fixture.site.certification, -8,
          "[part.bundle]'s Signature verify failed!"},
         {"signature cut", open + hash + ";sha256;" + sign(hash).substr(0, 80), fixture.site.certification, -8,
@@ -205,9 +208,9 @@ TEST(Install, OnlyTheItemThatMakesTheKeyIsAskedForItsVerdict) {
 
 TEST(Install, UnpackErrorsAndFailureControl) {
     SignedFixture fixture;
-    const std::pair<int, int> results[] = {{1, -10},  {2, -11},  {3, -12},      {4, -13},      {5, -14},      {6, -15},
-                                           {7, -3},   {11, -3},  {12, -16},     {13, -3},      {-1, -3},      {20009, -30},
-                                           {20007, -31}, {20100, -32}, {20005, -3}};
+    const std::pair<int, int> results[] = {{1, -10}, {2, -11},     {3, -12},     {4, -13},     {5, -14},
+                                           {6, -15}, {7, -3},      {11, -3},     {12, -16},    {13, -3},
+                                           {-1, -3}, {20009, -30}, {20007, -31}, {20100, -32}, {20005, -3}};
     for (const auto &[error, result] : results) {
         const int code = error; // a lambda cannot take a structured binding by name here
         fixture.Forget();
@@ -290,8 +293,8 @@ TEST(Install, TheDownloadEventIsLoggedOnceWhereTheWindowWouldOpen) {
 
 TEST(Install, ResultsBecomeMessages) {
     SignedFixture fixture;
-    const std::pair<int, const char *> messages[] = {{1, "7002"}, {2, "7003"}, {3, "7004"},     {4, "7005"},
-                                                     {5, "7006"}, {6, "7007"}, {12, "7008"},    {20009, "7009"},
+    const std::pair<int, const char *> messages[] = {{1, "7002"},     {2, "7003"},     {3, "7004"},  {4, "7005"},
+                                                     {5, "7006"},     {6, "7007"},     {12, "7008"}, {20009, "7009"},
                                                      {20007, "7010"}, {20100, "7011"}, {99, "7"}};
     for (const auto &[error, message] : messages) {
         const int code = error;
@@ -324,8 +327,8 @@ TEST(Certification, VerdictsMarkEveryItem) {
     const struct {
         const char *commonName;
         int verdict;
-    } names[] = {{"www.kelvo.example", 1},      {"Kelvo, Inc.", 1},          {"Meetings by Kelvo, Inc.", 1},
-                 {"kelvo.example", 0},          {"www.kelvo.example.org", 0}, {"www.KELVO.example", 0},
+    } names[] = {{"www.kelvo.example", 1},    {"Kelvo, Inc.", 1},           {"Meetings by Kelvo, Inc.", 1},
+                 {"kelvo.example", 0},        {"www.kelvo.example.org", 0}, {"www.KELVO.example", 0},
                  {"www.kelvo.example ltd", 0}};
     int label = 0;
     for (const auto &[commonName, verdict] : names) {
@@ -342,8 +345,9 @@ TEST(Certification, VerdictsMarkEveryItem) {
         EXPECT_EQ(first.m_nCertVerified, verdict) << commonName << traces.Texts(3).size();
         EXPECT_EQ(second.m_nCertVerified, verdict) << commonName;
         EXPECT_TRUE(traces.Has(std::string("Certification's common name = ") + commonName, 1)) << commonName;
-        EXPECT_EQ(traces.Has("invalid certification file or cannot believe, common name is not end by .kelvo.example", 3),
-                  verdict == 0);
+        EXPECT_EQ(
+            traces.Has("invalid certification file or cannot believe, common name is not end by .kelvo.example", 3),
+            verdict == 0);
         traces.Clear();
         fixture.manager.VerifyCertification();
         EXPECT_TRUE(traces.traces().empty()); // judged once
@@ -385,7 +389,7 @@ TEST(Certification, ShortAndBrokenTexts) {
         std::string text;
         int systemVersion;
         int verdict;
-    } cases[] = {{"", 0x1090, -1},           {"0123456789", 0x1090, 0},  {"0123456789A", 0x1090, -1},
+    } cases[] = {{"", 0x1090, -1},           {"0123456789", 0x1090, 0},   {"0123456789A", 0x1090, -1},
                  {"0123456789", 0x1058, -1}, {"|||||||||||", 0x1090, -1}, {std::string(40, '!'), 0x1090, -1}};
     for (const auto &test : cases) {
         Fixture fixture;

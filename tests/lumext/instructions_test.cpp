@@ -74,8 +74,8 @@ TEST(Instructions, AnArgumentOnlySaysThatAUrlIsWanted) {
     const struct {
         const char *argument;
         const char *url; // null: nothing is asked for
-    } cases[] = {{"http://other/x?", "lummac.ini?random=0"}, {"see https://x", "lummac.ini?random=0"},
-                 {"/local/file", nullptr}};
+    } cases[] = {
+        {"http://other/x?", "lummac.ini?random=0"}, {"see https://x", "lummac.ini?random=0"}, {"/local/file", nullptr}};
     for (const auto &test : cases) {
         Fixture fixture;
         EXPECT_TRUE(fixture.extension.AsyncDownloadIniFileUrl(test.argument));
@@ -92,12 +92,9 @@ TEST(Instructions, SavedName) {
         const char *parameter;
         bool given;
         std::string name;
-    } cases[] = {{nullptr, false, "lum.php"},
-                 {"my.php", true, "my.php"},
-                 {"my.php?a=1", true, "my.php"},
-                 {"?", true, ""},
-                 {tooLong.c_str(), false, "lum.php"},
-                 {tooLong.c_str() + 1, true, tooLong.substr(1)}};
+    } cases[] = {{nullptr, false, "lum.php"},         {"my.php", true, "my.php"},
+                 {"my.php?a=1", true, "my.php"},      {"?", true, ""},
+                 {tooLong.c_str(), false, "lum.php"}, {tooLong.c_str() + 1, true, tooLong.substr(1)}};
     for (const auto &test : cases) {
         Fixture fixture;
         if (test.parameter) {
@@ -129,7 +126,8 @@ TEST(Instructions, ReadingTheSection) {
         {"[Kelvo]\nCount=3\nFile1=" + a + "\nFile2=x\nFile3=" + c + "\n", nullptr, "a/",
          "Invalid INI file format i =2,cCount = 3"},
         {"[Kelvo]\nCount=3\nFile1=" + a + "\nFile2=" + b + "\nFile3=\n", nullptr, "a/b/", nullptr},
-        {"[Kelvo]\nCount=2147483647\nFile1=" + a + "\n", nullptr, "a/", "Invalid INI file format i =2,cCount = 2147483647"},
+        {"[Kelvo]\nCount=2147483647\nFile1=" + a + "\n", nullptr, "a/",
+         "Invalid INI file format i =2,cCount = 2147483647"},
         {"[Kelvo]\nCount=0\nFile1=" + a + "\n", nullptr, "", "Invalid INI file format(0 files in Ini)"},
         {"[Kelvo]\nCount=-3\nFile1=" + a + "\n", nullptr, "", "Invalid INI file format(0 files in Ini)"},
         {"[Kelvo]\nFile1=" + a + "\n", nullptr, "", "Invalid INI file format(0 files in Ini)"},

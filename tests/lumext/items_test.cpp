@@ -13,7 +13,9 @@ struct Fixture {
     FakeHost host;
     CLumExtension extension{&host};
     LumInstallationMgr &manager = extension.m_installationMgr;
-    Fixture() { extension.m_pLUMInterface = &host.table; }
+    Fixture() {
+        extension.m_pLUMInterface = &host.table;
+    }
     std::string Names() const {
         std::string names;
         for (const CItem *item : extension.m_installationMgr.m_aItems) {
@@ -31,9 +33,8 @@ TEST(Items, ListIsCutAtBarsAndTrimmed) {
         const char *list;
         const char *names;
     } cases[] = {
-        {"a@", "a/"},         {"a@|", "a/"},           {"a@||b@", "a/b/"}, {" \t a@ \r\n| b@ ", "a/b/"},
-        {"a@| |b@|\n|", "a/b/"}, {"", ""},             {"|", ""},          {"a@|too;short|b@", "a/b/"},
-        {"b@|a@|b@", "b/a/b/"},
+        {"a@", "a/"}, {"a@|", "a/"}, {"a@||b@", "a/b/"},          {" \t a@ \r\n| b@ ", "a/b/"}, {"a@| |b@|\n|", "a/b/"},
+        {"", ""},     {"|", ""},     {"a@|too;short|b@", "a/b/"}, {"b@|a@|b@", "b/a/b/"},
     };
     for (const auto &test : cases) {
         Fixture fixture;
@@ -124,8 +125,8 @@ TEST(Items, CleaningTakesOutTheRunOnly) {
         const char *name;
         const char *kept;
     } cases[] = {
-        {"a \t\r\n", "a"},   {"a b", "a b"}, {"a ", "a "}, {" \t\r\na \t\r\nb", "ab"},
-        {"a\t \r\n", "a\t \r\n"}, {"a\r\n", "a\r\n"},
+        {"a \t\r\n", "a"},          {"a b", "a b"},           {"a ", "a "},
+        {" \t\r\na \t\r\nb", "ab"}, {"a\t \r\n", "a\t \r\n"}, {"a\r\n", "a\r\n"},
     };
     for (const auto &test : cases) {
         Fixture fixture;
@@ -144,7 +145,12 @@ TEST(Items, NumbersAreReadFromTheStartOfTheText) {
         std::uint32_t size;
         std::int32_t system;
     } cases[] = {
-        {"12ab", 12, 12}, {"ab", 0, 0}, {"", 0, 0}, {" 7", 7, 7}, {"-1", 4294967295u, -1}, {"4294967295", 4294967295u, -1},
+        {"12ab", 12, 12},
+        {"ab", 0, 0},
+        {"", 0, 0},
+        {" 7", 7, 7},
+        {"-1", 4294967295u, -1},
+        {"4294967295", 4294967295u, -1},
     };
     for (const auto &test : cases) {
         Fixture fixture;

@@ -49,9 +49,12 @@ TEST(Messages, LoggingUrlForms) {
         const char *url;
         std::string sent;
     } cases[] = {
-        {"http://l/x", "http://l/x?" + tail},       {"http://l/x?", "http://l/x?" + tail},
-        {"http://l/x?a=b", "http://l/x?a=b&" + tail}, {"http://l/x?a=b&", "http://l/x?a=b&" + tail},
-        {"http://l/x?a=b?", "http://l/x?a=b?" + tail}, {"http://l/x&", "http://l/x&"},
+        {"http://l/x", "http://l/x?" + tail},
+        {"http://l/x?", "http://l/x?" + tail},
+        {"http://l/x?a=b", "http://l/x?a=b&" + tail},
+        {"http://l/x?a=b&", "http://l/x?a=b&" + tail},
+        {"http://l/x?a=b?", "http://l/x?a=b?" + tail},
+        {"http://l/x&", "http://l/x&"},
         {"", "?" + tail},
     };
     for (const auto &test : cases) {
@@ -139,13 +142,18 @@ TEST(Messages, TextsById) {
         int id;
         std::string text;
     };
-    std::vector<Case> cases = {{1, kStart + "1" + shortEnd},   {2, kStart + "2" + shortEnd},
-                               {5, kStart + "5" + shortEnd},   {23, kStart + "23" + shortEnd},
-                               {6, kStart + "6], URL [arg]\n"}, {24, "You already have one meeting in progress. You can "
-                                                                     "start or join a new meeting after you leave the "
-                                                                     "previous meeting."},
-                               {7000, "7000"},                 {7012, "7012"},
-                               {0, "0"},                       {-3, "-3"},
+    std::vector<Case> cases = {{1, kStart + "1" + shortEnd},
+                               {2, kStart + "2" + shortEnd},
+                               {5, kStart + "5" + shortEnd},
+                               {23, kStart + "23" + shortEnd},
+                               {6, kStart + "6], URL [arg]\n"},
+                               {24, "You already have one meeting in progress. You can "
+                                    "start or join a new meeting after you leave the "
+                                    "previous meeting."},
+                               {7000, "7000"},
+                               {7012, "7012"},
+                               {0, "0"},
+                               {-3, "-3"},
                                {901, "901"}};
     for (int id : {7, 15, 17, 18, 7001, 7002, 7003, 7004, 7005, 7006, 7007, 7008, 7009, 7010, 7011}) {
         cases.push_back({id, kStart + std::to_string(id) + "], File [arg]\n"});
@@ -199,8 +207,7 @@ TEST_P(TranslatedFormat, NeedsTheConversionsOfTheEnglishText) {
     dir.Write("own.bundle/Resources/Info-gnustep.plist", "{ CFBundleIdentifier = \"" LUM_BUNDLE_IDENTIFIER "\"; }");
     const std::string key = "Setup was unsuccessful. Please restart browser and try again.\\n\\n\\n"
                             "Error [%d], File [%s]\\n";
-    dir.Write("own.bundle/Resources/Localizable_English.strings",
-              "\"" + key + "\" = \"" + test.text + "\";\n");
+    dir.Write("own.bundle/Resources/Localizable_English.strings", "\"" + key + "\" = \"" + test.text + "\";\n");
     NSBundle *bundle = [NSBundle bundleWithPath:[NSString stringWithUTF8String:(dir / "own.bundle").c_str()]];
     ASSERT_EQ([NSBundle bundleWithIdentifier:@LUM_BUNDLE_IDENTIFIER], bundle);
     FakeHost host;
@@ -214,6 +221,7 @@ TEST_P(TranslatedFormat, NeedsTheConversionsOfTheEnglishText) {
 
 INSTANTIATE_TEST_SUITE_P(Messages, TranslatedFormat,
                          testing::Values(Translation{"Fehler [%d], Datei [%s]", true},
-                                         Translation{"Fehler [%s], Datei [%d]", false}, Translation{"Fehler [%d]", false},
-                                         Translation{"%d %s %n", false}, Translation{"%d %s 100%", false},
-                                         Translation{"%d %s %%", false}, Translation{"%2$s %1$d", false}));
+                                         Translation{"Fehler [%s], Datei [%d]", false},
+                                         Translation{"Fehler [%d]", false}, Translation{"%d %s %n", false},
+                                         Translation{"%d %s 100%", false}, Translation{"%d %s %%", false},
+                                         Translation{"%2$s %1$d", false}));

@@ -73,10 +73,10 @@ TEST(Update, BackwardCompatibilityRanksTheBuildFirst) {
         const char *offered;
         bool fetched;
     } cases[] = {
-        {"1.0.5.0", "2,0,4,0", false}, {"1.0.4.0", "0,0,5,0", true}, {"1.0.4.1", "9,9,4,0", false},
-        {"1.0.4.0", "1,0,4,0", false}, {"1.0.4.0", "1,0,04,0", true}, // equal numbers under another text
-        {"2.0.4.0", "1,0,4,0", false}, {"1.0.4", "1,0,3,0", true},
-        {"1.0.4.0", "1,0,5x,0", true}, {"1.0.4.0", "1,0,-5,0", false}, // read up to the first character that is no digit
+        {"1.0.5.0", "2,0,4,0", false},  {"1.0.4.0", "0,0,5,0", true},  {"1.0.4.1", "9,9,4,0", false},
+        {"1.0.4.0", "1,0,4,0", false},  {"1.0.4.0", "1,0,04,0", true}, // equal numbers under another text
+        {"2.0.4.0", "1,0,4,0", false},  {"1.0.4", "1,0,3,0", true},    {"1.0.4.0", "1,0,5x,0", true},
+        {"1.0.4.0", "1,0,-5,0", false}, // read up to the first character that is no digit
     };
     for (const auto &test : cases) {
         Fixture fixture;
@@ -146,7 +146,8 @@ TEST(Update, WalkTracesAndRequestsInOrder) {
     EXPECT_EQ(fixture.host.requests[0].context, fixture.manager.m_aItems[0]);
     EXPECT_EQ(fixture.manager.m_dwTotalSize, 200u);
     EXPECT_TRUE(traces.Has("Count=3, item=2", 1));
-    EXPECT_TRUE(traces.Has("LumInstallationMgr::PrepareInstallation," + (fixture.dir / "a.bundle") + " is not exist!", 1));
+    EXPECT_TRUE(
+        traces.Has("LumInstallationMgr::PrepareInstallation," + (fixture.dir / "a.bundle") + " is not exist!", 1));
     EXPECT_TRUE(traces.HasPart("LumInstallationMgr::PrepareDownload Down file=http://site.example/c.bundle.tgz", 1));
 }
 
@@ -157,9 +158,9 @@ TEST(Update, MainComponentIsReadyWhenNothingBeforeItIsOpen) {
         bool done;
         bool ready; // of the second item, "b"
     } cases[] = {
-        {{}, false, true, false},          {{2, 2, 2}, true, true, true},    {{2, 2, 1}, true, false, true},
-        {{2, 1, 2}, true, false, false},   {{1, 2, 2}, true, false, false},  {{4, 2, 2}, true, false, false},
-        {{0, 3, 4}, true, false, true},    {{4, 4, 4}, false, false, false}, {{2}, true, true, false},
+        {{}, false, true, false},        {{2, 2, 2}, true, true, true},    {{2, 2, 1}, true, false, true},
+        {{2, 1, 2}, true, false, false}, {{1, 2, 2}, true, false, false},  {{4, 2, 2}, true, false, false},
+        {{0, 3, 4}, true, false, true},  {{4, 4, 4}, false, false, false}, {{2}, true, true, false},
     };
     for (const auto &test : cases) {
         Fixture fixture;
@@ -183,7 +184,8 @@ TEST(Update, MainComponentIsReadyWhenNothingBeforeItIsOpen) {
 }
 
 TEST(Update, InstallFolders) {
-    const std::string support = std::string(std::getenv("HOME")) + "/GNUstep/Library/ApplicationSupport/Kelvo Folder/";
+    const std::filesystem::path home = std::getenv("HOME");
+    const std::string support = home / "GNUstep/Library/ApplicationSupport/Kelvo Folder/";
     const struct {
         const char *target;
         std::string path;

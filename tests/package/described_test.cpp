@@ -34,12 +34,20 @@ std::string Manual(const std::string &program) {
 // What bash offers when the command line is `line` and the cursor at its end.
 std::string Completions(const std::string &program, const std::string &line) {
     return RunCommand("cd \"$(mktemp -d)\" && touch a.html b.txt && PATH='" TEST_BUILD "/host:'$PATH bash --norc -c '"
-                      ". " TEST_SOURCE "/packaging/completions/" + program + "\n"
+                      ". " TEST_SOURCE "/packaging/completions/" +
+                      program +
+                      "\n"
                       "compopt() { :; }\n" // works within a real completion only
-                      "IFS=\" \" read -ra COMP_WORDS <<<\"" + line + "\"\n"
-                      "case \"" + line + "\" in *\" \") COMP_WORDS+=(\"\") ;; esac\n"
+                      "IFS=\" \" read -ra COMP_WORDS <<<\"" +
+                      line +
+                      "\"\n"
+                      "case \"" +
+                      line +
+                      "\" in *\" \") COMP_WORDS+=(\"\") ;; esac\n"
                       "COMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n"
-                      "_" + program + "\n"
+                      "_" +
+                      program +
+                      "\n"
                       "printf \"[%s]\" \"${COMPREPLY[@]}\"'");
 }
 

@@ -33,11 +33,11 @@ TEST(Installed, EmbedderBuildsAContainerThatStartsAComponent) {
     const TempDir place;
     const std::string installed = Install(place, "installed");
     const std::string build = place / "build";
-    RunCommand(TEST_CMAKE " -S '" TEST_SOURCE "/tests/package/embedder' -B '" + build +
-               "' -DEXAMPLE='" + installed + "/share/doc/lum/examples/minimal-container.c' -DCMAKE_PREFIX_PATH='" +
-               installed + "' -DCMAKE_C_COMPILER='" TEST_C_COMPILER "' -DCMAKE_CXX_COMPILER='" TEST_CXX_COMPILER
-               "' -DCMAKE_C_FLAGS='" TEST_FLAGS "' -DCMAKE_CXX_FLAGS='" TEST_FLAGS "' && " TEST_CMAKE " --build '" + build +
-               "'");
+    RunCommand(TEST_CMAKE " -S '" TEST_SOURCE "/tests/package/embedder' -B '" + build + "' -DEXAMPLE='" + installed +
+               "/share/doc/lum/examples/minimal-container.c' -DCMAKE_PREFIX_PATH='" + installed +
+               "' -DCMAKE_C_COMPILER='" TEST_C_COMPILER "' -DCMAKE_CXX_COMPILER='" TEST_CXX_COMPILER
+               "' -DCMAKE_C_FLAGS='" TEST_FLAGS "' -DCMAKE_CXX_FLAGS='" TEST_FLAGS "' && " TEST_CMAKE " --build '" +
+               build + "'");
     ASSERT_FALSE(testing::Test::HasFailure());
     RunCommand("'" + build + "/placeholder'");
 

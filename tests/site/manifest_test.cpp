@@ -7,7 +7,6 @@
 #include "tests/support/TempDir.h"
 
 using namespace lumsite;
-using testing::AllOf;
 using testing::HasSubstr;
 
 namespace {

@@ -18,7 +18,8 @@ std::string TextOrNull(const char *text) {
 } // namespace
 
 void FakeHost::Request::Progress(unsigned int bytes) const {
-    callback(nullptr, context, LUMGetFileNotifyProgress, reinterpret_cast<void *>(static_cast<std::uintptr_t>(bytes)));
+    callback(nullptr, context, LUMGetFileNotifyProgress,
+             reinterpret_cast<void *>(std::uintptr_t{bytes})); // NOLINT(performance-no-int-to-ptr)
 }
 
 void FakeHost::Request::Done(const char *path) const {

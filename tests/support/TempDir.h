@@ -12,9 +12,13 @@ public:
     TempDir(const TempDir &) = delete;
     TempDir &operator=(const TempDir &) = delete;
 
-    const std::filesystem::path &path() const { return m_path; }
+    const std::filesystem::path &path() const {
+        return m_path;
+    }
     // Path of `name` in the folder, as text.
-    std::string operator/(std::string_view name) const { return (m_path / name).string(); }
+    std::string operator/(std::string_view name) const {
+        return (m_path / name).string();
+    }
     // Writes a file (and the folders on its way) and returns its path.
     std::string Write(std::string_view name, std::string_view content) const;
 

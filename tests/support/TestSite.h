@@ -23,7 +23,7 @@ public:
     // An item line (13 attributes) for the package file, hashed and signed.
     struct Item {
         std::string name;
-        std::string url = "";       // the name when empty
+        std::string url = ""; // the name when empty
         std::string target = "";
         std::string version = "1,0,0,0";
         std::string update = "version";

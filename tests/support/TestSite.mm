@@ -55,8 +55,8 @@ SiteIdentity TestSite::MakeIdentity(const TempDir &place, const std::string &com
 }
 
 std::string TestSite::Sign(const SiteIdentity &identity, std::string_view text) {
-    NSData *signature =
-        SignDataWithSSL(identity.keyFile.c_str(), [NSData dataWithBytes:text.data() length:text.size()]);
+    NSData *signature = SignDataWithSSL(identity.keyFile.c_str(), [NSData dataWithBytes:text.data()
+                                                                                 length:text.size()]);
     EXPECT_TRUE(signature);
     return Base64(signature);
 }

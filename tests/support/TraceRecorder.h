@@ -18,14 +18,20 @@ public:
     TraceRecorder(const TraceRecorder &) = delete;
     TraceRecorder &operator=(const TraceRecorder &) = delete;
 
-    const std::vector<Trace> &traces() const { return m_traces; }
+    const std::vector<Trace> &traces() const {
+        return m_traces;
+    }
     std::vector<std::string> Texts(int level) const;
     // True when some trace has exactly this text (at this level, when one is given).
     bool Has(std::string_view text, int level = -1) const;
     // True when some trace contains this text.
     bool HasPart(std::string_view part, int level = -1) const;
-    void Clear() { m_traces.clear(); }
-    void Add(Trace trace) { m_traces.push_back(std::move(trace)); }
+    void Clear() {
+        m_traces.clear();
+    }
+    void Add(Trace trace) {
+        m_traces.push_back(std::move(trace));
+    }
 
 private:
     std::vector<Trace> m_traces;

@@ -12,7 +12,8 @@
 @implementation LUMTestTraceObserver
 - (void)trace:(NSNotification *)notification {
     NSDictionary *info = [notification userInfo];
-    recorder->Add({[[info objectForKey:@"Levelkey"] intValue], [[info objectForKey:@"ContentKey"] UTF8String],
+    recorder->Add({[[info objectForKey:@"Levelkey"] intValue],
+                   [[info objectForKey:@"ContentKey"] UTF8String],
                    [[info objectForKey:@"ModuleKey"] UTF8String]});
 }
 @end

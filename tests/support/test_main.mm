@@ -33,9 +33,9 @@ void MoveInto(const TempDir &place) {
     setenv("TMPDIR", tmp.c_str(), 1);
     setenv("LANG", "C.UTF-8", 1);
     setenv("TMP", tmp.c_str(), 1); // the notification server's socket follows this one
-    for (const char *name : {"http_proxy", "https_proxy", "HTTP_PROXY", "HTTPS_PROXY", "all_proxy", "ALL_PROXY",
-                             "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_STATE_HOME", "LANGUAGE", "LC_ALL",
-                             "LC_MESSAGES"}) {
+    for (const char *name :
+         {"http_proxy", "https_proxy", "HTTP_PROXY", "HTTPS_PROXY", "all_proxy", "ALL_PROXY", "XDG_CONFIG_HOME",
+          "XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_STATE_HOME", "LANGUAGE", "LC_ALL", "LC_MESSAGES"}) {
         unsetenv(name);
     }
 }

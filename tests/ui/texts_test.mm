@@ -55,7 +55,8 @@ const std::vector<std::string> kPanelTexts = {
     "Valid",
     "SHA-256 fingerprint",
     "Do you trust the certificate of this site?",
-    "Software from this site can run on this computer if you continue. Continue only if the fingerprint below is the one "
+    "Software from this site can run on this computer if you continue. Continue only if the fingerprint below is the "
+    "one "
     "that the site's owner told you.",
 };
 

@@ -12,6 +12,6 @@ LUM_FORWARD_CLASS(NSString);
 // `developmentRegion` may be nil.
 NSString *PreferredLocalization(NSArray *localizations, NSString *developmentRegion);
 
-// The one that fits the languages of the environment best (LANGUAGE, else the first of LC_ALL, LC_MESSAGES and LANG that
-// is set), whether or not the system has those locales; otherwise as above.
+// The one that fits the languages of the environment best (LANGUAGE, else the first of LC_ALL, LC_MESSAGES and LANG
+// that is set), whether or not the system has those locales; otherwise as above.
 NSString *LocalizationOfEnvironment(NSArray *localizations);

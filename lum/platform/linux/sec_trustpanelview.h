@@ -11,8 +11,8 @@
 // top in bold; nil: a sentence that fits. The caller's.
 NSView *NewTrustPanelView(const sec::Judgement &judgement, NSString *message, CGFloat width);
 
-// The language of the panel ("German", "zh_CN"): that of the tables "CertificateTrustPanel_..." in the bundle that holds
-// this code which fits the user's environment best. Autoreleased.
+// The language of the panel ("German", "zh_CN"): that of the tables "CertificateTrustPanel_..." in the bundle that
+// holds this code which fits the user's environment best. Autoreleased.
 NSString *TrustPanelLocalization();
 
 // A text of the panel in that language; the key, which is English, when there is none. Autoreleased.

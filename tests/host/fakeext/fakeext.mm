@@ -1,5 +1,6 @@
-// An extension that does what the page parameter "Script" says, one step a heartbeat, and writes what happens to it into
-// the file that "Record" names. Steps are separated by line breaks; those that begin with "now " run in LumInitInstance.
+// An extension that does what the page parameter "Script" says, one step a heartbeat, and writes what happens to it
+// into the file that "Record" names. Steps are separated by line breaks; those that begin with "now " run in
+// LumInitInstance.
 //
 //   get URL           ask for a download, and wait for its end
 //   start URL         the same without waiting
@@ -57,10 +58,9 @@ struct FakeExtension {
 
 void Trace(int level, const std::string &text) {
     NSAutoreleasePool *pool = [NSAutoreleasePool new];
-    NSDictionary *info =
-        [NSDictionary dictionaryWithObjectsAndKeys:[NSString stringWithUTF8String:text.c_str()], @"ContentKey",
-                                                   [NSNumber numberWithInt:level], @"Levelkey", @"LUMExt", @"ModuleKey",
-                                                   nil];
+    NSDictionary *info = [NSDictionary dictionaryWithObjectsAndKeys:[NSString stringWithUTF8String:text.c_str()],
+                                                                    @"ContentKey", [NSNumber numberWithInt:level],
+                                                                    @"Levelkey", @"LUMExt", @"ModuleKey", nil];
     [[NSNotificationCenter defaultCenter] postNotificationName:@"TRACENOTIFICATIONNotification"
                                                         object:nil
                                                       userInfo:info];
@@ -145,7 +145,8 @@ void Do(FakeExtension &extension, const std::string &step) {
     } else if (verb == "trace") {
         Trace(atoi(first.c_str()), rest);
     } else if (verb == "open") {
-        services.pfnOpenURL(extension.cookie, first == "-" ? nullptr : first.c_str(), rest == "-" ? nullptr : rest.c_str());
+        services.pfnOpenURL(extension.cookie, first == "-" ? nullptr : first.c_str(),
+                            rest == "-" ? nullptr : rest.c_str());
     } else if (verb == "stop" || verb == "afterstop") {
         services.pfnStop(extension.cookie);
         if (verb == "afterstop") {
