@@ -79,7 +79,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 
     std::string reason;
     const fs::path destination = folder / kComponent;
-    const int code = lumhost::InstallPackage(place / "package", destination, kSmall, &reason);
+    const int code = lumhost::Unpacker(kSmall).Install(place / "package", destination, &reason);
     Require((code == lumhost::kUnpackOk) == reason.empty(), "a failure has a reason");
     place.CheckOutside();
     if (code != lumhost::kUnpackOk) {

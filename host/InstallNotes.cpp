@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "host/Installed.h"
+#include "host/Unpacker.h"
 
 namespace lumhost {
 
@@ -154,6 +155,9 @@ void Settle(const fs::path &notes, const Folders &folders) {
         } else if (!note.recorded) {
             LookFor(destination, note.number, found);
         }
+    }
+    for (const fs::path &folder : changed) { // the next start may have nothing to unpack there
+        CleanStaging(folder);
     }
     if (Installed(folders).Record(found)) {
         FlushFolders(changed);

@@ -6,8 +6,8 @@
 // number of the file or folder that is moved, so that what stands there later can be told from what stood there before,
 // and the file begins with the boot in which it was written. Nobody who waits for a meeting waits for the disk: it is
 // given all contents at the end of a start, and only then the file goes. Whoever comes next and can have the lock
-// brings the record up to date, or, after another boot, removes what may be half on the disk, so that it is fetched
-// again.
+// clears away where that process unpacked and brings the record up to date, or, after another boot, removes what may be
+// half on the disk, so that it is fetched again.
 #pragma once
 
 #include <cstdint>

@@ -142,7 +142,7 @@ Instance *Instance::Find(void *cookie) {
 Instance::Instance(const Extension &extension, Page page, std::vector<std::string> sites, Transfers &transfers,
                    UnpackLimits limits, InstanceOwner &owner)
     : m_extension(extension), m_page(std::move(page)), m_sites(std::move(sites)), m_transfers(transfers),
-      m_limits(limits), m_owner(owner) {}
+      m_unpacker(limits), m_owner(owner) {}
 
 Instance::~Instance() {
     End();
@@ -264,6 +264,9 @@ void Instance::Finished(Transfers::Id id, const TransferResult &result, LUMGetFi
         m_owner.Installed(destination);
     }
     m_installed.clear();
+    if (m_downloads.empty()) {
+        m_unpacker.Rest();
+    }
 }
 
 void Instance::CallBack(LUMGetFileCallback callback, void *context, LUMGetFileNotifyMessageType type, void *data) {
@@ -280,7 +283,7 @@ int Instance::InstallFile(const char *file, const char *destination) {
     }
     const std::filesystem::path place(destination);
     m_owner.Installing(place.filename().string());
-    UnpackJob job(file, place, m_limits, [this, place](std::uint64_t number) { m_owner.Moving(place, number); });
+    UnpackJob job(m_unpacker, file, place, [this, place](std::uint64_t number) { m_owner.Moving(place, number); });
     m_job = &job;
     m_pauses.Back();
     m_owner.KeepWindowsAlive([&](std::chrono::milliseconds longest) { return job.Wait(longest); });

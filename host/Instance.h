@@ -107,7 +107,7 @@ private:
     const Page m_page;
     const std::vector<std::string> m_sites;
     Transfers &m_transfers;
-    const UnpackLimits m_limits;
+    Unpacker m_unpacker;
     InstanceOwner &m_owner;
 
     void *m_cookie = nullptr; // null before Start and after End

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <map>
 #include <new>
 
 #include "host/transfer_file.h"
@@ -22,6 +23,9 @@ namespace lumhost {
 namespace {
 
 constexpr char kFolderPrefix[] = ".lumhost-unpack.";
+// A folder of its own within that one, so that no component's name can meet another there.
+constexpr char kNew[] = "new";
+constexpr int kOpenFolder = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
 // libarchive converts names to the character set of the locale, and a name that this lacks is lost. Names on the disk
 // are UTF-8 whatever the locale says, so this thread says so, too, meanwhile.
@@ -46,10 +50,64 @@ private:
     locale_t m_before = nullptr;
 };
 
+ScopedDescriptor OpenFolder(const std::filesystem::path &path) {
+    ScopedDescriptor folder(open(path.c_str(), kOpenFolder));
+    if (!folder) {
+        throw WriteFailure(errno, path.string());
+    }
+    return folder;
+}
+
+} // namespace
+
+class Unpacker::Folders {
+public:
+    // An empty folder to unpack into, on the disk of `parent`.
+    ScopedDescriptor Open(const std::filesystem::path &parent);
+    // Takes out what an installation has left in it.
+    void Empty(const std::filesystem::path &parent);
+    void RemoveAll() {
+        m_folders.clear();
+    }
+
+private:
+    std::map<std::filesystem::path, std::unique_ptr<StagingFolder>> m_folders;
+};
+
+ScopedDescriptor Unpacker::Folders::Open(const std::filesystem::path &parent) {
+    if (const auto known = m_folders.find(parent); known == m_folders.end()) {
+        CleanStaging(parent);
+    } else if (ScopedDescriptor folder{open((known->second->path() / kNew).c_str(), kOpenFolder)}) {
+        return folder;
+    } else {
+        m_folders.erase(known); // somebody has removed it
+    }
+    auto folder = std::make_unique<StagingFolder>(parent, kFolderPrefix);
+    if (folder->error() != 0) {
+        throw WriteFailure(folder->error(), parent.string());
+    }
+    if (mkdir((folder->path() / kNew).c_str(), 0700) != 0) {
+        throw WriteFailure(errno, parent.string());
+    }
+    ScopedDescriptor opened = OpenFolder(folder->path() / kNew);
+    m_folders.emplace(parent, std::move(folder));
+    return opened;
+}
+
+void Unpacker::Folders::Empty(const std::filesystem::path &parent) {
+    const auto known = m_folders.find(parent);
+    if (known != m_folders.end() && !known->second->Empty(kNew)) {
+        m_folders.erase(known);
+    }
+}
+
+namespace {
+
 class Installation {
 public:
-    Installation(const UnpackLimits &limits, const std::stop_token &stop, const BeforeMove &beforeMove)
-        : m_limits(limits), m_stop(stop), m_beforeMove(beforeMove), m_bytesLeft(limits.maxBytes) {}
+    Installation(Unpacker::Folders &folders, const UnpackLimits &limits, const std::stop_token &stop,
+                 const BeforeMove &beforeMove)
+        : m_folders(folders), m_limits(limits), m_stop(stop), m_beforeMove(beforeMove), m_bytesLeft(limits.maxBytes) {}
 
     void Run(const std::filesystem::path &package, const std::filesystem::path &destination);
 
@@ -60,6 +118,7 @@ private:
     void CheckSpace(std::uint64_t needed) const;
     void Admit(std::uint64_t more);
 
+    Unpacker::Folders &m_folders;
     const UnpackLimits m_limits;
     const std::stop_token m_stop;
     const BeforeMove m_beforeMove;
@@ -74,14 +133,6 @@ EntryPath SplitOrRefuse(const std::string &path) {
     throw UnpackFailure{kUnpackRefusedEntry, "the entry " + Quoted(path) + " leads out of the component, or too deep"};
 }
 
-ScopedDescriptor OpenFolder(const std::filesystem::path &path) {
-    ScopedDescriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!folder) {
-        throw WriteFailure(errno, path.string());
-    }
-    return folder;
-}
-
 void Installation::Run(const std::filesystem::path &package, const std::filesystem::path &destination) {
     const std::string component = destination.filename().string();
     if (!destination.is_absolute() || component.empty() || component == "." || component == "..") {
@@ -91,16 +142,7 @@ void Installation::Run(const std::filesystem::path &package, const std::filesyst
     m_folder = destination.parent_path();
     PackageReader reader(package, m_limits.maxWindow);
     const ScopedDescriptor parent = OpenFolder(m_folder);
-    CleanStaging(m_folder);
-    const StagingFolder place(m_folder, kFolderPrefix);
-    if (place.error() != 0) {
-        throw WriteFailure(place.error(), m_folder.string());
-    }
-    // A folder of its own within the staging folder, so that no component's name can meet another there.
-    if (mkdir((place.path() / "new").c_str(), 0700) != 0) {
-        throw WriteFailure(errno, m_folder.string());
-    }
-    const ScopedDescriptor staging = OpenFolder(place.path() / "new");
+    const ScopedDescriptor staging = m_folders.Open(m_folder);
     Unpack(reader, staging.get(), component);
     Admit(0);
     TellOfMove(staging.get(), component);
@@ -200,31 +242,39 @@ UnpackFailure Attempt(Installation &installation, const std::filesystem::path &p
 
 } // namespace
 
-int InstallPackage(const std::filesystem::path &package, const std::filesystem::path &destination,
-                   const UnpackLimits &limits, std::string *reason, const std::stop_token &stop,
-                   const BeforeMove &beforeMove) {
-    Installation installation(limits, stop, beforeMove);
+Unpacker::Unpacker(UnpackLimits limits) : m_limits(limits), m_folders(std::make_unique<Folders>()) {}
+
+Unpacker::~Unpacker() = default;
+
+int Unpacker::Install(const std::filesystem::path &package, const std::filesystem::path &destination,
+                      std::string *reason, const std::stop_token &stop, const BeforeMove &beforeMove) {
+    Installation installation(*m_folders, m_limits, stop, beforeMove);
     const UnpackFailure result = Attempt(installation, package, destination);
+    m_folders->Empty(destination.parent_path());
     if (reason) {
         *reason = result.reason;
     }
     return result.code;
 }
 
+void Unpacker::Rest() {
+    m_folders->RemoveAll();
+}
+
 void CleanStaging(const std::filesystem::path &folder) {
     CleanStaging(folder, kFolderPrefix);
 }
 
-UnpackJob::UnpackJob(std::filesystem::path package, std::filesystem::path destination, UnpackLimits limits,
+UnpackJob::UnpackJob(Unpacker &unpacker, std::filesystem::path package, std::filesystem::path destination,
                      BeforeMove beforeMove) {
     std::promise<Result> promise;
     m_result = promise.get_future().share();
     const ScopedSignalBlock block;
-    m_thread = std::jthread([package = std::move(package), destination = std::move(destination), limits,
+    m_thread = std::jthread([&unpacker, package = std::move(package), destination = std::move(destination),
                              beforeMove = std::move(beforeMove),
                              promise = std::move(promise)](const std::stop_token &stop) mutable {
         Result result;
-        result.code = InstallPackage(package, destination, limits, &result.reason, stop, beforeMove);
+        result.code = unpacker.Install(package, destination, &result.reason, stop, beforeMove);
         promise.set_value(std::move(result));
     });
 }

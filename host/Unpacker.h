@@ -67,13 +67,31 @@ struct UnpackLimits {
 // thread of the installation, and throws nothing.
 using BeforeMove = std::function<void(std::uint64_t number)>;
 
-// Installs the component of `package` as `destination` (an absolute path; its folder must exist). First removes what
-// killed processes have left in that folder. Returns a code from above; `reason` (may be null) then holds one sentence
-// for a person that says what is wrong with what, and is empty on success. A request to stop is looked at for every
-// block; then the result is kUnpackInterrupted. May be called on any thread; throws nothing.
-int InstallPackage(const std::filesystem::path &package, const std::filesystem::path &destination,
-                   const UnpackLimits &limits, std::string *reason, const std::stop_token &stop = {},
-                   const BeforeMove &beforeMove = {});
+// Installs components. What is unpacked lies in a hidden folder beside its destination until it is whole; that folder
+// is kept for the next one. One installation at a time, on any thread.
+class Unpacker {
+public:
+    explicit Unpacker(UnpackLimits limits = {});
+    ~Unpacker();
+    Unpacker(const Unpacker &) = delete;
+    Unpacker &operator=(const Unpacker &) = delete;
+
+    // Installs the component of `package` as `destination` (an absolute path; its folder must exist). The first time in
+    // a folder it begins by removing what killed processes have left there. Returns a code from above; `reason` (may be
+    // null) then holds one sentence for a person that says what is wrong with what, and is empty on success. A request
+    // to stop is looked at for every block; then the result is kUnpackInterrupted. Throws nothing.
+    int Install(const std::filesystem::path &package, const std::filesystem::path &destination, std::string *reason,
+                const std::stop_token &stop = {}, const BeforeMove &beforeMove = {});
+
+    // Removes its own hidden folders until they are needed again. Not during an installation.
+    void Rest();
+
+    class Folders;
+
+private:
+    const UnpackLimits m_limits;
+    const std::unique_ptr<Folders> m_folders;
+};
 
 // Removes the staging folders that killed processes have left in `folder`, never those of a running one.
 void CleanStaging(const std::filesystem::path &folder);
@@ -81,8 +99,8 @@ void CleanStaging(const std::filesystem::path &folder);
 // An installation on a thread of its own, for a caller that must keep its window alive meanwhile.
 class UnpackJob {
 public:
-    // Throws std::system_error when no thread can be started.
-    UnpackJob(std::filesystem::path package, std::filesystem::path destination, UnpackLimits limits,
+    // The unpacker must outlive this. Throws std::system_error when no thread can be started.
+    UnpackJob(Unpacker &unpacker, std::filesystem::path package, std::filesystem::path destination,
               BeforeMove beforeMove = {});
     ~UnpackJob(); // cancels and waits
     UnpackJob(const UnpackJob &) = delete;

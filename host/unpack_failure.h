@@ -1,4 +1,4 @@
-// How the steps of an installation fail: with this thrown, which InstallPackage turns into its result.
+// How the steps of an installation fail: with this thrown, which Unpacker::Install turns into its result.
 #pragma once
 
 #include <string>

@@ -129,6 +129,22 @@ std::string StagingFolder::ErrorText() const {
     return DiskErrorText(m_error) + " (" + m_parent.string() + "). Mend the folder or choose another, and try again.";
 }
 
+bool StagingFolder::Empty(const char *kept) const {
+    const ScopedFolder folder = OpenFolder(AT_FDCWD, m_path.c_str());
+    const ScopedFolder inner = folder ? OpenFolder(dirfd(folder.get()), kept) : nullptr;
+    if (!inner) {
+        return false;
+    }
+    bool empty = true;
+    for (const std::string &name : Names(folder.get())) {
+        empty &= name == kLock || name == kept || RemoveTree(dirfd(folder.get()), name.c_str());
+    }
+    for (const std::string &name : Names(inner.get())) {
+        empty &= RemoveTree(dirfd(inner.get()), name.c_str());
+    }
+    return empty;
+}
+
 void CleanStaging(const std::filesystem::path &parent, const std::string &prefix) {
     const ScopedFolder folder(opendir(parent.c_str()));
     if (!folder) {

@@ -25,6 +25,9 @@ public:
         return m_path;
     }
 
+    // Empties it, and the folder `kept` in it, which stays. False when something is left, or `kept` is not there.
+    bool Empty(const char *kept) const;
+
 private:
     int Make(const std::string &pattern);
 

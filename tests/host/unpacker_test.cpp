@@ -128,7 +128,7 @@ protected:
         return Install(limits);
     }
     int Install(UnpackLimits limits = {}) {
-        return InstallPackage(m_package, m_place, limits, &m_reason);
+        return Unpacker(limits).Install(m_package, m_place, &m_reason);
     }
     std::map<std::string, std::string> Installed() const {
         return Tree(m_dir.path() / "install");
@@ -395,7 +395,7 @@ TEST_F(UnpackerTest, SaysWhatIsWrongWithTheDestination) {
                  {m_dir / "package/My.app", kUnpackNotWritable},
                  {"/proc/My.app", kUnpackNotWritable}};
     for (const auto &[place, code] : cases) {
-        EXPECT_EQ(InstallPackage(m_package, place, {}, &m_reason), code) << place << m_reason;
+        EXPECT_EQ(Unpacker().Install(m_package, place, &m_reason), code) << place << m_reason;
         EXPECT_NE(m_reason, "");
     }
     PutOld();
@@ -403,9 +403,11 @@ TEST_F(UnpackerTest, SaysWhatIsWrongWithTheDestination) {
     getrlimit(RLIMIT_FSIZE, &before);
     const rlimit small{100'000, before.rlim_max};
     setrlimit(RLIMIT_FSIZE, &small);
-    UnpackJob job(m_package, m_place, {}); // on its thread, which takes no SIGXFSZ
+    Unpacker unpacker;
+    UnpackJob job(unpacker, m_package, m_place); // on its thread, which takes no SIGXFSZ
     EXPECT_EQ(job.code(), kUnpackNoSpace) << job.reason();
     setrlimit(RLIMIT_FSIZE, &before);
+    unpacker.Rest();
     EXPECT_EQ(Installed(), m_old);
 }
 
@@ -414,15 +416,48 @@ TEST_F(UnpackerTest, IsCancelled) {
     std::stop_source stopped;
     stopped.request_stop();
     WritePackage(m_package, kTgz, {{"My.app", kNoise}});
-    EXPECT_EQ(InstallPackage(m_package, m_place, {}, &m_reason, stopped.get_token()), kUnpackInterrupted);
+    EXPECT_EQ(Unpacker().Install(m_package, m_place, &m_reason, stopped.get_token()), kUnpackInterrupted);
     EXPECT_EQ(Installed(), m_old);
-    UnpackJob(m_package, m_place, {}).Cancel(); // which may come too late
+    Unpacker unpacker;
+    UnpackJob(unpacker, m_package, m_place).Cancel(); // which may come too late
+    unpacker.Rest();
     EXPECT_THAT(Installed(), testing::AnyOf(m_old, testing::ElementsAre(testing::Pair("My.app", kNoise))));
-    UnpackJob job(m_package, m_place, {});
+    UnpackJob job(unpacker, m_package, m_place);
     while (!job.Wait(milliseconds(1))) {
     }
     EXPECT_EQ(job.code(), kUnpackOk) << job.reason();
+    unpacker.Rest();
     EXPECT_THAT(Installed(), testing::ElementsAre(testing::Pair("My.app", kNoise)));
+}
+
+TEST_F(UnpackerTest, KeepsItsFolderFromOneToTheNext) {
+    Unpacker unpacker;
+    const auto install = [&](const char *text) {
+        WritePackage(m_package, kTgz, {{"My.app/a", text}});
+        EXPECT_EQ(unpacker.Install(m_package, m_place, &m_reason), kUnpackOk) << m_reason;
+        EXPECT_EQ(text, ReadFile(m_place / "a"));
+    };
+    const auto hidden = [&] {
+        std::vector<fs::path> found;
+        std::copy_if(fs::directory_iterator(m_folder), {}, std::back_inserter(found),
+                     [](const fs::path &path) { return path.filename().string().starts_with(".lumhost"); });
+        EXPECT_EQ(1U, found.size());
+        return found.empty() ? fs::path() : found[0];
+    };
+    install("one");
+    const fs::path first = hidden();
+    install("two"); // the older component comes into the hidden folder, and is not met there by the next one
+    install("three");
+    EXPECT_EQ(first, hidden());
+    EXPECT_TRUE(fs::is_empty(first / "new"));
+    fs::remove_all(first);
+    install("four");
+    EXPECT_NE(first, hidden());
+    WritePackage(m_package, kTgz, {{"My.app/b", "x"}, {"Other.app", "y"}});
+    EXPECT_EQ(unpacker.Install(m_package, m_place, &m_reason), kUnpackNotOneComponent);
+    EXPECT_TRUE(fs::is_empty(hidden() / "new"));
+    unpacker.Rest();
+    EXPECT_EQ(Installed(), (std::map<std::string, std::string>{{"My.app/", ""}, {"My.app/a", "four"}}));
 }
 
 // A file system without the exchange of two folders: this process' call for it fails from here on.
