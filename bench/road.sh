@@ -5,7 +5,7 @@
 #     bench/road.sh BUILD-FOLDER [ROUNDS]
 set -uo pipefail
 build=$(cd "$1" && pwd)
-rounds=${2:-5}
+rounds=${2:-15}
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 . "$here/site.sh"
 
@@ -27,17 +27,35 @@ cd "$work/fetched" && openssl dgst -sha256 *
 for package in *; do bsdtar -x -f "\$package" -C "$work/unpacked"; done
 SH
 
-for ((round = 0; round < rounds; ++round)); do
+ours() {
   fresh_home
   until='"event":"navigation"' measure ours "$lumhost" --json "$page"
+}
+by_script() { # NAME --parallel|''
   rm -rf "$work/by-script"
-  PARALLEL=--parallel measure script "$here/script.sh" "$url/site" "$work/keys/vendor.pem" "$work/by-script"
-  rm -rf "$work/by-script"
-  PARALLEL='' measure in-turn "$here/script.sh" "$url/site" "$work/keys/vendor.pem" "$work/by-script"
-  rm -rf "$work/fetched" "$work/unpacked"
-  mkdir "$work/fetched" "$work/unpacked"
+  PARALLEL=$2 measure "$1" "$here/script.sh" "$url/site" "$work/keys/vendor.pem" "$work/by-script"
+}
+script() { by_script script --parallel; }
+in_turn() { by_script in-turn ''; }
+fetch() {
+  rm -rf "$work/fetched"
+  mkdir "$work/fetched"
   measure fetch sh "$work/fetch-all"
+}
+unpack() {
+  rm -rf "$work/unpacked"
+  mkdir "$work/unpacked"
   measure unpack sh "$work/hash-and-unpack"
+}
+
+# Who comes after a large removal pays for it, so each round begins with another one. Nobody pays for what the one before
+# has left to write.
+turns=(fetch unpack ours script in_turn)
+for ((round = 0; round < rounds; ++round)); do
+  for ((turn = 0; turn < ${#turns[@]}; ++turn)); do
+    sync
+    "${turns[(round + turn) % ${#turns[@]}]}"
+  done
 done
 diff -r "$work/by-script" "$HOME/GNUstep/Library/ApplicationSupport/Kelvo Folder/2.4" >"$work/differences"
 grep -v ': lummac.ini' "$work/differences" && give_up "the two have not installed the same"

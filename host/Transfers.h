@@ -39,8 +39,8 @@ struct TransferSettings {
     // object. The folder is made when it is missing. What a killed process left in it is removed.
     std::filesystem::path folder;
     std::uint64_t maxBytes = std::uint64_t{4} << 30; // a larger file is refused
-    unsigned parallel = 4;                           // downloads at once; the rest wait their turn
-    unsigned redirects = 10;                         // of one download attempt
+    unsigned parallel = 4;   // downloads at once, fewer as long as these fill the line; the rest wait their turn
+    unsigned redirects = 10; // of one download attempt
 
     std::chrono::milliseconds connectTimeout{15'000}; // includes the TLS handshake
     // A download that brings fewer than stallBytes in stallTimeout has stalled. The wait for the reply counts.

@@ -17,10 +17,18 @@ constexpr milliseconds kPublishEvery{50};
 constexpr milliseconds kIdle{60'000};
 constexpr unsigned kParallelRequests = 4;
 
+// Downloads share the line. Where a few fill it, a further one only makes the first package come later, and others
+// could be installed meanwhile. So there are few at first, and one more after each while in which the line was not
+// full.
+constexpr unsigned kParallelAtFirst = 2;
+constexpr milliseconds kWhile{20};
+constexpr double kFullLine = 100e6; // bytes a second: nearly all of a gigabit line
+
 } // namespace
 
 TransferThread::TransferThread(TransferSettings settings, std::function<void()> wake)
-    : m_rules{std::move(settings), TransferProxies::FromEnvironment()}, m_wake(std::move(wake)) {
+    : m_rules{std::move(settings), TransferProxies::FromEnvironment()}, m_wake(std::move(wake)),
+      m_parallel(std::clamp(m_rules.settings.parallel, 1u, kParallelAtFirst)) {
     static const CURLcode initialised = curl_global_init(CURL_GLOBAL_DEFAULT); // not safe on two threads at once
     m_multi.reset(initialised == CURLE_OK ? curl_multi_init() : nullptr);
     if (!m_multi) {
@@ -154,15 +162,37 @@ bool TransferThread::TakeInbox() {
     return !inbox.stop;
 }
 
+void TransferThread::AdmitMore(TransferClock::time_point now, unsigned running) {
+    if (running > 0 && now - m_measured < kWhile) {
+        return;
+    }
+    curl_off_t arrived = m_arrivedWhole;
+    for (const auto &errand : m_errands) {
+        if (errand->download && errand->active) {
+            curl_off_t size = 0;
+            curl_easy_getinfo(errand->exchange->handle(), CURLINFO_SIZE_DOWNLOAD_T, &size);
+            arrived += size;
+        }
+    }
+    const double seconds = std::chrono::duration<double>(now - m_measured).count();
+    if (running == m_parallel && m_parallel < m_rules.settings.parallel &&
+        static_cast<double>(arrived - m_arrived) < kFullLine * seconds) {
+        ++m_parallel;
+    }
+    m_measured = now;
+    m_arrived = arrived;
+}
+
 void TransferThread::BeginDue() {
     const TransferClock::time_point now = TransferClock::now();
     unsigned downloads = 0, requests = 0;
     for (const auto &errand : m_errands) {
         (errand->download ? downloads : requests) += errand->active;
     }
+    AdmitMore(now, downloads);
     for (const auto &errand : m_errands) {
         unsigned &running = errand->download ? downloads : requests;
-        const unsigned most = errand->download ? std::max(m_rules.settings.parallel, 1u) : kParallelRequests;
+        const unsigned most = errand->download ? m_parallel : kParallelRequests;
         if (errand->active || errand->due > now || running >= most) {
             continue;
         }
@@ -202,6 +232,11 @@ void TransferThread::EndOverdue() {
 
 void TransferThread::Drop(Errand &errand) {
     if (errand.active) {
+        if (errand.download) {
+            curl_off_t size = 0;
+            curl_easy_getinfo(errand.exchange->handle(), CURLINFO_SIZE_DOWNLOAD_T, &size);
+            m_arrivedWhole += size;
+        }
         curl_multi_remove_handle(m_multi.get(), errand.exchange->handle());
         errand.active = false;
     }
@@ -246,8 +281,10 @@ int TransferThread::PollTime() const {
     for (const auto &errand : m_errands) {
         if (errand->active) {
             until = std::min(until, now + kPublishEvery);
-        } else if (errand->due > now) { // else it waits for another to end
+        } else if (errand->due > now) { // else it waits for another to end, or to be admitted beside it
             until = std::min(until, errand->due);
+        } else if (errand->download && m_parallel < m_rules.settings.parallel) {
+            until = std::min(until, std::max(now, m_measured + kWhile));
         }
     }
     return static_cast<int>(std::chrono::ceil<milliseconds>(until - now).count());

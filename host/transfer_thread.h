@@ -58,7 +58,8 @@ private:
 
     void Wake();
     void Run();
-    bool TakeInbox(); // false: stop
+    bool TakeInbox();                                                // false: stop
+    void AdmitMore(TransferClock::time_point now, unsigned running); // sets m_parallel
     void BeginDue();
     void EndFinished();
     void EndOverdue();
@@ -84,6 +85,10 @@ private:
     TransferReports m_unpublished;
     TransferClock::time_point m_published;
     bool m_slotFreed = false; // so that the next one can begin at once
+    unsigned m_parallel;      // so many downloads may run at once by now
+    TransferClock::time_point m_measured;
+    curl_off_t m_arrived = 0;      // bytes of all downloads until then
+    curl_off_t m_arrivedWhole = 0; // bytes of those that have ended
 
     std::thread m_thread; // last: it uses all of the above
 };

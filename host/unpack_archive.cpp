@@ -72,6 +72,31 @@ int WriteAt(int file, const char *data, std::size_t size, std::uint64_t place) {
     return 0;
 }
 
+// A file's space, asked for ahead of what is written: that spares the file system a decision for each block. Where it
+// cannot be had, writing is tried all the same.
+class SpaceAhead {
+public:
+    SpaceAhead(int file, std::uint64_t whole) : m_file(file), m_whole(whole < kWorthAsking ? 0 : whole) {}
+
+    void Reach(std::uint64_t size) {
+        if (size > m_reserved && m_reserved < m_whole) {
+            const std::uint64_t length = std::min(m_whole - m_reserved, kMost);
+            const bool done =
+                fallocate(m_file, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(m_reserved), static_cast<off_t>(length)) == 0;
+            m_reserved = done ? m_reserved + length : m_whole;
+        }
+    }
+
+private:
+    static constexpr std::uint64_t kWorthAsking = 1 << 16;
+    static constexpr std::uint64_t kMost = 64
+                                           << 20; // what an archive that lies about a size takes beyond what it brings
+
+    const int m_file;
+    const std::uint64_t m_whole;
+    std::uint64_t m_reserved = 0;
+};
+
 } // namespace
 
 PackageReader::PackageReader(const std::filesystem::path &package, std::uint64_t maxWindow)
@@ -165,7 +190,9 @@ std::optional<PackageEntry> PackageReader::Next() {
 }
 
 void PackageReader::CopyTo(int file, const std::function<void(std::uint64_t)> &admit) {
+    const auto whole = static_cast<std::uint64_t>(std::max<la_int64_t>(archive_entry_size(m_entry), 0));
     std::uint64_t size = 0;
+    SpaceAhead space(file, archive_entry_sparse_count(m_entry) > 0 ? 0 : whole);
     const auto grow = [&](std::uint64_t reached) {
         if (reached > size) {
             admit(reached - size);
@@ -181,6 +208,7 @@ void PackageReader::CopyTo(int file, const std::function<void(std::uint64_t)> &a
             throw UnpackFailure{kUnpackDamaged, "the archive is damaged: a file begins before its beginning"};
         }
         grow(static_cast<std::uint64_t>(place) + length);
+        space.Reach(size);
         if (const int error =
                 WriteAt(file, static_cast<const char *>(data), length, static_cast<std::uint64_t>(place))) {
             throw WriteFailure(error, archive_entry_pathname(m_entry));
@@ -189,7 +217,6 @@ void PackageReader::CopyTo(int file, const std::function<void(std::uint64_t)> &a
     if (result != ARCHIVE_EOF) { // a warning, too: that is a wrong checksum
         throw Damaged();
     }
-    const auto whole = static_cast<std::uint64_t>(std::max<la_int64_t>(archive_entry_size(m_entry), 0));
     if (whole <= size || archive_entry_hardlink(m_entry)) {
         return;
     }

@@ -412,6 +412,20 @@ TEST(Transfers, RunSeveralAtOnceOnKeptConnections) {
     EXPECT_LE(server.connections(), 2u);
 }
 
+TEST(Transfers, RunMoreAtOnceOnASlowLine) {
+    FaultServer server;
+    Client client;
+    std::vector<Outcome> outcomes(8);
+    for (std::size_t i = 0; i < outcomes.size(); ++i) {
+        const std::string path = "/" + std::to_string(i);
+        server.On(path, {{.body = kBody, .delay = milliseconds(400)}});
+        client.Start(server.Url(path), outcomes[i]);
+    }
+    client.RunUntil([&] { return client.transfers().running() == 0; });
+    EXPECT_TRUE(std::all_of(outcomes.begin(), outcomes.end(), [](const auto &one) { return one.content == kBody; }));
+    EXPECT_EQ(server.connections(), 4u);
+}
+
 TEST(Transfers, AddUpWhileTheMainThreadIsAway) {
     FaultServer server;
     server.On("/a", {{.patternSize = 8 << 20, .bytesPerSecond = 20 << 20}});
