@@ -46,8 +46,7 @@ public:
     void KeepWindowsAlive(const std::function<bool(std::chrono::milliseconds)> &ended);
 
     // Starts the window system for a window of the container's own, if it does not run yet. What is typed before its
-    // launch is finished is lost, and it takes the signals to itself: so this comes before that window. A MainLoop must
-    // live.
+    // launch is finished is lost: so this comes before that window. A MainLoop must live.
     static void StartWindows();
 
     // Ends the panel or alert that is open, if any, as if it had been cancelled; asked again on the next Control when

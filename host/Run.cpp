@@ -138,7 +138,6 @@ void Run::Woken() {
 }
 
 void Run::WindowsCame() {
-    WatchSignals(); // the window system has put its own handlers there
     WatchServer();
 }
 

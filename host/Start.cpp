@@ -74,9 +74,7 @@ class Patience final : public MainLoop::Client {
     }
     void Beat() override {}
     void Woken() override {}
-    void WindowsCame() override {
-        WatchSignals();
-    }
+    void WindowsCame() override {}
 };
 
 Permission Ask(const std::vector<std::string> &sites) {

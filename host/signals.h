@@ -3,8 +3,7 @@
 
 namespace lumhost {
 
-// Installs the handlers; to be called again when the window system has installed its own. SIGPIPE is ignored: a reader
-// that has gone is no reason to leave an installation.
+// Installs the handlers. SIGPIPE is ignored: a reader that has gone is no reason to leave an installation.
 void WatchSignals();
 
 // The signal that came, or 0.

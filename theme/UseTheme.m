@@ -1,6 +1,7 @@
 #import "UseTheme.h"
 
 #import "EventQueue.h"
+#import "KeepSignals.h"
 #import <Foundation/Foundation.h>
 
 extern char **environ;
@@ -19,5 +20,6 @@ void UseTheme(const char *themePath) {
     }
     [[NSUserDefaults standardUserDefaults] registerDefaults:settings];
     MendEventQueue();
+    KeepSignals();
     [pool drain];
 }

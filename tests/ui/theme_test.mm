@@ -1,6 +1,7 @@
 // The look: that programs get it, and that alerts in it answer to a person.
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <string>
 
 #import <AppKit/AppKit.h>
@@ -54,6 +55,15 @@ TEST(Theme, WithoutItTheLookIsTheLibrarys) {
     }
     StartWindows();
     EXPECT_NE(ThemeName(), "Lum");
+}
+
+TEST(Theme, SignalsStayTheProgramsOwn) {
+    StartWindows(TEST_THEME);
+    for (const int number : {SIGINT, SIGTERM}) {
+        struct sigaction action {};
+        sigaction(number, nullptr, &action);
+        EXPECT_TRUE(action.sa_handler == SIG_DFL) << number;
+    }
 }
 
 TEST(Theme, TheUsersChoiceWins) {
