@@ -149,7 +149,7 @@ std::string Installed::Listing() const {
         }
         listing += "  " + OneLine(state.name) + (state.version.empty() ? "" : "  " + OneLine(state.version)) + "  ";
         if (!state.recorded) {
-            listing += "not installed by this program, or before it kept a record\n";
+            listing += "not on record: installed a moment ago, or not by this program\n";
             continue;
         }
         listing += state.whole() ? "whole (" + std::to_string(state.files) + " files)\n" : "NOT WHOLE\n";
