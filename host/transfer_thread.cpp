@@ -24,6 +24,12 @@ constexpr unsigned kParallelAtFirst = 2;
 constexpr milliseconds kWhile{20};
 constexpr double kFullLine = 100e6; // bytes a second: nearly all of a gigabit line
 
+curl_off_t Arrived(const Exchange &exchange) {
+    curl_off_t bytes = 0;
+    curl_easy_getinfo(exchange.handle(), CURLINFO_SIZE_DOWNLOAD_T, &bytes);
+    return bytes;
+}
+
 } // namespace
 
 TransferThread::TransferThread(TransferSettings settings, std::function<void()> wake)
@@ -169,9 +175,7 @@ void TransferThread::AdmitMore(TransferClock::time_point now, unsigned running) 
     curl_off_t arrived = m_arrivedWhole;
     for (const auto &errand : m_errands) {
         if (errand->download && errand->active) {
-            curl_off_t size = 0;
-            curl_easy_getinfo(errand->exchange->handle(), CURLINFO_SIZE_DOWNLOAD_T, &size);
-            arrived += size;
+            arrived += Arrived(*errand->exchange);
         }
     }
     const double seconds = std::chrono::duration<double>(now - m_measured).count();
@@ -233,9 +237,7 @@ void TransferThread::EndOverdue() {
 void TransferThread::Drop(Errand &errand) {
     if (errand.active) {
         if (errand.download) {
-            curl_off_t size = 0;
-            curl_easy_getinfo(errand.exchange->handle(), CURLINFO_SIZE_DOWNLOAD_T, &size);
-            m_arrivedWhole += size;
+            m_arrivedWhole += Arrived(*errand.exchange);
         }
         curl_multi_remove_handle(m_multi.get(), errand.exchange->handle());
         errand.active = false;
