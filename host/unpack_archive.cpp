@@ -89,8 +89,8 @@ public:
 
 private:
     static constexpr std::uint64_t kWorthAsking = 1 << 16;
-    static constexpr std::uint64_t kMost = 64
-                                           << 20; // what an archive that lies about a size takes beyond what it brings
+    // What an archive that lies about a size takes beyond what it brings.
+    static constexpr std::uint64_t kMost = 64 << 20;
 
     const int m_file;
     const std::uint64_t m_whole;

@@ -423,7 +423,8 @@ TEST(Transfers, RunMoreAtOnceOnASlowLine) {
     }
     client.RunUntil([&] { return client.transfers().running() == 0; });
     EXPECT_TRUE(std::all_of(outcomes.begin(), outcomes.end(), [](const auto &one) { return one.content == kBody; }));
-    EXPECT_EQ(server.connections(), 4u);
+    EXPECT_GT(server.connections(), 2u);
+    EXPECT_LE(server.connections(), 4u);
 }
 
 TEST(Transfers, AddUpWhileTheMainThreadIsAway) {
