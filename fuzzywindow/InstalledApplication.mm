@@ -4,7 +4,7 @@
 #include <string_view>
 
 #import "fuzzywindow/PropertyListFile.h"
-#import "fuzzywindow/ScopedPool.h"
+#import "base/objc/ScopedPool.h"
 
 namespace {
 
@@ -27,7 +27,7 @@ bool FolderName(std::string_view plistPath, std::string &name) {
 }
 
 std::string BundleVersion(const std::string &plistPath) {
-    const ScopedPool pool;
+    const base::ScopedPool pool;
     id version = [ReadPropertyList(plistPath) objectForKey:@"CFBundleVersion"];
     return [version isKindOfClass:[NSString class]] ? [version UTF8String] : "";
 }

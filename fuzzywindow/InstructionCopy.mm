@@ -9,7 +9,7 @@
 
 #include "fuzzywindow/LumFuzzyWindow.h"
 #import "fuzzywindow/PropertyListFile.h"
-#import "fuzzywindow/ScopedPool.h"
+#import "base/objc/ScopedPool.h"
 
 namespace {
 
@@ -79,7 +79,7 @@ bool InstructionCopy::IsWholeAndYoung() const {
     if (copy.empty()) {
         return false;
     }
-    const ScopedPool pool;
+    const base::ScopedPool pool;
     NSDictionary *record = ReadPropertyList(RecordPath(copy));
     id hash = [record objectForKey:kHashKey];
     if (![hash isKindOfClass:[NSString class]] || [hash length] == 0 || !IsYoung([record objectForKey:kTimeKey])) {
@@ -101,7 +101,7 @@ void InstructionCopy::Keep(const char *path) {
     std::string failure = WriteFileAtomically(copy, content);
     const std::string hash = failure.empty() ? m_delegate.sha256(copy.c_str()) : std::string();
     if (failure.empty()) {
-        const ScopedPool pool;
+        const base::ScopedPool pool;
         NSDictionary *record =
             [NSDictionary dictionaryWithObjectsAndKeys:[NSString stringWithUTF8String:hash.c_str()], kHashKey,
                                                        [NSNumber numberWithLongLong:std::time(nullptr)], kTimeKey, nil];

@@ -1,6 +1,6 @@
 #import "fuzzywindow/PlaceholderWindow.h"
 
-#import "fuzzywindow/ScopedPool.h"
+#import "base/objc/ScopedPool.h"
 #import "fuzzywindow/WindowPlace.h"
 
 namespace {
@@ -214,14 +214,14 @@ void NeedApplication() {
 } // namespace
 
 PlaceholderWindow::PlaceholderWindow(const PlaceholderTexts &texts, const std::string &placeFile, Owner &owner) {
-    const ScopedPool pool;
+    const base::ScopedPool pool;
     NeedApplication();
     m_controller = [[LUMPlaceholderController alloc] initWithTexts:texts placeFile:placeFile owner:&owner];
     BringToFront();
 }
 
 PlaceholderWindow::~PlaceholderWindow() {
-    const ScopedPool pool;
+    const base::ScopedPool pool;
     [m_controller putAway];
     [m_controller release];
 }
@@ -231,18 +231,18 @@ bool PlaceholderWindow::IsShown() const {
 }
 
 void PlaceholderWindow::BringToFront() {
-    const ScopedPool pool;
+    const base::ScopedPool pool;
     [m_controller bringToFront];
     [m_controller showNow];
 }
 
 void PlaceholderWindow::ShowShare(int percent) {
-    const ScopedPool pool;
+    const base::ScopedPool pool;
     [[m_controller view] setPercent:percent];
 }
 
 void PlaceholderWindow::ShowConnecting() {
-    const ScopedPool pool;
+    const base::ScopedPool pool;
     [[m_controller view] showConnecting];
     [m_controller showNow];
     [m_controller goWhenLaunched];
@@ -254,7 +254,7 @@ void PlaceholderWindow::LookAfterEvents() {
         return;
     }
     const ScopedFlag flag(within);
-    const ScopedPool pool;
+    const base::ScopedPool pool;
     while (NSEvent *event = [NSApp nextEventMatchingMask:NSAnyEventMask
                                                untilDate:[NSDate distantPast]
                                                   inMode:NSDefaultRunLoopMode

@@ -16,7 +16,7 @@ if(LUM_DEBIAN)
   install(FILES debian/lintian-overrides DESTINATION "${CMAKE_INSTALL_DATADIR}/lintian/overrides" RENAME lum)
 
   # What `lumhost browser install --system` would write.
-  add_executable(hostmanifests hostmanifests.cpp)
+  add_executable(hostmanifests HostManifests.cpp)
   target_link_libraries(hostmanifests PRIVATE lumhost_container)
   add_custom_command(OUTPUT "${debian}/conffiles" DEPENDS hostmanifests
     COMMAND hostmanifests "${debian}" "${CMAKE_INSTALL_FULL_BINDIR}/lumhost" VERBATIM)

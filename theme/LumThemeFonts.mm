@@ -1,6 +1,6 @@
 #import "LumTheme.h"
 
-#include "lum/platform/session.h"
+#include "lum/platform/Session.h"
 
 @implementation LumTheme (Fonts)
 

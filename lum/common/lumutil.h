@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "lum/platform/objcforward.h"
+#include "lum/platform/ObjcForward.h"
 
 LUM_FORWARD_CLASS(NSBundle);
 LUM_FORWARD_CLASS(NSString);

@@ -2,12 +2,12 @@
 
 #import <Foundation/Foundation.h>
 
-#include "lum/common/assertion.h"
-#include "lum/common/filestatus.h"
+#include "lum/common/Assertion.h"
+#include "base/FileStatus.h"
 #include "lum/common/lumutil.h"
 #include "lum/common/versionfordylib.h"
-#import "lum/platform/scopedpool.h"
-#include "lum/platform/session.h"
+#import "base/objc/ScopedPool.h"
+#include "lum/platform/Session.h"
 
 namespace {
 
@@ -36,12 +36,12 @@ std::string NumberedName(const std::string &folder, const std::string &prefix, u
 } // namespace
 
 std::string GetTempPath() {
-    const ScopedPool pool;
+    const base::ScopedPool pool;
     return PathText(NSTemporaryDirectory());
 }
 
 std::string GetApplicationSupportDirectory() {
-    const ScopedPool pool;
+    const base::ScopedPool pool;
     NSArray *paths = UserApplicationSupportDirectories();
     if (!AssertionHolds(paths != nil, "paths !=nil", kSource) ||
         !AssertionHolds([paths count] == 1, "[paths count] == 1", kSource)) {
@@ -55,7 +55,7 @@ bool MakeDirectory(const char *path) {
 }
 
 bool FileExists(const std::string &path) {
-    if (path.empty() || !Resolves(path.c_str())) {
+    if (path.empty() || !base::Resolves(path.c_str())) {
         return false;
     }
     return path.find(".dylib") == std::string::npos || IsDylibFileExists(path.c_str(), 1);

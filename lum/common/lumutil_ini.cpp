@@ -4,10 +4,10 @@
 #include <cstdio>
 #include <cstring>
 
-#include "lum/common/asciitext.h"
-#include "lum/common/assertion.h"
+#include "base/Ascii.h"
+#include "lum/common/Assertion.h"
 #include "lum/common/lumutil.h"
-#include "lum/common/scopedfile.h"
+#include "base/ScopedFile.h"
 
 namespace {
 
@@ -62,7 +62,7 @@ char *WithoutQuotes(char *value) {
 // The value, trimmed and without quotes, when the line sets `key`.
 char *ValueOfKey(char *line, std::string_view key) {
     char *equals = std::strchr(line, '=');
-    if (!equals || !EqualsIgnoringCase(TrimRange(line, equals), key)) {
+    if (!equals || !base::EqualsIgnoringCase(TrimRange(line, equals), key)) {
         return nullptr;
     }
     return WithoutQuotes(Trim(equals + 1));
@@ -83,7 +83,7 @@ public:
 private:
     // Read ahead: nearly halves the time of a scan, most of which is system calls otherwise.
     char m_buffer[32 * 1024];
-    ScopedFile m_stream;
+    base::ScopedFile m_stream;
 };
 
 } // namespace
@@ -104,10 +104,10 @@ bool QXReadIni(FILE *stream, const char *section, const char *key, char *out, un
             if (inSection) {
                 return false; // whatever its name: a later section of the same name is never read
             }
-            inSection = EqualsIgnoringCase(name, section);
+            inSection = base::EqualsIgnoringCase(name, section);
         } else if (inSection) {
             if (const char *value = ValueOfKey(line, key)) {
-                CopyBounded(out, outSize, value);
+                base::CopyBounded(out, outSize, value);
                 return true;
             }
         }
@@ -122,7 +122,7 @@ unsigned int QXGetPrivateProfileString(const char *section, const char *key, con
     }
     if (!Profile(path).Read(section, key, out, outSize)) {
         // One character shorter than a value that is found.
-        CopyBounded(out, std::max(outSize - 1, 1U), defaultValue ? defaultValue : "");
+        base::CopyBounded(out, std::max(outSize - 1, 1U), defaultValue ? defaultValue : "");
     }
     return static_cast<unsigned int>(std::strlen(out));
 }

@@ -5,7 +5,7 @@
 #import <Foundation/Foundation.h>
 
 #include "lum/common/lumutil.h"
-#include "lum/platform/session.h"
+#include "lum/platform/Session.h"
 
 namespace {
 

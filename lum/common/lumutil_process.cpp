@@ -9,7 +9,7 @@
 #include <span>
 #include <string_view>
 
-#include "lum/common/asciitext.h"
+#include "base/Ascii.h"
 #include "lum/common/lumutil.h"
 
 namespace {
@@ -78,7 +78,7 @@ unsigned int GetPIDForProcessName(const char *name) {
         }
         const std::string_view text(reinterpret_cast<const char *>(applicationName + 1), applicationName[0]);
         pid_t pid = 0;
-        if (EqualsIgnoringCase(text, name) && GetProcessPID(&application, &pid) == noErr) {
+        if (base::EqualsIgnoringCase(text, name) && GetProcessPID(&application, &pid) == noErr) {
             return static_cast<unsigned int>(pid);
         }
     }

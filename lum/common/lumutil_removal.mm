@@ -5,9 +5,9 @@
 
 #import <Foundation/Foundation.h>
 
-#include "lum/common/filestatus.h"
+#include "base/FileStatus.h"
 #include "lum/common/lumutil.h"
-#import "lum/platform/scopedpool.h"
+#import "base/objc/ScopedPool.h"
 
 namespace {
 
@@ -45,12 +45,12 @@ bool RemoveUnderNewName(NSString *path) {
     }
     RemoveWithFileManager(newName);
     Rename(path, newName);
-    if (IsPresent([path UTF8String])) {
+    if (base::IsPresent([path UTF8String])) {
         newName = [path stringByAppendingString:@".deltmp"];
         Rename(path, newName);
     }
     RemoveWithFileManager(newName);
-    if (IsPresent([path UTF8String])) {
+    if (base::IsPresent([path UTF8String])) {
         // The line goes out without the path, its conversion as it stands.
         MacErrorTrace("%s", "RemoveFile: remove file[%s] again, still failed!");
         return false;
@@ -64,9 +64,9 @@ bool RemoveFile(const std::string &path) {
     if (path.empty()) {
         return true;
     }
-    const ScopedPool pool;
+    const base::ScopedPool pool;
     NSString *text = [NSString stringWithUTF8String:path.c_str()];
-    if (!text || !IsPresent(path.c_str())) {
+    if (!text || !base::IsPresent(path.c_str())) {
         return false;
     }
     if (RemoveWithFileManager(text)) {
@@ -75,7 +75,7 @@ bool RemoveFile(const std::string &path) {
     }
     MacWarnTrace("RemoveFile: remove file[%s] failed!", path.c_str());
     RemoveWithSystemCall(path);
-    if (!IsPresent(path.c_str())) {
+    if (!base::IsPresent(path.c_str())) {
         MacInfoTrace("RemoveFile: remove file[%s] success after using c func", path.c_str());
         return true;
     }

@@ -1,4 +1,4 @@
-#include "lum/common/assertion.h"
+#include "lum/common/Assertion.h"
 #include "lum/common/lumutil.h"
 
 namespace {

@@ -1,7 +1,7 @@
 #include <sys/time.h>
 
 #include "lum/common/lumutil.h"
-#include "lum/common/tickorigin.h"
+#include "lum/common/TickOrigin.h"
 
 timeval &TickOrigin() {
     static timeval origin{};

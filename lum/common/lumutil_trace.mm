@@ -4,7 +4,7 @@
 #import <Foundation/Foundation.h>
 
 #include "lum/common/lumutil.h"
-#import "lum/platform/scopedpool.h"
+#import "base/objc/ScopedPool.h"
 
 namespace {
 
@@ -24,7 +24,7 @@ void Post(NSString *content, TraceLevel level) {
 }
 
 void Trace(TraceLevel level, const char *format, va_list arguments) noexcept {
-    const ScopedPool pool;
+    const base::ScopedPool pool;
     char text[kTraceSize] = {};
     vsnprintf(text, sizeof text, format, arguments);
     NSString *content = [NSString stringWithUTF8String:text];

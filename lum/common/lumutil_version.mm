@@ -5,12 +5,12 @@
 
 #import <Foundation/Foundation.h>
 
-#include "lum/common/asciitext.h"
-#include "lum/common/assertion.h"
-#include "lum/common/filestatus.h"
+#include "base/Ascii.h"
+#include "lum/common/Assertion.h"
+#include "base/FileStatus.h"
 #include "lum/common/lumutil.h"
 #include "lum/common/versionfordylib.h"
-#import "lum/platform/scopedpool.h"
+#import "base/objc/ScopedPool.h"
 
 namespace {
 
@@ -101,7 +101,7 @@ void VersionOfPropertyList(NSURL *url, char *dest) {
     }
     std::replace(version->begin(), version->end(), '.', ',');
     // Callers bring room for the longest version, whatever size they name.
-    CopyBounded(dest, kMaximumVersion + 1, *version);
+    base::CopyBounded(dest, kMaximumVersion + 1, *version);
     MacInfoTrace("GetFileVersionString(...) version = %s", dest);
 }
 
@@ -109,7 +109,7 @@ bool VersionOfFile(const std::string &path, char *dest, int size) {
     std::string version;
     if (GetVersionFromDylib(path, version, nullptr)) {
         MacInfoTrace("GetFileVersionString,%s version is %s", path.c_str(), version.c_str());
-        CopyBounded(dest, static_cast<std::size_t>(std::max(size, 0)), version);
+        base::CopyBounded(dest, static_cast<std::size_t>(std::max(size, 0)), version);
     }
     return *dest != '\0';
 }
@@ -119,7 +119,7 @@ bool VersionOfFolder(const std::string &path, char *dest) {
     const std::string executable = ExecutableOf(path);
     if (!executable.empty()) {
         MacInfoTrace("GetFileVersionString for path, exec file = %s", executable.c_str());
-        if (!Resolves(executable.c_str())) {
+        if (!base::Resolves(executable.c_str())) {
             MacWarnTrace("GetFileVersionString for path = %s, execfile not exist", path.c_str());
             return false;
         }
@@ -143,9 +143,9 @@ bool GetFileVersionString(char *path, char *dest, int size) {
     if (!AssertionHolds(path && dest, "0", kSource)) {
         return false;
     }
-    const ScopedPool pool;
+    const base::ScopedPool pool;
     *dest = '\0';
-    if (!IsPresent(path)) {
+    if (!base::IsPresent(path)) {
         MacWarnTrace("GetFileVersionString, file(%s) not exist", path);
         return false;
     }

@@ -13,9 +13,9 @@
 #include <string_view>
 #include <vector>
 
-#include "lum/common/asciitext.h"
-#include "lum/common/assertion.h"
-#include "lum/common/scopedfile.h"
+#include "base/Ascii.h"
+#include "lum/common/Assertion.h"
+#include "base/ScopedFile.h"
 
 namespace {
 
@@ -62,7 +62,8 @@ std::string FolderOfApplication(const char *executablePath) {
 }
 
 bool NamesALink(std::string_view name, std::string_view framework) {
-    return name == framework || EqualsIgnoringCase(name, "Resources") || EqualsIgnoringCase(name, "Current");
+    return name == framework || base::EqualsIgnoringCase(name, "Resources") ||
+           base::EqualsIgnoringCase(name, "Current");
 }
 
 } // namespace
@@ -99,7 +100,7 @@ void makeOneFrameworkLink(const char *folder, const char *frameworkName) {
         const mode_t type = TypeOf(path);
         if (type == S_IFREG && NamesALink(name, framework.substr(0, extension))) {
             convert_to_symlink(path.c_str());
-        } else if (type == S_IFDIR && EqualsIgnoringCase(name, "Versions")) {
+        } else if (type == S_IFDIR && base::EqualsIgnoringCase(name, "Versions")) {
             makeOneFrameworkLink(path.c_str(), frameworkName);
         }
     }
@@ -111,7 +112,7 @@ int convert_to_symlink(const char *name) {
     }
     char target[kLinkTextSize] = {};
     {
-        const ScopedFile file(fopen(name, "rb"));
+        const base::ScopedFile file(fopen(name, "rb"));
         if (!file || !fgets(target, sizeof target, file.get())) {
             return -1;
         }

@@ -10,8 +10,8 @@
 #include <span>
 #include <string_view>
 
-#include "lum/common/asciitext.h"
-#include "lum/common/assertion.h"
+#include "base/Ascii.h"
+#include "lum/common/Assertion.h"
 
 namespace {
 
@@ -240,8 +240,8 @@ bool IsDylibFileExists(const char *inOriginalFile, int makeLink) {
 
     char versionedFile[kPathSize];
     char linkName[kPathSize];
-    CopyBounded(versionedFile, sizeof versionedFile, inOriginalFile);
-    CopyBounded(linkName, sizeof linkName, LinkNameOf(versionedFile));
+    base::CopyBounded(versionedFile, sizeof versionedFile, inOriginalFile);
+    base::CopyBounded(linkName, sizeof linkName, LinkNameOf(versionedFile));
 
     FSRef ref;
     if (!MakeRef(versionedFile, ref)) {

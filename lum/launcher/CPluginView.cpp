@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "lum/common/lumutil.h"
-#include "lum/launcher/componenttable.h"
+#include "lum/launcher/ProductTable.h"
 #include "lum/lumext/lumext.h"
 
 namespace {

@@ -7,9 +7,9 @@
 #include "lum/common/lumutil.h"
 #include "lum/common/makeframeworklink.h"
 #include "lum/launcher/CPluginView.h"
-#include "lum/launcher/appleevent.h"
-#include "lum/launcher/application.h"
-#include "lum/launcher/branding.h"
+#include "lum/launcher/AppleEvent.h"
+#include "lum/launcher/Application.h"
+#include "lum/launcher/Branding.h"
 #include "lum/lumext/lumext.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include "lum/common/lumutil.h"
 #include "lum/lumext/lumext.h"
-#include "lum/platform/session.h"
+#include "lum/platform/Session.h"
 
 namespace {
 

@@ -4,12 +4,12 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "lum/common/asciitext.h"
-#include "lum/common/assertion.h"
+#include "base/Ascii.h"
+#include "lum/common/Assertion.h"
 #include "lum/common/lumutil.h"
 #include "lum/launcher/CPluginView.h"
 #include "lum/lumext/lumext.h"
-#import "lum/platform/scopedpool.h"
+#import "base/objc/ScopedPool.h"
 #import "lum/security/CryptoWrapper.h"
 
 #import <Foundation/Foundation.h>
@@ -49,7 +49,7 @@ std::string LumFuzzyWindowDelegate::decodedParameter(const char *name, const cha
     if (!text) {
         return absent;
     }
-    const ScopedPool pool;
+    const base::ScopedPool pool;
     return TextOfBytes([[NSString stringWithUTF8String:text] base64Decode]);
 }
 
@@ -70,7 +70,7 @@ void LumFuzzyWindowDelegate::checkUsingFuzzyWindow() {
         return;
     }
     std::string component = getComponentName();
-    std::transform(component.begin(), component.end(), component.begin(), AsciiLower);
+    std::transform(component.begin(), component.end(), component.begin(), base::AsciiLower);
     m_isUsingFuzzyWindow = !m_pPluginView->IsMainComponantRunning(component);
 }
 
@@ -106,7 +106,7 @@ std::string LumFuzzyWindowDelegate::getLocailizedStringValueByKey(FUZZY_WINDOW_S
 }
 
 std::string LumFuzzyWindowDelegate::getLocalizedString(const std::string &key) {
-    const ScopedPool pool;
+    const base::ScopedPool pool;
     NSString *english = [NSString stringWithUTF8String:key.c_str()];
     NSString *text = english ? LocalizedText(ExtensionBundle(), parameter("lumlocalsetting"), english) : nil;
     return [text length] > 0 ? [text UTF8String] : key;
@@ -152,7 +152,7 @@ std::string LumFuzzyWindowDelegate::getFakeClientAppVersion() {
     if (!build) {
         return "";
     }
-    const ScopedPool pool;
+    const base::ScopedPool pool;
     NSData *decoded = [[NSString stringWithUTF8String:build] base64Decode];
     if ([decoded length] == 0) {
         MacWarnTrace("LumFuzzyWindowDelegate::getFakeClientAppVersion,ClientBuildVersion is not base64!");
@@ -166,7 +166,7 @@ std::string LumFuzzyWindowDelegate::getFakeClientAppVersion() {
 }
 
 std::string LumFuzzyWindowDelegate::versionFolder() {
-    const ScopedPool pool;
+    const base::ScopedPool pool;
     const std::string bundle = TextOrEmpty([[ExtensionBundle() bundlePath] UTF8String]);
     const std::string::size_type slash = bundle.rfind('/');
     return slash == std::string::npos ? std::string() : bundle.substr(0, slash) + "/" + getProductVersion();

@@ -3,7 +3,7 @@
 #import <Foundation/Foundation.h>
 
 #include "lum/common/lumutil.h"
-#include "lum/lumext/versionorder.h"
+#include "lum/lumext/VersionOrder.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include "lum/lumext/LumFuzzyWindowDelegate.h"
 #include "lum/lumext/lumextInterface.h"
 #include "lum/lumext/luminstallationmgr.h"
-#include "lum/platform/objcforward.h"
+#include "lum/platform/ObjcForward.h"
 
 LUM_FORWARD_CLASS(LUMBridge);
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "lum/common/lumutil.h"
-#include "lum/lumext/folders.h"
+#include "lum/lumext/Folders.h"
 #import "lum/lumext/LUMBridge.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "lum/common/lumutil.h"
-#include "lum/lumext/guard.h"
+#include "lum/lumext/Guard.h"
 #include "lum/lumext/lumext.h"
 
 namespace {

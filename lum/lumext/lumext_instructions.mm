@@ -2,10 +2,11 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/Ascii.h"
 #include "lum/common/lumutil.h"
-#include "lum/lumext/guard.h"
+#include "lum/lumext/Guard.h"
 #include "lum/lumext/lumext.h"
-#include "lum/lumext/meetingalert.h"
+#include "lum/lumext/MeetingAlert.h"
 #import "lum/lumext/LUMBridge.h"
 
 namespace {
@@ -16,12 +17,6 @@ constexpr std::size_t kIniNameLimit = 1024;
 constexpr unsigned int kItemLineSize = 2048;
 // A shorter value counts as missing, so a line of one character ends the list as an empty one does.
 constexpr unsigned int kShortestItemLine = 2;
-
-void CopyBounded(char *dest, unsigned int size, const char *text) {
-    if (dest && size > 0) {
-        std::snprintf(dest, size, "%s", text);
-    }
-}
 
 } // namespace
 
@@ -66,14 +61,14 @@ bool CLumExtension::GetIniFileNamePValue(char *dest, unsigned int size) {
         MacWarnTrace("Error: Invalid value of the parameter 'LumIniFileName', use default name");
         return false;
     }
-    CopyBounded(dest, size, name);
+    base::CopyBounded(dest, size, name);
     return true;
 }
 
 bool CLumExtension::GetSavedIniFileName(char *dest, unsigned int size) {
     const bool given = GetIniFileNamePValue(dest, size);
     if (!given) {
-        CopyBounded(dest, size, "lum.php");
+        base::CopyBounded(dest, size, "lum.php");
     } else if (char *query = dest && size > 0 ? std::strchr(dest, '?') : nullptr) {
         *query = '\0';
     }

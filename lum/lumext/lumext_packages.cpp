@@ -2,7 +2,7 @@
 #include <cstdint>
 
 #include "lum/common/lumutil.h"
-#include "lum/lumext/guard.h"
+#include "lum/lumext/Guard.h"
 #include "lum/lumext/lumext.h"
 
 namespace {

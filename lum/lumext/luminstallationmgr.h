@@ -7,7 +7,7 @@
 
 #include "lum/lumext/lumdownloaditem.h"
 #include "lum/lumext/lumextInterface.h"
-#include "lum/platform/objcforward.h"
+#include "lum/platform/ObjcForward.h"
 
 LUM_FORWARD_CLASS(CDownloadWindow);
 class CLumExtension;

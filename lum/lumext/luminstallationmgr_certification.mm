@@ -8,9 +8,9 @@
 #include "lum/common/lumutil.h"
 #include "lum/lumext/lumext.h"
 #include "lum/lumext/luminstallationmgr.h"
-#import "lum/platform/scopedpool.h"
+#import "base/objc/ScopedPool.h"
 #import "lum/security/CryptoWrapper.h"
-#include "lum/security/certificateservices.h"
+#include "lum/security/CertificateServices.h"
 
 namespace {
 
@@ -88,7 +88,7 @@ void LumInstallationMgr::VerifyCertification() {
     if (std::none_of(m_aItems.begin(), m_aItems.end(), isUnjudged) || mNeedUpdate == 0) {
         return;
     }
-    const ScopedPool pool;
+    const base::ScopedPool pool;
     const Verdict verdict = Judge(parameter);
     if (verdict == Verdict::Undecided) {
         return;

@@ -9,7 +9,7 @@
 #include "lum/common/lumutil.h"
 #include "lum/lumext/lumext.h"
 #include "lum/lumext/luminstallationmgr.h"
-#include "lum/platform/session.h"
+#include "lum/platform/Session.h"
 #import "lum/ui/CDownloadWindow.h"
 
 namespace {

@@ -6,8 +6,8 @@
 
 #include "lum/common/lumutil.h"
 #include "lum/common/versionfordylib.h"
-#include "lum/lumext/folders.h"
-#include "lum/lumext/integrity.h"
+#include "lum/lumext/Folders.h"
+#include "lum/lumext/Integrity.h"
 #include "lum/lumext/lumext.h"
 #include "lum/lumext/luminstallationmgr.h"
 

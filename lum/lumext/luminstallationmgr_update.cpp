@@ -3,10 +3,10 @@
 
 #include "lum/common/lumutil.h"
 #include "lum/common/versionfordylib.h"
-#include "lum/lumext/folders.h"
+#include "lum/lumext/Folders.h"
 #include "lum/lumext/lumext.h"
 #include "lum/lumext/luminstallationmgr.h"
-#include "lum/lumext/versionorder.h"
+#include "lum/lumext/VersionOrder.h"
 
 namespace {
 

@@ -24,7 +24,7 @@
 #include <openssl/sha.h>
 #include <openssl/x509.h>
 
-#include "lum/security/sha1withrsa.h"
+#include "lum/security/Sha1WithRsa.h"
 
 // The byte that two hexadecimal digits stand for. Reads as strtol does, base 16, and keeps the low 8 bits: an invalid
 // character ends the number early ('1','G' is 1; 'G','1' is 0).

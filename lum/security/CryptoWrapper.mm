@@ -2,7 +2,7 @@
 
 #include <dlfcn.h>
 
-#import "lum/platform/session.h"
+#import "lum/platform/Session.h"
 #import "lum/security/CryptoWrapperLibrary.h"
 
 CryptoWrapper *g_sharedCryptoInstance = nil;

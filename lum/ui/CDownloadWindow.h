@@ -5,7 +5,7 @@
 // such object.
 #pragma once
 
-#include "lum/platform/objcforward.h"
+#include "lum/platform/ObjcForward.h"
 
 LUM_FORWARD_CLASS(CDownloadWindow);
 

@@ -4,7 +4,7 @@
 
 #include "lum/common/lumutil.h"
 #include "lum/lumext/luminstallationmgr.h"
-#include "lum/platform/session.h"
+#include "lum/platform/Session.h"
 
 namespace {
 

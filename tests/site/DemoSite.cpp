@@ -4,8 +4,8 @@
 #include <stdio.h>
 #include <sys/wait.h>
 
-#include "site/InstructionFile.h"
-#include "site/ItemLine.h"
+#include "site/publish/InstructionFile.h"
+#include "site/publish/ItemLine.h"
 
 namespace fs = std::filesystem;
 using namespace lumsite;

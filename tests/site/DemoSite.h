@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "site/Checker.h"
-#include "site/Keys.h"
-#include "site/Manifest.h"
-#include "site/Publisher.h"
+#include "site/check/Checker.h"
+#include "site/keys/SiteKeys.h"
+#include "site/publish/Manifest.h"
+#include "site/publish/Publisher.h"
 #include "tests/support/TempDir.h"
 
 // Writes a bundle with an executable and an Info.plist that gives `version` ("2.1.3.4").

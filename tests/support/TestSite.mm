@@ -9,7 +9,7 @@
 #import <Foundation/Foundation.h>
 
 #include "lum/common/lumutil.h"
-#include "lum/security/certificateservices.h"
+#include "lum/security/CertificateServices.h"
 
 namespace {
 

@@ -1,0 +1,39 @@
+#include "base/Disk.h"
+
+#include <cerrno>
+#include <limits>
+#include <system_error>
+
+#include <sys/statvfs.h>
+
+namespace base {
+
+std::uint64_t FreeSpace(const std::filesystem::path &folder) {
+    struct statvfs info;
+    if (statvfs(folder.c_str(), &info) != 0) {
+        return std::numeric_limits<std::uint64_t>::max();
+    }
+    return static_cast<std::uint64_t>(info.f_bavail) * info.f_frsize;
+}
+
+std::string DiskErrorText(int error) {
+    switch (error) {
+    case ENOSPC:
+    case EDQUOT:
+        return "the disk is full";
+    case EFBIG:
+        return "the file is larger than may be written here";
+    case EROFS:
+        return "the disk can only be read";
+    case EACCES:
+    case EPERM:
+        return "there is no permission to write";
+    case EMFILE:
+    case ENFILE:
+        return "too many files are open";
+    default:
+        return std::generic_category().message(error);
+    }
+}
+
+} // namespace base

@@ -1,0 +1,186 @@
+#include "base/StagingFolder.h"
+
+#include <dirent.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "base/Disk.h"
+
+namespace base {
+
+namespace {
+
+constexpr char kLock[] = "lock";
+
+struct CloseFolder {
+    void operator()(DIR *folder) const {
+        closedir(folder);
+    }
+};
+using ScopedFolder = std::unique_ptr<DIR, CloseFolder>;
+
+ScopedFolder OpenFolder(int parent, const char *name) {
+    const int file = openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (file < 0) {
+        return nullptr;
+    }
+    DIR *const folder = fdopendir(file);
+    if (!folder) {
+        close(file);
+    }
+    return ScopedFolder(folder);
+}
+
+std::vector<std::string> Names(DIR *folder) {
+    std::vector<std::string> names;
+    while (const dirent *entry = readdir(folder)) {
+        const std::string name = entry->d_name;
+        if (name != "." && name != "..") {
+            names.push_back(name);
+        }
+    }
+    return names;
+}
+
+// Who locks: on a file system without locks its maker has a folder all the same, and nobody ever clears it away.
+enum class Locker { Maker, Cleaner };
+
+// The lock file's descriptor, or -1 with errno: EWOULDBLOCK when another process has the lock.
+int Lock(const std::filesystem::path &folder, Locker locker) {
+    const int file = open((folder / kLock).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (file < 0) {
+        return -1;
+    }
+    if (flock(file, LOCK_EX | LOCK_NB) != 0 && (locker == Locker::Cleaner || errno == EWOULDBLOCK)) {
+        const int error = errno;
+        close(file);
+        errno = error;
+        return -1;
+    }
+    return file;
+}
+
+// Someone else may have removed the folder between its making and its locking.
+bool IsInPlace(int lock, const std::filesystem::path &folder) {
+    struct stat held, named;
+    return fstat(lock, &held) == 0 && lstat((folder / kLock).c_str(), &named) == 0 && held.st_dev == named.st_dev &&
+           held.st_ino == named.st_ino;
+}
+
+// The lock file goes last and while it is locked: whoever waits for it then finds another file, or none, in its place.
+// It is closed before the folder goes, for a network file system keeps a removed file in its folder while it is open.
+void RemoveLocked(const std::filesystem::path &folder, int lock) {
+    if (const ScopedFolder open = OpenFolder(AT_FDCWD, folder.c_str())) {
+        for (const std::string &name : Names(open.get())) {
+            if (name != kLock) {
+                RemoveTree(dirfd(open.get()), name.c_str());
+            }
+        }
+    }
+    unlink((folder / kLock).c_str());
+    close(lock);
+    rmdir(folder.c_str());
+}
+
+} // namespace
+
+StagingFolder::StagingFolder(const std::filesystem::path &parent, const std::string &prefix) : m_parent(parent) {
+    const std::string pattern = (parent / (prefix + "XXXXXX")).string();
+    do {
+        m_error = Make(pattern);
+    } while (m_error == EWOULDBLOCK); // another process is cleaning up and took it for a left-over
+}
+
+int StagingFolder::Make(const std::string &pattern) {
+    std::string name = pattern;
+    if (!mkdtemp(name.data())) {
+        return errno;
+    }
+    m_lock = Lock(name, Locker::Maker);
+    if (m_lock < 0) {
+        const int error = errno == ENOENT ? EWOULDBLOCK : errno;
+        rmdir(name.c_str());
+        return error;
+    }
+    if (!IsInPlace(m_lock, name)) {
+        close(std::exchange(m_lock, -1));
+        return EWOULDBLOCK;
+    }
+    m_path = name;
+    return 0;
+}
+
+StagingFolder::~StagingFolder() {
+    if (m_error == 0) {
+        RemoveLocked(m_path, m_lock);
+    }
+}
+
+std::string StagingFolder::ErrorText() const {
+    return DiskErrorText(m_error) + " (" + m_parent.string() + "). Mend the folder or choose another, and try again.";
+}
+
+bool StagingFolder::Empty(const char *kept) const {
+    const ScopedFolder folder = OpenFolder(AT_FDCWD, m_path.c_str());
+    const ScopedFolder inner = folder ? OpenFolder(dirfd(folder.get()), kept) : nullptr;
+    if (!inner) {
+        return false;
+    }
+    bool empty = true;
+    for (const std::string &name : Names(folder.get())) {
+        empty &= name == kLock || name == kept || RemoveTree(dirfd(folder.get()), name.c_str());
+    }
+    for (const std::string &name : Names(inner.get())) {
+        empty &= RemoveTree(dirfd(inner.get()), name.c_str());
+    }
+    return empty;
+}
+
+void CleanStaging(const std::filesystem::path &parent, const std::string &prefix) {
+    const ScopedFolder folder(opendir(parent.c_str()));
+    if (!folder) {
+        return;
+    }
+    for (const std::string &name : Names(folder.get())) {
+        struct stat info;
+        if (!name.starts_with(prefix) || fstatat(dirfd(folder.get()), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0 ||
+            !S_ISDIR(info.st_mode) || info.st_uid != geteuid()) {
+            continue;
+        }
+        if (const int lock = Lock(parent / name, Locker::Cleaner); lock >= 0) {
+            RemoveLocked(parent / name, lock);
+        }
+    }
+}
+
+bool RemoveTree(int parent, const char *name) {
+    if (unlinkat(parent, name, 0) == 0 || errno == ENOENT) {
+        return true;
+    }
+    ScopedFolder folder = OpenFolder(parent, name);
+    if (!folder && errno == EACCES) {
+        fchmodat(parent, name, 0700, 0);
+        folder = OpenFolder(parent, name);
+    }
+    if (!folder) {
+        return false;
+    }
+    fchmod(dirfd(folder.get()), 0700);
+    bool gone = true;
+    for (const std::string &entry : Names(folder.get())) {
+        gone = RemoveTree(dirfd(folder.get()), entry.c_str()) && gone;
+    }
+    folder.reset();
+    return unlinkat(parent, name, AT_REMOVEDIR) == 0 && gone;
+}
+
+} // namespace base

@@ -1,0 +1,47 @@
+// A hidden folder that a running process works in, and the removal of those whose process was killed.
+//
+// The folder holds a file "lock" that its process keeps locked (flock) for as long as it works there. The kernel drops
+// the lock when the process ends, however that happens, so a folder whose lock can be had is nobody's any more.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace base {
+
+class StagingFolder {
+public:
+    // Makes `prefix` + six random characters in `parent`, for its owner only. Look at error() before use.
+    StagingFolder(const std::filesystem::path &parent, const std::string &prefix);
+    ~StagingFolder(); // removes the folder with all that is in it
+    StagingFolder(const StagingFolder &) = delete;
+    StagingFolder &operator=(const StagingFolder &) = delete;
+
+    int error() const {
+        return m_error;
+    }                              // 0, or the errno of what failed
+    std::string ErrorText() const; // what failed, where, and what to do
+    const std::filesystem::path &path() const {
+        return m_path;
+    }
+
+    // Empties it, and the folder `kept` in it, which stays. False when something is left, or `kept` is not there.
+    bool Empty(const char *kept) const;
+
+private:
+    int Make(const std::string &pattern);
+
+    std::filesystem::path m_parent;
+    std::filesystem::path m_path;
+    int m_lock = -1;
+    int m_error = 0;
+};
+
+// Removes the folders of that prefix in `parent` that belong to no running process. What cannot be removed stays.
+void CleanStaging(const std::filesystem::path &parent, const std::string &prefix);
+
+// Removes `name` in the open folder `parent`, with all that is in it; a symbolic link is removed, not followed; folders
+// without permission to write are given it. False when something is left.
+bool RemoveTree(int parent, const char *name);
+
+} // namespace base

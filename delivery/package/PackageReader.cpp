@@ -1,0 +1,245 @@
+#include "delivery/package/PackageReader.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <new>
+#include <string_view>
+#include <utility>
+
+#include "delivery/package/Unpacker.h"
+#include "delivery/package/DecoderWindow.h"
+
+namespace delivery {
+
+namespace {
+
+constexpr std::size_t kReadBlock = 1 << 18;
+
+// Everything that libarchive reads by itself. Not mtree, whose files' contents come from elsewhere on the disk, nor
+// those filters that start another program, nor the kinds that accept any file as an archive of one file.
+void Support(archive *archive) {
+    for (const auto filter :
+         {archive_read_support_filter_gzip, archive_read_support_filter_xz, archive_read_support_filter_zstd,
+          archive_read_support_filter_bzip2, archive_read_support_filter_lz4, archive_read_support_filter_lzma,
+          archive_read_support_filter_lzip, archive_read_support_filter_compress}) {
+        filter(archive);
+    }
+    for (const auto format :
+         {archive_read_support_format_tar, archive_read_support_format_zip, archive_read_support_format_7zip,
+          archive_read_support_format_cpio, archive_read_support_format_xar, archive_read_support_format_iso9660,
+          archive_read_support_format_cab, archive_read_support_format_rar, archive_read_support_format_rar5,
+          archive_read_support_format_lha}) {
+        format(archive);
+    }
+}
+
+std::optional<Compression> CompressionOf(archive *archive) {
+    switch (archive_filter_code(archive, 0)) {
+    case ARCHIVE_FILTER_XZ:
+        return Compression::Xz;
+    case ARCHIVE_FILTER_ZSTD:
+        return Compression::Zstd;
+    case ARCHIVE_FILTER_LZMA:
+        return Compression::Lzma;
+    case ARCHIVE_FILTER_LZIP:
+        return Compression::Lzip;
+    case ARCHIVE_FILTER_GZIP:
+        return Compression::Gzip;
+    default:
+        return std::nullopt;
+    }
+}
+
+// 0, or the errno of what failed.
+int WriteAt(int file, const char *data, std::size_t size, std::uint64_t place) {
+    while (size > 0) {
+        const ssize_t written = pwrite(file, data, size, static_cast<off_t>(place));
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written < 0) {
+            return errno;
+        }
+        data += written;
+        size -= static_cast<std::size_t>(written);
+        place += static_cast<std::uint64_t>(written);
+    }
+    return 0;
+}
+
+// A file's space, asked for ahead of what is written: that spares the file system a decision for each block. Where it
+// cannot be had, writing is tried all the same.
+class SpaceAhead {
+public:
+    SpaceAhead(int file, std::uint64_t whole) : m_file(file), m_whole(whole < kWorthAsking ? 0 : whole) {}
+
+    void Reach(std::uint64_t size) {
+        if (size > m_reserved && m_reserved < m_whole) {
+            const std::uint64_t length = std::min(m_whole - m_reserved, kMost);
+            const bool done =
+                fallocate(m_file, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(m_reserved), static_cast<off_t>(length)) == 0;
+            m_reserved = done ? m_reserved + length : m_whole;
+        }
+    }
+
+private:
+    static constexpr std::uint64_t kWorthAsking = 1 << 16;
+    // What an archive that lies about a size takes beyond what it brings.
+    static constexpr std::uint64_t kMost = 64 << 20;
+
+    const int m_file;
+    const std::uint64_t m_whole;
+    std::uint64_t m_reserved = 0;
+};
+
+} // namespace
+
+PackageReader::PackageReader(const std::filesystem::path &package, std::uint64_t maxWindow)
+    : m_package(package), m_maxWindow(maxWindow), m_file(open(package.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
+    struct stat info;
+    if (!m_file || fstat(m_file.get(), &info) != 0) {
+        throw UnpackFailure{kUnpackNoPackage, std::string("the package cannot be opened: ") + strerror(errno)};
+    }
+    if (!S_ISREG(info.st_mode)) {
+        throw UnpackFailure{kUnpackNoPackage, "the package is no file"};
+    }
+    if (info.st_size == 0) {
+        throw UnpackFailure{kUnpackNoArchive, "the package is empty"};
+    }
+    m_fileSize = static_cast<std::uint64_t>(info.st_size);
+    m_archive.reset(archive_read_new());
+    if (!m_archive) {
+        throw std::bad_alloc();
+    }
+    Support(m_archive.get());
+    if (archive_read_open_fd(m_archive.get(), m_file.get(), kReadBlock) != ARCHIVE_OK) {
+        throw Damaged();
+    }
+}
+
+std::string PackageReader::Detail() const {
+    const char *text = archive_error_string(m_archive.get());
+    return text ? text : "no reason is known";
+}
+
+UnpackFailure PackageReader::Damaged() const {
+    const std::string detail = Detail();
+    switch (archive_errno(m_archive.get())) {
+    case EIO:
+        return {kUnpackNoPackage, "the package cannot be read: " + detail};
+    case ENOMEM:
+        return {kUnpackInterrupted, "there is not enough memory to unpack"};
+    default:
+        break;
+    }
+    if (!m_started && detail.starts_with("Unrecognized archive format")) {
+        return {kUnpackNoArchive, "the package is no archive"};
+    }
+    return {kUnpackDamaged, "the archive is damaged: " + detail};
+}
+
+void PackageReader::CheckWindow() const {
+    const auto compression = CompressionOf(m_archive.get());
+    const auto window = compression ? DecoderWindow(m_file.get(), *compression) : std::nullopt;
+    if (window && *window > m_maxWindow) {
+        throw UnpackFailure{kUnpackTooLarge, "unpacking takes " + std::to_string(*window >> 20) +
+                                                 " MiB of memory, and " + std::to_string(m_maxWindow >> 20) +
+                                                 " MiB are allowed"};
+    }
+}
+
+std::optional<PackageEntry> PackageReader::Next() {
+    const int result = archive_read_next_header(m_archive.get(), &m_entry);
+    if (result == ARCHIVE_EOF) {
+        return std::nullopt;
+    }
+    if (result != ARCHIVE_OK && result != ARCHIVE_WARN) { // a warning is about what is not used here, such as an owner
+        throw Damaged();
+    }
+    if (!std::exchange(m_started, true)) {
+        CheckWindow();
+    }
+    const char *const path = archive_entry_pathname(m_entry);
+    if (!path) {
+        throw UnpackFailure{kUnpackDamaged, "the archive is damaged: an entry has no name that can be read"};
+    }
+    if (archive_entry_is_encrypted(m_entry)) {
+        throw UnpackFailure{kUnpackDamaged, "the archive asks for a password"};
+    }
+    const bool executable = archive_entry_perm(m_entry) & 0111;
+    if (const char *target = archive_entry_hardlink(m_entry)) {
+        return PackageEntry{PackageEntry::Kind::HardLink, path, target, executable};
+    }
+    switch (archive_entry_filetype(m_entry)) {
+    case AE_IFREG:
+        return PackageEntry{PackageEntry::Kind::File, path, {}, executable};
+    case AE_IFDIR:
+        return PackageEntry{PackageEntry::Kind::Folder, path, {}, false};
+    case AE_IFLNK: {
+        const char *const target = archive_entry_symlink(m_entry);
+        return PackageEntry{PackageEntry::Kind::Link, path, target ? target : "", false};
+    }
+    default:
+        throw UnpackFailure{kUnpackRefusedEntry, "the entry " + Quoted(path) + " is no file, folder or link"};
+    }
+}
+
+void PackageReader::CopyTo(int file, const std::function<void(std::uint64_t)> &admit) {
+    const auto whole = static_cast<std::uint64_t>(std::max<la_int64_t>(archive_entry_size(m_entry), 0));
+    std::uint64_t size = 0;
+    SpaceAhead space(file, archive_entry_sparse_count(m_entry) > 0 ? 0 : whole);
+    const auto grow = [&](std::uint64_t reached) {
+        if (reached > size) {
+            admit(reached - size);
+            size = reached;
+        }
+    };
+    const void *data = nullptr;
+    std::size_t length = 0;
+    la_int64_t place = 0;
+    int result;
+    while ((result = archive_read_data_block(m_archive.get(), &data, &length, &place)) == ARCHIVE_OK) {
+        if (place < 0) {
+            throw UnpackFailure{kUnpackDamaged, "the archive is damaged: a file begins before its beginning"};
+        }
+        grow(static_cast<std::uint64_t>(place) + length);
+        space.Reach(size);
+        if (const int error =
+                WriteAt(file, static_cast<const char *>(data), length, static_cast<std::uint64_t>(place))) {
+            throw WriteFailure(error, archive_entry_pathname(m_entry));
+        }
+    }
+    if (result != ARCHIVE_EOF) { // a warning, too: that is a wrong checksum
+        throw Damaged();
+    }
+    if (whole <= size || archive_entry_hardlink(m_entry)) {
+        return;
+    }
+    grow(whole); // it ends in a hole
+    if (ftruncate(file, static_cast<off_t>(whole)) != 0) {
+        throw WriteFailure(errno, archive_entry_pathname(m_entry));
+    }
+}
+
+std::uint64_t PackageReader::LeastSize() const {
+    if (const auto compression = CompressionOf(m_archive.get())) {
+        return UnpackedSize(m_file.get(), *compression).value_or(m_fileSize);
+    }
+    // A zip file has a table of all its entries; the others would have to be unpacked to find theirs.
+    if ((archive_format(m_archive.get()) & ARCHIVE_FORMAT_BASE_MASK) != ARCHIVE_FORMAT_ZIP) {
+        return 0;
+    }
+    PackageReader table(m_package, m_maxWindow);
+    std::uint64_t sum = 0;
+    while (table.Next()) {
+        sum += static_cast<std::uint64_t>(std::max<la_int64_t>(archive_entry_size(table.m_entry), 0));
+    }
+    return sum;
+}
+
+} // namespace delivery

@@ -1,0 +1,132 @@
+// Unpacks a package so that its component stands whole at its place, or not at all.
+//
+// A package is an archive (tar, alone or packed with gzip, xz, zstd, bzip2, lz4 and the like; zip; 7z; and the other
+// trees that libarchive reads by itself) with one top-level entry, the component, whose name is that of the
+// destination. It is unpacked into a hidden staging folder beside the destination and moved into place in one step, in
+// which it takes the place of what is there. Whatever fails, and whenever the process is killed,
+// the destination holds what was there before, or (from that one step on) the whole new component; on a file system
+// that cannot exchange two folders it may hold nothing.
+//
+// What is in an archive is obeyed in this only: names, contents, which files may be executed, symbolic links and hard
+// links. Files become 0644 or 0755 less the umask, folders 0755; owner, date, set-user-id, extended attributes and
+// access lists are left out. An entry refuses the whole package when its name is absolute or has a ".." in it, or leads
+// through something that is no folder of the component; when it comes a second time; when it is a device, a pipe or a
+// socket; when it is a hard link to anything but a file of the component; or a symbolic link whose target is absolute,
+// leads out of the component, or has a ".." after a name (that is where links through links can hide).
+//
+// What success does not promise: that the package is the publisher's (the extension has checked that before), or that
+// the component is on the disk already: InstallNotes.h tells how a power failure is mended.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <future>
+#include <stop_token>
+#include <string>
+#include <thread>
+
+namespace delivery {
+
+// The result of an installation. The extension has messages of its own for all of these.
+enum UnpackCode : int {
+    kUnpackOk = 0,
+    // The package is missing or cannot be read. Remedy: start again; check the disk.
+    kUnpackNoPackage = 1,
+    // The package is no archive, or of a kind that is not read. Remedy: the publisher packs it anew.
+    kUnpackNoArchive = 2,
+    // The archive ends early, contradicts itself or asks for a password. Remedy: the publisher packs it anew.
+    kUnpackDamaged = 3,
+    // An entry is refused (above). Remedy: the publisher leaves it out or mends it.
+    kUnpackRefusedEntry = 4,
+    // More bytes, entries or memory than the limits allow. Remedy: the publisher makes it smaller.
+    kUnpackTooLarge = 5,
+    // No top-level entry, more than one, or one of another name than the destination's. Remedy: the publisher packs the
+    // component, and nothing beside it, under its name.
+    kUnpackNotOneComponent = 6,
+    // The disk or the user's share of it is full. Remedy: free some space.
+    kUnpackNoSpace = 12,
+    // The destination is no absolute path that ends in a name. Remedy: the page or the item names another place.
+    kUnpackBadArgument = 20007,
+    // The folder of the destination is missing or cannot be written. Remedy: mend its permissions.
+    kUnpackNotWritable = 20009,
+    // Cancelled, or the system failed: out of memory or descriptors, a disk fault. Remedy: try again.
+    kUnpackInterrupted = 20100,
+};
+
+struct UnpackLimits {
+    std::uint64_t maxBytes = std::uint64_t{8} << 30; // of all files together, unpacked
+    std::uint64_t maxEntries = 200'000;              // files, folders and links
+    // What the archive's compression (xz, zstd, lzma, lzip) may keep in memory; the memory in use is this and a few
+    // MiB. libarchive offers no such limit within zip, 7z and rar archives.
+    std::uint64_t maxWindow = std::uint64_t{64} << 20;
+};
+
+// Told, right before the move, the number (inode) of the file or folder that is moved. May be empty; called on the
+// thread of the installation, and throws nothing.
+using BeforeMove = std::function<void(std::uint64_t number)>;
+
+// Installs components. What is unpacked lies in a hidden folder beside its destination until it is whole; that folder
+// is kept for the next one. One installation at a time, on any thread.
+class Unpacker {
+public:
+    explicit Unpacker(UnpackLimits limits = {});
+    ~Unpacker();
+    Unpacker(const Unpacker &) = delete;
+    Unpacker &operator=(const Unpacker &) = delete;
+
+    // Installs the component of `package` as `destination` (an absolute path; its folder must exist). The first time in
+    // a folder it begins by removing what killed processes have left there. Returns a code from above; `reason` (may be
+    // null) then holds one sentence for a person that says what is wrong with what, and is empty on success. A request
+    // to stop is looked at for every block; then the result is kUnpackInterrupted. Throws nothing.
+    int Install(const std::filesystem::path &package, const std::filesystem::path &destination, std::string *reason,
+                const std::stop_token &stop = {}, const BeforeMove &beforeMove = {});
+
+    // Removes its own hidden folders until they are needed again. Not during an installation.
+    void Rest();
+
+    class Folders;
+
+private:
+    const UnpackLimits m_limits;
+    const std::unique_ptr<Folders> m_folders;
+};
+
+// Removes the staging folders that killed processes have left in `folder`, never those of a running one.
+void CleanStaging(const std::filesystem::path &folder);
+
+// An installation on a thread of its own, for a caller that must keep its window alive meanwhile.
+class UnpackJob {
+public:
+    // The unpacker must outlive this. Throws std::system_error when no thread can be started.
+    UnpackJob(Unpacker &unpacker, std::filesystem::path package, std::filesystem::path destination,
+              BeforeMove beforeMove = {});
+    ~UnpackJob(); // cancels and waits
+    UnpackJob(const UnpackJob &) = delete;
+    UnpackJob &operator=(const UnpackJob &) = delete;
+
+    // Waits until the installation has ended, or the time is over (false).
+    bool Wait(std::chrono::milliseconds longest) const;
+    void Cancel() {
+        m_thread.request_stop();
+    }
+
+    // After the end (these wait for it).
+    int code() const {
+        return m_result.get().code;
+    }
+    const std::string &reason() const {
+        return m_result.get().reason;
+    }
+
+private:
+    struct Result {
+        int code;
+        std::string reason;
+    };
+    std::shared_future<Result> m_result;
+    std::jthread m_thread;
+};
+
+} // namespace delivery

@@ -1,0 +1,217 @@
+#include "delivery/transfer/Download.h"
+
+#include "base/Disk.h"
+
+#include <algorithm>
+
+namespace delivery {
+
+namespace {
+
+constexpr std::uint64_t kDroppedBody = 1 << 16;
+constexpr std::uint64_t kFreshStart = 1 << 20;
+
+} // namespace
+
+std::chrono::milliseconds RetryPause(const TransferSettings &settings, unsigned tries, std::minstd_rand &random) {
+    std::chrono::milliseconds pause = settings.firstPause;
+    for (unsigned i = 1; i < tries && pause < settings.longestPause; ++i) {
+        pause *= 2;
+    }
+    pause = std::min(pause, settings.longestPause);
+    // Somewhere in the upper half, so that many visitors of a site that failed do not come back all at once.
+    return pause - std::chrono::milliseconds(std::uniform_int_distribution<std::int64_t>(0, pause.count() / 2)(random));
+}
+
+Download::Download(const TransferRules &rules, base::Url url, std::filesystem::path file)
+    : Exchange(rules, std::move(url)), m_file(std::move(file)), m_random(std::random_device{}()) {}
+
+void Download::Begin(TransferClock::time_point now) {
+    m_body = Body::Unknown;
+    m_askedForRest = CanResume();
+    m_dropped = 0;
+    m_failure.reset();
+    m_arrived = m_arrivedThen = 0;
+    m_stallFrom = now;
+    Exchange::Begin(now);
+}
+
+curl_slist *Download::AddHeaders(curl_slist *headers) {
+    if (!m_askedForRest) {
+        return headers;
+    }
+    headers = curl_slist_append(headers, ("Range: bytes=" + std::to_string(m_file.size()) + "-").c_str());
+    return curl_slist_append(headers, ("If-Range: " + m_tag).c_str());
+}
+
+bool Download::Fail(TransferFailure failure) {
+    m_failure = std::move(failure);
+    return false;
+}
+
+void Download::StartOver() {
+    m_tag.clear();
+    m_total.reset();
+    if (const int error = m_file.Restart()) {
+        Fail(DiskFailure(url(), error));
+    }
+}
+
+void Download::Judge() {
+    const ReplyHead reply = ReadReplyHead(handle());
+    m_status = reply.status;
+    m_body = Body::Drop;
+    if (IsRedirect(reply.status)) {
+        return;
+    }
+    if (reply.status == 200) {
+        JudgeWhole(reply);
+    } else if (reply.status == 206) {
+        JudgeRest(reply);
+    } else if (reply.status == 416 && m_askedForRest) {
+        Fail(OddReply(url(), "the rest of the file is not there (status 416)"));
+        StartOver();
+    } else {
+        Fail(StatusFailure(url(), reply));
+    }
+}
+
+void Download::JudgeWhole(const ReplyHead &reply) {
+    StartOver();
+    if (m_failure) {
+        return;
+    }
+    m_total = reply.length;
+    m_tag = reply.strongTag;
+    m_tagUrl = url().text();
+    m_body = Body::Store;
+    CheckRoom();
+}
+
+void Download::JudgeRest(const ReplyHead &reply) {
+    const std::optional<ContentRange> &range = reply.range;
+    const bool fits = m_askedForRest && range && range->first == m_file.size() && m_tagUrl == url().text() &&
+                      (reply.strongTag.empty() || reply.strongTag == m_tag) &&
+                      (!m_total || !range->total || *m_total == *range->total) &&
+                      (!reply.length || *reply.length == range->last - range->first + 1);
+    if (!fits) {
+        Fail(OddReply(url(), "another part of the file than the one asked for"));
+        StartOver();
+        return;
+    }
+    m_total = range->total ? range->total : range->last + 1; // "*": the rest was asked for, so this is its end
+    m_body = Body::Store;
+    CheckRoom();
+}
+
+void Download::CheckRoom() {
+    const std::uint64_t maxBytes = rules().settings.maxBytes;
+    if (m_total && *m_total > maxBytes) {
+        Fail(TooLarge(url(), maxBytes));
+    } else if (m_total && *m_total - m_file.size() > base::FreeSpace(m_file.path().parent_path())) {
+        Fail(NoRoom(url(), *m_total));
+    }
+}
+
+bool Download::Receive(const char *data, std::size_t size) {
+    if (m_body == Body::Unknown) {
+        Judge();
+    }
+    if (m_failure && !m_failure->transient) {
+        return false;
+    }
+    m_arrived += size;
+    if (m_body == Body::Drop) {
+        // A short text beside an error or a redirect is read to its end, so that the connection can be used again.
+        m_dropped += size;
+        return m_dropped <= kDroppedBody;
+    }
+    const std::uint64_t maxBytes = rules().settings.maxBytes;
+    if (size > maxBytes - m_file.size()) {
+        return Fail(TooLarge(url(), maxBytes));
+    }
+    if (const int error = m_file.Write(data, size)) {
+        return Fail(DiskFailure(url(), error));
+    }
+    m_seen = std::max(m_seen, m_file.size());
+    return true;
+}
+
+bool Download::Overdue(TransferClock::time_point now) {
+    const TransferSettings &settings = rules().settings;
+    if (now - m_stallFrom < settings.stallTimeout) {
+        return false;
+    }
+    if (m_arrived - m_arrivedThen >= settings.stallBytes) {
+        m_arrivedThen = m_arrived;
+        m_stallFrom = now;
+        return false;
+    }
+    if (!m_failure) {
+        Fail(Stalled(url()));
+    }
+    return true;
+}
+
+std::optional<std::chrono::milliseconds> Download::End(CURLcode code) {
+    if (m_body == Body::Unknown && code == CURLE_OK) { // a reply without a body
+        Judge();
+    }
+    if (m_failure) {
+        return AfterFailure();
+    }
+    if (m_body == Body::Drop && IsRedirect(m_status)) {
+        if (const auto refusal = FollowRedirect()) {
+            m_failure = {url().host() + ": " + *refusal + ". Tell the operator of the site.", false, std::nullopt};
+            return AfterFailure();
+        }
+        return std::chrono::milliseconds(0);
+    }
+    if (code != CURLE_OK) {
+        Fail(ExchangeFailure(url(), code, ErrorDetail()));
+        return AfterFailure();
+    }
+    if (m_total && m_file.size() != *m_total) { // a part that ended early, but as announced
+        Fail(ExchangeFailure(url(), CURLE_PARTIAL_FILE, {}));
+        return AfterFailure();
+    }
+    if (const int error = m_file.Keep()) {
+        Fail(DiskFailure(url(), error));
+        return std::nullopt;
+    }
+    m_complete = true;
+    return std::nullopt;
+}
+
+std::optional<std::chrono::milliseconds> Download::AfterFailure() {
+    const TransferSettings &settings = rules().settings;
+    if (!m_failure->transient) {
+        return std::nullopt;
+    }
+    if (m_seen - m_fresh >= kFreshStart) {
+        m_fresh = m_seen;
+        m_tries = 0;
+    }
+    if (++m_tries > settings.retries) {
+        return std::nullopt;
+    }
+    ForgetRedirects();
+    const auto pause = RetryPause(settings, m_tries, m_random);
+    const auto asked = m_failure->retryAfter.value_or(std::chrono::milliseconds(0));
+    return std::max(pause, std::min(asked, settings.longestRetryAfter));
+}
+
+std::uint64_t Download::TakeNews() {
+    const std::uint64_t news = m_seen - m_told;
+    m_told = m_seen;
+    return news;
+}
+
+TransferResult Download::result() const {
+    if (m_complete) {
+        return {true, m_file.path(), {}, m_status, url().text()};
+    }
+    return {false, {}, m_failure ? m_failure->text : std::string(), m_status, url().text()};
+}
+
+} // namespace delivery

@@ -1,0 +1,77 @@
+// A download to a file: the exchanges that it takes.
+//
+//   ask for all of it, or for the rest when the server named the file by a strong tag (If-Range)
+//     -> redirect: the same at the next address, from which the reply then comes
+//     -> the reply fits (200: from the start; 206: exactly the rest): store what comes, until all is there
+//     -> a fault that may pass: pause, then from the top; what is stored stays if it can be gone on with
+//     -> any other fault: the end
+#pragma once
+
+#include <cstdint>
+#include <random>
+
+#include "delivery/transfer/Exchange.h"
+#include "delivery/transfer/TransferFailure.h"
+#include "delivery/transfer/TransferFile.h"
+
+namespace delivery {
+
+// The pause after so many failed tries (from 1), as TransferSettings describes it.
+std::chrono::milliseconds RetryPause(const TransferSettings &settings, unsigned tries, std::minstd_rand &random);
+
+class Download final : public Exchange {
+public:
+    Download(const TransferRules &rules, base::Url url, std::filesystem::path file);
+
+    void Begin(TransferClock::time_point now) override;
+    std::optional<std::chrono::milliseconds> End(CURLcode code) override;
+    bool Overdue(TransferClock::time_point now) override;
+
+    // The bytes that have arrived for the first time since the last call.
+    std::uint64_t TakeNews();
+    // After the end.
+    TransferResult result() const;
+
+private:
+    enum class Body { Unknown, Store, Drop };
+
+    bool Receive(const char *data, std::size_t size) override;
+    curl_slist *AddHeaders(curl_slist *headers) override;
+
+    // Looks at the head of the reply, once; sets m_body, or m_failure.
+    void Judge();
+    void JudgeWhole(const ReplyHead &reply);
+    void JudgeRest(const ReplyHead &reply);
+    void CheckRoom();
+    // Whether the rest of what is stored can be asked for.
+    bool CanResume() const {
+        return m_file.size() > 0 && !m_tag.empty();
+    }
+    void StartOver();
+    bool Fail(TransferFailure failure);
+    std::optional<std::chrono::milliseconds> AfterFailure();
+
+    TransferFile m_file;
+    std::optional<std::uint64_t> m_total;
+    std::string m_tag;         // strong tag of what is stored; empty when there is none
+    std::string m_tagUrl;      // the address whose tag it is
+    std::uint64_t m_seen = 0;  // the most that was ever stored: so many bytes were news
+    std::uint64_t m_told = 0;  // of these, taken by TakeNews
+    std::uint64_t m_fresh = 0; // m_seen when the tries were last counted afresh
+    unsigned m_tries = 0;      // failed ones
+    std::minstd_rand m_random;
+
+    // Of the running exchange:
+    Body m_body = Body::Unknown;
+    bool m_askedForRest = false;
+    std::uint64_t m_dropped = 0;
+    std::optional<TransferFailure> m_failure;
+    long m_status = 0;
+    std::uint64_t m_arrived = 0;
+    std::uint64_t m_arrivedThen = 0; // m_arrived when the time for a stall began
+    TransferClock::time_point m_stallFrom;
+
+    bool m_complete = false;
+};
+
+} // namespace delivery

@@ -1,0 +1,109 @@
+#include "delivery/transfer/TransferFailure.h"
+
+#include "base/Disk.h"
+
+namespace delivery {
+
+namespace {
+
+constexpr char kTryLater[] = "Try again later.";
+constexpr char kCheckNetwork[] = "Check the network connection and try again.";
+constexpr char kAskOperator[] = "Tell the operator of the site.";
+
+TransferFailure Permanent(const base::Url &url, const std::string &what, const std::string &remedy) {
+    return {url.host() + ": " + what + ". " + remedy, false, std::nullopt};
+}
+
+TransferFailure Transient(const base::Url &url, const std::string &what, const std::string &remedy) {
+    return {url.host() + ": " + what + ". " + remedy, true, std::nullopt};
+}
+
+std::string InParentheses(const std::string &detail) {
+    return detail.empty() ? "" : " (" + detail + ")";
+}
+
+// Whole MiB, rounded up.
+std::string Mebibytes(std::uint64_t bytes) {
+    return std::to_string(bytes / (1 << 20) + (bytes % (1 << 20) != 0)) + " MiB";
+}
+
+} // namespace
+
+TransferFailure StatusFailure(const base::Url &url, const ReplyHead &reply) {
+    const std::string number = " (status " + std::to_string(reply.status) + ")";
+    switch (reply.status) {
+    case 401:
+    case 403:
+        return Permanent(url, "the server refuses the file" + number, kAskOperator);
+    case 404:
+    case 410:
+        return Permanent(url, "the server does not have the file" + number, kAskOperator);
+    case 407:
+        return Permanent(url, "the proxy asks for a password" + number, "Check the proxy settings.");
+    case 408:
+    case 429: {
+        TransferFailure failure = Transient(url, "the server is busy" + number, kTryLater);
+        failure.retryAfter = reply.retryAfter;
+        return failure;
+    }
+    default:
+        break;
+    }
+    if (reply.status >= 500) {
+        TransferFailure failure = Transient(url, "the server has a fault" + number, kTryLater);
+        failure.retryAfter = reply.retryAfter;
+        return failure;
+    }
+    return Permanent(url, "the server gave no file" + number, kAskOperator);
+}
+
+TransferFailure ExchangeFailure(const base::Url &url, CURLcode code, const std::string &detail) {
+    switch (code) {
+    case CURLE_PEER_FAILED_VERIFICATION:
+        return Permanent(url, "its certificate is not accepted, so nothing was fetched" + InParentheses(detail),
+                         "Check this computer's date; if it is right, tell the operator of the site.");
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_SSL_CERTPROBLEM:
+        return Permanent(url, "the trusted authorities of this computer cannot be read" + InParentheses(detail),
+                         "Check the installation of the system's certificates.");
+    case CURLE_SSL_CONNECT_ERROR:
+        return Transient(url, "no secure connection came about" + InParentheses(detail), kTryLater);
+    case CURLE_COULDNT_RESOLVE_HOST:
+        return Transient(url, "this host name is not known", "Check the address and the network connection.");
+    case CURLE_COULDNT_RESOLVE_PROXY:
+        return Transient(url, "the name of the proxy is not known", "Check the proxy settings.");
+    case CURLE_COULDNT_CONNECT:
+        return Transient(url, "nothing answers on port " + std::to_string(url.port()) + InParentheses(detail),
+                         "The server may be down, or a firewall is in the way. " + std::string(kTryLater));
+    case CURLE_OPERATION_TIMEDOUT:
+        return Transient(url, "no connection came about in time", kCheckNetwork);
+    case CURLE_OUT_OF_MEMORY:
+        return Permanent(url, "there is not enough memory", "Close other programs and try again.");
+    default:
+        // The rest is a connection that ended or broke before everything had come, each in a way of its own.
+        return Transient(url, "the connection broke off" + InParentheses(detail), kTryLater);
+    }
+}
+
+TransferFailure Stalled(const base::Url &url) {
+    return Transient(url, "the transfer came to a standstill", kCheckNetwork);
+}
+
+TransferFailure OddReply(const base::Url &url, const std::string &what) {
+    return Transient(url, "the server gave an odd reply: " + what, kAskOperator);
+}
+
+TransferFailure TooLarge(const base::Url &url, std::uint64_t maxBytes) {
+    return Permanent(url, "the file is larger than the " + Mebibytes(maxBytes) + " that are allowed", kAskOperator);
+}
+
+TransferFailure NoRoom(const base::Url &url, std::uint64_t needed) {
+    return Permanent(url, "the disk is full: the file needs " + Mebibytes(needed), "Free some space and try again.");
+}
+
+TransferFailure DiskFailure(const base::Url &url, int error) {
+    return Permanent(url, "the file cannot be stored: " + base::DiskErrorText(error),
+                     "Free some space or mend the folder, and try again.");
+}
+
+} // namespace delivery

@@ -1,0 +1,33 @@
+// Why a try of a download failed, in words for a person, and whether another try may help.
+#pragma once
+
+#include <curl/curl.h>
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "base/Url.h"
+#include "delivery/transfer/ReplyHead.h"
+
+namespace delivery {
+
+struct TransferFailure {
+    std::string text; // "host: what happened. What to do."
+    bool transient = false;
+    std::optional<std::chrono::milliseconds> retryAfter; // what the server asked for
+};
+
+// The reply's status is no success and no redirect that is followed.
+TransferFailure StatusFailure(const base::Url &url, const ReplyHead &reply);
+// The exchange broke; `detail` is curl's own text, empty when it has none.
+TransferFailure ExchangeFailure(const base::Url &url, CURLcode code, const std::string &detail);
+TransferFailure Stalled(const base::Url &url);
+// The reply is one that a sound server does not give to this request.
+TransferFailure OddReply(const base::Url &url, const std::string &what);
+TransferFailure TooLarge(const base::Url &url, std::uint64_t maxBytes);
+TransferFailure NoRoom(const base::Url &url, std::uint64_t needed);
+TransferFailure DiskFailure(const base::Url &url, int error);
+
+} // namespace delivery

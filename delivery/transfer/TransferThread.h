@@ -1,0 +1,96 @@
+// The thread that transfers, and the one lock between it and the main thread: errands go in, reports come out.
+//
+// All public functions belong to the main thread. The thread itself works on its own data, takes the lock only to fetch
+// new errands and to add up reports, and calls `wake` (without the lock) when there is something to collect and nothing
+// was waiting to be collected already: so neither reports nor wake-ups pile up.
+#pragma once
+
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <thread>
+
+#include "delivery/transfer/Exchange.h"
+
+namespace delivery {
+
+class Download;
+
+// What became known of a download since the last collection.
+struct TransferReport {
+    std::uint64_t news = 0;               // bytes
+    std::optional<TransferResult> result; // nothing more follows it
+};
+using TransferReports = std::map<Transfers::Id, TransferReport>;
+
+class TransferThread {
+public:
+    TransferThread(TransferSettings settings, std::function<void()> wake);
+    ~TransferThread(); // ends what runs and removes its files
+    TransferThread(const TransferThread &) = delete;
+    TransferThread &operator=(const TransferThread &) = delete;
+
+    void Start(Transfers::Id id, base::Url url, std::filesystem::path file);
+    void Refuse(Transfers::Id id, std::string error); // a report of failure, the way of all others
+    void Cancel(std::vector<Transfers::Id> ids);
+    void Request(base::Url url);
+    bool WaitForRequests(std::chrono::milliseconds longest);
+    TransferReports Collect();
+
+private:
+    struct Errand {
+        Transfers::Id id; // 0 for a background request
+        std::unique_ptr<Exchange> exchange;
+        Download *download; // the exchange, or null for a background request
+        TransferClock::time_point due;
+        bool active = false;
+    };
+    struct Inbox {
+        std::vector<std::unique_ptr<Errand>> errands;
+        std::vector<Transfers::Id> cancelled;
+        bool stop = false;
+    };
+    struct CloseMulti {
+        void operator()(CURLM *multi) const {
+            curl_multi_cleanup(multi);
+        }
+    };
+
+    void Wake();
+    void Run();
+    bool TakeInbox();                                                // false: stop
+    void AdmitMore(TransferClock::time_point now, unsigned running); // sets m_parallel
+    void BeginDue();
+    void EndFinished();
+    void EndOverdue();
+    void End(Errand &errand, CURLcode code);
+    void Drop(Errand &errand);
+    void Publish();
+    void PutReports(const TransferReports &reports);
+    int PollTime() const;
+
+    const TransferRules m_rules;
+    const std::function<void()> m_wake;
+
+    std::mutex m_lock;
+    Inbox m_inbox;
+    TransferReports m_reports;
+    bool m_woken = false; // since the last Collect
+    std::size_t m_requests = 0;
+    std::condition_variable m_requestsGone;
+
+    // The thread's own:
+    std::unique_ptr<CURLM, CloseMulti> m_multi;
+    std::vector<std::unique_ptr<Errand>> m_errands; // in the order in which they were given
+    TransferReports m_unpublished;
+    TransferClock::time_point m_published;
+    bool m_slotFreed = false; // so that the next one can begin at once
+    unsigned m_parallel;      // so many downloads may run at once by now
+    TransferClock::time_point m_measured;
+    curl_off_t m_arrived = 0;      // bytes of all downloads until then
+    curl_off_t m_arrivedWhole = 0; // bytes of those that have ended
+
+    std::thread m_thread; // last: it uses all of the above
+};
+
+} // namespace delivery

@@ -1,0 +1,114 @@
+#include "delivery/transfer/Transfers.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "delivery/transfer/TransferThread.h"
+#include "base/StagingFolder.h"
+
+namespace delivery {
+
+namespace {
+
+constexpr char kFolderPrefix[] = ".lumhost-transfers.";
+
+} // namespace
+
+Transfers::Transfers(TransferSettings settings, std::function<void()> wake) {
+    std::error_code ignored;
+    std::filesystem::create_directories(settings.folder, ignored);
+    base::CleanStaging(settings.folder, kFolderPrefix);
+    m_folder = std::make_unique<base::StagingFolder>(settings.folder, kFolderPrefix);
+    m_thread = std::make_unique<TransferThread>(std::move(settings), std::move(wake));
+}
+
+Transfers::~Transfers() = default;
+
+Transfers::Id Transfers::Get(const std::string &url, Progress progress, Done done) {
+    const Id id = ++m_lastId;
+    m_downloads[id] = std::make_shared<Callbacks>(Callbacks{std::move(progress), std::move(done)});
+    const std::optional<base::Url> address = base::Url::Parse(url);
+    if (m_folder->error() != 0) {
+        m_thread->Refuse(id, "The folder for downloads cannot be used: " + m_folder->ErrorText());
+    } else if (!address) {
+        m_thread->Refuse(id, "This is no web address (http or https), so nothing was fetched. Check the page.");
+    } else {
+        m_thread->Start(id, *address, m_folder->path() / std::to_string(id));
+    }
+    return id;
+}
+
+void Transfers::Request(const std::string &url) {
+    if (const std::optional<base::Url> address = base::Url::Parse(url)) {
+        m_thread->Request(*address);
+    }
+}
+
+bool Transfers::WaitForRequests(std::chrono::milliseconds longest) {
+    return m_thread->WaitForRequests(longest);
+}
+
+void Transfers::Cancel(Id id) {
+    if (m_downloads.erase(id)) {
+        m_thread->Cancel({id});
+    }
+}
+
+void Transfers::CancelAll() {
+    std::vector<Id> ids;
+    for (const auto &[id, callbacks] : m_downloads) {
+        ids.push_back(id);
+    }
+    m_downloads.clear();
+    if (!ids.empty()) {
+        m_thread->Cancel(std::move(ids));
+    }
+}
+
+void Transfers::Deliver() {
+    if (m_delivering) {
+        m_deliverAgain = true;
+        return;
+    }
+    m_delivering = true;
+    do {
+        m_deliverAgain = false;
+        DeliverOnce();
+    } while (m_deliverAgain);
+    m_delivering = false;
+}
+
+void Transfers::DeliverOnce() {
+    for (const auto &[id, report] : m_thread->Collect()) {
+        Report(id, report.news);
+        if (report.result) {
+            Finish(id, *report.result);
+        }
+    }
+}
+
+void Transfers::Report(Id id, std::uint64_t bytes) {
+    while (bytes > 0) {
+        const auto found = m_downloads.find(id); // anew each time: the callback may have cancelled it
+        if (found == m_downloads.end() || !found->second->progress) {
+            return;
+        }
+        const std::shared_ptr<Callbacks> callbacks = found->second;
+        const auto part = std::min<std::uint64_t>(bytes, std::numeric_limits<std::uint32_t>::max());
+        bytes -= part;
+        callbacks->progress(static_cast<std::uint32_t>(part));
+    }
+}
+
+void Transfers::Finish(Id id, const TransferResult &result) {
+    if (const auto found = m_downloads.extract(id); !found.empty() && found.mapped()->done) {
+        found.mapped()->done(result);
+    }
+    if (result.ok) {
+        std::error_code ignored;
+        std::filesystem::remove(result.file, ignored);
+    }
+}
+
+} // namespace delivery

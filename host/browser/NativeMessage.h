@@ -1,0 +1,45 @@
+// What the browser's extension and this program say to each other (docs/browser.md describes it for others): texts in
+// JSON, each behind its length, four bytes in this machine's order.
+//
+//   browser                          lumhost
+//      |  <---------------- hello ------  |
+//      |  ------ start ---------------->  |
+//      |  <------------ events ---------  |   until either end closes
+//
+// The browser sends one message in all; so nothing that comes later can change what has been started.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "base/Url.h"
+
+namespace lumhost {
+
+constexpr int kNativeVersion = 1;
+constexpr std::uint32_t kLargestNativeMessage = 1 << 20;
+
+// Why a message was not accepted. `reason` is for programs: one of the words in docs/browser.md.
+struct NativeRefusal {
+    std::string reason;
+    std::string text;
+};
+
+struct NativeStart {
+    base::Url page;     // http or https
+    std::string origin; // the page's
+    std::vector<std::pair<std::string, std::string>> parameters;
+    std::vector<std::string> granted; // sites that the user has just allowed, as ReadOrigin gives them
+};
+
+// The only message of the browser's. Every member must be there and none besides; texts are UTF-8 without NUL.
+std::variant<NativeStart, NativeRefusal> ReadNativeStart(std::string_view json);
+
+// The message with its length in front.
+std::string Framed(std::string_view message);
+
+} // namespace lumhost

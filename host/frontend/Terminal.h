@@ -1,0 +1,48 @@
+// The front end for people: one line a step, and a bar where standard output is a terminal.
+//
+// The line of a navigation ("lumhost: page TARGET -> URL") is meant to be read by scripts, too. Texts from the page are
+// shown on one line without control characters.
+#pragma once
+
+#include <chrono>
+#include <cstdio>
+#include <string>
+
+#include "host/frontend/EventSink.h"
+
+namespace lumhost {
+
+// One line of a bar, at most `width` columns: "[####    ]  42%  12.3 MB of 29.0 MB  1.2 MB/s  about 15 s left", or only
+// the bytes when there is no total. What does not fit is left out from the end.
+std::string ProgressLine(const Progress &progress, int width);
+
+class Terminal final : public EventSink {
+public:
+    // `width`: the terminal's, in columns; 0 when `out` is no terminal. `out` must outlive this.
+    Terminal(std::FILE *out, int width) : m_out(out), m_width(width) {}
+
+    void OnState(State state, const std::string &detail) override;
+    void OnProgress(const Progress &progress) override;
+    void OnMessage(const Message &message) override;
+    void OnNavigation(const Navigation &navigation) override;
+    void OnLaunch(const Launch &launch) override;
+    void OnLogRequest(const LogRequest &request) override;
+    void OnProblem(const std::string &text) override;
+    void OnSettled(const std::string &reason) override;
+    void OnEnd(int status, const std::string &reason, int message) override;
+
+private:
+    void Line(const std::string &text);
+    void ClearBar();
+
+    std::FILE *m_out;
+    const int m_width;
+    bool m_downloading = false; // said once
+    bool m_bar = false;         // the cursor stands in a bar
+    Progress m_last;
+};
+
+// Columns of the terminal behind `out`; 0 when it is none, or one that cannot move its cursor.
+int TerminalWidth(std::FILE *out);
+
+} // namespace lumhost

@@ -1,0 +1,81 @@
+#include "host/installed/InstallRecorder.h"
+
+#include <chrono>
+#include <exception>
+#include <system_error>
+
+#include "base/ScopedSignalBlock.h"
+
+namespace lumhost {
+
+namespace {
+
+constexpr std::chrono::seconds kPause(1);
+
+} // namespace
+
+InstallRecorder::~InstallRecorder() {
+    if (!m_thread.joinable()) {
+        return;
+    }
+    {
+        const std::scoped_lock lock(m_lock);
+        m_over = true;
+    }
+    m_changed.notify_one();
+    m_thread.join();
+}
+
+void InstallRecorder::Add(std::filesystem::path destination) {
+    const std::scoped_lock lock(m_lock);
+    m_waiting.push_back(std::move(destination));
+    if (m_thread.joinable()) {
+        m_changed.notify_one();
+        return;
+    }
+    try {
+        const base::ScopedSignalBlock block;
+        m_thread = std::thread(&InstallRecorder::Run, this);
+    } catch (const std::system_error &) { // no thread to be had: the component is not on record, and that is told
+    }
+}
+
+void InstallRecorder::Run() {
+    try {
+        Work();
+    } catch (const std::exception &) { // out of memory: likewise
+    }
+}
+
+void InstallRecorder::Record(const std::vector<InstalledComponent> &components) {
+    if (!Installed(m_folders).Record(components)) { // the notes stay, for a start that can write
+        return;
+    }
+    for (const InstalledComponent &component : components) {
+        m_notes.Recorded(component.folder / component.name);
+    }
+}
+
+// The road goes first: what it has installed is read, and recorded at once, when it pauses.
+void InstallRecorder::Work() {
+    for (;;) {
+        std::vector<std::filesystem::path> batch;
+        {
+            std::unique_lock lock(m_lock);
+            m_changed.wait(lock, [this] { return m_over || !m_waiting.empty(); });
+            while (!m_over && m_changed.wait_for(lock, kPause) == std::cv_status::no_timeout) {
+            }
+            if (m_waiting.empty()) {
+                return;
+            }
+            batch.swap(m_waiting);
+        }
+        std::vector<InstalledComponent> looked;
+        for (const std::filesystem::path &destination : batch) {
+            looked.push_back(Installed::Look(destination));
+        }
+        Record(looked);
+    }
+}
+
+} // namespace lumhost

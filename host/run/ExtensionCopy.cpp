@@ -1,0 +1,107 @@
+#include <fcntl.h>
+#include <stdio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <fstream>
+#include <vector>
+
+#include "host/run/Extension.h"
+#include "base/Files.h"
+
+namespace lumhost {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+bool SameBytes(const fs::path &a, const fs::path &b) {
+    std::ifstream first(a, std::ios::binary);
+    std::ifstream second(b, std::ios::binary);
+    std::vector<char> one(256 * 1024);
+    std::vector<char> other(one.size());
+    while (first && second) {
+        first.read(one.data(), static_cast<std::streamsize>(one.size()));
+        second.read(other.data(), static_cast<std::streamsize>(other.size()));
+        if (first.gcount() != second.gcount() ||
+            !std::equal(one.begin(), one.begin() + first.gcount(), other.begin())) {
+            return false;
+        }
+    }
+    return first.eof() && second.eof();
+}
+
+// Everything in the folder, as paths relative to it, in a fixed order.
+std::vector<fs::path> Contents(const fs::path &folder) {
+    std::vector<fs::path> paths;
+    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(folder)) {
+        paths.push_back(entry.path().lexically_relative(folder));
+    }
+    std::sort(paths.begin(), paths.end());
+    return paths;
+}
+
+bool SameEntry(const fs::path &a, const fs::path &b) {
+    const fs::file_status first = fs::symlink_status(a);
+    const fs::file_status second = fs::symlink_status(b);
+    if (first.type() != second.type()) {
+        return false;
+    }
+    if (first.type() == fs::file_type::symlink) {
+        return fs::read_symlink(a) == fs::read_symlink(b);
+    }
+    return first.type() != fs::file_type::regular || (fs::file_size(a) == fs::file_size(b) && SameBytes(a, b));
+}
+
+bool SameTree(const fs::path &a, const fs::path &b) {
+    if (!fs::is_directory(fs::symlink_status(b))) {
+        return false;
+    }
+    const std::vector<fs::path> paths = Contents(a);
+    return paths == Contents(b) &&
+           std::all_of(paths.begin(), paths.end(), [&](const fs::path &path) { return SameEntry(a / path, b / path); });
+}
+
+// Puts `fresh` at `place`; afterwards `fresh` holds what was there, if anything.
+void Swap(const fs::path &fresh, const fs::path &place) {
+    if (renameat2(AT_FDCWD, fresh.c_str(), AT_FDCWD, place.c_str(), RENAME_EXCHANGE) == 0) {
+        return;
+    }
+    if (!fs::exists(fs::symlink_status(place))) {
+        fs::rename(fresh, place);
+        return;
+    }
+    // A file system that cannot exchange: for a moment there is no copy.
+    const fs::path aside = fresh.string() + ".old";
+    fs::rename(place, aside);
+    fs::rename(fresh, place);
+    fs::rename(aside, fresh);
+}
+
+void CopyAfresh(const fs::path &bundle, const fs::path &copy) {
+    // Under the lock nobody else has a staging folder here; one that is left is a killed process's.
+    const fs::path staging = copy.parent_path() / ".lumext.bundle.new";
+    fs::remove_all(staging);
+    fs::remove_all(staging.string() + ".old");
+    fs::copy(bundle, staging, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
+    Swap(staging, copy);
+    fs::remove_all(staging);
+}
+
+} // namespace
+
+bool RefreshCopy(const fs::path &bundle, const fs::path &copy, std::string &error) {
+    try {
+        fs::create_directories(copy.parent_path());
+        const base::ScopedLock lock(copy.parent_path() / ".lumext.bundle.lock");
+        if (!SameTree(bundle, copy)) {
+            CopyAfresh(bundle, copy);
+        }
+        return true;
+    } catch (const fs::filesystem_error &failure) {
+        error = failure.code().message() + ": " + failure.path1().string();
+        return false;
+    }
+}
+
+} // namespace lumhost

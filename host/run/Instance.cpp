@@ -1,0 +1,312 @@
+#include "host/run/Instance.h"
+
+#include <algorithm>
+#include <map>
+
+namespace lumhost {
+
+namespace {
+
+// Those that were started and have not ended, by the cookie that the extension was given.
+std::map<void *, Instance *> &Instances() {
+    static std::map<void *, Instance *> instances;
+    return instances;
+}
+
+void *NewCookie() {
+    static std::uintptr_t last = 0;
+    return reinterpret_cast<void *>(++last); // NOLINT(performance-no-int-to-ptr): never followed
+}
+
+void Unused() {}
+
+// Nothing may be thrown into the extension: a service that fails has done nothing.
+template <typename Function> auto Guarded(Function function, decltype(function()) otherwise) {
+    try {
+        return function();
+    } catch (...) {
+        return otherwise;
+    }
+}
+
+template <typename Function> void Guarded(Function function) {
+    try {
+        function();
+    } catch (...) {
+    }
+}
+
+} // namespace
+
+class Instance::Call {
+public:
+    explicit Call(Instance &instance) : m_instance(instance) {
+        if (m_instance.m_depth++ == 0) {
+            m_instance.m_pauses.Away();
+        }
+    }
+    ~Call() {
+        if (--m_instance.m_depth == 0) {
+            m_instance.m_pauses.Back();
+        }
+    }
+    Call(const Call &) = delete;
+    Call &operator=(const Call &) = delete;
+
+private:
+    Instance &m_instance;
+};
+
+struct Instance::Services {
+    static const char *GetParameter(void *cookie, const char *name) {
+        return Guarded(
+            [&]() -> const char * {
+                const Instance *instance = Find(cookie);
+                return instance && name ? instance->GetParameter(name) : nullptr;
+            },
+            nullptr);
+    }
+    static void OpenURL(void *cookie, const char *target, const char *url) {
+        Guarded([&] {
+            if (Instance *instance = Find(cookie)) {
+                instance->OpenUrl(target, url);
+            }
+        });
+    }
+    static void GetFile(void *cookie, LUMGetFileCallback callback, void *context, const char *url) {
+        Guarded([&] {
+            if (Instance *instance = Find(cookie)) {
+                instance->GetFile(callback, context, url);
+            }
+        });
+    }
+    static int InstallFile(void *cookie, const char *file, const char *destination, void *extension) {
+        (void)extension;
+        return Guarded(
+            [&]() -> int {
+                Instance *instance = Find(cookie);
+                return instance ? instance->InstallFile(file, destination) : delivery::kUnpackInterrupted;
+            },
+            delivery::kUnpackInterrupted);
+    }
+    static struct _NPWindow *GetWindow(void *cookie) {
+        (void)cookie;
+        return nullptr; // the container has no page area to draw in
+    }
+    static void Stop(void *cookie) {
+        Guarded([&] {
+            if (Instance *instance = Find(cookie)) {
+                instance->AskStop();
+            }
+        });
+    }
+    static void ShowMessage(void *cookie, const char *message) {
+        Guarded([&] {
+            Instance *instance = Find(cookie);
+            if (instance && message && !instance->m_stopped) {
+                instance->m_owner.ShowMessage(message);
+            }
+        });
+    }
+};
+
+tagLUMInterface &Instance::Table() {
+    static tagLUMInterface table = {
+        Unused,
+        Unused,
+        Unused,
+        Unused,
+        Unused,
+        Unused,
+        Unused,
+        Unused,
+        Services::GetParameter,
+        Unused,
+        Services::OpenURL,
+        Services::GetFile,
+        Services::InstallFile,
+        Unused,
+        Services::GetWindow,
+        Services::Stop,
+        Unused,
+        Services::ShowMessage,
+    };
+    return table;
+}
+
+Instance *Instance::Find(void *cookie) {
+    const auto found = Instances().find(cookie);
+    return found == Instances().end() ? nullptr : found->second;
+}
+
+Instance::Instance(const Extension &extension, delivery::Page page, std::vector<std::string> sites,
+                   delivery::Transfers &transfers, delivery::UnpackLimits limits, InstanceOwner &owner)
+    : m_extension(extension), m_page(std::move(page)), m_sites(std::move(sites)), m_transfers(transfers),
+      m_unpacker(limits), m_owner(owner) {}
+
+Instance::~Instance() {
+    End();
+}
+
+bool Instance::Start(std::uint32_t *code) {
+    m_cookie = NewCookie();
+    Instances()[m_cookie] = this;
+    const Call call(*this);
+    *code = m_extension.initInstance(m_cookie, &Table(), &m_component);
+    if (*code == kLUMNoError && m_component) {
+        m_extension.setWindow(m_cookie, nullptr, m_component);
+        return true;
+    }
+    Instances().erase(m_cookie);
+    m_cookie = nullptr;
+    m_component = nullptr;
+    return false;
+}
+
+void Instance::Beat() {
+    if (m_component && m_depth == 0) {
+        const Call call(*this);
+        m_extension.heartbeat(m_cookie, m_component);
+    }
+}
+
+void Instance::Deliver() {
+    if (m_depth == 0) {
+        m_transfers.Deliver();
+    }
+}
+
+void Instance::End() {
+    if (!m_component) {
+        return;
+    }
+    Stop();
+    {
+        const Call call(*this);
+        m_extension.exitInstance(m_cookie, m_component);
+    }
+    Instances().erase(m_cookie);
+    m_component = nullptr;
+    m_cookie = nullptr;
+}
+
+void Instance::WindowsLive() {
+    if (m_depth > 0) {
+        m_pauses.Back();
+        m_pauses.Away();
+    }
+}
+
+void Instance::Stop() {
+    m_stopped = true;
+    for (const delivery::Transfers::Id id : m_downloads) {
+        m_transfers.Cancel(id);
+    }
+    m_downloads.clear();
+    if (m_job) {
+        m_job->Cancel();
+    }
+}
+
+const char *Instance::GetParameter(const char *name) const {
+    const std::string *value = m_page.Find(name);
+    return value ? value->c_str() : nullptr;
+}
+
+void Instance::OpenUrl(const char *target, const char *url) {
+    if (!target) {
+        const std::optional<base::Url> address = url ? m_page.Resolve(url) : std::nullopt;
+        if (address) {
+            m_transfers.Request(address->text());
+            m_owner.LogRequested(address->text());
+        }
+        return;
+    }
+    if (!m_stopped) {
+        m_owner.SendPage(target, url);
+    }
+}
+
+void Instance::GetFile(LUMGetFileCallback callback, void *context, const char *url) {
+    if (m_stopped || !callback) {
+        return;
+    }
+    const std::string asked = url ? url : "";
+    const std::optional<base::Url> address = m_page.Resolve(asked);
+    // An address that may not be used fails the same way as any other download: later, by its callback.
+    const bool allowed = address && std::find(m_sites.begin(), m_sites.end(), address->Origin()) != m_sites.end();
+    if (address && !allowed) {
+        m_owner.Problem("nothing is downloaded from " + address->Origin() + ": the page was not allowed to use it");
+    }
+    m_owner.DownloadAsked(asked);
+    // The id is known only when Get has returned, and no callback comes before that.
+    const auto id = std::make_shared<delivery::Transfers::Id>(0);
+    *id = m_transfers.Get(
+        allowed ? address->text() : std::string(),
+        [this, callback, context](std::uint32_t bytes) {
+            m_owner.Received(bytes);
+            // The count travels in the low 32 bits of the pointer.
+            CallBack(callback, context, LUMGetFileNotifyProgress,
+                     reinterpret_cast<void *>(std::uintptr_t{bytes})); // NOLINT(performance-no-int-to-ptr)
+        },
+        [this, id, callback, context](const delivery::TransferResult &result) {
+            Finished(*id, result, callback, context);
+        });
+    m_downloads.insert(*id);
+}
+
+void Instance::Finished(delivery::Transfers::Id id, const delivery::TransferResult &result, LUMGetFileCallback callback,
+                        void *context) {
+    m_downloads.erase(id);
+    if (!result.ok) {
+        m_owner.Problem("a download failed: " + result.error);
+    }
+    std::string file = result.file.string();
+    CallBack(callback, context, LUMGetFileNotifyDone, result.ok ? file.data() : nullptr);
+    for (const std::filesystem::path &destination : m_installed) {
+        m_owner.Installed(destination);
+    }
+    m_installed.clear();
+    if (m_downloads.empty()) {
+        m_unpacker.Rest();
+    }
+}
+
+void Instance::CallBack(LUMGetFileCallback callback, void *context, LUMGetFileNotifyMessageType type, void *data) {
+    const Call call(*this);
+    callback(nullptr, context, type, data);
+}
+
+int Instance::InstallFile(const char *file, const char *destination) {
+    if (m_stopped) {
+        return delivery::kUnpackInterrupted;
+    }
+    if (!file || !destination) {
+        return delivery::kUnpackBadArgument;
+    }
+    const std::filesystem::path place(destination);
+    m_owner.Installing(place.filename().string());
+    delivery::UnpackJob job(m_unpacker, file, place,
+                            [this, place](std::uint64_t number) { m_owner.Moving(place, number); });
+    m_job = &job;
+    m_pauses.Back();
+    m_owner.KeepWindowsAlive([&](std::chrono::milliseconds longest) { return job.Wait(longest); });
+    m_pauses.Away();
+    m_job = nullptr;
+    if (job.code() == delivery::kUnpackOk) {
+        m_installed.push_back(place);
+        return delivery::kUnpackOk;
+    }
+    m_owner.NotMoved(place);
+    if (!m_stopped) {
+        m_owner.Problem("a package was not installed: " + job.reason());
+    }
+    return job.code();
+}
+
+void Instance::AskStop() {
+    Stop();
+    m_owner.StopAsked();
+}
+
+} // namespace lumhost

@@ -1,0 +1,124 @@
+// One page instance of the extension: its service table, its downloads, its installations.
+//
+//   Start --> Beat, Deliver, ... --> End
+//
+// Everything here happens on the main thread. The extension is called by one thing at a time: while a call is inside
+// the extension (which may show a panel and run the run loop meanwhile, or have a package unpacked while the windows
+// stay alive), Beat and Deliver do nothing; what came is delivered afterwards. The cookie that the extension holds is a
+// number, not a pointer, so that a service call after the end finds nobody instead of a dead object.
+//
+// After the extension asked to be stopped, downloads end without a callback, nothing is installed, shown or opened any
+// more; parameters are still answered and requests to the site's log still sent, because the extension logs its stop
+// after asking for it. After End every service does nothing.
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "host/frontend/EventSink.h"
+#include "host/run/Extension.h"
+#include "delivery/page/Page.h"
+#include "host/run/PauseMeter.h"
+#include "delivery/transfer/Transfers.h"
+#include "delivery/package/Unpacker.h"
+#include "lum/lumext/lumextInterface.h"
+
+namespace lumhost {
+
+// What an instance asks of the rest of the container. Every function may be called from within a call of the
+// extension's; none may call the instance back, other than Stop.
+class InstanceOwner {
+public:
+    virtual ~InstanceOwner() = default;
+    // To be shown when the extension's call is over.
+    virtual void ShowMessage(const std::string &text) = 0;
+    // `url` may be null.
+    virtual void SendPage(const char *target, const char *url) = 0;
+    virtual void LogRequested(const std::string &url) = 0;
+    // A download begins; `url` is as the extension asked for it.
+    virtual void DownloadAsked(const std::string &url) = 0;
+    virtual void Received(std::uint32_t bytes) = 0;
+    virtual void Installing(const std::string &name) = 0;
+    // Keeps the windows alive until `ended`, which waits for so long at most, answers true. Calls neither Beat nor
+    // Deliver meanwhile.
+    virtual void KeepWindowsAlive(const std::function<bool(std::chrono::milliseconds)> &ended) = 0;
+    // A component is about to be moved to this path (`number` is that of its file or folder): on the installation's
+    // thread. Then NotMoved, or Installed.
+    virtual void Moving(const std::filesystem::path &destination, std::uint64_t number) = 0;
+    virtual void NotMoved(const std::filesystem::path &destination) = 0;
+    // A component stands at this path, and the extension has done with it what it does afterwards.
+    virtual void Installed(const std::filesystem::path &destination) = 0;
+    virtual void Problem(const std::string &text) = 0;
+    virtual void StopAsked() = 0;
+};
+
+class Instance {
+public:
+    // Downloads are made from `sites` (origins) only. All but the page's copy must outlive this.
+    Instance(const Extension &extension, delivery::Page page, std::vector<std::string> sites,
+             delivery::Transfers &transfers, delivery::UnpackLimits limits, InstanceOwner &owner);
+    ~Instance(); // ends it
+    Instance(const Instance &) = delete;
+    Instance &operator=(const Instance &) = delete;
+
+    // False, with the code of the extension, when it could not be started.
+    bool Start(std::uint32_t *code);
+    void Beat();
+    void Deliver();
+    void End();
+    // Ends downloads and an installation, as if the extension had asked for it; the extension is not told.
+    void Stop();
+
+    // To be called whenever windows are looked after: a panel that the extension runs is no pause.
+    void WindowsLive();
+    std::chrono::milliseconds longestPause() const {
+        return m_pauses.longest();
+    }
+
+    bool inCall() const {
+        return m_depth > 0;
+    }
+    bool downloading() const {
+        return !m_downloads.empty();
+    }
+
+private:
+    class Call; // counts m_depth
+
+    struct Services; // the functions of the table
+    static tagLUMInterface &Table();
+    static Instance *Find(void *cookie);
+
+    const char *GetParameter(const char *name) const;
+    void OpenUrl(const char *target, const char *url);
+    void GetFile(LUMGetFileCallback callback, void *context, const char *url);
+    int InstallFile(const char *file, const char *destination);
+    void AskStop();
+
+    void Finished(delivery::Transfers::Id id, const delivery::TransferResult &result, LUMGetFileCallback callback,
+                  void *context);
+    void CallBack(LUMGetFileCallback callback, void *context, LUMGetFileNotifyMessageType type, void *data);
+
+    const Extension &m_extension;
+    const delivery::Page m_page;
+    const std::vector<std::string> m_sites;
+    delivery::Transfers &m_transfers;
+    delivery::Unpacker m_unpacker;
+    InstanceOwner &m_owner;
+
+    void *m_cookie = nullptr; // null before Start and after End
+    void *m_component = nullptr;
+    int m_depth = 0;
+    PauseMeter m_pauses;
+    bool m_stopped = false;
+    std::set<delivery::Transfers::Id> m_downloads;
+    std::vector<std::filesystem::path> m_installed; // in the running call
+    delivery::UnpackJob *m_job = nullptr;           // the one that is waited for
+};
+
+} // namespace lumhost

@@ -1,0 +1,351 @@
+#include "host/run/Run.h"
+
+#include <cstdio>
+#include <fstream>
+#include <unistd.h>
+
+#include "host/frontend/Alerts.h"
+#include "host/trace/TraceObserver.h"
+#include "host/frontend/Complain.h"
+#include "host/trace/MessageNumber.h"
+#include "host/run/Signals.h"
+#include "base/Text.h"
+#include "host/Version.h"
+#include "host/run/WindowServer.h"
+
+namespace lumhost {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kTelling = 250ms;            // between two words on the progress
+constexpr auto kLastRequests = 3s;          // for requests to the site's log, at the end
+constexpr auto kLeftRequests = 300ms;       // the same when somebody outside waits for the end
+constexpr const char *kTrue64 = "dHJ1ZQ=="; // "true", the way the page says that it waits
+
+bool PageWaits(const delivery::Page &page) {
+    const std::string *value = page.Find("klvpagewaiting_value");
+    return value && *value == kTrue64;
+}
+
+delivery::TransferSettings SettingsOfTransfers(const Folders &folders) {
+    delivery::TransferSettings settings;
+    settings.folder = folders.cache;
+    settings.userAgent = std::string("lumhost/") + kVersion;
+    return settings;
+}
+
+// Whether this process started that one.
+bool IsChild(int pid) {
+    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("PPid:")) {
+            return std::atoi(line.c_str() + 5) == getpid();
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+Run::Run(Settings settings, const Folders &folders, TraceFile &log, EventSink &sink)
+    : m_settings(std::move(settings)), m_log(log), m_sink(sink), m_navigator(m_settings.page, sink, m_settings.open),
+      m_lastStart(folders, m_settings.page, m_settings.bundle), m_recorder(folders),
+      m_watch(PageWaits(m_settings.page), m_began), m_loop(*this),
+      m_transfers(std::make_unique<delivery::Transfers>(SettingsOfTransfers(folders), m_loop.Waker())),
+      m_instance(std::make_unique<Instance>(m_settings.extension, m_settings.page, m_settings.sites, *m_transfers,
+                                            delivery::UnpackLimits{}, *this)) {
+    m_collector.HideFromSite([redactor = Redactor(folders.home, UserName(), {})](std::string_view text) {
+        return redactor.HidePerson(text);
+    });
+    m_collector.Listen([this](const TraceLine &line) { Trace(line); });
+}
+
+Run::~Run() = default;
+
+RunEnd Run::Go() {
+    const TraceObserver observer(m_collector,
+                                 {[this] { SessionWillLaunch(); }, [this](int pid) { SessionLaunched(pid); }});
+    WatchServer(); // it may go away while the first window is made
+    SetState(State::Starting);
+    std::uint32_t code = 0;
+    const bool started = m_instance->Start(&code);
+    m_watch.CallEnded(m_began, Clock::now());
+    if (started) {
+        m_loop.Run();
+    } else {
+        m_end = RunEnd{static_cast<int>(Ending::NoExtension),
+                       "the extension did not start (code " + std::to_string(code) + ")", 0};
+    }
+    m_instance->End();
+    m_transfers->WaitForRequests(m_asked && m_settings.untilLeft ? kLeftRequests : kLastRequests);
+    TellProgress(true);
+    m_lastStart.Note("longest pause of the windows", std::to_string(m_instance->longestPause().count()) + " ms");
+    m_lastStart.End(m_end->status, m_end->reason, m_end->message);
+    m_sink.OnEnd(m_end->status, m_end->reason, m_end->message);
+    WatchWindowServer([status = m_end->status] { return status; }); // nobody is left to tell
+    return *m_end;
+}
+
+void Run::Control() {
+    m_lastStart.Flush();
+    m_instance->WindowsLive();
+    if (const int signal = PendingSignal()) {
+        AskToEnd({static_cast<int>(Ending::Signal) + signal, "ended by a signal", 0});
+    } else if (m_settings.timeout && Clock::now() - m_began >= *m_settings.timeout) {
+        AskToEnd({static_cast<int>(Ending::OutOfTime), "out of time", 0});
+    } else if (const auto end = m_settings.outside && !m_asked ? m_settings.outside() : std::nullopt) {
+        AskToEnd(*end);
+    }
+    if (m_asked) {
+        MainLoop::EndModal();
+        if (!m_instance->inCall() && !m_showing) {
+            Finish(*m_asked);
+        }
+    }
+}
+
+void Run::AskToEnd(RunEnd end) {
+    if (!m_asked) {
+        m_asked = std::move(end);
+        m_instance->Stop();
+    }
+}
+
+void Run::Beat() {
+    if (m_end || m_asked || m_instance->inCall() || m_showing) {
+        return;
+    }
+    const Clock::time_point began = Clock::now();
+    m_instance->Beat();
+    m_instance->Deliver(); // what came while the extension was busy
+    m_watch.CallEnded(began, Clock::now());
+    TellProgress(false);
+    AfterCall();
+}
+
+void Run::Woken() {
+    if (m_end || m_asked || m_instance->inCall() || m_showing) {
+        return;
+    }
+    const Clock::time_point began = Clock::now();
+    m_instance->Deliver();
+    m_instance->Beat(); // what has come is acted upon at the next heartbeat: at once
+    m_watch.CallEnded(began, Clock::now());
+    TellProgress(false);
+    AfterCall();
+}
+
+void Run::WindowsCame() {
+    WatchServer();
+}
+
+void Run::WatchServer() {
+    WatchWindowServer([this] {
+        const RunEnd end{static_cast<int>(Ending::NoWindowServer), "the window server has gone away", 0};
+        Complain(end.reason);
+        m_lastStart.End(end.status, end.reason, end.message);
+        m_sink.OnEnd(end.status, end.reason, end.message);
+        return end.status;
+    });
+}
+
+void Run::AfterCall() {
+    ShowAlerts();
+    if (m_asked || m_end) {
+        return;
+    }
+    TellLaunch();
+    if (const auto verdict = m_watch.Judge(m_instance->downloading(), Clock::now())) {
+        Settle(*verdict);
+    }
+}
+
+void Run::Settle(const RunWatch::Verdict &verdict) {
+    if (!m_settings.untilLeft || verdict.ending != Ending::Done) {
+        Finish(EndOf(verdict));
+    } else if (!m_settled) {
+        m_settled = true;
+        m_sink.OnSettled(EndOf(verdict).reason);
+    }
+}
+
+void Run::TellLaunch() {
+    const auto launch = m_watch.TakeLaunch();
+    if (!launch) {
+        return;
+    }
+    m_sink.OnLaunch(*launch);
+    if (PageWaits(m_settings.page) && !launch->joined) {
+        SetState(State::Waiting);
+    }
+}
+
+void Run::ShowAlerts() {
+    const std::string *title = m_settings.page.Find("LumMessageTitle");
+    m_showing = true;
+    while (!m_alerts.empty() && !m_asked) {
+        const std::string text = m_alerts.front();
+        m_alerts.pop_front();
+        ShowAlert(title ? *title : "Kelvo", text);
+    }
+    m_showing = false;
+}
+
+void Run::Finish(RunEnd end) {
+    m_end = std::move(end);
+    m_loop.Quit();
+}
+
+RunEnd Run::EndOf(const RunWatch::Verdict &verdict) const {
+    const int status = static_cast<int>(verdict.ending);
+    switch (verdict.ending) {
+    case Ending::Done:
+        return {status, m_watch.isSentOn() ? "the page was sent on" : "the application runs", verdict.message};
+    case Ending::Message:
+        return {status, "a message was shown", verdict.message};
+    case Ending::Stopped:
+        return {status, "stopped by the user", verdict.message};
+    default:
+        return {status, "nothing is left to do, and nothing was started", verdict.message};
+    }
+}
+
+void Run::Trace(const TraceLine &line) {
+    m_log.Add(line);
+    m_lastStart.Add(line);
+    if (std::this_thread::get_id() != m_mainThread) {
+        return;
+    }
+    if (const auto news = ReadTrace(line.text)) {
+        Heard(*news);
+    }
+}
+
+void Run::Heard(const TraceNews &news) {
+    m_watch.Heard(news, Clock::now());
+    switch (news.kind) {
+    case TraceNews::Kind::PackageAsked:
+        m_meter.Announce(news.number);
+        m_packageUrl = news.text;
+        break;
+    case TraceNews::Kind::ShowsMessage:
+        m_messageNumber = static_cast<int>(news.number);
+        break;
+    case TraceNews::Kind::Starts:
+        TellProgress(true);
+        SetState(State::Launching);
+        break;
+    case TraceNews::Kind::Joined: // not within a call of the container's
+        TellLaunch();
+        break;
+    default:
+        break;
+    }
+}
+
+void Run::SessionWillLaunch() {
+    // Comes after the call in which the extension started the application; by then more may be known.
+    if (m_state == State::Downloading || m_state == State::Installing) {
+        SetState(State::Launching);
+    }
+}
+
+void Run::SessionLaunched(int pid) {
+    if (IsChild(pid)) { // others start meetings, too
+        m_watch.Reported(pid, Clock::now());
+    }
+}
+
+void Run::SetState(State state, const std::string &detail) {
+    if (m_state == state && m_stateDetail == detail) {
+        return;
+    }
+    m_state = state;
+    m_stateDetail = detail;
+    m_sink.OnState(state, detail);
+}
+
+void Run::TellProgress(bool atOnce) {
+    const Clock::time_point now = Clock::now();
+    const Progress progress = m_meter.Now(now);
+    if (m_state == State::Starting || m_state == State::Instructions || progress.received == m_toldBytes ||
+        (!atOnce && now - m_toldAt < kTelling)) {
+        return;
+    }
+    m_toldBytes = progress.received;
+    m_toldAt = now;
+    m_sink.OnProgress(progress);
+}
+
+void Run::ShowMessage(const std::string &text) {
+    const int number = m_messageNumber != 0 ? m_messageNumber : MessageNumber(text);
+    m_messageNumber = 0;
+    Complain("message " + std::to_string(number) + ": " + base::OneLine(text));
+    m_sink.OnMessage({number, text});
+    m_watch.Shown(number, Clock::now());
+    if (m_settings.alerts) {
+        m_alerts.push_back(text);
+    }
+}
+
+void Run::SendPage(const char *target, const char *url) {
+    m_navigator.SendTo(target, url);
+    m_watch.SentOn();
+}
+
+void Run::LogRequested(const std::string &url) {
+    m_sink.OnLogRequest({LogCode(url), url});
+}
+
+void Run::DownloadAsked(const std::string &url) {
+    const bool isPackage = (!m_packageUrl.empty() && url == m_packageUrl) ||
+                           m_state == State::Instructions; // the latter of an extension that does not trace
+    if (isPackage) {
+        SetState(State::Downloading);
+    } else if (m_state == State::Starting) {
+        SetState(State::Instructions);
+    }
+    m_packageUrl.clear();
+}
+
+void Run::Received(std::uint32_t bytes) {
+    m_meter.Receive(Clock::now(), bytes);
+    TellProgress(false);
+}
+
+void Run::Installing(const std::string &name) {
+    TellProgress(true);
+    SetState(State::Installing, name);
+}
+
+void Run::KeepWindowsAlive(const std::function<bool(std::chrono::milliseconds)> &ended) {
+    m_loop.KeepWindowsAlive(ended);
+}
+
+void Run::Moving(const std::filesystem::path &destination, std::uint64_t number) {
+    m_recorder.Moving(destination, number);
+}
+
+void Run::NotMoved(const std::filesystem::path &destination) {
+    m_recorder.NotMoved(destination);
+}
+
+void Run::Installed(const std::filesystem::path &destination) {
+    m_recorder.Add(destination);
+    if (m_state == State::Installing && m_instance->downloading()) {
+        SetState(State::Downloading);
+    }
+}
+
+void Run::Problem(const std::string &text) {
+    Complain(base::OneLine(text));
+    m_sink.OnProblem(text);
+}
+
+void Run::StopAsked() {
+    m_watch.AskedToStop();
+}
+
+} // namespace lumhost

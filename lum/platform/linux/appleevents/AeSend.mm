@@ -1,0 +1,188 @@
+#import <Foundation/Foundation.h>
+
+#include <Carbon/Carbon.h>
+
+#include <string>
+
+#include "lum/platform/CatchObjcException.h"
+#include "lum/platform/linux/appleevents/AppleEventNotification.h"
+#include "lum/platform/linux/appleevents/AeContent.h"
+#include "lum/platform/linux/appleevents/SerialNumber.h"
+#include "lum/platform/ObjcEach.h"
+#include "base/objc/ScopedPool.h"
+
+// The events that were sent to processes that are still running, by process id. Posts those of a process again when
+// that says that it listens from now on.
+@interface LUMSentAppleEvents : NSObject {
+    NSMutableDictionary *mySent; // process id -> array of { name, user info }
+}
++ (LUMSentAppleEvents *)sharedEvents;
+- (void)post:(NSString *)name userInfo:(NSDictionary *)info;
+@end
+
+namespace {
+
+NSString *const kProcessIDKey = @LUM_APPLE_EVENT_PROCESS_ID_KEY;
+NSString *const kNameKey = @"name";
+NSString *const kInfoKey = @"info";
+
+void Post(NSString *name, NSDictionary *info) {
+    [[NSDistributedNotificationCenter defaultCenter] postNotificationName:name
+                                                                   object:nil
+                                                                 userInfo:info
+                                                       deliverImmediately:YES];
+}
+
+} // namespace
+
+@implementation LUMSentAppleEvents
+
++ (LUMSentAppleEvents *)sharedEvents {
+    static LUMSentAppleEvents *shared = nil;
+    if (!shared) {
+        shared = [LUMSentAppleEvents new];
+    }
+    return shared;
+}
+
+- (id)init {
+    self = [super init];
+    if (self) {
+        mySent = [NSMutableDictionary new];
+        [[NSDistributedNotificationCenter defaultCenter]
+                   addObserver:self
+                      selector:@selector(receiverReady:)
+                          name:@LUM_APPLE_EVENT_RECEIVER_READY
+                        object:nil
+            suspensionBehavior:NSNotificationSuspensionBehaviorDeliverImmediately];
+    }
+    return self;
+}
+
+- (void)forgetEndedProcesses {
+    for (NSNumber *pid : Each<NSNumber *>([mySent allKeys])) {
+        if (!FindRunningProcess([pid intValue])) {
+            [mySent removeObjectForKey:pid];
+        }
+    }
+}
+
+- (void)post:(NSString *)name userInfo:(NSDictionary *)info {
+    [self forgetEndedProcesses];
+    NSNumber *pid = [info objectForKey:kProcessIDKey];
+    NSArray *before = [mySent objectForKey:pid];
+    NSDictionary *event = [NSDictionary dictionaryWithObjectsAndKeys:name, kNameKey, info, kInfoKey, nil];
+    [mySent setObject:[(before ? before : [NSArray array]) arrayByAddingObject:event] forKey:pid];
+    Post(name, info);
+}
+
+- (void)receiverReady:(NSNotification *)notification {
+    NSNumber *pid = [[notification userInfo] objectForKey:kProcessIDKey];
+    if (![pid isKindOfClass:[NSNumber class]]) {
+        return;
+    }
+    NSArray *events = [[[mySent objectForKey:pid] retain] autorelease];
+    [mySent removeObjectForKey:pid];
+    for (NSDictionary *event : Each<NSDictionary *>(events)) {
+        Post([event objectForKey:kNameKey], [event objectForKey:kInfoKey]);
+    }
+}
+
+@end
+
+namespace {
+
+std::string FourLetters(FourCharCode code) {
+    return {static_cast<char>(code >> 24), static_cast<char>(code >> 16), static_cast<char>(code >> 8),
+            static_cast<char>(code)};
+}
+
+NSString *NotificationName(const AEContent &event) {
+    return [NSString stringWithFormat:@LUM_APPLE_EVENT_NAME_FORMAT, FourLetters(event.eventClass).c_str(),
+                                      FourLetters(event.eventID).c_str()];
+}
+
+// nil for a type that cannot be sent.
+id PropertyList(const AEContent &content) {
+    switch (content.type) {
+    case typeBoolean:
+        return [NSNumber numberWithBool:content.bytes.find_first_not_of('\0') != std::string::npos];
+    case typeUTF8Text:
+        return [[[NSString alloc] initWithBytes:content.bytes.data()
+                                         length:content.bytes.size()
+                                       encoding:NSUTF8StringEncoding] autorelease];
+    case typeAEList: {
+        NSMutableArray *list = [NSMutableArray array];
+        for (const AEContent &item : content.items) {
+            id value = PropertyList(item);
+            if (!value) {
+                return nil;
+            }
+            [list addObject:value];
+        }
+        return list;
+    }
+    default:
+        return nil;
+    }
+}
+
+OSErr AddDirectObject(const AEContent &event, NSMutableDictionary *info) {
+    const auto direct = event.parameters.find(keyDirectObject);
+    if (direct == event.parameters.end()) {
+        return noErr;
+    }
+    id value = PropertyList(direct->second);
+    if (!value) {
+        return errAECoercionFail;
+    }
+    [info setObject:value forKey:@LUM_APPLE_EVENT_DIRECT_OBJECT_KEY];
+    return noErr;
+}
+
+OSErr Send(const AEContent &event) {
+    const auto process = FindRunningProcess(event.target);
+    if (!process) {
+        return procNotFound;
+    }
+    NSMutableDictionary *info = [NSMutableDictionary dictionary];
+    [info setObject:[NSNumber numberWithInt:process->pid] forKey:kProcessIDKey];
+    [info setObject:[[NSProcessInfo processInfo] globallyUniqueString] forKey:@LUM_APPLE_EVENT_NUMBER_KEY];
+    const OSErr error = AddDirectObject(event, info);
+    if (error != noErr) {
+        return error;
+    }
+    [[LUMSentAppleEvents sharedEvents] post:NotificationName(event) userInfo:info];
+    return noErr;
+}
+
+struct Sending {
+    const AEContent &event;
+    OSErr result;
+};
+
+void SendInto(void *context) {
+    auto &sending = *static_cast<Sending *>(context);
+    sending.result = Send(sending.event);
+}
+
+} // namespace
+
+OSErr AESend(const AppleEvent *theAppleEvent, AppleEvent *reply, AESendMode sendMode, AESendPriority, SInt32, AEIdleUPP,
+             AEFilterUPP) {
+    if (reply) {
+        *reply = {typeNull, nullptr};
+    }
+    const AEContent *event = ContentOf(theAppleEvent, typeAppleEvent);
+    if (!event) {
+        return errAENotAEDesc;
+    }
+    if (sendMode != kAENoReply) {
+        return paramErr;
+    }
+    const base::ScopedPool pool;
+    Sending sending{*event, connectionInvalid};
+    // The notification centre throws when it cannot reach its server.
+    CatchObjCException(SendInto, &sending);
+    return sending.result;
+}

@@ -1,0 +1,134 @@
+#import "lum/platform/Session.h"
+
+#import <Foundation/Foundation.h>
+
+#include <dlfcn.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "lum/platform/linux/bundles/BundleLayout.h"
+#include "lum/platform/linux/windows/FrontWindow.h"
+#include "lum/platform/linux/bundles/Localization.h"
+#include "lum/platform/ObjcEach.h"
+
+namespace {
+
+// The session's own variables: the window server, the message bus, the user, the home, the language, and the folder
+// where the notification server is found.
+constexpr const char *kSessionVariables[] = {"DISPLAY",
+                                             "WAYLAND_DISPLAY",
+                                             "XAUTHORITY",
+                                             "XDG_RUNTIME_DIR",
+                                             "DBUS_SESSION_BUS_ADDRESS",
+                                             "HOME",
+                                             "USER",
+                                             "LOGNAME",
+                                             "LANG",
+                                             "TEMP",
+                                             "TMP"};
+
+NSString *FileSystemText(const char *path) {
+    return [[NSFileManager defaultManager] stringWithFileSystemRepresentation:path length:strlen(path)];
+}
+
+// Foundation takes the home from the password database whatever HOME says.
+NSString *InSessionHome(NSString *path) {
+    NSString *databaseHome = NSHomeDirectory();
+    if (![path hasPrefix:[databaseHome stringByAppendingString:@"/"]]) {
+        return path;
+    }
+    return [SessionHomeDirectory() stringByAppendingPathComponent:[path substringFromIndex:[databaseHome length] + 1]];
+}
+
+NSString *PathOfCode(const void *code) {
+    Dl_info info;
+    if (!code || dladdr(code, &info) == 0 || !info.dli_fname) {
+        return nil;
+    }
+    char *absolute = realpath(info.dli_fname, nullptr);
+    NSString *path = absolute ? FileSystemText(absolute) : nil;
+    free(absolute);
+    return path;
+}
+
+} // namespace
+
+bool IsWindowServerAvailable() {
+    return CanConnectToWindowServer();
+}
+
+NSString *SessionHomeDirectory() {
+    const char *home = getenv("HOME");
+    return home && *home ? FileSystemText(home) : NSHomeDirectory();
+}
+
+NSArray *UserApplicationSupportDirectories() {
+    NSMutableArray *folders = [NSMutableArray array];
+    NSArray *found = NSSearchPathForDirectoriesInDomains(NSApplicationSupportDirectory, NSUserDomainMask, YES);
+    for (NSString *folder : Each<NSString *>(found)) {
+        [folders addObject:InSessionHome(folder)];
+    }
+    return folders;
+}
+
+// GNUstep's task answers the whole environment of its own process until it is given another.
+NSDictionary *EnvironmentOfNewTask(NSTask *) {
+    NSMutableDictionary *variables = [NSMutableDictionary dictionary];
+    for (const char *name : kSessionVariables) {
+        const char *value = getenv(name);
+        NSString *text = value ? [NSString stringWithUTF8String:value] : nil;
+        if (text) {
+            [variables setObject:text forKey:[NSString stringWithUTF8String:name]];
+        }
+    }
+    return variables;
+}
+
+NSString *ResourcePathOfBundle(NSString *bundlePath) {
+    return ResourceFolderOfBundleFolder(bundlePath);
+}
+
+NSArray *LocalizationsOfBundle(NSString *bundlePath) {
+    NSMutableArray *localizations = [NSMutableArray array];
+    NSString *resources = ResourcePathOfBundle(bundlePath);
+    NSArray *names =
+        resources ? [[NSFileManager defaultManager] contentsOfDirectoryAtPath:resources error:nullptr] : nil;
+    for (NSString *name : Each<NSString *>([names sortedArrayUsingSelector:@selector(compare:)])) {
+        if ([[name pathExtension] isEqualToString:@"lproj"]) {
+            [localizations addObject:[name stringByDeletingPathExtension]];
+        }
+    }
+    return localizations;
+}
+
+NSDictionary *LocalizedInfoDictionaryOfBundle(NSString *bundlePath) {
+    NSDictionary *info = InfoDictionaryOfBundleFolder(bundlePath);
+    if (!info) {
+        return nil;
+    }
+    NSString *localization =
+        PreferredLocalization(LocalizationsOfBundle(bundlePath), [info objectForKey:@"CFBundleDevelopmentRegion"]);
+    if (!localization) {
+        return info;
+    }
+    NSString *strings =
+        [NSString stringWithFormat:@"%@/%@.lproj/InfoPlist.strings", ResourcePathOfBundle(bundlePath), localization];
+    NSMutableDictionary *localized = [NSMutableDictionary dictionaryWithDictionary:info];
+    [localized addEntriesFromDictionary:DictionaryInFile(strings)];
+    return localized;
+}
+
+NSBundle *BundleWithIdentifierOrCode(NSString *identifier, const void *code) {
+    NSBundle *bundle = identifier ? [NSBundle bundleWithIdentifier:identifier] : nil;
+    if (bundle) {
+        return bundle;
+    }
+    NSString *path = PathOfCode(code);
+    NSString *folder = path ? BundleFolderOfExecutable(path) : nil;
+    return folder ? [NSBundle bundleWithPath:folder] : nil;
+}
+
+const char *const *CryptoLibraryPaths() {
+    static constexpr const char *paths[] = {"libcrypto.so.3", "libcrypto.so.1.1", nullptr};
+    return paths;
+}

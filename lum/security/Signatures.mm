@@ -1,0 +1,101 @@
+// RSA signatures over the text of a hash.
+#include <cstdio>
+#include <vector>
+
+#import "base/objc/ScopedPool.h"
+#import "lum/security/CryptoWrapper.h"
+#import "lum/security/CertificateServices.h"
+#import "lum/security/KeptAllocated.h"
+
+#import <Foundation/Foundation.h>
+
+namespace {
+
+constexpr std::size_t kMostOfKeyFile = 2045;
+constexpr std::size_t kSignatureBufferSize = 1024 * 1024;
+
+const unsigned char *Bytes(std::string_view text) {
+    return reinterpret_cast<const unsigned char *>(text.data());
+}
+
+std::string_view Characters(NSData *data) {
+    return {static_cast<const char *>([data bytes]), [data length]};
+}
+
+bool CanSign(CryptoWrapper *crypto) {
+    return [crypto RSA_sign] && [crypto RSA_free] && [crypto BIO_new_mem_buf] && [crypto BIO_free] &&
+           [crypto PEM_read_bio_RSAPrivateKey];
+}
+
+RSA *KeyFromPem(CryptoWrapper *crypto, const char *text) {
+    BIO *stream = [crypto BIO_new_mem_buf](text, -1);
+    if (!stream) {
+        return nullptr;
+    }
+    RSA *key = [crypto PEM_read_bio_RSAPrivateKey](stream, nullptr, nullptr, nullptr);
+    [crypto BIO_free](stream);
+    return key;
+}
+
+// One text for both directions: collectors of logs know this one.
+void LogFailure() {
+    const base::ScopedPool pool;
+    NSLog(@"SignDataWithSSL RSA_sign return failed!");
+}
+
+std::optional<std::string> Sign(CryptoWrapper *crypto, RSA *key, std::string_view data) {
+    std::vector<unsigned char> signature(kSignatureBufferSize);
+    unsigned int length = 0;
+    if (![crypto RSA_sign](kSha1WithRsa, Bytes(data), static_cast<unsigned int>(data.size()), signature.data(), &length,
+                           key)) {
+        LogFailure();
+        return std::nullopt;
+    }
+    return std::string(signature.begin(), signature.begin() + length);
+}
+
+} // namespace
+
+bool VerifyBytes(rsa_st *rsa, std::string_view data, std::string_view signature) {
+    CryptoWrapper *crypto = [CryptoWrapper sharedInstance];
+    if (!rsa || ![crypto RSA_verify]) {
+        return false;
+    }
+    if (![crypto RSA_verify](kSha1WithRsa, Bytes(data), static_cast<unsigned int>(data.size()), Bytes(signature),
+                             static_cast<unsigned int>(signature.size()), rsa)) {
+        LogFailure();
+        return false;
+    }
+    return true;
+}
+
+bool verifyDataWithSSL(rsa_st *rsa, NSData *data, NSData *signature) {
+    return VerifyBytes(rsa, Characters(data), Characters(signature));
+}
+
+std::optional<std::string> SignBytes(const char *keyPath, std::string_view data) {
+    CryptoWrapper *crypto = [CryptoWrapper sharedInstance];
+    if (!keyPath || !CanSign(crypto)) {
+        return std::nullopt;
+    }
+    std::FILE *file = std::fopen(keyPath, "r");
+    if (!file) {
+        return std::nullopt;
+    }
+    char text[kMostOfKeyFile + 1] = {};
+    const std::size_t length = std::fread(text, 1, kMostOfKeyFile, file);
+    RSA *key = length ? KeyFromPem(crypto, text) : nullptr;
+    if (!key) {
+        KeepAllocated(file); // left open on purpose
+        return std::nullopt;
+    }
+    const std::optional<std::string> signature = Sign(crypto, key, data);
+    std::fclose(file);
+    [crypto RSA_free](key);
+    return signature;
+}
+
+NSData *SignDataWithSSL(const char *keyPath, NSData *data) {
+    const std::optional<std::string> signature = SignBytes(keyPath, Characters(data));
+    return signature ? [NSData dataWithBytes:signature->data() length:signature->size()] : nil;
+}

@@ -1,8 +1,0 @@
-#include "lum/security/keptallocated.h"
-
-#include <vector>
-
-void KeepAllocated(const void *object) {
-    static auto &objects = *new std::vector<const void *>;
-    objects.push_back(object);
-}

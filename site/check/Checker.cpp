@@ -1,0 +1,211 @@
+#include "site/check/Checker.h"
+
+#include <algorithm>
+#include <fstream>
+#include <map>
+#include <set>
+
+#include "site/check/CertificateCheck.h"
+#include "site/Files.h"
+#include "site/publish/InstructionFile.h"
+#include "site/publish/ItemLine.h"
+#include "site/check/PackageCheck.h"
+#include "site/publish/Page.h"
+#include "site/check/PageCheck.h"
+#include "site/check/SectionCheck.h"
+#include "site/keys/Signatures.h"
+#include "site/check/SiteSource.h"
+
+namespace fs = std::filesystem;
+
+namespace lumsite {
+namespace {
+
+constexpr std::uint64_t kLargestText = 16 << 20;
+constexpr const char *kUsualPage = "index.html";
+
+class SiteCheck {
+public:
+    SiteCheck(const std::string &place, const CheckOptions &options)
+        : m_place(place), m_options(options), m_source(OpenSite(place)), m_copy(fs::temp_directory_path()) {}
+
+    CheckReport Run();
+
+private:
+    void Add(Severity severity, const std::string &where, const std::string &what, const std::string &remedy) {
+        m_report.findings.push_back({severity, where, what, remedy});
+    }
+    void Append(const Findings &findings) {
+        m_report.findings.insert(m_report.findings.end(), findings.begin(), findings.end());
+    }
+    bool FetchInstructions();
+    std::vector<std::string> Pages() const;
+    void CheckPage(const std::string &page);
+    void CheckObject(const PageObject &object, const std::string &title);
+    void CheckComponent(const PageObject &object, const std::string &title, const std::string &section);
+    void CheckSignatures(const std::string &section, const std::string &certification);
+    // The section's items; its lines and packages are looked at the first time.
+    const std::vector<SectionItem> &Items(const std::string &section);
+
+    std::string m_place;
+    const CheckOptions &m_options;
+    std::unique_ptr<SiteSource> m_source;
+    TemporaryFile m_copy; // of the instruction file
+    bool m_hasInstructions = false;
+    InstructionFile m_instructions;
+    std::map<std::string, std::vector<SectionItem>> m_items; // by section
+    std::set<std::string> m_packages;                        // looked at
+    std::set<std::string> m_certifications;                  // looked at
+    std::set<std::string> m_signatures;                      // section and certification, looked at
+    CheckReport m_report;
+};
+
+bool SiteCheck::FetchInstructions() {
+    const SiteSource::File file = m_source->Fetch(kInstructionFileName, kLargestText);
+    if (file.path.empty()) {
+        Add(Severity::error, m_source->Title(kInstructionFileName),
+            "the instruction file cannot be fetched: " + file.reason,
+            "publish the site, or check the folder or address that is its root");
+        return false;
+    }
+    const std::string text = ReadWholeFile(file.path);
+    std::ofstream(m_copy.path(), std::ios::binary) << text;
+    m_instructions = ReadInstructions(text);
+    Append(m_instructions.faults);
+    return true;
+}
+
+std::vector<std::string> SiteCheck::Pages() const {
+    if (!m_options.page.empty()) {
+        return {m_options.page};
+    }
+    if (IsWebAddress(m_place)) {
+        return {kUsualPage};
+    }
+    std::vector<std::string> pages;
+    for (const fs::directory_entry &entry : fs::directory_iterator(m_place)) {
+        if (entry.path().extension() == ".html" && entry.is_regular_file() &&
+            !ReadPage(ReadWholeFile(entry.path())).empty()) {
+            pages.push_back(entry.path().filename());
+        }
+    }
+    std::sort(pages.begin(), pages.end());
+    if (pages.empty()) {
+        pages.push_back(kUsualPage);
+    }
+    return pages;
+}
+
+const std::vector<SectionItem> &SiteCheck::Items(const std::string &section) {
+    const auto found = m_items.find(section);
+    if (found != m_items.end()) {
+        return found->second;
+    }
+    std::vector<SectionItem> &items = m_items[section];
+    items = ReadSection(m_copy.path(), m_instructions, section, m_report.findings);
+    for (const SectionItem &item : items) {
+        // Sections of one site differ in their signatures only: their packages are looked at once.
+        std::string mark;
+        for (size_t i = 0; i < std::min<size_t>(item.attributes.size(), kSignature); ++i) {
+            mark += item.attributes[i] + ";";
+        }
+        if (m_packages.insert(mark).second && ExaminePackage(*m_source, item, m_report.findings)) {
+            ++m_report.items;
+        }
+    }
+    return items;
+}
+
+void SiteCheck::CheckSignatures(const std::string &section, const std::string &certification) {
+    const std::vector<SectionItem> &items = Items(section);
+    const SiteCertificateKey key(certification);
+    if (!key.valid() || !m_signatures.insert(section + "\n" + certification).second) {
+        return; // a certificate without a key has its own finding
+    }
+    for (const SectionItem &item : items) {
+        if (item.attributes.size() >= kAttributes && !item.attributes[kSignature].empty() &&
+            !key.Verifies(item.attributes[kHashValue], item.attributes[kSignature])) {
+            Add(Severity::error, item.where,
+                "the signature of " + item.attributes[kName] + " is not by the key of the page's certificate",
+                "publish page and section with the same keys; while two keys are in use, give each its own section");
+        }
+    }
+}
+
+void SiteCheck::CheckComponent(const PageObject &object, const std::string &title, const std::string &section) {
+    const std::string name = object.Value("LumComponentName");
+    if (name.empty() || !m_instructions.Find(section)) {
+        return;
+    }
+    const std::vector<SectionItem> &items = Items(section);
+    const bool isThere = std::any_of(items.begin(), items.end(), [&](const SectionItem &item) {
+        return item.attributes.size() >= kRequiredAttributes && FoldCase(item.attributes[kName]) == FoldCase(name);
+    });
+    if (!isThere) {
+        Add(Severity::error, title + ":" + std::to_string(object.parameters.at("LumComponentName").line),
+            "LumComponentName " + name + " is no item of section [" + section + "]; nothing can be started",
+            "name one of the components, or publish this one");
+    }
+}
+
+void SiteCheck::CheckObject(const PageObject &object, const std::string &title) {
+    Append(ExamineParameters(object, title, IsWebAddress(m_place) ? m_place : ""));
+    const std::string certification = object.Value("lumcertification");
+    if (m_certifications.insert(certification).second) {
+        const int line = object.Has("lumcertification") ? object.parameters.at("lumcertification").line : object.line;
+        Append(ExamineCertification(certification, title + ":" + std::to_string(line), m_options.trusted,
+                                    m_options.soonDays));
+    }
+    if (!m_hasInstructions) {
+        return;
+    }
+    std::string section = m_options.section;
+    if (section.empty()) {
+        section = object.Has("LumActiveIniSection") ? object.Value("LumActiveIniSection") : kDefaultSection;
+    }
+    CheckSignatures(section, certification);
+    CheckComponent(object, title, section);
+}
+
+void SiteCheck::CheckPage(const std::string &page) {
+    const std::string title = m_source->Title(page);
+    const SiteSource::File file = m_source->Fetch(page, kLargestText);
+    if (file.path.empty()) {
+        Add(Severity::error, title, "the page cannot be fetched: " + file.reason,
+            "name the page that starts the extension with --page");
+        return;
+    }
+    const std::vector<PageObject> objects = ReadPage(ReadWholeFile(file.path));
+    if (objects.empty()) {
+        Add(Severity::error, title, "the page has no object of type application/x-lum",
+            "embed the object that publish writes, or name another page with --page");
+        return;
+    }
+    ++m_report.pages;
+    for (const PageObject &object : objects) {
+        CheckObject(object, title);
+    }
+}
+
+CheckReport SiteCheck::Run() {
+    m_hasInstructions = FetchInstructions();
+    for (const std::string &page : Pages()) {
+        CheckPage(page);
+    }
+    if (m_hasInstructions && m_items.empty()) {
+        Items(m_options.section.empty() ? kDefaultSection : m_options.section); // the lines, at least
+    }
+    return std::move(m_report);
+}
+
+} // namespace
+
+CheckReport CheckSite(const std::string &place, const CheckOptions &options) {
+    try {
+        return SiteCheck(place, options).Run();
+    } catch (const fs::filesystem_error &error) {
+        throw SiteError(std::string("cannot check ") + place + ": " + error.what());
+    }
+}
+
+} // namespace lumsite

@@ -1,0 +1,23 @@
+// Reads the items of a section as the extension does, and says what it would miss.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "site/publish/InstructionFile.h"
+#include "site/SiteError.h"
+
+namespace lumsite {
+
+struct SectionItem {
+    std::string where; // "lummac.ini:4"
+    std::vector<std::string> attributes;
+};
+
+// The items that the extension would read from the file at `path`, whose text was read into `file`. Findings about the
+// section, its count, its keys and its lines are appended.
+std::vector<SectionItem> ReadSection(const std::filesystem::path &path, const InstructionFile &file,
+                                     const std::string &section, Findings &findings);
+
+} // namespace lumsite

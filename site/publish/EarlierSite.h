@@ -1,0 +1,35 @@
+// What the folder that is about to be published holds for visitors now.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "site/keys/Certificates.h"
+#include "site/publish/InstructionFile.h"
+
+namespace lumsite {
+
+class EarlierSite {
+public:
+    // Of a folder without an instruction file nothing is known: exists() is false and the rest empty.
+    explicit EarlierSite(const std::filesystem::path &site);
+
+    bool exists() const {
+        return m_exists;
+    }
+    bool HasSection(std::string_view name) const {
+        return m_instructions.Find(name) != nullptr;
+    }
+    // True when the section has a signature and the key of the chain's last certificate does not verify it.
+    bool IsSignedByOther(std::string_view section, const std::vector<Certificate> &chain) const;
+    // URLs of the packages of all sections, as the items give them.
+    std::vector<std::string> PackageUrls() const;
+
+private:
+    bool m_exists;
+    InstructionFile m_instructions;
+};
+
+} // namespace lumsite

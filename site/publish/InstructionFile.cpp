@@ -1,0 +1,136 @@
+#include "site/publish/InstructionFile.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "site/publish/ItemLine.h"
+
+namespace lumsite {
+namespace {
+
+constexpr std::string_view kBlanks = " \t\r\n";
+
+char LowerAscii(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+}
+
+bool SameText(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](char x, char y) { return LowerAscii(x) == LowerAscii(y); });
+}
+
+std::string_view Trim(std::string_view text) {
+    const size_t first = text.find_first_not_of(kBlanks);
+    if (first == std::string_view::npos) {
+        return {};
+    }
+    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+std::string_view WithoutQuotes(std::string_view value) {
+    if (value.empty() || (value.front() != '"' && value.front() != '\'') || value.back() != value.front()) {
+        return value;
+    }
+    return value.size() == 1 ? std::string_view() : Trim(value.substr(1, value.size() - 2));
+}
+
+class InstructionReader {
+public:
+    InstructionFile Read(std::string_view text);
+
+private:
+    void TakePiece(std::string_view piece);
+    void TakeHeader(std::string_view piece);
+    void Fault(Severity severity, const std::string &what, const std::string &remedy) {
+        m_file.faults.push_back({severity, InstructionLine(m_line), what, remedy});
+    }
+
+    InstructionFile m_file;
+    int m_line = 0;
+};
+
+void InstructionReader::TakeHeader(std::string_view piece) {
+    const size_t opening = piece.find('[');
+    const size_t closing = piece.find(']');
+    // The line ends at its first "]"; one that comes too early ends nothing.
+    const size_t end = closing > opening ? closing : piece.size();
+    const std::string name(Trim(piece.substr(opening + 1, end - opening - 1)));
+    if (Trim(piece).front() != '[') {
+        Fault(Severity::error,
+              "the line holds both \"[\" and \"]\" and is taken for the section [" + name +
+                  "]; everything below it is not read",
+              "leave the brackets out of the line");
+    } else if (m_file.Find(name)) {
+        Fault(Severity::warning,
+              "section [" + name + "] stands a second time; only the one at line " +
+                  std::to_string(m_file.Find(name)->line) + " is read",
+              "give the section another name, or put its lines into the first one");
+    }
+    m_file.sections.push_back({m_line, name, {}});
+}
+
+void InstructionReader::TakePiece(std::string_view piece) {
+    piece = piece.substr(0, piece.find('\0'));
+    if (piece.find('[') != std::string_view::npos && piece.find(']') != std::string_view::npos) {
+        TakeHeader(piece);
+        return;
+    }
+    const size_t equals = piece.find('=');
+    if (equals != std::string_view::npos && !m_file.sections.empty()) {
+        m_file.sections.back().entries.push_back({m_line, std::string(Trim(piece.substr(0, equals))),
+                                                  std::string(WithoutQuotes(Trim(piece.substr(equals + 1))))});
+    }
+}
+
+InstructionFile InstructionReader::Read(std::string_view text) {
+    while (!text.empty()) {
+        ++m_line;
+        std::string_view line = text.substr(0, text.find('\n'));
+        text.remove_prefix(std::min(text.size(), line.size() + 1));
+        if (line.size() > kLongestLine) {
+            Fault(Severity::error,
+                  "the line has " + std::to_string(line.size()) + " characters and is cut after " +
+                      std::to_string(kLongestLine),
+                  "shorten what is on it, such as the package's path");
+        }
+        do {
+            TakePiece(line.substr(0, kLongestLine));
+            line.remove_prefix(std::min(line.size(), kLongestLine));
+        } while (!line.empty());
+    }
+    return std::move(m_file);
+}
+
+} // namespace
+
+const InstructionEntry *InstructionSection::Find(std::string_view key) const {
+    const auto found = std::find_if(entries.begin(), entries.end(),
+                                    [&](const InstructionEntry &entry) { return SameText(entry.key, key); });
+    return found == entries.end() ? nullptr : &*found;
+}
+
+const InstructionSection *InstructionFile::Find(std::string_view name) const {
+    const auto found = std::find_if(sections.begin(), sections.end(),
+                                    [&](const InstructionSection &section) { return SameText(section.name, name); });
+    return found == sections.end() ? nullptr : &*found;
+}
+
+InstructionFile ReadInstructions(std::string_view text) {
+    return InstructionReader().Read(text);
+}
+
+std::string InstructionLine(int line) {
+    return std::string(kInstructionFileName) + ":" + std::to_string(line);
+}
+
+int FileNumber(std::string_view key) {
+    constexpr std::string_view word = "file";
+    if (key.size() <= word.size() || !SameText(key.substr(0, word.size()), word) || key[word.size()] == '0') {
+        return 0;
+    }
+    int number = 0;
+    const auto [end, error] = std::from_chars(key.data() + word.size(), key.data() + key.size(), number);
+    return error == std::errc() && end == key.data() + key.size() && number > 0 ? number : 0;
+}
+
+} // namespace lumsite

@@ -1,0 +1,220 @@
+#include "site/serve/HttpMessage.h"
+
+#include <algorithm>
+#include <charconv>
+#include <ctime>
+#include <utility>
+
+namespace lumsite {
+namespace {
+
+std::string Lower(std::string_view text) {
+    std::string lower(text);
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+    return lower;
+}
+
+std::string_view Trim(std::string_view text) {
+    const size_t first = text.find_first_not_of(" \t");
+    return first == std::string_view::npos ? std::string_view()
+                                           : text.substr(first, text.find_last_not_of(" \t") - first + 1);
+}
+
+std::optional<std::uint64_t> Number(std::string_view text, int base = 10) {
+    std::uint64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
+
+} // namespace
+
+std::string_view HttpRequest::Header(const std::string &name) const {
+    const auto found = headers.find(name);
+    return found == headers.end() ? std::string_view() : std::string_view(found->second);
+}
+
+bool HttpRequest::WantsToGoOn() const {
+    const std::string connection = Lower(Header("connection"));
+    return version11 ? connection.find("close") == std::string::npos
+                     : connection.find("keep-alive") != std::string::npos;
+}
+
+bool HttpRequest::HasBody() const {
+    const std::string_view length = Header("content-length");
+    return !Header("transfer-encoding").empty() || (!length.empty() && length != "0");
+}
+
+std::optional<HttpRequest> ParseRequest(std::string_view head) {
+    HttpRequest request;
+    const std::string_view first = head.substr(0, head.find("\r\n"));
+    const size_t space = first.find(' ');
+    const size_t last = first.rfind(' ');
+    // Report URLs are not escaped, so a target may hold blanks: it is all that lies between the first and the last.
+    if (space == std::string_view::npos || last == space || space == 0 || first.find('\0') != std::string_view::npos) {
+        return std::nullopt;
+    }
+    request.method = first.substr(0, space);
+    request.target = first.substr(space + 1, last - space - 1);
+    const std::string_view version = first.substr(last + 1);
+    if (version != "HTTP/1.1" && version != "HTTP/1.0") {
+        return std::nullopt;
+    }
+    request.version11 = version == "HTTP/1.1";
+    head.remove_prefix(std::min(head.size(), first.size() + 2));
+    while (!head.empty()) {
+        const std::string_view line = head.substr(0, head.find("\r\n"));
+        head.remove_prefix(std::min(head.size(), line.size() + 2));
+        if (line.empty()) {
+            break;
+        }
+        const size_t colon = line.find(':');
+        if (colon == std::string_view::npos || colon == 0 || line.find_first_of(" \t") < colon) {
+            return std::nullopt;
+        }
+        request.headers[Lower(line.substr(0, colon))] = Trim(line.substr(colon + 1));
+    }
+    if (request.version11 && request.headers.count("host") == 0) {
+        return std::nullopt;
+    }
+    return request;
+}
+
+RangeKind ParseRange(std::string_view header, std::uint64_t size, ByteRange &range) {
+    constexpr std::string_view unit = "bytes=";
+    if (!header.starts_with(unit) || header.find(',') != std::string_view::npos) {
+        return RangeKind::whole;
+    }
+    const std::string_view span = Trim(header.substr(unit.size()));
+    const size_t dash = span.find('-');
+    if (dash == std::string_view::npos) {
+        return RangeKind::whole;
+    }
+    const std::optional<std::uint64_t> first = Number(span.substr(0, dash));
+    const std::optional<std::uint64_t> last = Number(span.substr(dash + 1));
+    if (dash == 0) {
+        if (!last) {
+            return RangeKind::whole;
+        }
+        if (*last == 0 || size == 0) {
+            return RangeKind::unsatisfiable;
+        }
+        range.length = std::min(*last, size);
+        range.first = size - range.length;
+        return RangeKind::part;
+    }
+    if (!first || (!last && dash + 1 != span.size()) || (last && *last < *first)) {
+        return RangeKind::whole;
+    }
+    if (*first >= size) {
+        return RangeKind::unsatisfiable;
+    }
+    range.first = *first;
+    range.length = (last ? std::min(*last, size - 1) : size - 1) - *first + 1;
+    return RangeKind::part;
+}
+
+bool HoldsTag(std::string_view list, std::string_view tag, bool weakCounts) {
+    if (Trim(list) == "*") {
+        return true;
+    }
+    while (!list.empty()) {
+        const size_t comma = list.find(',');
+        std::string_view one = Trim(list.substr(0, comma));
+        if (weakCounts && one.starts_with("W/")) {
+            one.remove_prefix(2);
+        }
+        if (one == tag) {
+            return true;
+        }
+        list.remove_prefix(comma == std::string_view::npos ? list.size() : comma + 1);
+    }
+    return false;
+}
+
+std::optional<std::string> DecodePercent(std::string_view text) {
+    std::string bytes;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '%') {
+            bytes += text[i];
+            continue;
+        }
+        const std::string_view digits = text.substr(i + 1, 2);
+        const std::optional<std::uint64_t> byte = digits.size() == 2 ? Number(digits, 16) : std::nullopt;
+        if (!byte) {
+            return std::nullopt;
+        }
+        bytes += static_cast<char>(*byte);
+        i += 2;
+    }
+    return bytes;
+}
+
+std::string HttpDate(std::time_t time) {
+    static constexpr const char *kDays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+    static constexpr const char *kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                              "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    std::tm parts{};
+    gmtime_r(&time, &parts);
+    char rest[32]; // without the names, which strftime takes from the locale
+    std::strftime(rest, sizeof rest, "%Y %H:%M:%S GMT", &parts);
+    const std::string day = std::to_string(parts.tm_mday);
+    return std::string(kDays[parts.tm_wday]) + ", " + (day.size() < 2 ? "0" : "") + day + " " + kMonths[parts.tm_mon] +
+           " " + rest;
+}
+
+std::string_view ContentType(std::string_view name) {
+    static constexpr std::pair<std::string_view, std::string_view> kTypes[] = {
+        {".html", "text/html; charset=utf-8"},
+        {".ini", "text/plain; charset=utf-8"},
+        {".txt", "text/plain; charset=utf-8"},
+        {".css", "text/css; charset=utf-8"},
+        {".js", "text/javascript; charset=utf-8"},
+        {".json", "application/json"},
+        {".png", "image/png"},
+        {".svg", "image/svg+xml"},
+        {".ico", "image/x-icon"},
+        {".gz", "application/gzip"},
+        {".zst", "application/zstd"},
+        {".xz", "application/x-xz"},
+        {".zip", "application/zip"}};
+    for (const auto &[ending, type] : kTypes) {
+        if (name.ends_with(ending)) {
+            return type;
+        }
+    }
+    return "application/octet-stream";
+}
+
+std::string_view ReasonOf(int status) {
+    switch (status) {
+    case 200:
+        return "OK";
+    case 204:
+        return "No Content";
+    case 206:
+        return "Partial Content";
+    case 301:
+        return "Moved Permanently";
+    case 304:
+        return "Not Modified";
+    case 400:
+        return "Bad Request";
+    case 404:
+        return "Not Found";
+    case 405:
+        return "Method Not Allowed";
+    case 408:
+        return "Request Timeout";
+    case 416:
+        return "Range Not Satisfiable";
+    case 431:
+        return "Request Header Fields Too Large";
+    case 503:
+        return "Service Unavailable";
+    default:
+        return "Internal Server Error";
+    }
+}
+
+} // namespace lumsite

@@ -1,0 +1,548 @@
+// Packages of every kind, good and hostile, and what stands at the destination afterwards.
+#include "delivery/package/Unpacker.h"
+
+#include <archive.h>
+#include <archive_entry.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <locale.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <stddef.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <random>
+
+#include "delivery/package/UnpackFailure.h"
+#include "delivery/package/EntryPath.h"
+#include "delivery/package/DecoderWindow.h"
+#include "base/StagingFolder.h"
+#include "tests/support/TempDir.h"
+
+namespace delivery {
+namespace {
+
+using std::chrono::milliseconds;
+using testing::HasSubstr;
+namespace fs = std::filesystem;
+
+struct Entry {
+    std::string path;
+    std::string content = {};
+    mode_t type = AE_IFREG;
+    mode_t mode = 0644;
+    std::string link = {};     // target of a symbolic link
+    std::string hardlink = {}; // target of a hard link
+};
+Entry Folder(std::string path) {
+    return {std::move(path), {}, AE_IFDIR, 0755};
+}
+Entry Link(std::string path, std::string target) {
+    return {std::move(path), {}, AE_IFLNK, 0777, std::move(target)};
+}
+
+struct Kind {
+    const char *name;
+    int format;
+    int filter = ARCHIVE_FILTER_NONE;
+};
+constexpr Kind kTar{"tar", ARCHIVE_FORMAT_TAR_PAX_RESTRICTED};
+constexpr Kind kTgz{"tar.gz", ARCHIVE_FORMAT_TAR_PAX_RESTRICTED, ARCHIVE_FILTER_GZIP};
+constexpr Kind kXz{"tar.xz", ARCHIVE_FORMAT_TAR_PAX_RESTRICTED, ARCHIVE_FILTER_XZ};
+constexpr Kind kZst{"tar.zst", ARCHIVE_FORMAT_TAR_PAX_RESTRICTED, ARCHIVE_FILTER_ZSTD};
+constexpr Kind kZip{"zip", ARCHIVE_FORMAT_ZIP};
+constexpr Kind kAll[] = {kTar,
+                         kTgz,
+                         kXz,
+                         kZst,
+                         kZip,
+                         {"tar.bz2", ARCHIVE_FORMAT_TAR_GNUTAR, ARCHIVE_FILTER_BZIP2},
+                         {"tar.lz", ARCHIVE_FORMAT_TAR_USTAR, ARCHIVE_FILTER_LZIP},
+                         {"7z", ARCHIVE_FORMAT_7ZIP},
+                         {"cpio", ARCHIVE_FORMAT_CPIO_SVR4_NOCRC}};
+
+void WritePackage(const fs::path &file, const Kind &kind, const std::vector<Entry> &entries) {
+    setlocale(LC_CTYPE, "C.UTF-8"); // for the writer; the unpacker has to do without
+    archive *const out = archive_write_new();
+    archive_write_set_format(out, kind.format);
+    archive_write_add_filter(out, kind.filter);
+    ASSERT_EQ(archive_write_open_filename(out, file.c_str()), ARCHIVE_OK) << archive_error_string(out);
+    for (const Entry &entry : entries) {
+        archive_entry *const header = archive_entry_new();
+        archive_entry_set_pathname(header, entry.path.c_str());
+        archive_entry_set_mode(header, entry.type | entry.mode);
+        archive_entry_set_size(header, static_cast<la_int64_t>(entry.content.size()));
+        archive_entry_set_nlink(header, 1);
+        if (!entry.link.empty()) {
+            archive_entry_set_symlink(header, entry.link.c_str());
+        }
+        if (!entry.hardlink.empty()) {
+            archive_entry_set_hardlink(header, entry.hardlink.c_str());
+        }
+        EXPECT_EQ(archive_write_header(out, header), ARCHIVE_OK) << archive_error_string(out);
+        archive_write_data(out, entry.content.data(), entry.content.size());
+        archive_entry_free(header);
+    }
+    EXPECT_EQ(archive_write_close(out), ARCHIVE_OK) << archive_error_string(out);
+    archive_write_free(out);
+    setlocale(LC_CTYPE, "C");
+}
+
+// Everything below `folder`: "path" to content, "path/" for a folder, "path@" to target for a link, "path*" executable.
+std::map<std::string, std::string> Tree(const fs::path &folder) {
+    std::map<std::string, std::string> tree;
+    for (const auto &entry : fs::recursive_directory_iterator(folder)) {
+        const std::string name = fs::relative(entry.path().parent_path(), folder) / entry.path().filename();
+        const std::string path = name.starts_with("./") ? name.substr(2) : name;
+        if (entry.is_symlink()) {
+            tree[path + "@"] = fs::read_symlink(entry.path());
+        } else if (entry.is_directory()) {
+            tree[path + "/"] = "";
+        } else {
+            const bool executable = (entry.status().permissions() & fs::perms::owner_exec) != fs::perms::none;
+            tree[path + (executable ? "*" : "")] = ReadFile(entry.path());
+        }
+    }
+    return tree;
+}
+
+// An install folder with an older component in it, and a package beside it.
+class UnpackerTest : public testing::Test {
+protected:
+    UnpackerTest() {
+        umask(022);
+        m_dir.Write("outside/secret", "untouched");
+    }
+
+    int Install(const std::vector<Entry> &entries, const Kind &kind = kTgz, delivery::UnpackLimits limits = {}) {
+        WritePackage(m_package, kind, entries);
+        return Install(limits);
+    }
+    int Install(delivery::UnpackLimits limits = {}) {
+        return delivery::Unpacker(limits).Install(m_package, m_place, &m_reason);
+    }
+    std::map<std::string, std::string> Installed() const {
+        return Tree(m_dir.path() / "install");
+    }
+    void PutOld() {
+        m_dir.Write("install/My.app/old", "old");
+    }
+
+    TempDir m_dir;
+    const fs::path m_package = m_dir.path() / "package";
+    const fs::path m_folder = [this] {
+        fs::create_directory(m_dir.path() / "install");
+        return m_dir.path() / "install";
+    }();
+    const fs::path m_place = m_folder / "My.app";
+    const std::map<std::string, std::string> m_old{{"My.app/", ""}, {"My.app/old", "old"}};
+    std::string m_reason;
+};
+
+const std::string kLong(300'000, 'x');
+// Does not compress, so that every part of an archive of it matters.
+const std::string kNoise = [] {
+    std::minstd_rand random(1);
+    std::string noise(300'000, '\0');
+    std::generate(noise.begin(), noise.end(), [&] { return static_cast<char>(random() >> 8); });
+    return noise;
+}();
+
+TEST_F(UnpackerTest, InstallsEveryKindInPlaceOfTheOld) {
+    for (const Kind &kind : kAll) {
+        SCOPED_TRACE(kind.name);
+        PutOld();
+        const std::vector<Entry> entries{{"My.app/Contents/MacOS/run", kLong, AE_IFREG, 04755},
+                                         {"My.app/Contents/ünï コード.txt", "text", AE_IFREG, 0600},
+                                         Folder("My.app/empty folder"),
+                                         {"./My.app//empty"},
+                                         Link("My.app/F.framework/Versions/Current", "A"),
+                                         {"My.app/F.framework/Versions/A/F", "F"},
+                                         Link("My.app/F.framework/F", "Versions/Current/F"),
+                                         Link("My.app/F.framework/Versions/A/up", "../../../empty")};
+        EXPECT_EQ(Install(entries, kind), delivery::kUnpackOk) << m_reason;
+        const std::map<std::string, std::string> expected{{"My.app/", ""},
+                                                          {"My.app/Contents/", ""},
+                                                          {"My.app/Contents/MacOS/", ""},
+                                                          {"My.app/Contents/MacOS/run*", kLong},
+                                                          {"My.app/Contents/ünï コード.txt", "text"},
+                                                          {"My.app/empty folder/", ""},
+                                                          {"My.app/empty", ""},
+                                                          {"My.app/F.framework/", ""},
+                                                          {"My.app/F.framework/Versions/", ""},
+                                                          {"My.app/F.framework/Versions/A/", ""},
+                                                          {"My.app/F.framework/Versions/A/F", "F"},
+                                                          {"My.app/F.framework/Versions/Current@", "A"},
+                                                          {"My.app/F.framework/F@", "Versions/Current/F"},
+                                                          {"My.app/F.framework/Versions/A/up@", "../../../empty"}};
+        EXPECT_EQ(Installed(), expected);
+        EXPECT_EQ(static_cast<unsigned>(fs::status(m_place / "Contents/MacOS/run").permissions()), 0755u);
+        EXPECT_EQ(static_cast<unsigned>(fs::status(m_place / "Contents/ünï コード.txt").permissions()), 0644u);
+        EXPECT_EQ(static_cast<unsigned>(fs::status(m_place).permissions()), 0755u);
+        fs::remove_all(m_place);
+    }
+}
+
+TEST_F(UnpackerTest, InstallsASingleFileInPlaceOfAnything) {
+    const fs::path outside = m_dir.path() / "outside";
+    const std::function<void()> before[] = {
+        [] {},
+        [&] { m_dir.Write("install/My.app", "old"); },
+        [&] { PutOld(); },
+        [&] { fs::create_directory_symlink(outside, m_place); },
+        [&] { fs::create_symlink("nowhere", m_place); },
+        [&] {
+            PutOld();
+            fs::permissions(m_place, fs::perms::none);
+        },
+    };
+    for (const auto &prepare : before) {
+        prepare();
+        EXPECT_EQ(Install({{"My.app", "new"}}), delivery::kUnpackOk) << m_reason;
+        EXPECT_EQ(Installed(), (std::map<std::string, std::string>{{"My.app", "new"}}));
+        EXPECT_EQ(ReadFile(outside / "secret"), "untouched");
+        fs::remove(m_place);
+    }
+}
+
+TEST_F(UnpackerTest, LinksOneFileUnderTwoNames) {
+    const Entry second{"My.app/b", {}, AE_IFREG, 0644, {}, "My.app/sub/a"};
+    EXPECT_EQ(Install({{"My.app/sub/a", "one"}, second}), delivery::kUnpackOk) << m_reason;
+    EXPECT_TRUE(fs::equivalent(m_place / "sub/a", m_place / "b"));
+    EXPECT_EQ(ReadFile(m_place / "b"), "one");
+}
+
+TEST_F(UnpackerTest, RefusesWhatWouldLeaveTheComponent) {
+    const auto hardlink = [](std::string target) {
+        return Entry{"My.app/b", {}, AE_IFREG, 0644, {}, std::move(target)};
+    };
+    const struct {
+        int code;
+        std::vector<Entry> entries;
+    } cases[] = {
+        {delivery::kUnpackRefusedEntry, {{"My.app/a"}, {"/tmp/lum-escaped"}}},
+        {delivery::kUnpackRefusedEntry, {{"My.app/a"}, {"../lum-escaped"}}},
+        {delivery::kUnpackRefusedEntry, {{"My.app/../../lum-escaped"}}},
+        {delivery::kUnpackRefusedEntry, {{"My.app/a"}, {"My.app/.."}}},
+        {delivery::kUnpackRefusedEntry, {Link("My.app/l", m_dir / "outside")}},
+        {delivery::kUnpackRefusedEntry, {Link("My.app/l", "../../outside")}},
+        {delivery::kUnpackRefusedEntry, {Link("My.app/l", "..")}},
+        {delivery::kUnpackRefusedEntry,
+         {Link("My.app/sub/l", "../../My.app/a")}}, // back in again, but under which name?
+        {delivery::kUnpackRefusedEntry, {Link("My.app/sub/l", ".."), Link("My.app/m", "sub/l/../..")}},
+        {delivery::kUnpackRefusedEntry, {Link("My.app", "elsewhere")}},
+        {delivery::kUnpackRefusedEntry, {Folder("My.app/sub"), Link("My.app/l", "sub"), {"My.app/l/a"}}},
+        {delivery::kUnpackRefusedEntry, {Folder("My.app/sub"), Link("My.app/l", "sub"), Folder("My.app/l")}},
+        {delivery::kUnpackRefusedEntry, {{"My.app/a"}, {"My.app/a/b"}}},
+        {delivery::kUnpackRefusedEntry, {{"My.app/a", "1"}, {"My.app/./a", "2"}}},
+        {delivery::kUnpackRefusedEntry, {{"My.app/a"}, Link("My.app/a", "b")}},
+        {delivery::kUnpackRefusedEntry, {{"My.app/a"}, hardlink(m_dir / "outside/secret")}},
+        {delivery::kUnpackRefusedEntry, {{"My.app/a"}, hardlink("../outside/secret")}},
+        {delivery::kUnpackRefusedEntry, {{"My.app/a"}, hardlink("My.app/missing")}},
+        {delivery::kUnpackRefusedEntry, {Folder("My.app/sub"), hardlink("My.app/sub")}},
+        {delivery::kUnpackRefusedEntry, {Link("My.app/l", "a"), hardlink("My.app/l")}},
+        {delivery::kUnpackRefusedEntry, {{"My.app/pipe", {}, AE_IFIFO}}},
+        {delivery::kUnpackRefusedEntry, {{"My.app/device", {}, AE_IFCHR}}},
+        {delivery::kUnpackRefusedEntry, {{"My.app/" + std::string(256, 'n')}}},
+        {delivery::kUnpackRefusedEntry,
+         {{"My.app" +
+           [] {
+               std::string deep;
+               for (int i = 0; i < 101; ++i) {
+                   deep += "/d";
+               }
+               return deep;
+           }()}}},
+        {delivery::kUnpackNotOneComponent, {}},
+        {delivery::kUnpackNotOneComponent, {Folder("./")}},
+        {delivery::kUnpackNotOneComponent, {{"Other.app/a"}}},
+        {delivery::kUnpackNotOneComponent, {{"my.app/a"}}},
+        {delivery::kUnpackNotOneComponent, {{"My.app/a"}, {"Other.app/a"}}},
+        {delivery::kUnpackNotOneComponent, {{"My.app/a"}, {"Read me \x1b[2J"}}},
+    };
+    PutOld();
+    for (const auto &[code, entries] : cases) {
+        EXPECT_EQ(Install(entries, kTar), code) << m_reason << testing::PrintToString(entries.size());
+        EXPECT_THAT(m_reason, testing::Not(testing::AnyOf("", HasSubstr("\x1b"))));
+        EXPECT_EQ(Installed(), m_old) << m_reason;
+        EXPECT_EQ(Tree(m_dir.path() / "outside").size(), 1u);
+    }
+    EXPECT_FALSE(fs::exists("/tmp/lum-escaped"));
+}
+
+TEST(UnpackFailure, QuotesNamesThatAnythingCanShow) {
+    const struct {
+        std::string name, quoted;
+    } cases[] = {{"a b", "\"a b\""},
+                 {"ü日😀", "\"ü日😀\""},
+                 {"\x1b[2J\x7f\n", "\"?[2J??\""},
+                 {"\xc2\x9b"
+                  "1m",
+                  "\"??1m\""},
+                 {"\xff\xc0\xaf\xed\xa0\x80\xe6\x97", "\"????????\""},
+                 {std::string(199, 'a') + "üb", "\"" + std::string(199, 'a') + "ü...\""}};
+    for (const auto &[name, quoted] : cases) {
+        EXPECT_EQ(Quoted(name), quoted);
+    }
+}
+
+TEST(UnpackPath, JudgesLinksByTheirText) {
+    const struct {
+        std::size_t depth;
+        const char *target;
+        bool inside;
+    } cases[] = {{1, "a", true},          {1, "a/b", true}, {2, "../a", true},   {3, ".././../a", true},
+                 {1, ".", true},          {1, "..", false}, {2, "../..", false}, {2, "a/..", false},
+                 {3, "../a/../b", false}, {1, "/a", false}, {1, "", false},      {2, "..//../a", false},
+                 {1, "..a", true},        {0, "a", false},  {0, "..", false}};
+    for (const auto &[depth, target, inside] : cases) {
+        EXPECT_EQ(LinkStaysInside(depth, target), inside) << depth << " " << target;
+    }
+}
+
+TEST_F(UnpackerTest, SaysWhatIsWrongWithThePackage) {
+    PutOld();
+    const std::vector<Entry> entries{{"My.app/a", kNoise}, {"My.app/b", kNoise}};
+    for (const Kind &kind : kAll) {
+        WritePackage(m_package, kind, entries);
+        const std::string whole = ReadFile(m_package);
+        for (const std::size_t size : {whole.size() / 2, whole.size() - 1200}) {
+            m_dir.Write("package", whole.substr(0, size));
+            EXPECT_THAT(Install(), testing::AnyOf(delivery::kUnpackDamaged, delivery::kUnpackNoArchive))
+                << kind.name << m_reason;
+            EXPECT_EQ(Installed(), m_old);
+        }
+    }
+    const struct {
+        const char *name, *content;
+        int code;
+    } cases[] = {{"package", "", delivery::kUnpackNoArchive},
+                 {"package", "Not found\n", delivery::kUnpackNoArchive},
+                 {"package", "#mtree\nMy.app type=file contents=/etc/passwd\n", delivery::kUnpackNoArchive},
+                 {"package", "PK\x03\x04 but not for long", delivery::kUnpackDamaged}};
+    for (const auto &[name, content, code] : cases) {
+        m_dir.Write(name, content);
+        EXPECT_EQ(Install(), code) << content << m_reason;
+    }
+    fs::remove(m_package);
+    EXPECT_EQ(Install(), delivery::kUnpackNoPackage) << m_reason;
+    fs::create_directory(m_package);
+    EXPECT_EQ(Install(), delivery::kUnpackNoPackage) << m_reason;
+    EXPECT_EQ(Installed(), m_old);
+}
+
+TEST_F(UnpackerTest, KeepsWithinTheLimits) {
+    PutOld();
+    const std::vector<Entry> entries{{"My.app/sub/a", kLong}, {"My.app/sub/b", kLong}};
+    delivery::UnpackLimits bytes, count, window;
+    bytes.maxBytes = 2 * kLong.size() - 1;
+    count.maxEntries = 3; // with the two folders that nobody names
+    window.maxWindow = 1 << 18;
+    for (const Kind &kind : kAll) {
+        EXPECT_EQ(Install(entries, kind, bytes), delivery::kUnpackTooLarge) << kind.name << m_reason;
+        EXPECT_EQ(Install(entries, kind, count), delivery::kUnpackTooLarge) << kind.name << m_reason;
+        EXPECT_EQ(Installed(), m_old);
+    }
+    for (const Kind &kind : {kXz, kZst, kAll[6]}) {
+        EXPECT_EQ(Install(entries, kind, window), delivery::kUnpackTooLarge) << kind.name << m_reason;
+        EXPECT_THAT(m_reason, HasSubstr("MiB of memory"));
+    }
+    bytes.maxBytes = 2 * kLong.size();
+    count.maxEntries = 4;
+    EXPECT_EQ(Install(entries, kTgz, bytes), delivery::kUnpackOk);
+    EXPECT_EQ(Install(entries, kZip, count), delivery::kUnpackOk);
+}
+
+TEST_F(UnpackerTest, KnowsTheSizeBeforehand) {
+    const std::vector<Entry> entries{{"My.app", kLong}};
+    const struct {
+        Kind kind;
+        Compression compression;
+    } cases[] = {{kTgz, Compression::Gzip}, {kXz, Compression::Xz}};
+    for (const auto &[kind, compression] : cases) {
+        WritePackage(m_package, kind, entries);
+        const int file = open(m_package.c_str(), O_RDONLY | O_CLOEXEC);
+        EXPECT_GE(UnpackedSize(file, compression), kLong.size()) << kind.name;
+        EXPECT_LE(UnpackedSize(file, compression), kLong.size() + 20'000) << kind.name;
+        close(file);
+    }
+    // The sizes that a zip file and a gzip file tell of are believed only so far.
+    WritePackage(m_package, kTgz, entries);
+    std::string lying = ReadFile(m_package);
+    lying.replace(lying.size() - 4, 4, "\xff\xff\xff\xff");
+    m_dir.Write("package", lying);
+    EXPECT_EQ(Install(), delivery::kUnpackOk) << m_reason;
+}
+
+TEST_F(UnpackerTest, SaysWhatIsWrongWithTheDestination) {
+    WritePackage(m_package, kTar, {{"My.app", kLong}});
+    const struct {
+        std::string place;
+        int code;
+    } cases[] = {{"My.app", delivery::kUnpackBadArgument},
+                 {"", delivery::kUnpackBadArgument},
+                 {"/", delivery::kUnpackBadArgument},
+                 {m_dir / "install/", delivery::kUnpackBadArgument},
+                 {m_dir / "install/..", delivery::kUnpackBadArgument},
+                 {m_dir / "missing/My.app", delivery::kUnpackNotWritable},
+                 {m_dir / "package/My.app", delivery::kUnpackNotWritable},
+                 {"/proc/My.app", delivery::kUnpackNotWritable}};
+    for (const auto &[place, code] : cases) {
+        EXPECT_EQ(delivery::Unpacker().Install(m_package, place, &m_reason), code) << place << m_reason;
+        EXPECT_NE(m_reason, "");
+    }
+    PutOld();
+    rlimit before;
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit small{100'000, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    delivery::Unpacker unpacker;
+    delivery::UnpackJob job(unpacker, m_package, m_place); // on its thread, which takes no SIGXFSZ
+    EXPECT_EQ(job.code(), delivery::kUnpackNoSpace) << job.reason();
+    setrlimit(RLIMIT_FSIZE, &before);
+    unpacker.Rest();
+    EXPECT_EQ(Installed(), m_old);
+}
+
+TEST_F(UnpackerTest, IsCancelled) {
+    PutOld();
+    std::stop_source stopped;
+    stopped.request_stop();
+    WritePackage(m_package, kTgz, {{"My.app", kNoise}});
+    EXPECT_EQ(delivery::Unpacker().Install(m_package, m_place, &m_reason, stopped.get_token()),
+              delivery::kUnpackInterrupted);
+    EXPECT_EQ(Installed(), m_old);
+    delivery::Unpacker unpacker;
+    delivery::UnpackJob(unpacker, m_package, m_place).Cancel(); // which may come too late
+    unpacker.Rest();
+    EXPECT_THAT(Installed(), testing::AnyOf(m_old, testing::ElementsAre(testing::Pair("My.app", kNoise))));
+    delivery::UnpackJob job(unpacker, m_package, m_place);
+    while (!job.Wait(milliseconds(1))) {
+    }
+    EXPECT_EQ(job.code(), delivery::kUnpackOk) << job.reason();
+    unpacker.Rest();
+    EXPECT_THAT(Installed(), testing::ElementsAre(testing::Pair("My.app", kNoise)));
+}
+
+TEST_F(UnpackerTest, KeepsItsFolderFromOneToTheNext) {
+    delivery::Unpacker unpacker;
+    const auto install = [&](const char *text) {
+        WritePackage(m_package, kTgz, {{"My.app/a", text}});
+        EXPECT_EQ(unpacker.Install(m_package, m_place, &m_reason), delivery::kUnpackOk) << m_reason;
+        EXPECT_EQ(text, ReadFile(m_place / "a"));
+    };
+    const auto hidden = [&] {
+        std::vector<fs::path> found;
+        std::copy_if(fs::directory_iterator(m_folder), {}, std::back_inserter(found),
+                     [](const fs::path &path) { return path.filename().string().starts_with(".lumhost"); });
+        EXPECT_EQ(1U, found.size());
+        return found.empty() ? fs::path() : found[0];
+    };
+    install("one");
+    const fs::path first = hidden();
+    install("two"); // the older component comes into the hidden folder, and is not met there by the next one
+    install("three");
+    EXPECT_EQ(first, hidden());
+    EXPECT_TRUE(fs::is_empty(first / "new"));
+    fs::remove_all(first);
+    install("four");
+    EXPECT_NE(first, hidden());
+    WritePackage(m_package, kTgz, {{"My.app/b", "x"}, {"Other.app", "y"}});
+    EXPECT_EQ(unpacker.Install(m_package, m_place, &m_reason), delivery::kUnpackNotOneComponent);
+    EXPECT_TRUE(fs::is_empty(hidden() / "new"));
+    unpacker.Rest();
+    EXPECT_EQ(Installed(), (std::map<std::string, std::string>{{"My.app/", ""}, {"My.app/a", "four"}}));
+}
+
+// A file system without the exchange of two folders: this process' call for it fails from here on.
+void ForbidExchange() {
+    sock_filter rules[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                           BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_renameat2, 0, 1),
+                           BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EINVAL),
+                           BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+    const sock_fprog program{static_cast<unsigned short>(std::size(rules)), rules};
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) {
+        _exit(100);
+    }
+}
+
+TEST_F(UnpackerTest, DoesWithoutAnExchangeOfFolders) {
+    for (const bool replace : {false, true}) {
+        if (replace) {
+            PutOld();
+        }
+        WritePackage(m_package, kTgz, {{"My.app/new", "new"}});
+        const pid_t child = fork();
+        if (child == 0) {
+            ForbidExchange();
+            _exit(Install());
+        }
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0) << WEXITSTATUS(status);
+        EXPECT_EQ(Installed(), (std::map<std::string, std::string>{{"My.app/", ""}, {"My.app/new", "new"}}));
+        fs::remove_all(m_place);
+    }
+}
+
+TEST_F(UnpackerTest, SurvivesBeingKilled) {
+    std::vector<Entry> entries(25);
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        entries[i] = {"My.app/" + std::to_string(i % 7) + "/" + std::to_string(i), kLong.substr(0, 5000)};
+    }
+    WritePackage(m_package, kZst, entries);
+    const auto begin = std::chrono::steady_clock::now();
+    ASSERT_EQ(Install(), delivery::kUnpackOk);
+    const auto once = std::chrono::ceil<std::chrono::microseconds>(std::chrono::steady_clock::now() - begin);
+    const auto whole = Installed();
+    std::minstd_rand random(1);
+    fs::remove_all(m_place);
+    int killed = 0;
+    for (int i = 0; i < 30; ++i) {
+        const pid_t child = fork();
+        if (child == 0) {
+            while (Install() == delivery::kUnpackOk) { // each in place of the one before
+            }
+            _exit(1);
+        }
+        usleep(std::uniform_int_distribution<useconds_t>(0, 2 * once.count())(random));
+        kill(child, SIGKILL);
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        killed += WIFSIGNALED(status);
+        delivery::CleanStaging(m_folder);
+        const auto now = Installed();
+        ASSERT_TRUE(now.empty() || now == whole) << now.size();
+        if (i % 4 == 0) {
+            fs::remove_all(m_place);
+        }
+    }
+    EXPECT_EQ(killed, 30);
+    EXPECT_EQ(Install(), delivery::kUnpackOk) << m_reason;
+}
+
+TEST_F(UnpackerTest, LeavesARunningInstallationAlone) {
+    const base::StagingFolder running(m_folder, ".lumhost-unpack.");
+    m_dir.Write("install/.lumhost-unpack.dead00/new/My.app/half", "");
+    m_dir.Write("install/.lumhost-unpack", "a file of that name");
+    const fs::path outside = m_dir.path() / "outside";
+    fs::create_directory_symlink(outside, m_folder / ".lumhost-unpack.link00");
+    fs::create_directory_symlink(outside, m_folder / ".lumhost-unpack.dead00/new/link");
+    delivery::CleanStaging(m_folder);
+    EXPECT_TRUE(fs::exists(running.path() / "lock"));
+    EXPECT_FALSE(fs::exists(m_folder / ".lumhost-unpack.dead00"));
+    EXPECT_EQ(Installed().size(), 4u); // the running one's folder and lock, the file, the link
+    EXPECT_EQ(ReadFile(outside / "secret"), "untouched");
+}
+
+} // namespace
+} // namespace delivery

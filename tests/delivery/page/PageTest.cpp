@@ -1,0 +1,170 @@
+// Pages, sound and broken, and what is read from them.
+#include "delivery/page/Page.h"
+
+#include <gmock/gmock.h>
+
+using base::Url;
+using delivery::Page;
+using Parameters = std::vector<std::pair<std::string, std::string>>;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+struct Case {
+    const char *what;
+    std::string html;
+    bool found;
+    Parameters parameters;
+};
+
+const std::string kObject = R"(<object type="application/x-lum">)";
+
+TEST(Page, ReadsTheFirstObject) {
+    const Case cases[] = {
+        {"nothing", "", false, {}},
+        {"a plain page", "<html><body><p>hello</body></html>", false, {}},
+        {"an object with parameters",
+         kObject + R"(<param name="A" value="1"><param name="B" value="2"></object>)",
+         true,
+         {{"A", "1"}, {"B", "2"}}},
+        {"the type in other letters and with blanks",
+         R"(<OBJECT TYPE=" Application/X-Lum "><PARAM NAME=A VALUE=1></OBJECT>)",
+         true,
+         {{"A", "1"}}},
+        {"a type that only begins so",
+         R"(<object type="application/x-lumx"><param name=A value=1></object>)",
+         false,
+         {}},
+        {"a type with a parameter",
+         R"(<object type="application/x-lum;v=1"><param name=A value=1></object>)",
+         false,
+         {}},
+        {"no type", R"(<object><param name="A" value="1"></object>)", false, {}},
+        {"in a comment", "<!-- " + kObject + "<param name=A value=1></object> -->", false, {}},
+        {"in a script", "<script>document.write('" + kObject + "<param name=A value=1>')</script>", false, {}},
+        {"entities",
+         kObject + R"(<param name="A&amp;B" value="&lt;x&gt; &quot;&#65;&#x42;&copy;&nope; a&b"></object>)",
+         true,
+         {{"A&B", "<x> \"AB\u00A9&nope; a&b"}}},
+        {"quotes in quotes",
+         kObject + R"(<param name='A' value='say "hi"'><param name="B" value="it's > that"></object>)",
+         true,
+         {{"A", "say \"hi\""}, {"B", "it's > that"}}},
+        {"no quotes", kObject + "<param name=A value=http://h/p?a=1&b=2>", true, {{"A", "http://h/p?a=1&b=2"}}},
+        {"line breaks in a value", kObject + "<param name=A value='one\ntwo'></object>", true, {{"A", "one\ntwo"}}},
+        {"no value, empty value, no name",
+         kObject + R"(<param name=A><param name=B value=""><param value=3></object>)",
+         true,
+         {{"A", ""}, {"B", ""}}},
+        {"UTF-8",
+         kObject + "<param name=A value='\u00e4\u6771\U0001F600'></object>",
+         true,
+         {{"A", "\u00e4\u6771\U0001F600"}}},
+        {"Latin 1, not said", kObject + "<param name=A value='\xe4'></object>", true, {{"A", "\u00e4"}}},
+        {"a declared encoding",
+         "<meta charset=windows-1252>" + kObject + "<param name=A value='\x80'></object>",
+         true,
+         {{"A", "\u20ac"}}},
+        {"two objects",
+         kObject + "<param name=A value=1></object>" + kObject + "<param name=A value=2></object>",
+         true,
+         {{"A", "1"}}},
+        {"another object before",
+         "<object type=x/y><param name=X value=0></object>" + kObject + "<param name=A value=1>",
+         true,
+         {{"A", "1"}}},
+        {"within another object",
+         "<object type=x/y><param name=X value=0>" + kObject + "<param name=A value=1></object>",
+         true,
+         {{"A", "1"}}},
+        {"with another object in it",
+         kObject +
+             "<param name=A value=1><object type=x/y><param name=X value=0></object><param name=B value=2></object>",
+         true,
+         {{"A", "1"}, {"B", "2"}}},
+        {"parameters deeper in the object",
+         kObject + "<p><b><param name=A value=1></b><p><param name=B value=2></object>",
+         true,
+         {{"A", "1"}, {"B", "2"}}},
+        {"nothing after the object counts", kObject + "</object><param name=A value=1>", true, {}},
+        {"the page breaks off in the object",
+         kObject + "<param name=A value=1><param name=B val",
+         true,
+         {{"A", "1"}, {"B", ""}}},
+        {"an embed",
+         R"(<embed type="application/x-lum" LumUrlRoot="http://h/" Flag>)",
+         true,
+         {{"type", "application/x-lum"}, {"lumurlroot", "http://h/"}, {"flag", ""}}},
+        {"an object with an embed for old browsers",
+         kObject + "<param name=A value=1><embed type=application/x-lum A=2></object>",
+         true,
+         {{"A", "1"}}},
+        {"broken markup around",
+         "<table><tr></div></p><b><i></b>" + kObject + "<param name=A value=1></objec",
+         true,
+         {{"A", "1"}}},
+    };
+    for (const Case &test : cases) {
+        SCOPED_TRACE(test.what);
+        Page page;
+        EXPECT_EQ(test.found, page.ReadObject(test.html));
+        EXPECT_EQ(test.parameters, page.parameters());
+    }
+}
+
+std::string Repeat(const std::string &text, std::size_t times) {
+    std::string result;
+    for (std::size_t i = 0; i < times; ++i) {
+        result += text;
+    }
+    return result;
+}
+
+TEST(Page, HugePages) {
+    Page page;
+    ASSERT_TRUE(page.ReadObject(Repeat("<p>text</p>", 200'000) + kObject + "<param name=A value='" +
+                                std::string(1'500'000, 'x') + "'></object>"));
+    EXPECT_EQ(1'500'000U, page.Find("A")->size());
+    // Each of these costs time that grows with the square of its length, if it is read to its end.
+    EXPECT_FALSE(page.ReadObject(Repeat("<b></i>", 500'000) + kObject));
+    std::string attributes = "<x ";
+    for (int i = 0; i < 300'000; ++i) {
+        attributes += "a" + std::to_string(i) + (i % 3 == 0 ? "='>' " : " ");
+    }
+    EXPECT_FALSE(page.ReadObject(attributes + ">" + kObject));
+    EXPECT_TRUE(page.ReadObject(kObject + "<param name=A value=1></object>" + attributes))
+        << "what stands before counts";
+    EXPECT_TRUE(page.ReadObject("<script>if (i <n " + Repeat("a ", 5000) + ")</script>" + kObject)) << "no tag";
+}
+
+TEST(Page, ParametersByName) {
+    Page page;
+    ASSERT_TRUE(page.ReadObject(kObject + "<param name=lumurlroot value=1><param name=LumUrlRoot value=2>"
+                                          "<param name=LumUrlRoot value=3></object>"));
+    EXPECT_EQ("2", *page.Find("LumUrlRoot")) << "exactly first";
+    EXPECT_EQ("1", *page.Find("LUMURLROOT")) << "then without regard to case";
+    EXPECT_EQ(nullptr, page.Find("LumUrlRoo"));
+    page.Set("LUMURLROOT", "4");
+    EXPECT_EQ("4", *page.Find("LumUrlRoot"));
+    EXPECT_EQ(1U, page.parameters().size());
+}
+
+TEST(Page, SitesThatItLetsAct) {
+    const auto sites = [](const std::optional<Url> &address, const std::string &root) {
+        Page page(address);
+        page.Set("LumUrlRoot", root);
+        return page.Sites();
+    };
+    const auto here = Url::Parse("https://Meet.Example/join/now.html");
+    EXPECT_THAT(sites(here, "https://meet.example:443/kit"), ElementsAre("https://meet.example"));
+    EXPECT_THAT(sites(here, "../kit"), ElementsAre("https://meet.example")) << "relative";
+    EXPECT_THAT(sites(here, "http://meet.example/kit"), ElementsAre("http://meet.example", "https://meet.example"));
+    EXPECT_THAT(sites(here, "https://meet.example@evil.example/"),
+                ElementsAre("https://evil.example", "https://meet.example"));
+    EXPECT_THAT(sites(std::nullopt, "http://127.0.0.1:8080/a"), ElementsAre("http://127.0.0.1:8080"));
+    EXPECT_THAT(sites(std::nullopt, "ftp://h/"), IsEmpty());
+    EXPECT_THAT(sites(std::nullopt, "kit"), IsEmpty());
+}
+
+} // namespace

@@ -1,0 +1,92 @@
+#import <AppKit/AppKit.h>
+
+#include <Carbon/Carbon.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <cstdio>
+#include <string>
+
+#include "lum/platform/Session.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/Desktop.h"
+
+namespace {
+
+OSErr BringToFront(const ChildProcess &child) {
+    ProcessSerialNumber psn = {};
+    EXPECT_EQ(GetProcessForPID(child.pid(), &psn), noErr);
+    return SetFrontProcess(&psn);
+}
+
+bool WaitForWindow(const std::string &title) {
+    return WaitUntil([&] { return Desktop::Get().WindowTitled(title).has_value(); });
+}
+
+std::string ActiveWindow() {
+    FILE *pipe = popen("xdotool getactivewindow getwindowname 2>/dev/null", "r");
+    char title[100] = "";
+    const size_t length = fread(title, 1, sizeof title, pipe);
+    pclose(pipe);
+    return {title, length};
+}
+
+bool WaitForActiveWindow(const std::string &title) {
+    return WaitUntil([&] { return ActiveWindow() == title + "\n"; });
+}
+
+TEST(WindowServer, BringsApplicationsToTheFront) {
+    Desktop::Get();
+    const ChildProcess first(WINDOWS_PROGRAM, {"-Titles", "first"});
+    ASSERT_TRUE(WaitForWindow("first"));
+    const ChildProcess second(WINDOWS_PROGRAM, {"-Titles", "second"});
+    ASSERT_TRUE(WaitForWindow("second"));
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(BringToFront(first), noErr);
+        EXPECT_TRUE(WaitForActiveWindow("first")) << ActiveWindow();
+        EXPECT_EQ(BringToFront(second), noErr);
+        EXPECT_TRUE(WaitForActiveWindow("second")) << ActiveWindow();
+    }
+}
+
+TEST(WindowServer, PrefersTheUppermostWindowWithATitle) {
+    Desktop::Get();
+    const ChildProcess many(PLAIN_WINDOWS_PROGRAM, {"low", "high", ""});
+    ASSERT_TRUE(WaitForWindow("high"));
+    const ChildProcess other(PLAIN_WINDOWS_PROGRAM, {"other"});
+    ASSERT_TRUE(WaitForActiveWindow("other")) << ActiveWindow();
+    EXPECT_EQ(BringToFront(many), noErr);
+    EXPECT_TRUE(WaitForActiveWindow("high")) << ActiveWindow();
+}
+
+TEST(WindowServer, TakesAWindowWithoutATitleWhenThereIsNoOther) {
+    Desktop::Get();
+    const ChildProcess untitled(PLAIN_WINDOWS_PROGRAM, {""});
+    EXPECT_TRUE(WaitUntil([&] { return BringToFront(untitled) == noErr; }));
+}
+
+TEST(WindowServer, KnowsNoWindowOfAProcessWithoutOne) {
+    Desktop::Get();
+    EXPECT_TRUE(IsWindowServerAvailable());
+    const ChildProcess child(IDLE_PROGRAM);
+    EXPECT_EQ(BringToFront(child), appIsDaemon);
+}
+
+TEST(WindowServer, MayBeAbsent) {
+    const ChildProcess child(IDLE_PROGRAM);
+    for (const char *display : {"", ":98765", "nonsense", "unix:/nowhere:0", ":0.7x"}) {
+        setenv("DISPLAY", display, 1);
+        EXPECT_FALSE(IsWindowServerAvailable()) << display;
+        EXPECT_EQ(BringToFront(child), connectionInvalid) << display;
+    }
+    unsetenv("DISPLAY");
+    EXPECT_FALSE(IsWindowServerAvailable());
+    EXPECT_EQ(BringToFront(child), connectionInvalid);
+}
+
+TEST(WindowServer, HasTheToolkitsLevels) {
+    EXPECT_EQ(CGWindowLevelForKey(kCGFloatingWindowLevelKey), NSFloatingWindowLevel);
+    EXPECT_EQ(CGWindowLevelForKey(kCGNormalWindowLevelKey), NSNormalWindowLevel);
+}
+
+} // namespace

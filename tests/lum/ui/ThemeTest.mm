@@ -1,0 +1,88 @@
+// The look: that programs get it, and that alerts in it answer to a person.
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <string>
+
+#import <AppKit/AppKit.h>
+#import <GNUstepGUI/GSTheme.h>
+
+#include "base/objc/ScopedPool.h"
+#include "tests/lum/ui/Windows.h"
+#include "theme/UseTheme.h"
+
+namespace {
+
+constexpr std::uint32_t kGround = 0xF6F7F9;
+
+int AnswerTo(const std::string &keys) {
+    const base::ScopedPool pool;
+    NSAlert *alert = [NSAlert alertWithMessageText:@"Really?"
+                                     defaultButton:@"OK"
+                                   alternateButton:@"Cancel"
+                                       otherButton:nil
+                         informativeTextWithFormat:@"It cannot be undone."];
+    const auto person = AnswerWhenShown("Alert", keys);
+    return static_cast<int>([alert runModal]);
+}
+
+std::string ThemeName() {
+    return [[[GSTheme theme] name] UTF8String];
+}
+
+} // namespace
+
+TEST(Theme, IsUsedAndHidesTheProgramsIcon) {
+    Desktop &desktop = StartWindows(TEST_THEME);
+    EXPECT_EQ(ThemeName(), "Lum");
+    EXPECT_TRUE([[NSUserDefaults standardUserDefaults] boolForKey:@"GSSuppressAppIcon"]);
+    NSWindow *window = [[NSWindow alloc] initWithContentRect:NSMakeRect(300, 300, 200, 100)
+                                                   styleMask:NSTitledWindowMask
+                                                     backing:NSBackingStoreBuffered
+                                                       defer:NO];
+    [window setTitle:@"Empty"];
+    [window makeKeyAndOrderFront:nil];
+    EXPECT_TRUE(Eventually([&] {
+        const auto place = desktop.WindowTitled("Empty");
+        return place && desktop.CountPixels(place->x, place->y, 200, 100, kGround) == 200 * 100;
+    }));
+    [window close];
+}
+
+TEST(Theme, WithoutItTheLookIsTheLibrarys) {
+    for (const char *path : {static_cast<const char *>(nullptr), "", "/nowhere/Lum.theme"}) {
+        UseTheme(path);
+    }
+    StartWindows();
+    EXPECT_NE(ThemeName(), "Lum");
+}
+
+TEST(Theme, SignalsStayTheProgramsOwn) {
+    const auto own = [](int) {};
+    for (const int number : {SIGINT, SIGTERM}) {
+        std::signal(number, own);
+    }
+    StartWindows(TEST_THEME);
+    for (const int number : {SIGINT, SIGTERM}) {
+        EXPECT_TRUE(std::signal(number, SIG_DFL) == own) << number;
+    }
+}
+
+TEST(Theme, TheUsersChoiceWins) {
+    // What is given for one run stands in for what is kept, which belongs to the person who runs the tests.
+    NSUserDefaults *settings = [NSUserDefaults standardUserDefaults];
+    [settings removeVolatileDomainForName:NSArgumentDomain];
+    [settings setVolatileDomain:[NSDictionary dictionaryWithObject:@"GNUstep" forKey:@"GSTheme"]
+                        forName:NSArgumentDomain];
+    StartWindows(TEST_THEME);
+    EXPECT_NE(ThemeName(), "Lum");
+}
+
+TEST(Theme, AlertsAnswerToKeysAndToTheirCloseButton) {
+    StartWindows(TEST_THEME);
+    EXPECT_EQ(AnswerTo("Return"), NSAlertDefaultReturn);
+    EXPECT_EQ(AnswerTo("alt+F4"), NSAlertAlternateReturn);
+    EXPECT_EQ(AnswerTo("Tab space"), NSAlertAlternateReturn);
+    EXPECT_EQ(AnswerTo("space"), NSAlertDefaultReturn);
+    EXPECT_NE(AnswerTo("Escape"), NSAlertDefaultReturn);
+}
