@@ -8,7 +8,7 @@
 
 #include "lum/platform/linux/processes/EndedTasks.h"
 #include "lum/platform/linux/windows/FrontWindow.h"
-#include "lum/platform/linux/appleevents/SerialNumber.h"
+#include "lum/platform/linux/processes/SerialNumber.h"
 
 namespace {
 
