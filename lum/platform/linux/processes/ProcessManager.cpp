@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "lum/platform/linux/processes/EndedTasks.h"
-#include "lum/platform/linux/appleevents/SerialNumber.h"
+#include "lum/platform/linux/processes/SerialNumber.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // The one call of the Process Manager that needs the window server.
 #include <ApplicationServices/ApplicationServices.h>
 
-#include "lum/platform/linux/appleevents/SerialNumber.h"
+#include "lum/platform/linux/processes/SerialNumber.h"
 #include "lum/platform/linux/windows/FrontWindow.h"
 
 OSErr SetFrontProcess(const ProcessSerialNumber *psn) {
