@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <unistd.h>
 
-#include "host/frontend/Alerts.h"
+#include "host/run/Alerts.h"
 #include "host/trace/TraceObserver.h"
 #include "host/frontend/Complain.h"
 #include "host/trace/MessageNumber.h"
