@@ -3,7 +3,8 @@
 #include <cerrno>
 #include <charconv>
 #include <csignal>
-#include <cstring>
+#include <optional>
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -13,140 +14,229 @@ namespace base {
 
 namespace {
 
-bool Fail(std::string *error, int number) {
-    if (error) {
-        *error = std::strerror(number);
-    }
-    return false;
+constexpr std::string_view kStagedPrefix = ".new-";
+
+tl::unexpected<Error> CannotDo(const char *what, const std::filesystem::path &file, int number) {
+    return SystemFailure(std::string("cannot ") + what + " " + file.string(), number);
 }
 
-// The name under which a process writes ends with its number, so that what a killed one has left is known.
-constexpr std::string_view kUnfinished = ".new";
-
-std::string UnfinishedName(const std::filesystem::path &file) {
-    return file.string() + "." + std::to_string(getpid()) + std::string(kUnfinished);
-}
-
-// The process that wrote under this name, or 0 when it is no such name.
-pid_t WriterOf(std::string_view name, std::string_view file) {
-    if (!name.starts_with(file) || !name.ends_with(kUnfinished) || name.size() < file.size() + 1 + kUnfinished.size() ||
-        name[file.size()] != '.') {
-        return 0;
+// ".new-PROCESS-XXXXXX"; the process that makes the file of this name, or nothing when it is another name.
+std::optional<pid_t> WriterOf(std::string_view name) {
+    if (!name.starts_with(kStagedPrefix)) {
+        return std::nullopt;
     }
-    const std::string_view number = name.substr(file.size() + 1, name.size() - file.size() - 1 - kUnfinished.size());
+    name.remove_prefix(kStagedPrefix.size());
     pid_t writer = 0;
-    const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), writer);
-    return error == std::errc() && end == number.data() + number.size() ? writer : 0;
+    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), writer);
+    if (error != std::errc() || end == name.data() + name.size() || *end != '-' || writer <= 0) {
+        return std::nullopt;
+    }
+    return writer;
+}
+
+bool HasEnded(pid_t process) {
+    return process != getpid() && kill(process, 0) != 0 && errno == ESRCH;
+}
+
+Result<void> ReadParts(int descriptor, std::string &content) {
+    std::size_t read = 0;
+    while (read < content.size()) {
+        const ssize_t part = pread(descriptor, content.data() + read, content.size() - read, static_cast<off_t>(read));
+        if (part < 0 && errno != EINTR) {
+            return SystemFailure("cannot read", errno);
+        }
+        if (part == 0) {
+            break; // it has become shorter
+        }
+        read += part > 0 ? static_cast<std::size_t>(part) : 0;
+    }
+    content.resize(read);
+    return {};
+}
+
+Result<void> SyncFolder(const std::filesystem::path &folder) {
+    const ScopedDescriptor opened(open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!opened || fsync(opened.get()) != 0) {
+        return CannotDo("write to the disk", folder, errno);
+    }
+    return {};
+}
+
+bool CanBeReplaced(const std::filesystem::path &file) {
+    struct stat status {};
+    return lstat(file.c_str(), &status) != 0 || S_ISREG(status.st_mode) || S_ISLNK(status.st_mode);
 }
 
 } // namespace
 
-std::optional<std::string> ReadWhole(const std::filesystem::path &file, std::uint64_t maxBytes, std::string *error) {
-    // Not blocking: a pipe of that name must not hold the program up.
-    const ScopedDescriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+Result<std::string> ReadWhole(int descriptor, std::uint64_t maxBytes) {
     struct stat status {};
-    if (!descriptor || fstat(descriptor.get(), &status) != 0) {
-        Fail(error, errno);
-        return std::nullopt;
+    if (fstat(descriptor, &status) != 0) {
+        return SystemFailure("cannot read", errno);
     }
-    if (!S_ISREG(status.st_mode) || static_cast<std::uint64_t>(status.st_size) > maxBytes) {
-        Fail(error, S_ISDIR(status.st_mode) ? EISDIR : !S_ISREG(status.st_mode) ? EINVAL : EFBIG);
-        return std::nullopt;
+    if (!S_ISREG(status.st_mode)) {
+        return SystemFailure("cannot read", S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+    }
+    if (static_cast<std::uint64_t>(status.st_size) > maxBytes) {
+        return SystemFailure("cannot read", EFBIG);
     }
     std::string content(static_cast<std::size_t>(status.st_size), '\0');
-    std::size_t read = 0;
-    while (read < content.size()) {
-        const ssize_t part = ::read(descriptor.get(), content.data() + read, content.size() - read);
-        if (part < 0 && errno == EINTR) {
-            continue;
-        }
-        if (part < 0) {
-            Fail(error, errno);
-            return std::nullopt;
-        }
-        if (part == 0) {
-            break;
-        }
-        read += static_cast<std::size_t>(part);
+    if (Result<void> read = ReadParts(descriptor, content); !read) {
+        return Fail(std::move(read.error()));
     }
-    content.resize(read);
     return content;
 }
 
-bool WriteAll(int descriptor, std::string_view bytes) {
+Result<std::string> ReadWhole(const std::filesystem::path &file, std::uint64_t maxBytes) {
+    const ScopedDescriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!descriptor) {
+        return CannotDo("read", file, errno);
+    }
+    return ReadWhole(descriptor.get(), maxBytes).map_error([&](const Error &error) {
+        return CannotDo("read", file, error.code).value();
+    });
+}
+
+Result<void> WriteAll(int descriptor, std::string_view bytes) {
     while (!bytes.empty()) {
         const ssize_t part = write(descriptor, bytes.data(), bytes.size());
         if (part < 0 && errno == EINTR) {
             continue;
         }
         if (part <= 0) {
-            return false;
+            return SystemFailure("cannot write", part < 0 ? errno : EIO);
         }
         bytes.remove_prefix(static_cast<std::size_t>(part));
     }
-    return true;
+    return {};
 }
 
-bool MakeFolder(const std::filesystem::path &folder, std::string *error, Readers readers) {
+Result<void> MakeFolder(const std::filesystem::path &folder, Readers readers) {
     if (folder.empty()) {
-        return Fail(error, ENOENT);
+        return SystemFailure("cannot make a folder without a name", ENOENT);
     }
     const mode_t mode = readers == Readers::Everyone ? 0755 : 0700;
     if (mkdir(folder.c_str(), mode) == 0) {
-        return true;
+        return {};
     }
-    if (errno == ENOENT && folder.has_parent_path() && folder.parent_path() != folder) {
-        return MakeFolder(folder.parent_path(), error, readers) &&
-               (mkdir(folder.c_str(), mode) == 0 || errno == EEXIST || Fail(error, errno));
+    int number = errno;
+    if (number == ENOENT && folder.has_parent_path() && folder.parent_path() != folder) {
+        if (Result<void> parent = MakeFolder(folder.parent_path(), readers); !parent) {
+            return parent;
+        }
+        if (mkdir(folder.c_str(), mode) == 0) {
+            return {};
+        }
+        number = errno;
     }
     struct stat status {};
-    const int number = errno;
-    if (number == EEXIST && stat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
-        return true;
+    if (number == EEXIST && stat(folder.c_str(), &status) == 0) {
+        if (S_ISDIR(status.st_mode)) {
+            return {};
+        }
+        number = ENOTDIR;
     }
-    return Fail(error, number == EEXIST ? ENOTDIR : number);
+    return CannotDo("make the folder", folder, number);
 }
 
-bool WriteInOneStep(const std::filesystem::path &file, std::string_view content, std::string *error, Readers readers) {
-    if (!MakeFolder(file.parent_path(), error, readers)) {
-        return false;
+Result<StagedFile> StagedFile::Make(const std::filesystem::path &folder, Readers readers) {
+    std::string name = (folder / kStagedPrefix).string() + std::to_string(getpid()) + "-XXXXXX";
+    ScopedDescriptor file(mkostemp(name.data(), O_CLOEXEC));
+    if (!file) {
+        return CannotDo("make a file in", folder, errno);
     }
-    RemoveUnfinished(file);
-    const std::string temporary = UnfinishedName(file);
-    unlink(temporary.c_str()); // of an earlier process of this number
-    ScopedDescriptor descriptor(open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    StagedFile staged(name, std::move(file));
+    if (readers == Readers::Everyone && fchmod(staged.descriptor(), 0644) != 0) {
+        return CannotDo("make a file in", folder, errno);
+    }
+    return staged;
+}
+
+StagedFile::StagedFile(StagedFile &&other) noexcept
+    : m_path(std::exchange(other.m_path, {})), m_file(std::move(other.m_file)) {}
+
+StagedFile::~StagedFile() {
+    if (!m_path.empty()) {
+        unlink(m_path.c_str());
+    }
+}
+
+Result<void> StagedFile::Commit(const std::filesystem::path &file, Durability durability) {
+    if (durability == Durability::OnDisk && fsync(m_file.get()) != 0) {
+        return CannotDo("write", file, errno);
+    }
+    m_file.Close();
+    if (!CanBeReplaced(file)) {
+        return Fail(file.string() + " exists but is not a regular file; choose another name", EEXIST);
+    }
+    if (rename(m_path.c_str(), file.c_str()) != 0) {
+        return CannotDo("replace", file, errno);
+    }
+    m_path.clear();
+    return durability == Durability::OnDisk ? SyncFolder(file.parent_path()) : Result<void>();
+}
+
+Result<void> ReplaceFile(const std::filesystem::path &file, std::string_view content, Readers readers,
+                         Durability durability) {
+    const std::filesystem::path folder = file.has_parent_path() ? file.parent_path() : ".";
+    if (Result<void> made = MakeFolder(folder, readers); !made) {
+        return made;
+    }
+    RemoveUnfinished(folder);
+    Result<StagedFile> staged = StagedFile::Make(folder, readers);
+    if (!staged) {
+        return Fail(std::move(staged.error()));
+    }
+    if (const Result<void> written = WriteAll(staged->descriptor(), content); !written) {
+        return CannotDo("write", file, written.error().code);
+    }
+    return staged->Commit(file, durability);
+}
+
+Result<void> WriteNewFile(const std::filesystem::path &file, std::string_view content) {
+    const ScopedDescriptor descriptor(open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
     if (!descriptor) {
-        return Fail(error, errno);
+        return CannotDo("make", file, errno);
     }
-    const bool written = WriteAll(descriptor.get(), content) &&
-                         (readers == Readers::Owner || fchmod(descriptor.get(), 0644) == 0) &&
-                         fsync(descriptor.get()) == 0;
-    const int number = errno;
-    descriptor.Close();
-    if (written && rename(temporary.c_str(), file.c_str()) == 0) {
-        return true;
+    const Result<void> written = WriteAll(descriptor.get(), content);
+    if (!written || fsync(descriptor.get()) != 0) {
+        const int number = written ? errno : written.error().code;
+        unlink(file.c_str());
+        return CannotDo("write", file, number);
     }
-    Fail(error, written ? errno : number);
-    unlink(temporary.c_str());
-    return false;
+    return {};
 }
 
-void RemoveUnfinished(const std::filesystem::path &file) {
-    const std::string name = file.filename().string();
+void RemoveUnfinished(const std::filesystem::path &folder) {
     std::error_code error;
-    std::filesystem::directory_iterator entry(file.parent_path(), error);
+    std::filesystem::directory_iterator entry(folder, error);
     for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-        const pid_t writer = WriterOf(entry->path().filename().string(), name);
-        if (writer > 0 && writer != getpid() && kill(writer, 0) != 0 && errno == ESRCH) {
+        const std::optional<pid_t> writer = WriterOf(entry->path().filename().string());
+        if (writer && HasEnded(*writer)) {
             unlink(entry->path().c_str());
         }
     }
 }
 
-ScopedLock::ScopedLock(const std::filesystem::path &file)
-    : m_file(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
-    while (m_file && flock(m_file.get(), LOCK_EX) != 0 && errno == EINTR) {
+Result<FileLock> FileLock::Take(const std::filesystem::path &file, int operation) {
+    ScopedDescriptor descriptor(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    if (!descriptor) {
+        return CannotDo("lock", file, errno);
     }
+    while (flock(descriptor.get(), operation) != 0) {
+        if (errno != EINTR) {
+            return CannotDo("lock", file, errno);
+        }
+    }
+    return FileLock(std::move(descriptor));
+}
+
+Result<FileLock> FileLock::Wait(const std::filesystem::path &file) {
+    return Take(file, LOCK_EX);
+}
+
+Result<FileLock> FileLock::Try(const std::filesystem::path &file) {
+    return Take(file, LOCK_EX | LOCK_NB);
 }
 
 } // namespace base

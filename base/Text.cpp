@@ -3,35 +3,17 @@
 #include <array>
 #include <cstdio>
 
+#include "base/Ascii.h"
+
 namespace base {
 
 namespace {
 
-// The length of the UTF-8 sequence at the start of `text`, 0 when there is none (or one that is overlong, a surrogate
-// or past the last code point).
-std::size_t SequenceLength(std::string_view text) {
-    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    const unsigned char first = byte(0);
-    if (first < 0x80) {
-        return 1;
-    }
-    const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-    if (first < 0xC2 || first > 0xF4 || text.size() < length) {
-        return 0;
-    }
-    for (std::size_t i = 1; i < length; ++i) {
-        if ((byte(i) & 0xC0) != 0x80) {
-            return 0;
-        }
-    }
-    const unsigned char second = byte(1);
-    const bool bad = (first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F) ||
-                     (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F);
-    return bad ? 0 : length;
-}
+constexpr std::size_t kLongestQuoted = 200;
 
-bool IsSpace(char c) {
-    return c == ' ' || (c >= '\t' && c <= '\r');
+bool IsUnreserved(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '.' ||
+           c == '_' || c == '~';
 }
 
 } // namespace
@@ -39,30 +21,80 @@ bool IsSpace(char c) {
 std::string Lower(std::string_view text) {
     std::string result(text);
     for (char &c : result) {
-        if (c >= 'A' && c <= 'Z') {
-            c = static_cast<char>(c - 'A' + 'a');
-        }
+        c = AsciiLower(c);
     }
     return result;
+}
+
+std::string_view Trim(std::string_view text) {
+    while (!text.empty() && IsBlank(text.front())) {
+        text.remove_prefix(1);
+    }
+    while (!text.empty() && IsBlank(text.back())) {
+        text.remove_suffix(1);
+    }
+    return text;
+}
+
+std::string ToHex(std::string_view bytes) {
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    std::string hex;
+    hex.reserve(bytes.size() * 2);
+    for (const char c : bytes) {
+        const unsigned char byte = static_cast<unsigned char>(c);
+        hex += kDigits[byte >> 4];
+        hex += kDigits[byte & 15];
+    }
+    return hex;
+}
+
+std::string PercentEncode(std::string_view text) {
+    constexpr std::string_view kDigits = "0123456789ABCDEF";
+    std::string encoded;
+    encoded.reserve(text.size());
+    for (const char c : text) {
+        if (IsUnreserved(c)) {
+            encoded += c;
+            continue;
+        }
+        const unsigned char byte = static_cast<unsigned char>(c);
+        encoded += '%';
+        encoded += kDigits[byte >> 4];
+        encoded += kDigits[byte & 15];
+    }
+    return encoded;
+}
+
+std::optional<std::string> PercentDecode(std::string_view text) {
+    std::string decoded;
+    while (!text.empty()) {
+        if (text.front() != '%') {
+            decoded += text.front();
+            text.remove_prefix(1);
+            continue;
+        }
+        const std::optional<unsigned> byte =
+            text.size() < 3 ? std::nullopt : ReadNumber<unsigned>(text.substr(1, 2), 16);
+        if (!byte) {
+            return std::nullopt;
+        }
+        decoded += static_cast<char>(*byte);
+        text.remove_prefix(3);
+    }
+    return decoded;
 }
 
 std::string OneLine(std::string_view text) {
     std::string line;
     while (!text.empty()) {
-        std::size_t length = SequenceLength(text);
-        const unsigned char first = static_cast<unsigned char>(text[0]);
-        // The second row of control characters, too: a terminal obeys them as it does escape sequences.
-        const bool second = length == 2 && first == 0xC2 && static_cast<unsigned char>(text[1]) < 0xA0;
-        if (IsSpace(text[0])) {
+        const Utf8Character character = FirstCharacter(text);
+        const std::size_t length = character.length > 0 ? character.length : 1;
+        if (IsBlank(text.front())) {
             if (!line.empty() && line.back() != ' ') {
                 line += ' ';
             }
-            length = 1;
-        } else if (length == 0 || first < 0x20 || first == 0x7F || second) {
-            line += '?';
-            length = length == 0 ? 1 : length;
         } else {
-            line += text.substr(0, length);
+            line += character.IsPrintable() ? text.substr(0, length) : "?";
         }
         text.remove_prefix(length);
     }
@@ -72,15 +104,14 @@ std::string OneLine(std::string_view text) {
     return line;
 }
 
-bool IsUtf8(std::string_view text) {
-    while (!text.empty()) {
-        const std::size_t length = SequenceLength(text);
-        if (length == 0) {
-            return false;
-        }
-        text.remove_prefix(length);
+std::string Quoted(std::string_view text) {
+    std::string quoted = "\"";
+    while (!text.empty() && quoted.size() <= kLongestQuoted) {
+        const Utf8Character character = FirstCharacter(text);
+        quoted += character.IsPrintable() ? text.substr(0, character.length) : "?";
+        text.remove_prefix(character.IsPrintable() ? character.length : 1);
     }
-    return true;
+    return quoted + (text.empty() ? "\"" : "...\"");
 }
 
 std::string HumanBytes(std::uint64_t bytes) {
@@ -97,25 +128,6 @@ std::string HumanBytes(std::uint64_t bytes) {
     std::array<char, 32> text{};
     std::snprintf(text.data(), text.size(), "%.1f %s", amount, kUnits[unit]);
     return text.data();
-}
-
-std::string PercentEncode(std::string_view text) {
-    constexpr std::string_view kDigits = "0123456789ABCDEF";
-    std::string encoded;
-    encoded.reserve(text.size());
-    for (const char c : text) {
-        const bool plain = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' ||
-                           c == '.' || c == '_' || c == '~';
-        if (plain) {
-            encoded += c;
-            continue;
-        }
-        const unsigned char byte = static_cast<unsigned char>(c);
-        encoded += '%';
-        encoded += kDigits[byte >> 4];
-        encoded += kDigits[byte & 15];
-    }
-    return encoded;
 }
 
 } // namespace base

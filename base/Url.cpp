@@ -4,8 +4,9 @@
 #include <idn2.h>
 
 #include <algorithm>
-#include <charconv>
 #include <memory>
+
+#include "base/Text.h"
 
 namespace base {
 
@@ -40,22 +41,9 @@ std::string Get(CURLU *parts, CURLUPart part, unsigned flags = 0) {
     return copy;
 }
 
-std::string Lower(std::string text) {
-    for (char &c : text) {
-        if (c >= 'A' && c <= 'Z') {
-            c = static_cast<char>(c - 'A' + 'a');
-        }
-    }
-    return text;
-}
-
-std::optional<std::uint16_t> Number(const std::string &text) {
-    std::uint16_t port = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
-    if (error != std::errc() || end != text.data() + text.size() || port == 0) {
-        return std::nullopt;
-    }
-    return port;
+std::optional<std::uint16_t> Port(const std::string &text) {
+    const std::optional<std::uint16_t> port = ReadNumber<std::uint16_t>(text);
+    return port == 0 ? std::nullopt : port;
 }
 
 bool IsOfName(char c) {
@@ -96,7 +84,7 @@ std::optional<Url> Url::Parse(std::string_view text) {
     Url url;
     url.m_secure = scheme == "https";
     url.m_host = Host(parts.get());
-    const auto port = Number(Get(parts.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT));
+    const auto port = Port(Get(parts.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT));
     if ((scheme != "http" && !url.m_secure) || url.m_host.empty() || !port) {
         return std::nullopt;
     }

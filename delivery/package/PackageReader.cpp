@@ -11,6 +11,7 @@
 #include <string_view>
 #include <utility>
 
+#include "base/Text.h"
 #include "delivery/package/Unpacker.h"
 #include "delivery/package/DecoderWindow.h"
 
@@ -185,7 +186,7 @@ std::optional<PackageEntry> PackageReader::Next() {
         return PackageEntry{PackageEntry::Kind::Link, path, target ? target : "", false};
     }
     default:
-        throw UnpackFailure{kUnpackRefusedEntry, "the entry " + Quoted(path) + " is no file, folder or link"};
+        throw UnpackFailure{kUnpackRefusedEntry, "the entry " + base::Quoted(path) + " is no file, folder or link"};
     }
 }
 

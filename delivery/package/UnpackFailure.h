@@ -14,8 +14,4 @@ struct UnpackFailure {
 // The failure of a system call on `name`, which is being installed: full, not writable, or else the system's fault.
 UnpackFailure WriteFailure(int error, std::string_view name);
 
-// A name out of an archive, fit for a message: in quotes, cut when long, and with a "?" for each byte that is a control
-// character or no UTF-8.
-std::string Quoted(std::string_view name);
-
 } // namespace delivery

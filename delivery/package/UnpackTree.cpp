@@ -7,6 +7,7 @@
 
 #include <utility>
 
+#include "base/Text.h"
 #include "delivery/package/Unpacker.h"
 #include "delivery/package/UnpackFailure.h"
 
@@ -26,7 +27,7 @@ std::string Joined(const EntryPath &path) {
 
 UnpackFailure MakeFailure(int error, const EntryPath &path) {
     if (error == EEXIST) {
-        return {kUnpackRefusedEntry, "the entry " + Quoted(Joined(path)) + " comes twice"};
+        return {kUnpackRefusedEntry, "the entry " + base::Quoted(Joined(path)) + " comes twice"};
     }
     return WriteFailure(error, Joined(path));
 }
@@ -52,7 +53,7 @@ int UnpackTree::Enter(std::size_t depth, std::string_view name, const EntryPath 
     base::ScopedDescriptor folder(openat(parent, text.c_str(), kFolderFlags));
     if (!folder && (errno == ELOOP || errno == ENOTDIR)) {
         throw UnpackFailure{kUnpackRefusedEntry,
-                            "the entry " + Quoted(Joined(path)) + " leads through something that is no folder"};
+                            "the entry " + base::Quoted(Joined(path)) + " leads through something that is no folder"};
     }
     if (!folder) {
         throw WriteFailure(errno, Joined(path));
@@ -93,8 +94,8 @@ base::ScopedDescriptor UnpackTree::MakeFile(const EntryPath &path, bool executab
 
 void UnpackTree::MakeLink(const EntryPath &path, const std::string &target) {
     if (!LinkStaysInside(path.size() - 1, target)) {
-        throw UnpackFailure{kUnpackRefusedEntry, "the link " + Quoted(Joined(path)) + " leads to " + Quoted(target) +
-                                                     ", which is not within the component"};
+        throw UnpackFailure{kUnpackRefusedEntry, "the link " + base::Quoted(Joined(path)) + " leads to " +
+                                                     base::Quoted(target) + ", which is not within the component"};
     }
     const int parent = Parent(path);
     Count();
@@ -108,8 +109,9 @@ base::ScopedDescriptor UnpackTree::MakeHardLink(const EntryPath &path, const Ent
     base::ScopedDescriptor source(openat(Parent(target), from.c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
     struct stat info;
     if (!source || fstat(source.get(), &info) != 0 || !S_ISREG(info.st_mode)) {
-        throw UnpackFailure{kUnpackRefusedEntry, "the entry " + Quoted(Joined(path)) + " is a second name of " +
-                                                     Quoted(Joined(target)) + ", which is no file of the component"};
+        throw UnpackFailure{kUnpackRefusedEntry, "the entry " + base::Quoted(Joined(path)) + " is a second name of " +
+                                                     base::Quoted(Joined(target)) +
+                                                     ", which is no file of the component"};
     }
     // The way to the new name may close the folder of the old one.
     const base::ScopedDescriptor folder(fcntl(Parent(target), F_DUPFD_CLOEXEC, 0));

@@ -2,7 +2,6 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <locale.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,6 +11,8 @@
 
 #include "base/Disk.h"
 #include "base/ScopedSignalBlock.h"
+#include "base/ScopedUtf8Locale.h"
+#include "base/Text.h"
 #include "delivery/package/PackageReader.h"
 #include "delivery/package/UnpackFailure.h"
 #include "delivery/package/MoveIntoPlace.h"
@@ -26,29 +27,6 @@ constexpr char kFolderPrefix[] = ".lumhost-unpack.";
 // A folder of its own within that one, so that no component's name can meet another there.
 constexpr char kNew[] = "new";
 constexpr int kOpenFolder = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
-
-// libarchive converts names to the character set of the locale, and a name that this lacks is lost. Names on the disk
-// are UTF-8 whatever the locale says, so this thread says so, too, meanwhile.
-class ScopedUtf8Locale {
-public:
-    ScopedUtf8Locale() : m_locale(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)) {
-        if (m_locale) {
-            m_before = uselocale(m_locale);
-        }
-    }
-    ~ScopedUtf8Locale() {
-        if (m_locale) {
-            uselocale(m_before);
-            freelocale(m_locale);
-        }
-    }
-    ScopedUtf8Locale(const ScopedUtf8Locale &) = delete;
-    ScopedUtf8Locale &operator=(const ScopedUtf8Locale &) = delete;
-
-private:
-    locale_t m_locale;
-    locale_t m_before = nullptr;
-};
 
 base::ScopedDescriptor OpenFolder(const std::filesystem::path &path) {
     base::ScopedDescriptor folder(open(path.c_str(), kOpenFolder));
@@ -130,14 +108,15 @@ EntryPath SplitOrRefuse(const std::string &path) {
     if (auto names = SplitEntryPath(path)) {
         return *std::move(names);
     }
-    throw UnpackFailure{kUnpackRefusedEntry, "the entry " + Quoted(path) + " leads out of the component, or too deep"};
+    throw UnpackFailure{kUnpackRefusedEntry,
+                        "the entry " + base::Quoted(path) + " leads out of the component, or too deep"};
 }
 
 void Installation::Run(const std::filesystem::path &package, const std::filesystem::path &destination) {
     const std::string component = destination.filename().string();
     if (!destination.is_absolute() || component.empty() || component == "." || component == "..") {
-        throw UnpackFailure{kUnpackBadArgument,
-                            "the place to install to is no full path with a name: " + Quoted(destination.string())};
+        throw UnpackFailure{kUnpackBadArgument, "the place to install to is no full path with a name: " +
+                                                    base::Quoted(destination.string())};
     }
     m_folder = destination.parent_path();
     PackageReader reader(package, m_limits.maxWindow);
@@ -150,7 +129,7 @@ void Installation::Run(const std::filesystem::path &package, const std::filesyst
 }
 
 void Installation::Unpack(PackageReader &reader, int staging, const std::string &component) {
-    const ScopedUtf8Locale locale;
+    const base::ScopedUtf8Locale locale;
     UnpackTree tree(staging, m_limits.maxEntries);
     std::optional<PackageEntry> entry = reader.Next();
     if (entry) {
@@ -172,8 +151,9 @@ void Installation::Take(PackageReader &reader, const PackageEntry &entry, Unpack
         return;
     }
     if (path.empty() || path.front() != component) {
-        throw UnpackFailure{kUnpackNotOneComponent, "the package holds " + Quoted(path.empty() ? "." : path.front()) +
-                                                        ", and should hold " + Quoted(component) + " only"};
+        throw UnpackFailure{kUnpackNotOneComponent, "the package holds " +
+                                                        base::Quoted(path.empty() ? "." : path.front()) +
+                                                        ", and should hold " + base::Quoted(component) + " only"};
     }
     const auto admit = [this](std::uint64_t more) { Admit(more); };
     switch (entry.kind) {
@@ -191,7 +171,7 @@ void Installation::Take(PackageReader &reader, const PackageEntry &entry, Unpack
         const EntryPath target = SplitOrRefuse(entry.target);
         if (target.empty()) {
             throw UnpackFailure{kUnpackRefusedEntry,
-                                "the entry " + Quoted(entry.path) + " is a second name of nothing"};
+                                "the entry " + base::Quoted(entry.path) + " is a second name of nothing"};
         }
         reader.CopyTo(tree.MakeHardLink(path, target).get(), admit);
         return;

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "delivery/page/ReadablePart.h"
+#include "base/Ascii.h"
 #include "base/Text.h"
 
 namespace delivery {
@@ -23,14 +24,7 @@ std::string_view Text(const xmlChar *text) {
 }
 
 bool Same(std::string_view a, std::string_view b) {
-    return base::Lower(a) == base::Lower(b);
-}
-
-std::string_view Trimmed(std::string_view text) {
-    constexpr std::string_view kSpaces = " \t\r\n\f";
-    const std::size_t first = text.find_first_not_of(kSpaces);
-    return first == std::string_view::npos ? std::string_view()
-                                           : text.substr(first, text.find_last_not_of(kSpaces) - first + 1);
+    return base::EqualsIgnoringCase(a, b);
 }
 
 // Follows the parser's events until the object has been read. No tree is built, so the size of a page costs time only.
@@ -80,7 +74,7 @@ private:
 
     void Open(std::string_view element, const xmlChar **attributes) {
         const bool embed = Same(element, "embed");
-        if ((!embed && !Same(element, "object")) || !Same(Trimmed(Text(Find(attributes, "type"))), kType)) {
+        if ((!embed && !Same(element, "object")) || !Same(base::Trim(Text(Find(attributes, "type"))), kType)) {
             return;
         }
         if (!embed) {

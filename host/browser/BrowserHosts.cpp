@@ -41,13 +41,19 @@ BrowserHost::State BrowserHost::Look(const fs::path &program) const {
     if (!fs::exists(fs::symlink_status(file, error))) {
         return State::Missing;
     }
-    return base::ReadWhole(file, kLargestManifest) == Manifest(program) ? State::Current : State::Other;
+    return ::base::ReadWhole(file, kLargestManifest).value_or("") == Manifest(program) ? State::Current : State::Other;
 }
 
 bool BrowserHost::Write(const fs::path &program, std::string &error) const {
-    return Look(program) == State::Current ||
-           base::WriteInOneStep(file, Manifest(program), &error,
-                                forAll ? base::Readers::Everyone : base::Readers::Owner);
+    if (Look(program) == State::Current) {
+        return true;
+    }
+    const auto written =
+        ::base::ReplaceFile(file, Manifest(program), forAll ? ::base::Readers::Everyone : ::base::Readers::Owner);
+    if (!written) {
+        error = std::generic_category().message(written.error().code);
+    }
+    return written.has_value();
 }
 
 bool BrowserHost::Remove(std::string &error) const {

@@ -93,7 +93,7 @@ std::variant<std::monostate, std::string, NativeRefusal> NativePipe::Receive() {
 }
 
 bool NativePipe::Send(std::string_view message) {
-    return message.size() > kLargestNativeMessage || base::WriteAll(m_out.get(), Framed(message));
+    return message.size() > kLargestNativeMessage || base::WriteAll(m_out.get(), Framed(message)).has_value();
 }
 
 void NativePipe::Listen(std::chrono::milliseconds grace, int status) {

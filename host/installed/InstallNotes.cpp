@@ -231,7 +231,7 @@ void InstallNotes::Append(char what, std::uint64_t number, const fs::path &desti
 // system's journal with it, and all that was written to the folders since.
 bool InstallNotes::MakeRoom() {
     if (lseek(m_file.get(), static_cast<off_t>(m_room), SEEK_SET) < 0 ||
-        !base::WriteAll(m_file.get(), std::string(kRoom, '\0'))) {
+        !base::WriteAll(m_file.get(), std::string(kRoom, '\0')).has_value()) {
         return false;
     }
     fsync(m_file.get());
@@ -240,7 +240,7 @@ bool InstallNotes::MakeRoom() {
 }
 
 void SettleInstallNotes(const Folders &folders) {
-    base::RemoveUnfinished(folders.data / "installed.json");
+    base::RemoveUnfinished(folders.data);
     std::vector<fs::path> left;
     std::error_code error;
     fs::directory_iterator entry(folders.data, error);

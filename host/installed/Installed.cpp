@@ -24,7 +24,7 @@ InstalledFile LookAt(const fs::path &path, const fs::path &folder) {
         return file;
     }
     file.size = fs::file_size(path, error);
-    file.sha256 = base::Sha256OfFile(path);
+    file.sha256 = base::DigestOfFile(path).value_or("");
     return file;
 }
 
@@ -130,17 +130,24 @@ bool Installed::Write(const std::vector<InstalledComponent> &components, std::st
     }
     Json::StreamWriterBuilder builder;
     builder["indentation"] = " ";
-    return base::WriteInOneStep(File(), Json::writeString(builder, root) + "\n", error);
+    const base::Result<void> written = base::ReplaceFile(File(), Json::writeString(builder, root) + "\n");
+    if (!written && error) {
+        *error = std::generic_category().message(written.error().code);
+    }
+    return written.has_value();
 }
 
 bool Installed::Record(const std::vector<InstalledComponent> &added, std::string *error) const {
     if (added.empty()) {
         return true;
     }
-    if (!base::MakeFolder(m_folders.data, error)) {
+    if (const base::Result<void> made = base::MakeFolder(m_folders.data); !made) {
+        if (error) {
+            *error = std::generic_category().message(made.error().code);
+        }
         return false;
     }
-    const base::ScopedLock lock(m_folders.data / "installed.lock");
+    const auto lock = base::FileLock::Wait(m_folders.data / "installed.lock");
     std::vector<InstalledComponent> components = Read();
     for (const InstalledComponent &component : added) {
         std::erase_if(components, [&](const InstalledComponent &old) { return SameComponent(old, component); });
@@ -153,7 +160,7 @@ unsigned Installed::Remove(const std::string &name, std::vector<std::string> &er
     if (!IsPlainName(name)) {
         return 0;
     }
-    const base::ScopedLock lock(m_folders.data / "installed.lock");
+    const auto lock = base::FileLock::Wait(m_folders.data / "installed.lock");
     std::vector<InstalledComponent> kept;
     std::vector<fs::path> doomed;
     for (InstalledComponent &component : Read()) {

@@ -30,14 +30,14 @@ Fault Check(const InstalledFile &file, const fs::path &folder) {
     if (fs::is_symlink(status)) {
         const std::string target = fs::read_symlink(path, error).string();
         // A link that arrived as a small file with its target in it, and was repaired.
-        const bool same = file.target.empty() ? base::Sha256OfText(target) == file.sha256 : target == file.target;
+        const bool same = file.target.empty() ? base::DigestOfText(target) == file.sha256 : target == file.target;
         return same ? Fault::None : Fault::Changed;
     }
     if (file.target.empty() && fs::is_regular_file(status) && path.filename() == kWrittenTexts) {
         return Fault::None;
     }
     const bool same = file.target.empty() && fs::is_regular_file(status) && fs::file_size(path, error) == file.size &&
-                      !file.sha256.empty() && base::Sha256OfFile(path) == file.sha256;
+                      !file.sha256.empty() && base::DigestOfFile(path).value_or("") == file.sha256;
     return same ? Fault::None : Fault::Changed;
 }
 

@@ -93,7 +93,7 @@ void CopyAfresh(const fs::path &bundle, const fs::path &copy) {
 bool RefreshCopy(const fs::path &bundle, const fs::path &copy, std::string &error) {
     try {
         fs::create_directories(copy.parent_path());
-        const base::ScopedLock lock(copy.parent_path() / ".lumext.bundle.lock");
+        [[maybe_unused]] const auto lock = base::FileLock::Wait(copy.parent_path() / ".lumext.bundle.lock");
         if (!SameTree(bundle, copy)) {
             CopyAfresh(bundle, copy);
         }

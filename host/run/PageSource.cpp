@@ -47,8 +47,10 @@ std::optional<PageText> Fetch(const base::Url &url, delivery::TransferSettings s
         if (!result.ok) {
             return;
         }
-        if (auto html = base::ReadWhole(result.file, kLargestPage, &error)) {
+        if (auto html = base::ReadWhole(result.file, kLargestPage)) {
             page = PageText{std::move(*html), base::Url::Parse(result.address)};
+        } else {
+            error = std::generic_category().message(html.error().code);
         }
     });
     while (!ended) {
@@ -88,8 +90,12 @@ std::optional<PageText> GetPage(const std::string &place, delivery::TransferSett
     }
     const std::filesystem::path file =
         lower.starts_with("file://") ? PathOfFileAddress(place) : std::filesystem::path(place);
-    auto html = base::ReadWhole(file, kLargestPage, &error);
-    return html ? std::optional(PageText{std::move(*html), std::nullopt}) : std::nullopt;
+    auto html = base::ReadWhole(file, kLargestPage);
+    if (!html) {
+        error = std::generic_category().message(html.error().code);
+        return std::nullopt;
+    }
+    return PageText{std::move(*html), std::nullopt};
 }
 
 } // namespace lumhost

@@ -29,7 +29,7 @@ std::optional<std::string> ReadOrigin(std::string_view text) {
 }
 
 Origins::Origins(std::filesystem::path file) : m_file(std::move(file)) {
-    base::RemoveUnfinished(m_file);
+    base::RemoveUnfinished(m_file.parent_path());
     std::istringstream lines(base::ReadWhole(m_file, kLargestFile).value_or(""));
     for (std::string line; std::getline(lines, line);) {
         if (const auto origin = ReadOrigin(base::OneLine(line))) {
@@ -61,7 +61,10 @@ bool Origins::Write(std::vector<std::string> origins, std::string *error) {
     for (const std::string &origin : origins) {
         content += origin + "\n";
     }
-    if (!base::WriteInOneStep(m_file, content, error)) {
+    if (const base::Result<void> written = base::ReplaceFile(m_file, content); !written) {
+        if (error) {
+            *error = std::generic_category().message(written.error().code);
+        }
         return false;
     }
     m_origins = std::move(origins);

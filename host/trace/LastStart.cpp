@@ -173,7 +173,7 @@ void LastStart::WriteFacts() const {
     for (const auto &[name, value] : m_facts) {
         facts[name] = base::OneLine(value);
     }
-    base::WriteInOneStep(FactsFile(m_folders), Json::writeString(Json::StreamWriterBuilder(), facts) + "\n");
+    std::ignore = base::ReplaceFile(FactsFile(m_folders), Json::writeString(Json::StreamWriterBuilder(), facts) + "\n");
 }
 
 bool LastStart::Pack(const Folders &folders, const std::string &findings, const std::filesystem::path &file,

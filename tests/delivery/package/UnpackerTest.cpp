@@ -1,4 +1,5 @@
 // Packages of every kind, good and hostile, and what stands at the destination afterwards.
+#include "base/Text.h"
 #include "delivery/package/Unpacker.h"
 
 #include <archive.h>
@@ -291,7 +292,7 @@ TEST(UnpackFailure, QuotesNamesThatAnythingCanShow) {
                  {"\xff\xc0\xaf\xed\xa0\x80\xe6\x97", "\"????????\""},
                  {std::string(199, 'a') + "üb", "\"" + std::string(199, 'a') + "ü...\""}};
     for (const auto &[name, quoted] : cases) {
-        EXPECT_EQ(Quoted(name), quoted);
+        EXPECT_EQ(base::Quoted(name), quoted);
     }
 }
 

@@ -107,7 +107,7 @@ TEST(BrowserHosts, FailuresChangeNothing) {
 
 TEST(BrowserHosts, TheExtensionIsTheOneThatIsLetIn) {
     const Json::Value manifest = Read(ReadFile(TEST_BROWSER_EXTENSION "/manifest.json"));
-    std::string id = base::Sha256OfText(Bytes(manifest["key"].asString())).substr(0, 32);
+    std::string id = base::DigestOfText(Bytes(manifest["key"].asString())).substr(0, 32);
     for (char &digit : id) {
         digit = static_cast<char>('a' + (digit <= '9' ? digit - '0' : digit - 'a' + 10));
     }
