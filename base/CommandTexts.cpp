@@ -136,7 +136,7 @@ std::string Branch(const std::vector<Option> &options, const Verb &verb, const s
             values += "    " + option.name + ") value=1 " + Offering(option.offer) + " ;;\n";
         }
     }
-    std::string text = "    options='" + names + "--help'\n";
+    std::string text = "    options='" + names + "--help -h'\n";
     if (!values.empty()) {
         text += "    case $previous in\n" + values + "    esac\n";
     }
@@ -144,10 +144,13 @@ std::string Branch(const std::vector<Option> &options, const Verb &verb, const s
     if (!firstWords.empty()) {
         operands += std::string(operands.empty() ? "" : "; ") + "[ $COMP_CWORD -gt 1 ] || words='" + firstWords + "'";
     }
-    // Where nothing is to be typed but options, they are offered without their first "-".
-    return text + "    [ \"$value\" ] || { " +
-           (operands.empty() ? verb.operands.empty() && !names.empty() ? "words='" + names + "'" : ":" : operands) +
-           "; }\n";
+    if (operands.empty() && verb.operands.empty() && !names.empty()) {
+        operands = "words='" + names + "'"; // nothing else is to be typed: no need to type a "-" first
+    }
+    if (operands.empty()) {
+        return text;
+    }
+    return text + (values.empty() ? "    " + operands + "\n" : "    [ \"$value\" ] || { " + operands + "; }\n");
 }
 
 std::string Joined(const std::vector<std::string> &words) {
@@ -207,13 +210,21 @@ complete -F _)" +
 
 namespace {
 
-// Text as a line of mdoc: nothing in it is taken for a request or an escape.
+// Text as lines of mdoc, a sentence a line: nothing in it is taken for a request or an escape.
 std::string Plain(const std::string &text) {
     std::string out;
-    for (const char character : text) {
-        out += character == '\\' ? "\\e" : character == '\n' ? " " : std::string(1, character);
+    for (const std::string &word : Words(text)) {
+        const bool first = out.empty() || out.ends_with('\n');
+        out += first && (word.front() == '.' || word.front() == '\'') ? "\\&" : "";
+        for (const char character : word) {
+            out += character == '\\' ? "\\e" : std::string(1, character);
+        }
+        out += word.back() == '.' ? '\n' : ' ';
     }
-    return (out.starts_with('.') || out.starts_with('\'') ? "\\&" : "") + out + "\n";
+    if (!out.empty()) {
+        out.back() = '\n';
+    }
+    return out;
 }
 
 std::string Sentence(std::string text) {
