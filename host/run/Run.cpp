@@ -4,7 +4,7 @@
 #include <fstream>
 #include <unistd.h>
 
-#include "host/frontend/Alerts.h"
+#include "host/run/Alerts.h"
 #include "host/trace/TraceObserver.h"
 #include "host/frontend/Complain.h"
 #include "host/trace/MessageNumber.h"

@@ -7,7 +7,6 @@
 #include <string.h>
 
 #include "lum/platform/linux/bundles/BundleLayout.h"
-#include "lum/platform/linux/windows/FrontWindow.h"
 #include "lum/platform/linux/bundles/Localization.h"
 #include "lum/platform/ObjcEach.h"
 
@@ -52,10 +51,6 @@ NSString *PathOfCode(const void *code) {
 }
 
 } // namespace
-
-bool IsWindowServerAvailable() {
-    return CanConnectToWindowServer();
-}
 
 NSString *SessionHomeDirectory() {
     const char *home = getenv("HOME");

@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "lum/platform/Session.h"
+
 namespace {
 
 struct Disconnect {
@@ -144,7 +146,7 @@ void RequestActivation(xcb_connection_t *connection, xcb_window_t root, xcb_wind
 
 } // namespace
 
-bool CanConnectToWindowServer() {
+bool IsWindowServerAvailable() {
     int screen = 0;
     return Connect(&screen) != nullptr;
 }
