@@ -1,8 +1,9 @@
 #include "site/check/PackageCheck.h"
 
-#include <charconv>
 #include <limits>
+#include <optional>
 
+#include "base/Text.h"
 #include "lum/common/lumutil.h"
 #include "site/publish/ItemLine.h"
 #include "site/publish/Packer.h"
@@ -10,7 +11,12 @@
 namespace fs = std::filesystem;
 
 namespace lumsite {
+
 namespace {
+
+using base::Finding;
+using base::Findings;
+using base::Severity;
 
 constexpr std::uint64_t kLargestPackage = std::numeric_limits<std::uint32_t>::max();
 constexpr const char *kPublishAgain = "publish the component again";
@@ -20,7 +26,7 @@ bool CanBeFetched(const SectionItem &item) {
         return false;
     }
     for (const Finding &finding : ExamineItem(item.attributes)) {
-        if (finding.severity == Severity::error && finding.what.starts_with("URL")) {
+        if (finding.severity == Severity::Error && finding.what.starts_with("URL")) {
             return false;
         }
     }
@@ -53,25 +59,24 @@ void PackageExaminer::ExamineHash() {
                              : method == "sha256" ? Sha256OfFile(m_package)
                                                   : std::string();
     if (hash.empty()) {
-        Add(Severity::error, "has no hash by \"" + method + "\"", kPublishAgain);
+        Add(Severity::Error, "has no hash by \"" + method + "\"", kPublishAgain);
     } else if (hash != m_item.attributes[kHashValue]) {
-        Add(Severity::error, "has the hash " + hash + ", not the one in the line",
-            "put the package back that was published, or publish the component again");
+        Add(Severity::Error, "has the hash " + hash + ", not the one in the line",
+            "restore the package that was published, or publish the component again");
     }
 }
 
 void PackageExaminer::CompareSize(Attribute attribute, const char *what, std::uint64_t real) {
     const std::string &text = m_item.attributes[attribute];
-    std::uint64_t told = 0;
-    std::from_chars(text.data(), text.data() + text.size(), told);
-    if (told != real) {
-        Add(Severity::warning, std::string(what) + " " + std::to_string(real) + " bytes, the line says " + text,
+    if (base::ReadNumber<std::uint64_t>(text) != real) {
+        Add(Severity::Warning, std::string(what) + " " + std::to_string(real) + " bytes, the line says " + text,
             kPublishAgain);
     }
 }
 
 void PackageExaminer::ExamineSize() {
-    CompareSize(kCompressedSize, "has", fs::file_size(m_package));
+    std::error_code error;
+    CompareSize(kCompressedSize, "has", fs::file_size(m_package, error));
 }
 
 void PackageExaminer::ExamineContent() {
@@ -79,11 +84,11 @@ void PackageExaminer::ExamineContent() {
     try {
         content = ReadPackage(m_package);
     } catch (const SiteError &error) {
-        Add(Severity::error, std::string("cannot be unpacked: ") + error.what(), kPublishAgain);
+        Add(Severity::Error, std::string("cannot be unpacked: ") + error.what(), kPublishAgain);
         return;
     }
     if (!content.refusedEntry.empty()) {
-        Add(Severity::error, "has the entry " + content.refusedEntry + ", which leads outside the component",
+        Add(Severity::Error, "has the entry " + content.refusedEntry + ", which leads outside the component",
             kPublishAgain);
     }
     if (content.topLevel != std::vector<std::string>{m_item.attributes[kName]}) {
@@ -91,7 +96,7 @@ void PackageExaminer::ExamineContent() {
         for (const std::string &name : content.topLevel) {
             names += (names.empty() ? "" : ", ") + name;
         }
-        Add(Severity::error, "holds " + (names.empty() ? "nothing" : names) + " instead of " + m_item.attributes[kName],
+        Add(Severity::Error, "holds " + (names.empty() ? "nothing" : names) + " instead of " + m_item.attributes[kName],
             "pack the component alone, under its own name (lumsite pack)");
     }
     CompareSize(kFileSize, "unpacks to", content.unpackedSize);
@@ -105,9 +110,9 @@ bool ExaminePackage(SiteSource &source, const SectionItem &item, Findings &findi
     }
     const SiteSource::File file = source.Fetch(item.attributes[kUrl], kLargestPackage);
     if (file.path.empty()) {
-        findings.push_back({Severity::error, item.where,
+        findings.push_back({Severity::Error, item.where,
                             "package " + source.Title(item.attributes[kUrl]) + " cannot be fetched: " + file.reason,
-                            "put it back, or publish the component again"});
+                            "restore it, or publish the component again"});
         return true;
     }
     PackageExaminer examiner(item, file.path, findings);

@@ -7,9 +7,14 @@
 #include "site/publish/ItemLine.h"
 
 namespace lumsite {
+
 namespace {
 
-constexpr const char *kPublishAgain = "publish again, or mend the line by hand";
+using base::Finding;
+using base::Findings;
+using base::Severity;
+
+constexpr const char *kPublishAgain = "publish again, or correct the line by hand";
 
 class SectionReader {
 public:
@@ -21,7 +26,7 @@ public:
 
 private:
     void Error(int line, const std::string &what, const std::string &remedy) {
-        m_findings.push_back({Severity::error, InstructionLine(line), what, remedy});
+        m_findings.push_back({Severity::Error, InstructionLine(line), what, remedy});
     }
     void ReportMissingSection();
     int ReadCount();
@@ -43,9 +48,9 @@ void SectionReader::ReportMissingSection() {
     for (const InstructionSection &section : m_file.sections) {
         known += (known.empty() ? " (there are: " : ", ") + section.name;
     }
-    m_findings.push_back({Severity::error, kInstructionFileName,
+    m_findings.push_back({Severity::Error, kInstructionFileName,
                           "there is no section [" + m_name + "]" + (known.empty() ? "" : known + ")"),
-                          "name a section that is there in the page's LumActiveIniSection, or publish this one"});
+                          "name an existing section in the page's LumActiveIniSection, or publish this one"});
 }
 
 int SectionReader::ReadCount() {
@@ -53,8 +58,8 @@ int SectionReader::ReadCount() {
     if (count < 1) {
         const InstructionEntry *entry = m_section->Find("Count");
         Error(entry ? entry->line : m_section->line,
-              entry ? "Count \"" + entry->value + "\" is not a number above 0; no item is read"
-                    : "section [" + m_name + "] has no Count; no item is read",
+              entry ? "Count \"" + entry->value + "\" is not a number above 0, so no item is read"
+                    : "section [" + m_name + "] has no Count, so no item is read",
               "set Count to the number of File lines");
     }
     return count;
@@ -77,8 +82,8 @@ void SectionReader::ReportGap(int number, int count) {
           : countEntry ? countEntry->line
                        : m_section->line,
           what + "; reading ends before it",
-          number == count ? "set Count to the number of File lines, or add the line that is missing"
-                          : "number the File lines without a gap");
+          number == count ? "set Count to the number of File lines, or add the missing line"
+                          : "number the File lines consecutively");
 }
 
 void SectionReader::ReportUnread(int count) {
@@ -95,9 +100,8 @@ void SectionReader::ReportUnread(int count) {
                   "set Count to the number of File lines");
         } else if (number != 0 && !firstLines.insert({number, entry.line}).second) {
             Error(entry.line,
-                  entry.key + " stands a second time; only the one at line " + std::to_string(firstLines[number]) +
-                      " is read",
-                  "number the File lines from 1, each number once");
+                  entry.key + " occurs twice; only the one at line " + std::to_string(firstLines[number]) + " is read",
+                  "number the File lines from 1, using each number once");
         }
     }
 }
@@ -106,8 +110,8 @@ void SectionReader::ReportTwins(const std::vector<SectionItem> &items) {
     std::set<std::string> seen;
     for (const SectionItem &item : items) {
         if (!item.attributes.empty() && !seen.insert(FoldCase(item.attributes[kName])).second) {
-            m_findings.push_back({Severity::error, item.where,
-                                  "an item named " + item.attributes[kName] + " stands above; only the first is found",
+            m_findings.push_back({Severity::Error, item.where,
+                                  "an item named " + item.attributes[kName] + " exists above; only the first is found",
                                   "give each component a name of its own"});
         }
     }

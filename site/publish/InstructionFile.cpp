@@ -56,12 +56,12 @@ void InstructionReader::TakeHeader(std::string_view piece) {
     const size_t end = closing > opening ? closing : piece.size();
     const std::string name(Trim(piece.substr(opening + 1, end - opening - 1)));
     if (Trim(piece).front() != '[') {
-        Fault(Severity::error,
+        Fault(Severity::Error,
               "the line holds both \"[\" and \"]\" and is taken for the section [" + name +
                   "]; everything below it is not read",
               "leave the brackets out of the line");
     } else if (m_file.Find(name)) {
-        Fault(Severity::warning,
+        Fault(Severity::Warning,
               "section [" + name + "] stands a second time; only the one at line " +
                   std::to_string(m_file.Find(name)->line) + " is read",
               "give the section another name, or put its lines into the first one");
@@ -88,7 +88,7 @@ InstructionFile InstructionReader::Read(std::string_view text) {
         std::string_view line = text.substr(0, text.find('\n'));
         text.remove_prefix(std::min(text.size(), line.size() + 1));
         if (line.size() > kLongestLine) {
-            Fault(Severity::error,
+            Fault(Severity::Error,
                   "the line has " + std::to_string(line.size()) + " characters and is cut after " +
                       std::to_string(kLongestLine),
                   "shorten what is on it, such as the package's path");

@@ -74,7 +74,7 @@ private:
         m_findings.push_back({severity, "", text + " " + what, remedy});
     }
     void Error(Attribute attribute, const std::string &what, const std::string &remedy) {
-        Add(Severity::error, attribute, what, remedy);
+        Add(Severity::Error, attribute, what, remedy);
     }
 
     void ExamineName();
@@ -98,7 +98,7 @@ Findings Examiner::Run() {
         }
     }
     if (m_attributes.size() < kRequiredAttributes) {
-        m_findings.push_back({Severity::error, "",
+        m_findings.push_back({Severity::Error, "",
                               "the item has " + std::to_string(m_attributes.size()) +
                                   " attributes; with fewer than 10 it is skipped as if it were not there",
                               "write all thirteen, separated by \";\"; publish does"});
@@ -111,7 +111,7 @@ Findings Examiner::Run() {
     ExamineSizes();
     ExamineWords();
     if (m_attributes.size() < kAttributes) {
-        m_findings.push_back({Severity::error, "",
+        m_findings.push_back({Severity::Error, "",
                               "the item has " + std::to_string(m_attributes.size()) +
                                   " attributes; without hash value, hash method and signature its package is refused",
                               "write all thirteen, separated by \";\"; publish does"});
@@ -218,11 +218,11 @@ void Examiner::ExamineSizes() {
 
 void Examiner::ExamineWords() {
     if (!IsOneOf(Of(kUpdateControl), {"version", "size", "existence", "always"})) {
-        Add(Severity::warning, kUpdateControl, "is no word of the extension: the component is fetched on every visit",
+        Add(Severity::Warning, kUpdateControl, "is no word of the extension: the component is fetched on every visit",
             "use version, size or existence; or always, when that is meant");
     }
     if (!IsOneOf(Of(kFailureControl), {"", "ignore", "reboot"})) {
-        Add(Severity::warning, kFailureControl, "is no word of the extension and means nothing",
+        Add(Severity::Warning, kFailureControl, "is no word of the extension and means nothing",
             "leave it empty, or use ignore or reboot");
     }
     if (!Fits<int>(Of(kOSVersion))) {

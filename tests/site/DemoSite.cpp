@@ -4,6 +4,7 @@
 #include <stdio.h>
 #include <sys/wait.h>
 
+#include "site/FindingText.h"
 #include "site/publish/InstructionFile.h"
 #include "site/publish/ItemLine.h"
 
@@ -28,7 +29,7 @@ const fs::path &KeysOfThisProcess() {
     static const fs::path keys = [] {
         InitOptions options;
         options.commonName = "site" LUM_VENDOR_SUFFIX;
-        MakeKeys(place.path() / "keys", options);
+        EXPECT_EQ(ErrorOf(MakeKeys(place.path() / "keys", options)), "");
         return place.path() / "keys";
     }();
     return keys;
@@ -51,14 +52,20 @@ DemoSite::DemoSite() {
   ],
   "pages": [ { "component": "confshell.bundle" } ]
 })");
-    m_manifest = ReadManifest(path, "");
+    m_manifest = ReadManifest(path, "").value();
+}
+
+PublishResult DemoSite::Publish(const PublishOptions &options) const {
+    base::Result<PublishResult> result = TryPublish(options);
+    EXPECT_EQ(ErrorOf(result), "");
+    return result.value_or(PublishResult());
 }
 
 ManifestSection DemoSite::AddKeys(const std::string &name) const {
     InitOptions options;
     options.commonName = "site" LUM_VENDOR_SUFFIX;
     options.issuers = m_place.path() / "keys";
-    MakeKeys(m_place.path() / name, options);
+    EXPECT_EQ(ErrorOf(MakeKeys(m_place.path() / name, options)), "");
     return {"", name, m_place.path() / name};
 }
 
@@ -89,7 +96,7 @@ std::string OutputOf(const std::string &command, int status) {
     FILE *pipe = popen(("{ " + command + "; } 2>&1").c_str(), "r");
     std::string output;
     char block[4096];
-    for (size_t count; (count = fread(block, 1, sizeof block, pipe)) > 0;) {
+    for (std::size_t count; (count = fread(block, 1, sizeof block, pipe)) > 0;) {
         output.append(block, count);
     }
     const int ended = pclose(pipe);
@@ -98,10 +105,16 @@ std::string OutputOf(const std::string &command, int status) {
     return output;
 }
 
-std::string TextOf(const Findings &findings) {
+std::string TextOf(const base::Findings &findings) {
     std::string text;
-    for (const Finding &finding : findings) {
+    for (const base::Finding &finding : findings) {
         text += ToText(finding);
     }
     return text;
+}
+
+CheckReport ReportOn(const std::string &place, const CheckOptions &options) {
+    base::Result<CheckReport> report = CheckSite(place, options);
+    EXPECT_EQ(ErrorOf(report), "");
+    return report.value_or(CheckReport());
 }
