@@ -49,12 +49,12 @@ class Machine {
 public:
     Machine() {
         const std::string data = package.Write("Part.bundle/Contents/data", std::string(4'000'000, ' '));
-        RunCommand("head -c 600000 /dev/urandom >>'" + data + "'"); // the package is as large
+        OutputOf("head -c 600000 /dev/urandom >>'" + data + "'"); // the package is as large
         package.Write("Part.bundle/Contents/\u00fc", "a name");
-        RunCommand("tar -C '" + package.path().string() + "' -czf '" + (package / "part.tgz") + "' Part.bundle");
+        OutputOf("tar -C '" + package.path().string() + "' -czf '" + (package / "part.tgz") + "' Part.bundle");
         const SiteIdentity identity = TestSite::MakeIdentity(package, "www.kelvo.example");
-        RunCommand("install -D -m 600 '" + (package / "site-ca.pem") + "' '" +
-                   (place / "config/lum/certificates/trusted/ca.pem") + "'");
+        OutputOf("install -D -m 600 '" + (package / "site-ca.pem") + "' '" +
+                 (place / "config/lum/certificates/trusted/ca.pem") + "'");
         const TestSite::Item item{.name = "Part.bundle", .url = "part.tgz"};
         server.On(
             "/lummac.ini",
@@ -111,13 +111,13 @@ public:
         EXPECT_EQ(0, status) << events << errors;
         EXPECT_TRUE(IsInstalled());
         EXPECT_THAT(Run("status"), HasSubstr("Part.bundle  whole (2 files)"));
-        EXPECT_EQ("", RunCommand("find '" + (place / "home") +
-                                 "' -name '*.new' -o -name 'installing.*' -o -name '.lumhost-*'"));
+        EXPECT_EQ("", OutputOf("find '" + (place / "home") +
+                               "' -name '*.new' -o -name 'installing.*' -o -name '.lumhost-*'"));
     }
 
     // What another verb prints.
     static std::string Run(const std::string &arguments) {
-        return RunCommand("'" TEST_LUMHOST "' " + arguments);
+        return OutputOf("'" TEST_LUMHOST "' " + arguments);
     }
 
     int Message() const {
@@ -145,7 +145,7 @@ public:
         if (!fs::exists(folder / "Part.bundle", error)) {
             return false;
         }
-        RunCommand("diff -r '" + (package / "Part.bundle") + "' '" + (folder / "Part.bundle").string() + "'");
+        OutputOf("diff -r '" + (package / "Part.bundle") + "' '" + (folder / "Part.bundle").string() + "'");
         return true;
     }
 
@@ -187,10 +187,9 @@ TEST_P(MachineFaults, EndInOrder) {
 #define PRELOADED "LD_PRELOAD=" TEST_FAULTS " "
 
 void EndNotificationDaemon(const Machine &machine) {
-    RunCommand(
-        "for e in /proc/[0-9]*/environ; do p=${e#/proc/}; p=${p%/*};"
-        "  if [ \"$(cat /proc/$p/comm 2>/dev/null)\" = gdnc ] && tr '\\0' '\\n' <$e 2>/dev/null | grep -qx 'TMP=" +
-        (machine.place / "tmp") + "'; then kill -KILL $p; fi; done");
+    OutputOf("for e in /proc/[0-9]*/environ; do p=${e#/proc/}; p=${p%/*};"
+             "  if [ \"$(cat /proc/$p/comm 2>/dev/null)\" = gdnc ] && tr '\\0' '\\n' <$e 2>/dev/null | grep -qx 'TMP=" +
+             (machine.place / "tmp") + "'; then kill -KILL $p; fi; done");
 }
 
 const Fault kFaults[] = {
@@ -220,7 +219,7 @@ const Fault kFaults[] = {
      false,
      [](const Machine &machine) {
          const std::string folder = machine.place / "tmp";
-         RunCommand(
+         OutputOf(
              "cd '" + folder +
              "' && for i in $(seq 50); do "
              "xwininfo -display $(cat display) -root -children | grep -q '\"[Ll]umhost' && break; sleep 0.1; done; "
@@ -243,7 +242,7 @@ TEST(Faults, OutOfDescriptors) {
     Machine machine;
     for (const char *limit : {"20", "26", "40"}) {
         SCOPED_TRACE(limit);
-        RunCommand("rm -rf '" + (machine.place / "home") + "'/*");
+        OutputOf("rm -rf '" + (machine.place / "home") + "'/*");
         machine.Start(std::string("ulimit -n ") + limit + R"sh(; exec "$@")sh");
         EXPECT_LT(machine.status, 9) << "ended by itself\n" << machine.errors;
         EXPECT_EQ(machine.status == 0, machine.IsInstalled()) << machine.status;
@@ -280,13 +279,13 @@ TEST(Privacy, NothingOfThePersonLeaves) {
     }
     EXPECT_THAT(sent, HasSubstr("~%2FGNUstep")) << "the warning was sent";
     Machine::Run("--report '" + (machine.place / "report.tgz") + "'");
-    const std::string report = RunCommand("tar -xzOf '" + (machine.place / "report.tgz") + "'") +
-                               RunCommand("cat '" + home + "'/.local/state/lumhost/*");
+    const std::string report = OutputOf("tar -xzOf '" + (machine.place / "report.tgz") + "'") +
+                               OutputOf("cat '" + home + "'/.local/state/lumhost/*");
     EXPECT_THAT(report, AllOf(HasSubstr("DoItemInstall"), Not(HasSubstr("Secret")), Not(HasSubstr("Lovelace")),
                               Not(HasSubstr(home))));
     EXPECT_EQ("600\n600\n600\n600\n",
-              RunCommand("stat -c %a '" + (machine.place / "tmp/trace") + "' '" + (machine.place / "report.tgz") +
-                         "' '" + home + "'/.local/state/lumhost/*"));
+              OutputOf("stat -c %a '" + (machine.place / "tmp/trace") + "' '" + (machine.place / "report.tgz") + "' '" +
+                       home + "'/.local/state/lumhost/*"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, MachineFaults, testing::ValuesIn(kFaults),

@@ -24,31 +24,31 @@ Words OptionsIn(const std::string &text) {
 
 std::string Help(const std::string &program, const std::string &verb) {
     const std::string folder = program == "lumhost" ? "/host/" : "/site/";
-    return RunCommand("'" TEST_BUILD + folder + program + "' " + verb + " --help");
+    return OutputOf("'" TEST_BUILD + folder + program + "' " + verb + " --help");
 }
 
 std::string Manual(const std::string &program) {
-    return RunCommand("mandoc -T html -O fragment '" TEST_SOURCE "/packaging/" + program + ".1'");
+    return OutputOf("mandoc -T html -O fragment '" TEST_SOURCE "/packaging/" + program + ".1'");
 }
 
 // What bash offers when the command line is `line` and the cursor at its end.
 std::string Completions(const std::string &program, const std::string &line) {
-    return RunCommand("cd \"$(mktemp -d)\" && touch a.html b.txt && PATH='" TEST_BUILD "/host:'$PATH bash --norc -c '"
-                      ". " TEST_SOURCE "/packaging/completions/" +
-                      program +
-                      "\n"
-                      "compopt() { :; }\n" // works within a real completion only
-                      "IFS=\" \" read -ra COMP_WORDS <<<\"" +
-                      line +
-                      "\"\n"
-                      "case \"" +
-                      line +
-                      "\" in *\" \") COMP_WORDS+=(\"\") ;; esac\n"
-                      "COMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n"
-                      "_" +
-                      program +
-                      "\n"
-                      "printf \"[%s]\" \"${COMPREPLY[@]}\"'");
+    return OutputOf("cd \"$(mktemp -d)\" && touch a.html b.txt && PATH='" TEST_BUILD "/host:'$PATH bash --norc -c '"
+                    ". " TEST_SOURCE "/packaging/completions/" +
+                    program +
+                    "\n"
+                    "compopt() { :; }\n" // works within a real completion only
+                    "IFS=\" \" read -ra COMP_WORDS <<<\"" +
+                    line +
+                    "\"\n"
+                    "case \"" +
+                    line +
+                    "\" in *\" \") COMP_WORDS+=(\"\") ;; esac\n"
+                    "COMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n"
+                    "_" +
+                    program +
+                    "\n"
+                    "printf \"[%s]\" \"${COMPREPLY[@]}\"'");
 }
 
 const struct {
@@ -71,9 +71,9 @@ TEST(Described, ManualsTellEveryOption) {
 
 TEST(Described, ManualsAreWellFormed) {
     for (const auto &[program, verbs] : kPrograms) {
-        RunCommand("mandoc -T lint -W warning '" TEST_SOURCE "/packaging/" + std::string(program) + ".1'");
+        OutputOf("mandoc -T lint -W warning '" TEST_SOURCE "/packaging/" + std::string(program) + ".1'");
     }
-    RunCommand("desktop-file-validate '" TEST_SOURCE "/packaging/lumhost.desktop'");
+    OutputOf("desktop-file-validate '" TEST_SOURCE "/packaging/lumhost.desktop'");
 }
 
 TEST(Described, CompletionsOfferEveryOption) {
@@ -89,7 +89,7 @@ TEST(Described, CompletionsOfferEveryOption) {
 }
 
 TEST(Described, CompletionsFitThePlace) {
-    RunCommand("'" TEST_BUILD "/host/lumhost' allow http://site.example");
+    OutputOf("'" TEST_BUILD "/host/lumhost' allow http://site.example");
     const struct {
         const char *program;
         const char *line;

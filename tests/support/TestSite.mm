@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstdlib>
-#include <cstdio>
 
 #import <Foundation/Foundation.h>
 
@@ -23,29 +21,18 @@ std::string Base64OfFile(const std::string &path) {
 
 } // namespace
 
-std::string RunCommand(const std::string &command) {
-    FILE *pipe = popen(("(" + command + ") 2>&1").c_str(), "r");
-    std::string output;
-    std::array<char, 4096> buffer;
-    while (const std::size_t count = fread(buffer.data(), 1, buffer.size(), pipe)) {
-        output.append(buffer.data(), count);
-    }
-    EXPECT_EQ(pclose(pipe), 0) << command << "\n" << output;
-    return output;
-}
-
 SiteIdentity TestSite::MakeIdentity(const TempDir &place, const std::string &commonName, const std::string &label) {
     const std::string base = place / label;
     const std::string authority = base + "-ca";
-    RunCommand("openssl req -x509 -newkey rsa:2048 -nodes -sha256 -days 30 -subj '/CN=Test Authority " + label +
-               "' -keyout " + authority + ".key -out " + authority + ".pem");
-    RunCommand("openssl req -newkey rsa:2048 -nodes -subj '/CN=" + commonName + "' -keyout " + base + ".key -out " +
-               base + ".csr && openssl x509 -req -sha256 -days 20 -in " + base + ".csr -CA " + authority +
-               ".pem -CAkey " + authority + ".key -CAcreateserial -outform DER -out " + base +
-               ".der && openssl x509 -in " + authority + ".pem -outform DER -out " + authority + ".der");
+    OutputOf("openssl req -x509 -newkey rsa:2048 -nodes -sha256 -days 30 -subj '/CN=Test Authority " + label +
+             "' -keyout " + authority + ".key -out " + authority + ".pem");
+    OutputOf("openssl req -newkey rsa:2048 -nodes -subj '/CN=" + commonName + "' -keyout " + base + ".key -out " +
+             base + ".csr && openssl x509 -req -sha256 -days 20 -in " + base + ".csr -CA " + authority +
+             ".pem -CAkey " + authority + ".key -CAcreateserial -outform DER -out " + base +
+             ".der && openssl x509 -in " + authority + ".pem -outform DER -out " + authority + ".der");
 #ifdef LUM_STRICT_TRUST // what the page supplies is no anchor then: the person of the test trusts the authority
     const std::string trusted = std::string(getenv("HOME")) + "/.config/lum/certificates/trusted";
-    RunCommand("mkdir -p -m 700 '" + trusted + "' && cp '" + authority + ".pem' '" + trusted + "/" + label + ".pem'");
+    OutputOf("mkdir -p -m 700 '" + trusted + "' && cp '" + authority + ".pem' '" + trusted + "/" + label + ".pem'");
 #endif
     SiteIdentity identity;
     identity.keyFile = base + ".key";
