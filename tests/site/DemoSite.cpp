@@ -10,12 +10,9 @@ using namespace lumsite;
 
 void WriteBundle(const TempDir &place, const std::string &path, const std::string &version,
                  const std::string &content) {
-    const std::string base = fs::path(path).stem();
-    place.Write(
-        path + "/Contents/Info.plist",
-        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict><key>CFBundleVersion</key><string>" +
-            version + "</string></dict></plist>\n");
-    fs::permissions(place.Write(path + "/Contents/MacOS/" + base, content), fs::perms::owner_all);
+    place.WriteBundle(path, version);
+    fs::permissions(place.Write(path + "/Contents/MacOS/" + fs::path(path).stem().string(), content),
+                    fs::perms::owner_all);
 }
 
 namespace {

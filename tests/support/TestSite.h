@@ -1,5 +1,4 @@
-// A site for tests: a certificate authority, a vendor certificate and its key, made once per process with the openssl
-// command, and what a site publishes with them.
+// A site for tests: a certificate authority, a vendor certificate and its key, and what a site publishes with them.
 #pragma once
 
 #include <string>

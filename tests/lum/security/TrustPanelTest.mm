@@ -11,7 +11,7 @@
 #import "lum/platform/linux/trust/Names.h"
 #import "lum/platform/linux/trust/TrustPanelView.h"
 #import "lum/security/CertificateServices.h"
-#import "tests/lum/security/TestCertificates.h"
+#import "tests/lum/security/SecCertificates.h"
 #import "tests/support/ChildProcess.h"
 #import "tests/support/Desktop.h"
 
@@ -23,7 +23,7 @@ CertificatePlan Site() {
 
 // What asks, as TrustCertification does.
 SecTrustRef NewEvaluatedTrust() {
-    SecCertificateRef leaf = TestCertificate(Site()).NewRef();
+    SecCertificateRef leaf = NewRef(TestCertificate(Site()));
     SecPolicyRef policy = policyForOID(&CSSMOID_APPLE_X509_BASIC);
     SecTrustResultType result = 0;
     SecTrustRef trust = nullptr;
@@ -116,7 +116,7 @@ TEST(TrustPanel, CutsNoText) {
                 name += word;
             }
             sec::Judgement judgement;
-            judgement.chain = {TestCertificate({.commonName = name, .organisation = name}).Parsed()};
+            judgement.chain = {Parsed(TestCertificate({.commonName = name, .organisation = name}))};
             NSView *view = NewTrustPanelView(judgement, nil, 520);
             EXPECT_EQ(NSWidth([view frame]), 520);
             EXPECT_LT(NSHeight([view frame]), 600);
@@ -127,7 +127,7 @@ TEST(TrustPanel, CutsNoText) {
 }
 
 std::string Shown(const std::string &name) {
-    NSArray *parts = sec::SubjectForShowing(TestCertificate({.commonName = name, .organisation = ""}).Parsed());
+    NSArray *parts = sec::SubjectForShowing(Parsed(TestCertificate({.commonName = name, .organisation = ""})));
     return [[parts componentsJoinedByString:@"|"] UTF8String];
 }
 
