@@ -22,11 +22,10 @@ using namespace std::chrono_literals;
 constexpr auto kTelling = 250ms;            // between two words on the progress
 constexpr auto kLastRequests = 3s;          // for requests to the site's log, at the end
 constexpr auto kLeftRequests = 300ms;       // the same when somebody outside waits for the end
-constexpr const char *kTrue64 = "dHJ1ZQ=="; // "true", the way the page says that it waits
 
 bool PageWaits(const delivery::Page &page) {
     const std::string *value = page.Find("klvpagewaiting_value");
-    return value && *value == kTrue64;
+    return value && *value == LUM_PAGE_WAITS;
 }
 
 delivery::TransferSettings SettingsOfTransfers(const Folders &folders) {
