@@ -2,17 +2,14 @@
 // ends, it ends by itself and says why, nothing half is installed, and the next undisturbed start installs it.
 #include <gmock/gmock.h>
 #include <json/json.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
-#include <future>
 #include <sstream>
 
 #include "tests/support/FaultServer.h"
-#include "tests/support/TempDir.h"
 #include "tests/support/TestSite.h"
 
 namespace fs = std::filesystem;
@@ -72,14 +69,14 @@ public:
         fs::create_directory(place / "home");
         fs::create_directory(place / "tmp");
         fs::permissions(place / "tmp", fs::perms::owner_all);
-        for (const char *name : {"HOME", "TMP", "TMPDIR", "XDG_CONFIG_HOME"}) {
-            const bool isHome = name[0] == 'H', isConfig = name[0] == 'X';
-            setenv(name, (place / (isHome ? "home" : isConfig ? "config" : "tmp")).c_str(), 1);
-        }
+        setenv("HOME", (place / "home").c_str(), 1);
+        setenv("XDG_CONFIG_HOME", (place / "config").c_str(), 1);
+        setenv("TMP", (place / "tmp").c_str(), 1);
+        setenv("TMPDIR", (place / "tmp").c_str(), 1);
         unsetenv("DISPLAY");
     }
     ~Machine() {
-        std::system(("chmod -R u+rwX '" + place.path().string() + "'").c_str());
+        OutputOf("chmod -R u+rwX '" + place.path().string() + "'");
     }
 
     // Starts the page within this shell line (`"$@"` is the program); `meanwhile` happens while the package is asked
@@ -89,22 +86,18 @@ public:
         server.On("/part.tgz",
                   {{.body = ReadFile(package / "part.tgz"), .delay = std::chrono::milliseconds(meanwhile ? 4000 : 0)}});
         place.Write("line", kFunctions + line);
-        auto ended = std::async(std::launch::async, [this] {
-            return std::system(("sh '" + (place / "line") + "' '" TEST_LUMHOST "' --json --timeout 60 '" + page +
-                                "' >'" + (place / "out") + "' 2>'" + (place / "err") + "'")
-                                   .c_str());
-        });
+        ChildProcess run("/bin/sh", {place / "line", TEST_LUMHOST, "--json", "--timeout", "60", page},
+                         ChildProcess::Streams::Kept);
         if (meanwhile) {
             EXPECT_TRUE(server.WaitForRequests(5)) << "three to the log, the instructions, the package";
             meanwhile(*this);
         }
-        const int result = ended.get();
-        status = WIFEXITED(result) ? WEXITSTATUS(result) : -WTERMSIG(result);
-        events = ReadFile(place / "out");
-        errors = ReadFile(place / "err");
+        status = run.Wait();
+        events = run.Out();
+        errors = run.Err();
     }
 
-    // Once the fault is mended.
+    // Once the fault is gone.
     void ExpectUndisturbedStart() {
         Start(R"sh(for folder in "$support" "$HOME/.cache"; do [ ! -h "$folder" ] || rm "$folder"; done
                    chmod -R u+rwX "$HOME"; [ "$(id -u)" != 0 ] || chown -R 0 "$HOME"; exec "$@")sh");
@@ -112,7 +105,7 @@ public:
         EXPECT_TRUE(IsInstalled());
         EXPECT_THAT(Run("status"), HasSubstr("Part.bundle  whole (2 files)"));
         EXPECT_EQ("", OutputOf("find '" + (place / "home") +
-                               "' -name '*.new' -o -name 'installing.*' -o -name '.lumhost-*'"));
+                               "' -name '.new-*' -o -name 'installing.*' -o -name '.lumhost-*'"));
     }
 
     // What another verb prints.

@@ -132,7 +132,7 @@ TEST_F(LumhostWindowsTest, TheWindowServerGoesAway) {
     server.On("/kit/slow", {{.body = std::string(1'000'000, 'x'), .bytesPerSecond = 1000}});
     Lumhost run(Arguments(Page("window\nstart " + server.Url("/kit/slow")), {"--json"}));
     EXPECT_TRUE(desktop.WaitForWindow("Fake"));
-    EXPECT_EQ(0, system("xkill -id $(xdotool search --name '^Fake$') >/dev/null"));
+    OutputOf("xkill -id $(xdotool search --name '^Fake$')");
     EXPECT_EQ(9, run.Wait());
     EXPECT_EQ(9, run.Events().back()["status"].asInt());
 }

@@ -162,7 +162,7 @@ private:
     std::optional<Answer> FromFolder(const std::string &path) const;
     bool Reply(Stream &stream, const Request &request, const Answer &answer);
     bool SendBody(Stream &stream, const Answer &answer, std::uint64_t from, std::uint64_t size);
-    // False when the server ends meanwhile.
+    // False when the server ends before.
     bool Sleep(std::chrono::milliseconds time) const;
     static int ChooseProtocol(SSL *, const unsigned char **chosen, unsigned char *length, const unsigned char *offered,
                               unsigned offeredLength, void *self);

@@ -25,7 +25,7 @@ SiteIdentity TestSite::MakeIdentity(const TempDir &place, const std::string &com
     const TestCertificate site({.commonName = commonName, .organisation = "", .toDay = 20, .key = KeyKind::Rsa2048},
                                authority);
     place.Write(label + "-ca.pem", authority.Pem());
-#ifdef LUM_STRICT_TRUST // what the page supplies is no anchor then: the person of the test trusts the authority
+#ifdef LUM_STRICT_TRUST // what the page supplies is no anchor then: the test's user trusts the authority
     EXPECT_TRUE(
         base::ReplaceFile(base::ConfigFolder() / "lum/certificates/trusted" / (label + ".pem"), authority.Pem()));
 #endif
