@@ -2,6 +2,7 @@
 // ends, it ends by itself and says why, nothing half is installed, and the next undisturbed start installs it.
 #include <gmock/gmock.h>
 #include <json/json.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -247,11 +248,11 @@ TEST(Faults, OutOfDescriptors) {
 TEST(Faults, KilledRightAfterAMove) {
     Machine machine;
     machine.Start(PRELOADED R"sh(FAULT_KILL=renameat2 exec "$@")sh");
-    EXPECT_EQ(137, machine.status);
+    EXPECT_EQ(-SIGKILL, machine.status);
     EXPECT_TRUE(machine.IsInstalled());
     EXPECT_THAT(Machine::Run("status"), HasSubstr("Part.bundle  whole (2 files)"));
     machine.Start(PRELOADED R"sh(FAULT_KILL=rename exec "$@")sh");
-    EXPECT_EQ(137, machine.status);
+    EXPECT_EQ(-SIGKILL, machine.status);
     machine.ExpectUndisturbedStart();
 }
 #endif
