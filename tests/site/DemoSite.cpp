@@ -4,7 +4,7 @@
 #include <stdio.h>
 #include <sys/wait.h>
 
-#include "site/publish/InstructionFile.h"
+#include "delivery/instructions/InstructionFile.h"
 #include "site/publish/ItemLine.h"
 
 namespace fs = std::filesystem;
