@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "site/publish/InstructionFile.h"
+#include "delivery/instructions/InstructionFile.h"
 #include "site/publish/ItemLine.h"
 
 namespace fs = std::filesystem;
