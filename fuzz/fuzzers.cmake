@@ -1,7 +1,8 @@
 # The fuzzers; NameFuzzer.cpp or NameFuzzer.mm, with its first inputs in corpus/NAME.
 set(lum_fuzzers_of_extension ini items versions decoders certificate)
 set(lum_fuzzers_of_container warnings page unpack)
-set(lum_fuzzers ${lum_fuzzers_of_extension} ${lum_fuzzers_of_container})
+set(lum_fuzzers_of_release root timestamp snapshot targets release)
+set(lum_fuzzers ${lum_fuzzers_of_extension} ${lum_fuzzers_of_container} ${lum_fuzzers_of_release})
 
 # lum_fuzzer_source(RESULT NAME): the source of the fuzzer.
 function(lum_fuzzer_source result name)

@@ -1,5 +1,6 @@
 #include "tests/delivery/release/TestRelease.h"
 
+#include <json/writer.h>
 #include <openssl/evp.h>
 
 #include <memory>
@@ -82,7 +83,10 @@ std::string SignedText(const Json::Value &content, const std::vector<unsigned> &
         signature["sig"] = key.Sign(delivery::CanonicalJson(content));
         file["signatures"].append(signature);
     }
-    return delivery::CanonicalJson(file); // texts here hold nothing that JSON would have to escape otherwise
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    builder["emitUTF8"] = true;
+    return Json::writeString(builder, file);
 }
 
 TestRelease::TestRelease() {
