@@ -1,6 +1,8 @@
 # Everything from outside, as targets: gnustep::base, gnustep::gui and pkg-config's imported ones.
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
+find_package(tl-expected REQUIRED) # tl::expected
+find_package(CLI11 REQUIRED)       # CLI11::CLI11
 find_program(GNUSTEP_CONFIG gnustep-config REQUIRED)
 
 execute_process(COMMAND ${GNUSTEP_CONFIG} --variable=GNUSTEP_SYSTEM_HEADERS OUTPUT_VARIABLE gnustep_headers
@@ -17,6 +19,13 @@ target_compile_options(gnustep_base INTERFACE "$<$<COMPILE_LANGUAGE:OBJC,OBJCXX>
                        "$<$<COMPILE_LANGUAGE:OBJC>:-std=gnu11>")
 target_include_directories(gnustep_base SYSTEM INTERFACE "${gnustep_headers}")
 target_link_libraries(gnustep_base INTERFACE gnustep-base objc Threads::Threads m)
+if(CMAKE_OBJCXX_COMPILER_ID STREQUAL "Clang")
+  # clang takes another Objective-C runtime by itself, and does not have the headers of gcc's.
+  execute_process(COMMAND gcc -print-file-name=include OUTPUT_VARIABLE gcc_headers OUTPUT_STRIP_TRAILING_WHITESPACE
+                  COMMAND_ERROR_IS_FATAL ANY)
+  target_compile_options(gnustep_base INTERFACE
+    "$<$<COMPILE_LANGUAGE:OBJC,OBJCXX>:-fobjc-runtime=gcc;-Wno-unknown-warning-option;SHELL:-idirafter ${gcc_headers}>")
+endif()
 add_library(gnustep::base ALIAS gnustep_base)
 
 add_library(gnustep_gui INTERFACE)

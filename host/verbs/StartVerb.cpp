@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <memory>
 
-#include "host/frontend/Alerts.h"
+#include "host/run/Alerts.h"
 #include "host/run/BundleToLoad.h"
 #include "host/installed/InstallNotes.h"
 #include "host/frontend/JsonEvents.h"

@@ -90,17 +90,18 @@ std::vector<std::string> NamesIn(std::string_view condition) {
     return names;
 }
 
-std::vector<std::filesystem::path> SourcesBelow(const std::filesystem::path &root, const std::string &folder) {
+std::vector<std::filesystem::path> SourcesBelow(const std::filesystem::path &root) {
     static const std::set<std::string> extensions = {".h", ".hpp", ".c", ".cc", ".cpp", ".m", ".mm"};
     std::vector<std::filesystem::path> sources;
-    if (!std::filesystem::exists(root / folder)) {
-        return sources;
-    }
-    for (const auto &entry : std::filesystem::recursive_directory_iterator(root / folder)) {
-        if (extensions.count(entry.path().extension())) {
-            sources.push_back(std::filesystem::relative(entry.path(), root));
+    for (auto entry = std::filesystem::recursive_directory_iterator(root);
+         entry != std::filesystem::recursive_directory_iterator(); ++entry) {
+        const std::string name = entry->path().filename();
+        if (entry->is_directory() && (name.starts_with('.') || name.starts_with("build") || name == "node_modules")) {
+            entry.disable_recursion_pending();
+        } else if (extensions.contains(entry->path().extension())) {
+            sources.push_back(std::filesystem::relative(entry->path(), root));
         }
     }
-    std::sort(sources.begin(), sources.end());
+    std::ranges::sort(sources);
     return sources;
 }

@@ -20,5 +20,6 @@ std::vector<std::string> ConditionsIn(std::string_view text);
 // Every identifier in a condition but `defined`.
 std::vector<std::string> NamesIn(std::string_view condition);
 
-// The sources and headers below `folder` (none when there is no such folder), relative to `root`.
-std::vector<std::filesystem::path> SourcesBelow(const std::filesystem::path &root, const std::string &folder);
+// The project's sources and headers, relative to `root`. Build folders (build*), hidden ones and node_modules are
+// skipped.
+std::vector<std::filesystem::path> SourcesBelow(const std::filesystem::path &root);

@@ -2,21 +2,9 @@
 
 #import <Foundation/Foundation.h>
 
-#include <ApplicationServices/ApplicationServices.h>
 #include <dlfcn.h>
 #include <errno.h>
-
-bool IsWindowServerAvailable() {
-    CFDictionaryRef session = CGSessionCopyCurrentDictionary();
-    if (!session) {
-        return false;
-    }
-    CFRelease(session);
-    return true;
-}
-
-// AppKit finds such fonts by itself.
-void PreferFontsForLocalization(const char *) {}
+#include <stdlib.h>
 
 NSString *SessionHomeDirectory() {
     const char *home = getenv("HOME");

@@ -7,7 +7,7 @@
 #include "lum/platform/CatchObjcException.h"
 #include "lum/platform/linux/appleevents/AppleEventNotification.h"
 #include "lum/platform/linux/appleevents/AeContent.h"
-#include "lum/platform/linux/appleevents/SerialNumber.h"
+#include "lum/platform/linux/processes/SerialNumber.h"
 #include "lum/platform/ObjcEach.h"
 #include "base/objc/ScopedPool.h"
 

@@ -7,8 +7,7 @@
 #include <vector>
 
 #include "lum/platform/linux/processes/EndedTasks.h"
-#include "lum/platform/linux/windows/FrontWindow.h"
-#include "lum/platform/linux/appleevents/SerialNumber.h"
+#include "lum/platform/linux/processes/SerialNumber.h"
 
 namespace {
 
@@ -116,23 +115,4 @@ OSStatus GetProcessForPID(pid_t pid, ProcessSerialNumber *psn) {
     }
     *psn = SerialNumber(*process);
     return noErr;
-}
-
-OSErr SetFrontProcess(const ProcessSerialNumber *psn) {
-    if (!psn) {
-        return paramErr;
-    }
-    const auto process = FindRunningProcess(*psn);
-    if (!process) {
-        return procNotFound;
-    }
-    switch (ActivateWindowOfProcess(process->pid)) {
-    case Activation::kRequested:
-        return noErr;
-    case Activation::kNoWindow:
-        return appIsDaemon;
-    case Activation::kNoWindowServer:
-        break;
-    }
-    return connectionInvalid;
 }

@@ -13,6 +13,3 @@ enum class Activation {
 
 // Brings the uppermost window of the process that has a title to the front, or the uppermost when none has one.
 Activation ActivateWindowOfProcess(pid_t pid);
-
-// True when the server that DISPLAY names answers.
-bool CanConnectToWindowServer();

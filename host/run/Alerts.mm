@@ -1,4 +1,4 @@
-#include "host/frontend/Alerts.h"
+#include "host/run/Alerts.h"
 
 #import <AppKit/AppKit.h>
 

@@ -1,0 +1,15 @@
+#include <ApplicationServices/ApplicationServices.h>
+
+#include "lum/platform/Session.h"
+
+bool IsWindowServerAvailable() {
+    CFDictionaryRef session = CGSessionCopyCurrentDictionary();
+    if (!session) {
+        return false;
+    }
+    CFRelease(session);
+    return true;
+}
+
+// AppKit finds such fonts by itself.
+void PreferFontsForLocalization(const char *) {}
