@@ -16,7 +16,7 @@
 #include "site/check/SectionCheck.h"
 #include "site/check/SiteSource.h"
 #include "site/keys/Signatures.h"
-#include "site/publish/InstructionFile.h"
+#include "delivery/instructions/InstructionFile.h"
 #include "site/publish/ItemLine.h"
 
 namespace fs = std::filesystem;

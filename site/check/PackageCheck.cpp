@@ -6,6 +6,7 @@
 #include "base/Text.h"
 #include "lum/common/lumutil.h"
 #include "site/publish/ItemLine.h"
+#include "site/SiteError.h"
 #include "site/publish/Packer.h"
 
 namespace fs = std::filesystem;

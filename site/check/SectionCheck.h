@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "base/Finding.h"
-#include "site/publish/InstructionFile.h"
+#include "delivery/instructions/InstructionFile.h"
 
 namespace lumsite {
 
@@ -17,7 +17,7 @@ struct SectionItem {
 
 // The items that the extension would read from the file at `path`, whose text was read into `file`. Findings about the
 // section, its count, its keys and its lines are appended.
-std::vector<SectionItem> ReadSection(const std::filesystem::path &path, const InstructionFile &file,
+std::vector<SectionItem> ReadSection(const std::filesystem::path &path, const delivery::InstructionFile &file,
                                      const std::string &section, base::Findings &findings);
 
 } // namespace lumsite

@@ -8,7 +8,7 @@
 
 #include "base/Result.h"
 #include "site/keys/Certificates.h"
-#include "site/publish/InstructionFile.h"
+#include "delivery/instructions/InstructionFile.h"
 
 namespace lumsite {
 
@@ -30,7 +30,7 @@ public:
 
 private:
     bool m_exists = false;
-    InstructionFile m_instructions;
+    delivery::InstructionFile m_instructions;
 };
 
 } // namespace lumsite

@@ -13,7 +13,7 @@
 #include "lum/common/lumutil.h"
 #include "site/keys/SiteKeys.h"
 #include "site/publish/EarlierSite.h"
-#include "site/publish/InstructionFile.h"
+#include "delivery/instructions/InstructionFile.h"
 #include "site/publish/ItemLine.h"
 #include "site/publish/Packer.h"
 #include "site/publish/Page.h"

@@ -9,7 +9,7 @@
 
 #include <chrono>
 
-#include "site/publish/InstructionFile.h"
+#include "delivery/instructions/InstructionFile.h"
 #include "tests/site/DemoSite.h"
 
 namespace fs = std::filesystem;
