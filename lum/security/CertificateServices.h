@@ -10,10 +10,6 @@
 
 #include <Security/Security.h>
 
-#include <optional>
-#include <string>
-#include <string_view>
-
 #include "lum/platform/ObjcForward.h"
 
 LUM_FORWARD_CLASS(NSData);
@@ -25,7 +21,6 @@ struct rsa_st; // libcrypto's RSA
 SecCertificateRef SecFromFile(const char *path);
 // A certificate from its DER.
 SecCertificateRef SecFromData(NSData *data);
-SecCertificateRef SecFromBytes(std::string_view der);
 // The subject's common name, or nil when it has none.
 NSString *CommonNameOfCert(SecCertificateRef cert);
 // The certificate's public key, or null when it is not an RSA key.
@@ -54,8 +49,6 @@ bool displayPanelForTrust(SecTrustRef trust);
 //
 // True when `signature` was made over exactly these bytes with the private key that belongs to `rsa`.
 bool verifyDataWithSSL(rsa_st *rsa, NSData *data, NSData *signature);
-bool VerifyBytes(rsa_st *rsa, std::string_view data, std::string_view signature);
 // The signature, as long as the key's modulus, or nil. The key file holds an RSA private key in PEM form; only its
 // first 2045 bytes are read, so a longer one that is cut within the key fails. The file is left open on failure.
 NSData *SignDataWithSSL(const char *keyPath, NSData *data);
-std::optional<std::string> SignBytes(const char *keyPath, std::string_view data);

@@ -25,9 +25,7 @@ TEST(Interface, NullArgumentsAreToldAndTraced) {
         EXPECT_EQ(text.substr(text.size() - 2), "\r\n");
     }
     EXPECT_EQ(LumExitInstance(nullptr, nullptr), 20007u);
-    EXPECT_TRUE(traces.Has("LumExitInstance", 1));
     EXPECT_TRUE(traces.HasPart("ASSERT pComponent failed", 3));
-    EXPECT_FALSE(traces.Has("LumExitInstance Exit"));
 }
 
 TEST(Interface, LifeOfAnInstance) {
@@ -37,7 +35,6 @@ TEST(Interface, LifeOfAnInstance) {
     void *component = nullptr;
     ASSERT_EQ(LumInitInstance(&host, &host.table, &component), 0u);
     ASSERT_TRUE(component);
-    EXPECT_TRUE(traces.Has("Begin initializing extension...", 1));
     ASSERT_EQ(host.requests.size(), 1u);
     EXPECT_EQ(host.requests[0].url, "http://site.example/kelvo/lummac.ini?random=0");
     EXPECT_EQ(LumSetWindow(&host, nullptr, component), 0u);
@@ -47,7 +44,6 @@ TEST(Interface, LifeOfAnInstance) {
     EXPECT_TRUE(traces.traces().empty());
     EXPECT_EQ(LumHeartbeat(&host, component), 0u);
     EXPECT_EQ(LumExitInstance(&host, component), 0u);
-    EXPECT_EQ(traces.traces().back().text, "LumExitInstance Exit");
 }
 
 TEST(Interface, NullServiceTableAndEmptySlotsAreSkipped) {

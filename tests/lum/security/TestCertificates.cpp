@@ -6,7 +6,7 @@
 
 #include <atomic>
 
-#include "lum/security/CertificateServices.h"
+#include <Security/Security.h>
 
 namespace {
 
@@ -123,7 +123,10 @@ sec::Certificate TestCertificate::Parsed() const {
 }
 
 SecCertificateRef TestCertificate::NewRef() const {
-    return SecFromBytes(m_der);
+    const CSSM_DATA der = {m_der.size(), reinterpret_cast<uint8_t *>(const_cast<char *>(m_der.data()))};
+    SecCertificateRef certificate = nullptr;
+    SecCertificateCreateFromData(&der, CSSM_CERT_X_509_ATTRIBUTE, CSSM_CERT_ENCODING_DER, &certificate);
+    return certificate;
 }
 
 std::vector<sec::Certificate> Parsed(const std::vector<TestCertificate> &certificates) {

@@ -9,12 +9,10 @@
 
 #import <AppKit/AppKit.h>
 
-#include "lum/lumext/lumext.h"
 #include "lum/platform/ObjcEach.h"
 #include "base/objc/ScopedPool.h"
 #import "lum/ui/CDownloadWindow.h"
-#include "tests/support/FakeHost.h"
-#include "tests/support/TempDir.h"
+#include "tests/support/LumFixture.h"
 #include "tests/support/TraceRecorder.h"
 #include "tests/lum/ui/Windows.h"
 
@@ -63,16 +61,15 @@ CDownloadWindow *NewWindow(const char *languageId) {
 }
 
 // The manager's own window, in front of the person.
-class ShownWindow : public ::testing::Test {
+class ShownWindow : public ::testing::Test, protected LumFixture {
 protected:
     ShownWindow() {
-        extension.m_pLUMInterface = &host.table;
         host.EnableLog();
         host.parameters["LumProgressBarTitle"] = kTitle;
-        extension.m_installationMgr.InitialDownloadWindow();
+        manager.InitialDownloadWindow();
     }
     CDownloadWindow *controller() {
-        return extension.m_installationMgr.m_pDownloadWindow;
+        return manager.m_pDownloadWindow;
     }
     bool Appears() {
         return Eventually([&] { return IsShown() && HasKeyboard(kTitle) && [[controller() window] isKeyWindow]; });
@@ -87,8 +84,6 @@ protected:
     }
 
     Desktop &desktop = StartWindows();
-    FakeHost host;
-    CLumExtension extension{&host};
 };
 
 struct Way {
