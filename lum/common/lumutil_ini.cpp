@@ -35,7 +35,7 @@ char *Trim(char *text) {
     return TrimRange(text, text + std::strlen(text));
 }
 
-// The section's name, trimmed, when the line is a header: any line that holds both brackets, wherever they stand.
+// The section's name, trimmed, when the line is a header: any line with both brackets, in any place and order.
 char *SectionOfHeader(char *line) {
     char *opening = std::strchr(line, '[');
     char *closing = opening ? std::strchr(line, ']') : nullptr;

@@ -42,7 +42,7 @@ void AddHostType(NSTask *task) {
 
 void AnnounceLaunch() {
     const base::ScopedPool pool;
-    // Without its server the centre throws; the launch does not depend on who hears of it.
+    // The centre throws when its server is not reachable; the launch does not depend on being heard.
     if (NSException *exception = CatchObjCException(PostWillLaunch, nullptr)) {
         MacWarnTrace("CPluginView::LoadMainComponant,cannot announce the launch: %s", [[exception reason] UTF8String]);
     }

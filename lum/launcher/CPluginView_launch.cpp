@@ -113,7 +113,7 @@ void CPluginView::StartAndWait(const std::string &processName, const std::string
     if (pid) {
         Owner().Started(*pid);
     }
-    // Also when nothing could be started: another process of the name may appear, and the user is told once, at the
+    // Even when nothing could be started: another process of that name may appear, and the user is told once, at the
     // end.
     WaitForProcess(processName.c_str());
 }
@@ -150,7 +150,7 @@ void CPluginView::TellPlayerToOpen(const std::string &address) const {
     SendAppleEvent(mpComponantPSN ? *mpComponantPSN : ProcessSerialNumber{0, kNoProcess}, kOpenUrlEvent, address);
 }
 
-// Also of a launch that failed: the owner watches for the application all the same.
+// Even when the launch failed: the owner watches for the application all the same.
 void CPluginView::TellOwner(Product product) const {
     switch (product) {
     case Product::RecordingPlayer:

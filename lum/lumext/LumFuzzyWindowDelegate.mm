@@ -27,7 +27,7 @@ std::string TextOfBytes(NSData *data) {
 
 } // namespace
 
-// The interface is required, so its absence is a fault of the caller's; it must not be the end of the browser.
+// The interface is required, so its absence is the caller's mistake; it must not crash the browser.
 void LumFuzzyWindowDelegate::requireInterface(int line) const {
     AssertionHolds(m_pLUMInterface != nullptr, "nil != m_pLUMInterface", kSource, line);
 }

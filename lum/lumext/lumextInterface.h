@@ -2,11 +2,12 @@
 //
 // The host loads lumext.bundle, fills a tagLUMInterface and calls the entry points at the end of this header on its
 // main thread, one at a time. For each page instance: LumInitInstance once, then LumSetWindow, LumHandleEvent,
-// LumActionNotify and LumHeartbeat as often as it likes (the heartbeat several times a second, for everything timed is
-// looked at on a heartbeat only), and LumExitInstance at last.
+// LumActionNotify and LumHeartbeat as often as it likes (the heartbeat several times a second, because all timed
+// behaviour is evaluated on heartbeats only), and finally LumExitInstance.
 //
 // For the whole file:
-// - Texts are UTF-8, terminated with NUL. A text that one side hands the other stays the giver's; the receiver copies
+// - Texts are UTF-8, terminated with NUL. A text that one side passes to the other stays the sender's; the receiver
+// copies
 //   what it keeps and frees nothing. A text handed to a function, or returned by one, is not looked at after the next
 //   call between the two.
 // - The cookie is the host's own; the extension hands it back as the first argument of every service call and does not

@@ -39,8 +39,8 @@ bool IsWord(const std::string &text, const char *word) {
     return safe_strcasecmp(text.c_str(), word) == 0;
 }
 
-// Takes the old component away in one step, under a hidden name, and removes it there: a start that is killed meanwhile
-// leaves no half component that the next one would take for whole. What such a start has left goes first.
+// Renames the old component to a hidden name and removes it there, so that a start killed during the removal does not
+// leave half a component that the next start would take for a whole one. What such a start has left is removed first.
 void RemoveAtOnce(const std::string &path) {
     const std::string::size_type name = path.rfind('/') + 1;
     const std::string aside = path.substr(0, name) + "." + path.substr(name) + ".old";
@@ -63,8 +63,8 @@ void PrepareLocation(const std::string &path, const std::string &dir, const std:
     }
 }
 
-// libfoo.dylib of version 2,1,3,0 becomes libfoo-2.1.3.0.dylib with a link under the plain name. When one of the two
-// calls fails the next look at the file finds it missing, and it is fetched again.
+// libfoo.dylib of version 2,1,3,0 becomes libfoo-2.1.3.0.dylib, with a link under the plain name. If one of the two
+// calls fails, the next start finds the file missing and fetches it again.
 void GiveVersionedName(const std::string &folder, const CItem &item) {
     const LibraryNames names = NamesOfInstalledLibrary(item.m_strName, item.m_strVersion);
     const std::string link = folder + names.link;
@@ -90,18 +90,18 @@ std::int32_t LumInstallationMgr::DoItemInstallation(CItem *item, const char *fil
 }
 
 InstallResult LumInstallationMgr::InstallItem(CItem &item, const char *file, bool &bNeedReboot) {
-    // The package's bytes are looked at by nobody, and nothing of the installed component goes, before this has passed.
-    // Without a host the checks are pointless, for nothing will be unpacked.
+    // Until these checks pass the package is not opened and the installed component is not touched. Without a host
+    // nothing will be unpacked, so there is nothing to check.
     if (const HostServices services = Services()) {
         const std::string siteLock = services.GetParameter("lumsitelock").value_or("1");
         if (const auto refusal = CheckIntegrity(item, file, siteLock, m_pRSAObject)) {
-            return *refusal; // the item stays pending: the extension stops over it
+            return *refusal; // the item stays pending, and the extension stops
         }
     }
     OpenDownloadWindowOnce();
 
-    // From here to the end of the unpacking the component is missing: a start that is killed in between finds it so and
-    // fetches it again.
+    // From here until the unpacking has succeeded the component is missing. A start that is killed in between leaves it
+    // missing, and the next start fetches it again.
     std::string path;
     std::string dir;
     GetItemInstallPath(&item, path);
@@ -110,7 +110,7 @@ InstallResult LumInstallationMgr::InstallItem(CItem &item, const char *file, boo
 
     const std::string folder = WithTrailingSlash(dir);
     const std::string full = folder + item.m_strName;
-    // The host may run its event loop meanwhile: heartbeats, and the end of other downloads, come from within this.
+    // The host may run its event loop during this call, so heartbeats and other downloads' callbacks can nest here.
     const std::optional<int> error = Services().InstallFile(file, full, m_pExtension);
     if (!error) {
         MacWarnTrace("LumInstallationMgr::DoItemInstallation,luminterface is nil!");
@@ -120,7 +120,7 @@ InstallResult LumInstallationMgr::InstallItem(CItem &item, const char *file, boo
         GiveVersionedName(folder, item);
     }
     if (!m_isJsonDownload) {
-        InitDownloadWindowProgress(); // counts failures too: the window tells of work done, not of success
+        InitDownloadWindowProgress(); // for failures too: the bar shows work done, not success
     }
     return *error == 0 ? FinishInstalled(item, bNeedReboot) : FinishFailed(item, full, *error, bNeedReboot);
 }
@@ -141,7 +141,7 @@ void LumInstallationMgr::OpenDownloadWindowOnce() {
 InstallResult LumInstallationMgr::FinishInstalled(CItem &item, bool &bNeedReboot) {
     item.m_dwState = kItemFinished;
     if (IsWord(item.m_strFailureControl, "reboot")) {
-        bNeedReboot = true; // such an item asks for a restart after success too
+        bNeedReboot = true; // wanted after success too
     }
     return InstallResult::Installed;
 }
@@ -168,7 +168,7 @@ void LumInstallationMgr::GetItemInstallDir(const CItem *item, std::string &dir) 
     } else if (target.find('/') != std::string::npos) {
         dir = target;
     } else if (IsWord(target, "%system%") || IsWord(target, "%extension%")) {
-        // Refused: a page has no say over the folders of the system or of the extension.
+        // Refused: a page does not decide over the folders of the system or of the extension.
         MacErrorTrace("LumInstallationMgr::GetItemInstallDir invalid install flag, target = %s", target.c_str());
     } else {
         dir = WithTrailingSlashOrRoot(GetApplicationSupportDirectory()) + "Kelvo Folder/";

@@ -2,7 +2,7 @@
 //
 // Null where an object is expected gives the function's failure value; no function throws. A function with "From" in
 // its name and TrustCertification return an object that the caller owns (CFRelease for certificates and trust objects,
-// libcrypto's RSA_free for keys, CryptoWrapper.h); other objects are autoreleased. Failures are told by the result
+// libcrypto's RSA_free for keys, CryptoWrapper.h); other objects are autoreleased. Failures are reported by the result
 // alone, apart from the two signature functions, which also write one line to the log (NSLog). Without libcrypto, or
 // without a function of it that is needed, the functions on RSA keys fail and log nothing. Can be included from plain
 // C++. Main thread only.
@@ -30,9 +30,9 @@ rsa_st *RSAFromCertification(SecCertificateRef cert);
 // The system's policy of this identifier (the caller owns it), or null.
 SecPolicyRef policyForOID(const CSSM_OID *oid);
 // Judges `cert` under `policy`. `anchors` (null: the system's own roots) are then the only certificates that its chain
-// may end in. Returns the platform's status, 0 when there is a result; -108 for want of memory. `*trust`, which the
-// caller owns, is set when the trust object could be made, even if the status is not 0; otherwise neither out-argument
-// is touched.
+// may end in. Returns the platform's status, 0 when there is a result; -108 when there is no memory. `*trust`, which
+// the caller owns, is set when the trust object could be made, even if the status is not 0; otherwise neither
+// out-argument is touched.
 OSStatus EvaluateCert(SecCertificateRef cert, CFArrayRef anchors, SecPolicyRef policy, SecTrustResultType *result,
                       SecTrustRef *trust);
 // The trust object when `cert` is to be believed, otherwise null. `anchors` are the further certificates that came with

@@ -32,7 +32,7 @@ bool CanDecodeBase64(CryptoWrapper *crypto) {
            [crypto BIO_read] && [crypto BIO_free] && [crypto BIO_free_all];
 }
 
-// A base64 filter over the text's bytes, which must outlive it; null for want of memory.
+// A base64 filter over the text's bytes, which must outlive it; null when there is no memory.
 BIO *NewDecodingChain(CryptoWrapper *crypto, std::string_view text) {
     BIO *memory = [crypto BIO_new_mem_buf](text.data(), static_cast<int>(text.size()));
     if (!memory) {
