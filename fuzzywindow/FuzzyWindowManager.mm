@@ -3,11 +3,11 @@
 #include <memory>
 #include <new>
 
+#include "base/WindowServer.h"
 #import "fuzzywindow/InstalledApplication.h"
 #import "fuzzywindow/InstructionCopy.h"
 #include "fuzzywindow/LumFuzzyWindow.h"
 #import "fuzzywindow/PlaceholderWindow.h"
-#include "fuzzywindow/WindowServer.h"
 
 namespace {
 
@@ -69,7 +69,7 @@ PlaceholderTexts FuzzyWindowManager::Texts() {
 }
 
 void FuzzyWindowManager::Open() {
-    if (!HasWindowServer()) {
+    if (!base::HasWindowServer()) {
         m_delegate.traceInfo("There is no window server, so no placeholder window.");
         return;
     }

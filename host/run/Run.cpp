@@ -1,7 +1,6 @@
 #include "host/run/Run.h"
 
 #include <cstdio>
-#include <fstream>
 #include <unistd.h>
 
 #include "host/run/Alerts.h"
@@ -9,6 +8,7 @@
 #include "host/frontend/Complain.h"
 #include "host/trace/MessageNumber.h"
 #include "host/run/Signals.h"
+#include "base/Processes.h"
 #include "base/Text.h"
 #include "host/Version.h"
 #include "host/run/WindowServer.h"
@@ -37,13 +37,8 @@ delivery::TransferSettings SettingsOfTransfers(const Folders &folders) {
 
 // Whether this process started that one.
 bool IsChild(int pid) {
-    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with("PPid:")) {
-            return std::atoi(line.c_str() + 5) == getpid();
-        }
-    }
-    return false;
+    const auto status = base::StatusOfProcess(pid);
+    return status && status->parent == getpid();
 }
 
 } // namespace

@@ -41,21 +41,22 @@ constexpr const char *kKnownParameters[] = {"LumComponentName",
 
 class ParameterExaminer {
 public:
-    ParameterExaminer(const PageObject &object, const std::string &title) : m_object(object), m_title(title) {}
+    ParameterExaminer(const delivery::PageObject &object, const std::string &title)
+        : m_object(object), m_title(title) {}
 
     Findings Run(const std::string &address);
 
 private:
     void Add(Severity severity, const std::string &parameter, const std::string &what, const std::string &remedy) {
-        const auto found = m_object.parameters.find(parameter);
-        const int line = found == m_object.parameters.end() ? m_object.line : found->second.line;
+        const delivery::PageParameter *found = m_object.Find(parameter);
+        const int line = found ? found->line : m_object.line;
         m_findings.push_back({severity, m_title + ":" + std::to_string(line), what, remedy});
     }
     void ExamineRoot(const std::string &address);
     void ExamineReports();
     void ExamineSpelling();
 
-    const PageObject &m_object;
+    const delivery::PageObject &m_object;
     const std::string &m_title;
     Findings m_findings;
 };
@@ -65,7 +66,7 @@ std::string WithSlash(const std::string &url) {
 }
 
 void ParameterExaminer::ExamineRoot(const std::string &address) {
-    if (!m_object.Has("LumUrlRoot")) {
+    if (!m_object.Find("LumUrlRoot")) {
         Add(Severity::error, "LumUrlRoot", "the page has no LumUrlRoot; nothing can be fetched",
             "set it to the address of the published folder");
         return;
@@ -83,11 +84,11 @@ void ParameterExaminer::ExamineRoot(const std::string &address) {
 
 void ParameterExaminer::ExamineReports() {
     const std::string url = m_object.Value("LoggingURL");
-    if (!m_object.Has("LoggingURL")) {
+    if (!m_object.Find("LoggingURL")) {
         return;
     }
     for (const char *name : {"MeetingID", "SessionID"}) {
-        if (!m_object.Has(name)) {
+        if (!m_object.Find(name)) {
             Add(Severity::warning, "LoggingURL", std::string("without ") + name + " nothing is reported to LoggingURL",
                 std::string("set ") + name + ", or leave LoggingURL out");
         }
@@ -100,7 +101,10 @@ void ParameterExaminer::ExamineReports() {
 }
 
 void ParameterExaminer::ExamineSpelling() {
-    for (const auto &[name, parameter] : m_object.parameters) {
+    if (m_object.isEmbed) {
+        return; // HTML's attribute names have no case
+    }
+    for (const auto &[name, value, line] : m_object.parameters) {
         for (const char *known : kKnownParameters) {
             if (name != known && FoldCase(name) == FoldCase(known)) {
                 Add(Severity::warning, name, "parameter " + name + " is not read: names are compared letter by letter",
@@ -116,7 +120,7 @@ Findings ParameterExaminer::Run(const std::string &address) {
             "set it to the name of the component to start");
     }
     ExamineRoot(address);
-    if (FoldCase(m_object.Value("LumDownloadOnly")) == FoldCase("TRUE") && !m_object.Has("szNextUrl")) {
+    if (FoldCase(m_object.Value("LumDownloadOnly")) == FoldCase("TRUE") && !m_object.Find("szNextUrl")) {
         Add(Severity::warning, "LumDownloadOnly", "nothing follows the download: there is no szNextUrl",
             "set szNextUrl, or leave LumDownloadOnly out");
     }
@@ -127,7 +131,7 @@ Findings ParameterExaminer::Run(const std::string &address) {
 
 } // namespace
 
-Findings ExamineParameters(const PageObject &object, const std::string &title, const std::string &address) {
+Findings ExamineParameters(const delivery::PageObject &object, const std::string &title, const std::string &address) {
     return ParameterExaminer(object, title).Run(address);
 }
 

@@ -1,5 +1,5 @@
 // Names, sizes and places of files.
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <map>
@@ -10,7 +10,6 @@
 #include "tests/support/TempDir.h"
 
 namespace fs = std::filesystem;
-using testing::IsEmpty;
 
 namespace {
 

@@ -1,6 +1,8 @@
 // Pages, sound and broken, and what is read from them.
 #include "delivery/page/Page.h"
 
+#include "delivery/page/PageObjects.h"
+
 #include <gmock/gmock.h>
 
 using base::Url;
@@ -133,9 +135,27 @@ TEST(Page, HugePages) {
         attributes += "a" + std::to_string(i) + (i % 3 == 0 ? "='>' " : " ");
     }
     EXPECT_FALSE(page.ReadObject(attributes + ">" + kObject));
+    EXPECT_EQ(10'000U, delivery::ReadObjects(Repeat(kObject + "<b></object>", 10'000)).size());
     EXPECT_TRUE(page.ReadObject(kObject + "<param name=A value=1></object>" + attributes))
         << "what stands before counts";
     EXPECT_TRUE(page.ReadObject("<script>if (i <n " + Repeat("a ", 5000) + ")</script>" + kObject)) << "no tag";
+}
+
+TEST(PageObjects, AreAllReadWithTheirLines) {
+    const std::vector<delivery::PageObject> objects =
+        delivery::ReadObjects("<p>\n" + kObject + "\n<param name=A value='1\n'>\n<param name=a value=2>" + kObject +
+                              "<param name=A value=3></object></object>\n<object type=x/y>" + kObject +
+                              "</object></object>\n" + "<embed type=application/x-lum\nFlag=4>");
+    ASSERT_EQ(3U, objects.size());
+    EXPECT_EQ(2, objects[0].line);
+    EXPECT_EQ(4, objects[0].Find("A")->line);
+    EXPECT_EQ("2", objects[0].Value("a"));
+    EXPECT_EQ(nullptr, objects[0].Find("b"));
+    EXPECT_EQ(2U, objects[0].parameters.size()) << "an object within an object is there in place of it";
+    EXPECT_EQ(6, objects[1].line);
+    EXPECT_EQ(8, objects[2].line);
+    EXPECT_EQ("4", objects[2].Value("FLAG"));
+    EXPECT_EQ(1U, delivery::ReadObjects("<embed type=application/x-lum><embed type=application/x-lum>", 1).size());
 }
 
 TEST(Page, ParametersByName) {
