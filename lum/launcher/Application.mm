@@ -64,7 +64,7 @@ std::optional<int> StartApplication(const std::string &executablePath, bool hasP
     }
     const int pid = LaunchTask(task);
     if (pid < 0) {
-        MacWarnTrace("CPluginView::LoadMainComponant,cannot launch: %s", std::strerror(errno));
+        MacInfoTrace("CPluginView::LoadMainComponant,cannot launch: %s", std::strerror(errno));
         return std::nullopt;
     }
     return pid;

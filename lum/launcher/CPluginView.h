@@ -79,7 +79,8 @@ public:
     bool IsMainComponantRunning(std::string componentPath);
 
     // Starts the application unless it runs, waits until its process can be seen, brings it to the front, and tells a
-    // player what to open. Blocks until then: for about 15 s when the process never appears.
+    // player what to open. Blocks until then: for about 15 s when it was started and its
+    // process never appears.
     //
     // True: a process of the application's name was running a moment ago and was asked to come to the front. Whether it
     // got there, and whether it works, is not known. False: there is no such application, process or page

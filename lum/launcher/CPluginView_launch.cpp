@@ -110,11 +110,10 @@ void CPluginView::StartAndWait(const std::string &processName, const std::string
                  executablePath.empty() ? "Empty" : executablePath.c_str());
     makeFrameworkLinks(executablePath.c_str());
     const auto pid = StartApplication(executablePath, Owner().UsesPlaceholderWindow());
-    if (pid) {
-        Owner().Started(*pid);
+    if (!pid) {
+        return; // there will be no process to wait for
     }
-    // Even when nothing could be started: another process of that name may appear, and the user is told once, at the
-    // end.
+    Owner().Started(*pid);
     WaitForProcess(processName.c_str());
 }
 

@@ -6,6 +6,7 @@
 #include "lum/common/Assertion.h"
 #include "lum/common/lumutil.h"
 #include "lum/lumext/Folders.h"
+#include "lum/lumext/ControllerFrame.h"
 #include "lum/lumext/Guard.h"
 #include "lum/lumext/lumext.h"
 #include "lum/lumext/MeetingAlert.h"
@@ -111,6 +112,7 @@ void CLumExtension::GetIniFileCallback(void *, void *context, LUMGetFileNotifyMe
     if (pExtension->m_bStopped) {
         return; // a host without pfnStop may still report a download that is no longer wanted
     }
+    const ControllerFrame frame(*pExtension);
     Guarded("CLumExtension::GetIniFileCallback", [&] { pExtension->HandleIniFileCallback(type, data); });
 }
 

@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <iterator>
 
+#include "base/FileStatus.h"
 #include "lum/common/lumutil.h"
 #include "lum/common/versionfordylib.h"
 #include "lum/lumext/Folders.h"
@@ -35,21 +37,52 @@ InstallResult ResultForUnpackError(int error) {
     return known != std::end(kUnpackErrors) ? known->result : InstallResult::GeneralFailure;
 }
 
+// Every piece between "/" is a name: neither empty nor "." nor "..". The component would otherwise not lie in the
+// install folder, or be that folder itself, and what it replaces is removed.
+bool IsRealName(const std::string &name) {
+    for (std::string::size_type start = 0; start <= name.size();) {
+        const std::string::size_type end = std::min(name.find('/', start), name.size());
+        const std::string piece = name.substr(start, end - start);
+        if (piece.empty() || piece == "." || piece == "..") {
+            return false;
+        }
+        start = end + 1;
+    }
+    return true;
+}
+
 bool IsWord(const std::string &text, const char *word) {
     return safe_strcasecmp(text.c_str(), word) == 0;
 }
 
-// Renames the old component to a hidden name and removes it there, so that a start killed during the removal does not
-// leave half a component that the next start would take for a whole one. What such a start has left is removed first.
-void RemoveAtOnce(const std::string &path) {
-    const std::string::size_type name = path.rfind('/') + 1;
-    const std::string aside = path.substr(0, name) + "." + path.substr(name) + ".old";
-    RemoveFile(aside);
-    if (std::rename(path.c_str(), aside.c_str()) == 0) {
-        RemoveFile(aside);
-    } else {
-        RemoveFile(path);
+// What the removal of a component renames it to.
+constexpr char kRemovedPrefix[] = ".lumext-removed-";
+
+// Those that a killed start has left.
+void RemoveLeftovers(const std::string &folder) {
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        if (entry->path().filename().string().starts_with(kRemovedPrefix)) {
+            std::error_code ignored;
+            std::filesystem::remove_all(entry->path(), ignored);
+        }
     }
+}
+
+// Renames the old component to a hidden name that is nobody else's and removes it there, so that a start killed during
+// the removal does not leave half a component that the next start would take for a whole one.
+void RemoveAtOnce(const std::string &path) {
+    const std::string folder = path.substr(0, path.rfind('/') + 1);
+    RemoveLeftovers(folder.empty() ? "." : folder);
+    std::string aside;
+    std::error_code error;
+    if (base::IsPresent(path.c_str()) && GetTempFileName(folder, kRemovedPrefix, aside) != 0 &&
+        std::rename(path.c_str(), aside.c_str()) == 0 && std::filesystem::remove_all(aside, error) > 0 && !error) {
+        MacInfoTrace("RemoveFile: remove file[%s] success!", path.c_str());
+        return;
+    }
+    RemoveFile(aside.empty() || base::IsPresent(path.c_str()) ? path : aside);
 }
 
 void PrepareLocation(const std::string &path, const std::string &dir, const std::string &name) {
@@ -70,10 +103,10 @@ void GiveVersionedName(const std::string &folder, const CItem &item) {
     const std::string link = folder + names.link;
     const std::string real = folder + names.real;
     if (std::rename(link.c_str(), real.c_str()) != 0) {
-        MacWarnTrace("LumInstallationMgr::DoItemInstallation,cannot rename %s to %s", link.c_str(), real.c_str());
+        MacInfoTrace("LumInstallationMgr::DoItemInstallation,cannot rename %s to %s", link.c_str(), real.c_str());
     }
     if (symlink(real.c_str(), link.c_str()) != 0) {
-        MacWarnTrace("LumInstallationMgr::DoItemInstallation,cannot link %s to %s", link.c_str(), real.c_str());
+        MacInfoTrace("LumInstallationMgr::DoItemInstallation,cannot link %s to %s", link.c_str(), real.c_str());
     }
 }
 
@@ -90,6 +123,10 @@ std::int32_t LumInstallationMgr::DoItemInstallation(CItem *item, const char *fil
 }
 
 InstallResult LumInstallationMgr::InstallItem(CItem &item, const char *file, bool &bNeedReboot) {
+    if (!IsRealName(item.m_strName)) {
+        item.m_dwState = kItemFailed;
+        return InstallResult::NothingToInstall;
+    }
     // Until these checks pass the package is not opened and the installed component is not touched. Without a host
     // nothing will be unpacked, so there is nothing to check.
     if (const HostServices services = Services()) {

@@ -199,6 +199,16 @@ TEST_F(Launch, OfWhatCannotBeRunIsNone) {
     }
 }
 
+TEST_F(Launch, FailsAtOnceWhenThereIsNothingToRun) {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(Load("klvmgrdh.bundle"));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    EXPECT_EQ(Told(), "application ");
+    ExpectLaunchFailure("Deal Hall");
+    EXPECT_THAT(Traces(kWarning), Contains("Error when launch main commpent"));
+    EXPECT_THAT(Traces(kWarning), Not(Contains(StartsWith("cannot launch")))) << "it would travel to the site's log";
+}
+
 TEST_F(Launch, FailsWhenTheProcessNeverShowsUp) {
     const std::string executable = dir.Write("Deal Hall.app/Contents/MacOS/Deal Hall", "#!/bin/sh\nexit 3\n");
     fs::permissions(executable, fs::perms::owner_all);

@@ -80,6 +80,46 @@ TEST(Interface, ExceptionsOfTheHostsFunctionsEndAtTheBoundary) {
     EXPECT_EQ(LumExitInstance(&host, component), 0u);
 }
 
+namespace {
+
+// A host that ends the instance from within a service.
+struct LeavingHost : FakeHost {
+    void Leave() {
+        callsBefore = messages.size() + navigations.size() + installs.size() + static_cast<std::size_t>(stops);
+        EXPECT_EQ(LumExitInstance(this, component), 0u);
+        EXPECT_FALSE(traces.HasPart("CLumExtension::~CLumExtension()")) << "its call is still running";
+    }
+    void ExpectSilence() {
+        EXPECT_EQ(messages.size() + navigations.size() + installs.size() + static_cast<std::size_t>(stops),
+                  callsBefore);
+        EXPECT_TRUE(traces.HasPart("CLumExtension::~CLumExtension()"));
+    }
+    TraceRecorder traces;
+    void *component = nullptr;
+    std::size_t callsBefore = 0;
+};
+
+} // namespace
+
+TEST(Interface, AnInstanceThatEndsWithinACallGoesWhenTheCallReturns) {
+    {
+        LeavingHost host;
+        host.EnableLog();
+        host.parameters["LumComponentName"] = "part.bundle";
+        host.parameters["LumUrlRoot"] = "http://site.example";
+        host.table.pfnShowMessage = [](void *cookie, const char *) { static_cast<LeavingHost *>(cookie)->Leave(); };
+        ASSERT_EQ(LumInitInstance(&host, &host.table, &host.component), 0u);
+        host.RequestFor("lummac.ini").Done(nullptr); // message 5
+        host.ExpectSilence();
+    }
+    LeavingHost host;
+    host.EnableLog();
+    host.table.pfnStop = [](void *cookie) { static_cast<LeavingHost *>(cookie)->Leave(); };
+    ASSERT_EQ(LumInitInstance(&host, &host.table, &host.component), 0u);
+    static_cast<CLumExtension *>(host.component)->m_installationMgr.Cancel(); // the Stop button
+    host.ExpectSilence();
+}
+
 TEST(Interface, CallbacksWithoutTheirContextAreTraced) {
     TraceRecorder traces;
     CLumExtension::GetIniFileCallback(nullptr, nullptr, LUMGetFileNotifyDone, nullptr);

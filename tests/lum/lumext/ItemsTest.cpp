@@ -169,6 +169,7 @@ TEST(Items, NamesAreFoundWithoutRegardToCase) {
 TEST(Items, TextComparison) {
     EXPECT_EQ(safe_strcasecmp("Straße", "STRASSE"), -1);
     EXPECT_EQ(safe_strcasecmp("ÉTÉ", "été"), 0);
+    EXPECT_EQ(safe_strcasecmp("\u00e9", "e\u0301"), -1); // composed or not: other characters
     EXPECT_EQ(safe_strcasecmp("a", "b"), -1);
     EXPECT_EQ(safe_strcasecmp("b", "a"), -1);
     EXPECT_EQ(safe_strcasecmp(nullptr, nullptr), -1);

@@ -114,6 +114,18 @@ TEST(Messages, CollectedWarningsAndOptInfo) {
     }
 }
 
+TEST(Messages, ExceptionsOfTheHostEndTheReportOnly) {
+    Fixture fixture;
+    fixture.host.EnableLog();
+    fixture.host.table.pfnOpenURL = [](void *, const char *, const char *) {
+        [NSException raise:@"HostBroke" format:@"in Objective-C"];
+    };
+    TraceRecorder traces;
+    EXPECT_FALSE(fixture.extension.WriteErrorLog(5, nullptr));
+    EXPECT_TRUE(traces.Has("CLumExtension::WriteErrorLog,End,Write Log to server fails!", 3));
+    EXPECT_FALSE(fixture.extension.WriteErrorLogForReportDownloadTime());
+}
+
 TEST(Messages, DownloadTimeReport) {
     Fixture fixture;
     fixture.host.EnableLog();

@@ -64,10 +64,17 @@ TEST(Update, BackwardCompatibilityRanksTheBuildFirst) {
         const char *offered;
         bool fetched;
     } cases[] = {
-        {"1.0.5.0", "2,0,4,0", false},  {"1.0.4.0", "0,0,5,0", true},  {"1.0.4.1", "9,9,4,0", false},
-        {"1.0.4.0", "1,0,4,0", false},  {"1.0.4.0", "1,0,04,0", true}, // equal numbers under another text
-        {"2.0.4.0", "1,0,4,0", false},  {"1.0.4", "1,0,3,0", true},    {"1.0.4.0", "1,0,5x,0", true},
-        {"1.0.4.0", "1,0,-5,0", false}, // read up to the first character that is no digit
+        {"1.0.5.0", "2,0,4,0", false},
+        {"1.0.4.0", "0,0,5,0", true},
+        {"1.0.4.1", "9,9,4,0", false},
+        {"1.0.4.0", "1,0,4,0", false},
+        {"1.0.4.0", "1,0,04,0", true}, // equal numbers under another text
+        {"2.0.4.0", "1,0,4,0", false},
+        {"1.0.4", "1,0,3,0", true},
+        {"1.0.4.0", "1,0,5x,0", true},
+        {"1.0.4.0", "1,0,-5,0", false},         // read up to the first character that is not a digit
+        {"1.0.4294967296.0", "1,0,5,0", false}, // more than a part can hold is still more
+        {"1.0.99999999999999999999.0", "1,0,5,0", false},
     };
     for (const auto &test : cases) {
         Fixture fixture;
@@ -135,6 +142,20 @@ TEST(Update, WalkRequestsInOrder) {
     EXPECT_EQ(fixture.host.requests[1].url.find("http://site.example/c.bundle.tgz?random="), 0u);
     EXPECT_EQ(fixture.host.requests[0].context, fixture.manager.m_aItems[0]);
     EXPECT_EQ(fixture.manager.m_dwTotalSize, 200u);
+}
+
+// A host that reports a failed download from within the request.
+TEST(Update, NothingMoreIsAskedForAfterAFailure) {
+    Fixture fixture;
+    fixture.host.table.pfnGetFile = [](void *cookie, LUMGetFileCallback callback, void *context, const char *url) {
+        static_cast<FakeHost *>(cookie)->requests.push_back({callback, context, url});
+        callback(nullptr, context, LUMGetFileNotifyDone, nullptr);
+    };
+    fixture.Add("a.bundle", "1,0,0,0");
+    fixture.Add("b.bundle", "1,0,0,0");
+    fixture.manager.PrepareInstallation(false);
+    EXPECT_EQ(fixture.host.requests.size(), 1u);
+    EXPECT_EQ(fixture.host.messages.size(), 1u);
 }
 
 TEST(Update, MainComponentIsReadyWhenNothingBeforeItIsOpen) {
