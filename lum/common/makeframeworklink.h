@@ -7,7 +7,7 @@
 
 // Repairs every framework that lies beside the application. `executablePath` has the form
 // folder/X.app/Contents/MacOS/X; folder is where the frameworks are looked for. Null, empty, and paths with fewer
-// components repair nothing.
+// components repair nothing. The text is not changed.
 void makeFrameworkLinks(const char *executablePath);
 
 // Repairs one framework: in `folder`, the plain files named like the framework (case counts), "Resources" or "Current"

@@ -78,7 +78,7 @@ public:
     // The window is used when the page asks for the fast join ("lumloadingmeetingfastflag" is "1") and the application
     // of its component does not run. Never without service table, cookie or view.
     void checkUsingFuzzyWindow();
-    // What checkUsingFuzzyWindow decided; it is not looked at again.
+    // What checkUsingFuzzyWindow decided; not evaluated again.
     bool isUsingFuzzyWindow() const;
 
     // "LumProductVersion", "LumComponentName", "lumloadingmeetingfastflag"; "" when absent.

@@ -27,6 +27,9 @@ public:
     void HandleActionNotify(unsigned int value1, unsigned int value2);
     void Heartbeat();
     void ExitInstance();
+    // The host has ended the instance; to be called within a frame. In other frames' calls nothing more is asked of the
+    // host. The object is deleted when the last frame is left, and ExitInstance is called before that.
+    void Leave();
 
     void Stop();
     void InitComponent();
@@ -121,4 +124,9 @@ public:
     LumFuzzyWindowMgrWrapper m_fuzzyWindowMgr;
     std::uint32_t m_dwDownloadStartTick = 0;
     std::uint32_t m_dwDownloadTotalSize = 0;
+
+private:
+    friend class ControllerFrame;
+    int m_nFrames = 0;
+    bool m_bLeft = false;
 };
