@@ -78,6 +78,10 @@ public:
 
     // The SHA-256 of the file, in hexadecimal digits; empty when there is none.
     virtual std::string sha256(const char *path) = 0;
+
+protected:
+    // No object is destroyed through its interface; a virtual destructor would change the table of functions.
+    ~ILumFuzzyWindowDelegate() = default;
 };
 
 class ILumFuzzyWindowManager {
@@ -120,6 +124,9 @@ public:
     // Bytes that have arrived since the last call. They are summed up; more than the total shows as the total. They may
     // come before the total is known.
     virtual void updateDownloadedSize(unsigned int bytes) = 0;
+
+protected:
+    ~ILumFuzzyWindowManager() = default; // destroyLumFuzzyWindow destroys it
 };
 
 // A manager without a window as yet. The delegate is not owned and must live until destroyLumFuzzyWindow. Null when the
