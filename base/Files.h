@@ -87,6 +87,10 @@ public:
     // EWOULDBLOCK when another one holds it.
     static Result<FileLock> Try(const std::filesystem::path &file);
 
+    int descriptor() const {
+        return m_file.get();
+    }
+
 private:
     explicit FileLock(ScopedDescriptor file) : m_file(std::move(file)) {}
     static Result<FileLock> Take(const std::filesystem::path &file, int operation);

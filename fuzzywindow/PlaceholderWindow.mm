@@ -248,7 +248,7 @@ void PlaceholderWindow::ShowConnecting() {
     [m_controller goWhenLaunched];
 }
 
-void PlaceholderWindow::LookAfterEvents() {
+void PlaceholderWindow::HandleEvents() {
     static bool within = false;
     if (within || !NSApp || [NSApp isRunning]) {
         return;

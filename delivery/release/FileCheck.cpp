@@ -17,8 +17,8 @@ constexpr Algorithm kAlgorithms[] = {{"sha256", base::DigestMethod::Sha256, 64},
                                      {"sha512", base::DigestMethod::Sha512, 128}};
 
 const Algorithm *Find(std::string_view name) {
-    const auto *found =
-        std::find_if(std::begin(kAlgorithms), std::end(kAlgorithms), [&](const Algorithm &a) { return a.name == name; });
+    const auto *found = std::find_if(std::begin(kAlgorithms), std::end(kAlgorithms),
+                                     [&](const Algorithm &a) { return a.name == name; });
     return found == std::end(kAlgorithms) ? nullptr : found;
 }
 
@@ -75,8 +75,9 @@ base::Result<void> FileCheck::Add(std::string_view bytes) {
 
 base::Result<void> FileCheck::Finish() {
     if (m_length && m_seen != *m_length) {
-        return Refuse(ReleaseFault::Mismatch, m_name + " has " + std::to_string(m_seen) + " bytes, but the release lists " +
-                                                  std::to_string(*m_length) + kPublishAgain);
+        return Refuse(ReleaseFault::Mismatch, m_name + " has " + std::to_string(m_seen) +
+                                                  " bytes, but the release lists " + std::to_string(*m_length) +
+                                                  kPublishAgain);
     }
     if (m_hasHashes && m_digests.empty()) {
         return Refuse(ReleaseFault::Mismatch, "the release lists no hash of " + m_name +

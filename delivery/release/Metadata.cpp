@@ -26,7 +26,8 @@ auto Malformed(const std::string &file, const std::string &fault) {
 }
 
 // A reader's end.
-template <typename Value> base::Result<Value> Finish(const SignedFile &file, const MetadataFields &fields, Value value) {
+template <typename Value>
+base::Result<Value> Finish(const SignedFile &file, const MetadataFields &fields, Value value) {
     if (!fields.fault().empty()) {
         return Malformed(file.name, fields.fault());
     }

@@ -1,8 +1,8 @@
 // The metadata of a release as values (TUF 1.0.34, 4). Reading checks the form only: who signed, how old a file is and
 // what other files say about it is for TrustedRelease.
 //
-// Every function fails with ReleaseFault::Malformed and a text that begins with the name of the file. Unknown fields are
-// ignored, but count for signatures and key ids. Any thread.
+// Every function fails with ReleaseFault::Malformed and a text that begins with the name of the file. Unknown fields
+// are ignored, but count for signatures and key ids. Any thread.
 #pragma once
 
 #include <json/value.h>

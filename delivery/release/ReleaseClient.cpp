@@ -36,7 +36,8 @@ std::string Encoded(const std::string &path) {
 }
 
 // Puts the delegations that cover the path on the stack, so that the first is met first.
-void AddDelegations(const Targets &targets, const std::string &role, const std::string &path, std::vector<Visit> &next) {
+void AddDelegations(const Targets &targets, const std::string &role, const std::string &path,
+                    std::vector<Visit> &next) {
     std::vector<Visit> found;
     for (const Delegation &delegation : targets.delegations) {
         if (!delegation.Covers(path)) {
@@ -73,6 +74,7 @@ base::Result<void> ReleaseClient::Update(ReleaseTime now, Network network) {
     m_network = network;
     m_ready = false;
     m_trusted.emplace(now);
+    ReadSaved();
     return UpdateRoot()
         .and_then([&] { return UpdateTimestamp(); })
         .and_then([&] { return UpdateSnapshot(); })
@@ -80,33 +82,37 @@ base::Result<void> ReleaseClient::Update(ReleaseTime now, Network network) {
         .map([&] { m_ready = true; });
 }
 
-base::Result<std::string> ReleaseClient::Fetch(const std::string &name, std::uint64_t maxLength, std::string_view saved) {
+base::Result<std::string> ReleaseClient::Fetch(const std::string &name, std::uint64_t maxLength,
+                                               std::string_view saved) {
     if (m_network == Network::Avoid) {
         return Refuse(ReleaseFault::Unreachable, "no valid " + name + " is saved; connect to the network");
     }
     base::Result<std::string> bytes = m_fetcher.Fetch(name, maxLength, saved);
     if (bytes && bytes->size() > maxLength) {
-        return Refuse(ReleaseFault::TooLong, name + " is longer than " + base::HumanBytes(maxLength) + "; the site has to publish its release again");
+        return Refuse(ReleaseFault::TooLong, name + " is longer than " + base::HumanBytes(maxLength) +
+                                                 "; the site has to publish its release again");
     }
     return bytes;
 }
 
-base::Result<std::string> ReleaseClient::FetchListed(const std::string &role, const ListedFile &listed, std::uint64_t limit) {
+base::Result<std::string> ReleaseClient::FetchListed(const std::string &role, const ListedFile &listed,
+                                                     std::uint64_t limit) {
     const std::string version = m_trusted->root()->consistentSnapshot ? std::to_string(listed.version) + "." : "";
     return Fetch(version + base::PercentEncode(role) + ".json", std::min(listed.facts.length.value_or(limit), limit));
 }
 
-base::Result<void> ReleaseClient::Save(MetadataType type, const std::string &role, const std::string &delegator,
-                                       std::uint64_t version, std::string_view bytes) {
-    return m_store.Save(role, bytes, [&](std::string_view theirs) {
-        return m_trusted->SignedVersion(type, role, delegator, theirs).value_or(0) >= version;
-    });
+// All at once: what another process saves while this one is at work must not count as accepted before.
+void ReleaseClient::ReadSaved() {
+    for (const char *role : {kRoot, kTimestamp, kSnapshot}) {
+        m_saved[role] = m_store.Read(role);
+    }
 }
 
 base::Result<void> ReleaseClient::UpdateRoot() {
-    const std::optional<std::string> saved = m_store.Read(kRoot);
+    const std::optional<std::string> &saved = m_saved[kRoot];
     if (!saved) {
-        return Refuse(ReleaseFault::NoRoot, "no trusted root of this site is saved; allow the site with its root first");
+        return Refuse(ReleaseFault::NoRoot,
+                      "no trusted root of this site is saved; allow the site with its root first");
     }
     return m_trusted->StartFrom(*saved)
         .and_then([&] { return m_network == Network::Use ? TakeRoots() : base::Result<void>(); })
@@ -126,7 +132,7 @@ base::Result<void> ReleaseClient::TakeRoots() {
         const base::Result<void> saved =
             m_trusted->TakeNextRoot(*bytes)
                 .and_then([&] { return ForgetWithdrawn(); }) // before: a kill in between must not leave them for good
-                .and_then([&] { return m_store.Save(kRoot, *bytes, [](std::string_view) { return true; }); });
+                .and_then([&] { return m_store.Save(kRoot, kRoot, *bytes); });
         if (!saved) {
             return saved;
         }
@@ -138,11 +144,13 @@ base::Result<void> ReleaseClient::ForgetWithdrawn() {
     if (!m_trusted->KeysWithdrawn()) {
         return {};
     }
+    m_saved.erase(kTimestamp);
+    m_saved.erase(kSnapshot);
     return m_store.Forget(kTimestamp).and_then([&] { return m_store.Forget(kSnapshot); });
 }
 
 base::Result<void> ReleaseClient::UpdateTimestamp() {
-    const std::optional<std::string> saved = m_store.Read(kTimestamp);
+    const std::optional<std::string> &saved = m_saved[kTimestamp];
     if (saved) {
         m_trusted->RecallTimestamp(*saved);
     }
@@ -156,15 +164,21 @@ base::Result<void> ReleaseClient::UpdateTimestamp() {
             return base::Fail(isNew.error());
         }
         if (*isNew) {
-            const std::uint64_t version = m_trusted->timestamp()->head.version;
-            return Save(MetadataType::Timestamp, kTimestamp, kRoot, version, *bytes);
+            return SaveTimestamp(*bytes);
         }
     }
     return m_trusted->CheckTimestamp();
 }
 
+base::Result<void> ReleaseClient::SaveTimestamp(std::string_view bytes) {
+    const std::uint64_t version = m_trusted->timestamp()->head.version;
+    return m_store.Save(kTimestamp, kRoot, bytes, [&](std::string_view present) {
+        return m_trusted->SignedTimestampVersion(present).value_or(0) > version;
+    });
+}
+
 base::Result<void> ReleaseClient::UpdateSnapshot() {
-    const std::optional<std::string> saved = m_store.Read(kSnapshot);
+    const std::optional<std::string> &saved = m_saved[kSnapshot];
     if (saved && m_trusted->RecallSnapshot(*saved)) {
         return {};
     }
@@ -173,8 +187,7 @@ base::Result<void> ReleaseClient::UpdateSnapshot() {
     if (!bytes) {
         return base::Fail(bytes.error());
     }
-    return m_trusted->TakeSnapshot(*bytes).and_then(
-        [&] { return Save(MetadataType::Snapshot, kSnapshot, kRoot, listed.version, *bytes); });
+    return m_trusted->TakeSnapshot(*bytes).and_then([&] { return m_store.Save(kSnapshot, kTimestamp, *bytes); });
 }
 
 base::Result<void> ReleaseClient::UpdateTargets(const std::string &role, const std::string &delegator) {
@@ -194,7 +207,7 @@ base::Result<void> ReleaseClient::UpdateTargets(const std::string &role, const s
         return base::Fail(bytes.error());
     }
     return m_trusted->TakeTargets(role, delegator, *bytes).and_then([&] {
-        return Save(MetadataType::Targets, role, delegator, listed->version, *bytes);
+        return m_store.Save(role, kSnapshot, *bytes);
     });
 }
 
@@ -211,7 +224,9 @@ base::Result<ReleaseTarget> ReleaseClient::Find(const std::string &path) {
             continue;
         }
         if (visit.role != kTargets && IsTopLevel(visit.role)) {
-            return Refuse(ReleaseFault::Malformed, base::OneLine(visit.delegator) + ".json delegates to a role named \"" + visit.role + "\", which is reserved; the site has to rename it");
+            return Refuse(ReleaseFault::Malformed, base::OneLine(visit.delegator) +
+                                                       ".json delegates to a role named \"" + visit.role +
+                                                       "\", which is reserved; the site has to rename it");
         }
         if (base::Result<void> taken = UpdateTargets(visit.role, visit.delegator); !taken) {
             return base::Fail(taken.error());
@@ -222,8 +237,10 @@ base::Result<ReleaseTarget> ReleaseClient::Find(const std::string &path) {
         }
         AddDelegations(targets, visit.role, path, next);
     }
-    return Refuse(ReleaseFault::NotInRelease, base::Quoted(path) + " is not in the release of the site" +
-                                                  (next.empty() ? "" : ", as far as " + std::to_string(visited.size()) + " roles tell") + "; the site has to publish it");
+    return Refuse(ReleaseFault::NotInRelease,
+                  base::Quoted(path) + " is not in the release of the site" +
+                      (next.empty() ? "" : ", as far as " + std::to_string(visited.size()) + " roles tell") +
+                      "; the site has to publish it");
 }
 
 base::Result<ReleaseTarget> ReleaseClient::Describe(const std::string &path, const ListedTarget &target) const {

@@ -14,6 +14,7 @@
 #pragma once
 
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -47,8 +48,8 @@ public:
     ReleaseClient(std::filesystem::path folder, ReleaseFetcher &fetcher, ReleaseLimits limits = {})
         : m_store(std::move(folder)), m_fetcher(fetcher), m_limits(limits) {}
 
-    // Trusts this root from now on, and forgets all that the folder holds of a release. Fails, and forgets nothing, when
-    // it is not a root that its own keys have signed.
+    // Trusts this root from now on, and forgets all that the folder holds of a release. Fails, and forgets nothing,
+    // when it is not a root that its own keys have signed.
     static base::Result<void> Pin(const std::filesystem::path &folder, std::string_view root);
 
     // Brings root, timestamp, snapshot and targets up to date. `now` is compared with every expiry, also by Find.
@@ -69,6 +70,7 @@ private:
     enum class Network { Use, Avoid };
 
     base::Result<void> Update(ReleaseTime now, Network network);
+    void ReadSaved();
     base::Result<void> UpdateRoot();
     base::Result<void> TakeRoots();
     base::Result<void> ForgetWithdrawn();
@@ -77,14 +79,14 @@ private:
     base::Result<void> UpdateTargets(const std::string &role, const std::string &delegator);
     base::Result<std::string> Fetch(const std::string &name, std::uint64_t maxLength, std::string_view saved = {});
     base::Result<std::string> FetchListed(const std::string &role, const ListedFile &listed, std::uint64_t limit);
-    base::Result<void> Save(MetadataType type, const std::string &role, const std::string &delegator,
-                            std::uint64_t version, std::string_view bytes);
+    base::Result<void> SaveTimestamp(std::string_view bytes);
     base::Result<ReleaseTarget> Describe(const std::string &path, const ListedTarget &target) const;
 
     ReleaseStore m_store;
     ReleaseFetcher &m_fetcher;
     ReleaseLimits m_limits;
     Network m_network = Network::Use;
+    std::map<std::string, std::optional<std::string>> m_saved; // at the start of an update
     std::optional<TrustedRelease> m_trusted;
     bool m_ready = false; // all four top-level roles are up to date
 };

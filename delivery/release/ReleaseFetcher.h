@@ -13,7 +13,8 @@ class ReleaseFetcher {
 public:
     virtual ~ReleaseFetcher() = default;
 
-    // The bytes of a metadata file. `name` is appended to the address of the release's metadata as it is ("5.root.json";
+    // The bytes of a metadata file. `name` is appended to the address of the release's metadata as it is
+    // ("5.root.json";
     // "%2F" must arrive as "%2F"). Reading stops at maxLength bytes, whatever the server announces.
     // `saved`: what is saved of this file, empty when there is nothing; an implementation that makes its request
     // conditional answers these bytes when the server says that they are still right.

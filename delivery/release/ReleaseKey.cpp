@@ -40,7 +40,8 @@ const unsigned char *Bytes(std::string_view text) {
 }
 
 std::string TextAt(const Json::Value &object, const char *name) {
-    const Json::Value *value = object.isObject() ? object.find(name, name + std::char_traits<char>::length(name)) : nullptr;
+    const Json::Value *value =
+        object.isObject() ? object.find(name, name + std::char_traits<char>::length(name)) : nullptr;
     return value && value->isString() ? value->asString() : "";
 }
 
@@ -78,7 +79,8 @@ std::string Fingerprint(EVP_PKEY *key) {
     if (length <= 0) {
         return {};
     }
-    const std::unique_ptr<unsigned char, void (*)(unsigned char *)> owner(der, [](unsigned char *p) { OPENSSL_free(p); });
+    const std::unique_ptr<unsigned char, void (*)(unsigned char *)> owner(der,
+                                                                          [](unsigned char *p) { OPENSSL_free(p); });
     return base::DigestOfText({reinterpret_cast<const char *>(der), static_cast<std::size_t>(length)});
 }
 
@@ -111,8 +113,7 @@ ReleaseKey ReleaseKey::Read(const Json::Value &key) {
     const std::string value = TextAt(key["keyval"], "public");
     const SharedKey parsed = scheme == Scheme::Ed25519 ? ReadEd25519(value) : ReadPem(value);
     ERR_clear_error();
-    const bool fits = parsed && (scheme == Scheme::Ed25519 ||
-                                 (scheme == Scheme::RsaPssSha256 && IsRsa(parsed.get())) ||
+    const bool fits = parsed && (scheme == Scheme::Ed25519 || (scheme == Scheme::RsaPssSha256 && IsRsa(parsed.get())) ||
                                  (scheme == Scheme::EcdsaSha256 && IsOnCurve(parsed.get(), "prime256v1")) ||
                                  (scheme == Scheme::EcdsaSha384 && IsOnCurve(parsed.get(), "secp384r1")));
     if (fits) {

@@ -55,35 +55,34 @@ std::optional<std::string> ReleaseStore::Read(const std::string &role) {
     return content;
 }
 
-bool ReleaseStore::RootChanged() const {
-    const auto known = m_known.find(kRoot);
-    return known != m_known.end() && DigestOf(OnDisk(kRoot)) != known->second;
+bool ReleaseStore::Changed(const std::string &role) const {
+    const auto known = m_known.find(role);
+    return known == m_known.end() || DigestOf(OnDisk(role)) != known->second;
 }
 
 base::Result<void> ReleaseStore::Write(const std::string &role, std::string_view bytes) {
     // Without the root nothing can be trusted again. The others are fetched again when a power failure takes them.
     const auto durability = role == kRoot ? base::Durability::OnDisk : base::Durability::Cached;
-    if (base::Result<void> written = base::ReplaceFile(FileOf(role), bytes, base::Readers::Owner, durability); !written) {
+    if (base::Result<void> written = base::ReplaceFile(FileOf(role), bytes, base::Readers::Owner, durability);
+        !written) {
         return StorageFailure(written.error());
     }
     return {};
 }
 
-base::Result<void> ReleaseStore::Save(const std::string &role, std::string_view bytes,
+base::Result<void> ReleaseStore::Save(const std::string &role, const std::string &lister, std::string_view bytes,
                                       const std::function<bool(std::string_view)> &staysFirst) {
     const base::Result<base::FileLock> lock = Lock();
     if (!lock) {
         return base::Fail(lock.error());
     }
-    const bool rootChanged = RootChanged();
-    std::string &known = m_known[role];
-    const std::optional<std::string> theirs = OnDisk(role);
-    const bool changed = theirs && DigestOf(theirs) != known;
-    known = base::DigestOfText(bytes);
-    if (rootChanged || (changed && staysFirst(*theirs))) {
-        return {};
+    bool stays = Changed(lister);
+    if (!stays && staysFirst && Changed(role)) {
+        const std::optional<std::string> present = OnDisk(role);
+        stays = present && staysFirst(*present);
     }
-    return Write(role, bytes);
+    m_known[role] = base::DigestOfText(bytes); // what stays is another one, so what this file lists is not saved either
+    return stays ? base::Result<void>() : Write(role, bytes);
 }
 
 base::Result<void> ReleaseStore::Forget(const std::string &role) {
@@ -92,7 +91,7 @@ base::Result<void> ReleaseStore::Forget(const std::string &role) {
         return base::Fail(lock.error());
     }
     std::error_code error;
-    if (!RootChanged()) {
+    if (!Changed(kRoot)) {
         fs::remove(FileOf(role), error);
         m_known[role] = "";
     }

@@ -49,8 +49,9 @@ base::Result<void> CheckSignatures(const SignedFile &file, const KeyList &keys, 
     const std::size_t known = KeysOf(keys, role).size();
     const std::string needed = std::to_string(role.threshold);
     if (known < role.threshold) {
-        return Refuse(ReleaseFault::NotSigned, file.name + " needs the signatures of " + needed + " keys, but the role " +
-                                                   base::Quoted(roleName) + " has only " + std::to_string(known) +
+        return Refuse(ReleaseFault::NotSigned, file.name + " needs the signatures of " + needed +
+                                                   " keys, but the role " + base::Quoted(roleName) + " has only " +
+                                                   std::to_string(known) +
                                                    " usable; the site has to list more keys or ask for fewer");
     }
     return Refuse(ReleaseFault::NotSigned, file.name + " is not signed by " + needed + " of the " +

@@ -12,7 +12,8 @@ namespace {
 
 constexpr char kRoot[] = "root";
 constexpr char kPublishAgain[] = "; the site has to publish its release again";
-constexpr char kOlderServed[] = "; the site serves an older release, or somebody replays one: the site has to publish a newer one";
+constexpr char kOlderServed[] =
+    "; the site serves an older release, or somebody replays one: the site has to publish a newer one";
 
 std::string FileOf(const std::string &role) {
     return base::OneLine(role) + ".json";
@@ -44,9 +45,10 @@ base::Result<void> TrustedRelease::CheckExpiry(const std::string &file, const Me
     if (head.expires > m_start) {
         return {};
     }
-    return Refuse(ReleaseFault::Expired, file + " expired on " + ShowTime(head.expires) +
-                                             "; the site has to renew its release, unless the clock of this computer (" +
-                                             ShowTime(m_start) + ") is wrong");
+    return Refuse(ReleaseFault::Expired,
+                  file + " expired on " + ShowTime(head.expires) +
+                      "; the site has to renew its release, unless the clock of this computer (" + ShowTime(m_start) +
+                      ") is wrong");
 }
 
 base::Result<void> TrustedRelease::CheckSigners(const SignedFile &file, const std::string &role,
@@ -62,7 +64,8 @@ base::Result<void> TrustedRelease::CheckSigners(const SignedFile &file, const st
             return CheckSignatures(file, from->keys, delegation->keys, role);
         }
     }
-    return Refuse(ReleaseFault::NotSigned, FileOf(delegator) + " does not delegate to the role " + base::Quoted(role) + kPublishAgain);
+    return Refuse(ReleaseFault::NotSigned,
+                  FileOf(delegator) + " does not delegate to the role " + base::Quoted(role) + kPublishAgain);
 }
 
 base::Result<SignedFile> TrustedRelease::ReadChecked(MetadataType type, const std::string &role,
@@ -161,6 +164,11 @@ base::Result<bool> TrustedRelease::TakeTimestamp(std::string_view bytes) {
     }
     m_timestamp = std::move(*timestamp);
     return true;
+}
+
+std::optional<std::uint64_t> TrustedRelease::SignedTimestampVersion(std::string_view bytes) const {
+    const base::Result<SignedFile> file = ReadChecked(MetadataType::Timestamp, "timestamp", kRoot, bytes);
+    return file ? std::optional(file->head.version) : std::nullopt;
 }
 
 base::Result<void> TrustedRelease::CheckTimestamp() const {
@@ -277,13 +285,6 @@ base::Result<void> TrustedRelease::TakeTargets(const std::string &role, const st
 
 base::Result<void> TrustedRelease::CheckDelegator(const std::string &role, const std::string &delegator) const {
     return CheckSigners(m_targets.at(role).file, role, delegator);
-}
-
-std::optional<std::uint64_t> TrustedRelease::SignedVersion(MetadataType type, const std::string &role,
-                                                           const std::string &delegator,
-                                                           std::string_view bytes) const {
-    const base::Result<SignedFile> file = ReadChecked(type, role, delegator, bytes);
-    return file ? std::optional(file->head.version) : std::nullopt;
 }
 
 } // namespace delivery

@@ -32,8 +32,8 @@ public:
     base::Result<void> StartFrom(std::string_view root);
     // The version after the trusted one, signed by the keys of both.
     base::Result<void> TakeNextRoot(std::string_view bytes);
-    // True when a root since StartFrom has withdrawn a key of the timestamp or snapshot role. What is saved of these two
-    // must then be forgotten: it may carry versions that a thief of the key made too high (5.3.11).
+    // True when a root since StartFrom has withdrawn a key of the timestamp or snapshot role. What is saved of these
+    // two must then be forgotten: it may carry versions that a thief of the key made too high (5.3.11).
     bool KeysWithdrawn() const {
         return m_keysWithdrawn;
     }
@@ -61,10 +61,8 @@ public:
     // How the snapshot lists the role; fails with ReleaseFault::Mismatch when it does not.
     base::Result<ListedFile> Listed(const std::string &role) const;
 
-    // The version of a file of this role, when the keys that are trusted now have signed it. For comparing what is
-    // saved. Nothing otherwise.
-    std::optional<std::uint64_t> SignedVersion(MetadataType type, const std::string &role, const std::string &delegator,
-                                               std::string_view bytes) const;
+    // The version of a timestamp, when the keys that are trusted now have signed it. Nothing otherwise.
+    std::optional<std::uint64_t> SignedTimestampVersion(std::string_view bytes) const;
 
     // Null as long as there is none.
     const Root *root() const {
@@ -84,7 +82,8 @@ private:
         Targets targets;
     };
 
-    base::Result<void> CheckSigners(const SignedFile &file, const std::string &role, const std::string &delegator) const;
+    base::Result<void> CheckSigners(const SignedFile &file, const std::string &role,
+                                    const std::string &delegator) const;
     base::Result<SignedFile> ReadChecked(MetadataType type, const std::string &role, const std::string &delegator,
                                          std::string_view bytes) const;
     base::Result<void> CheckExpiry(const std::string &file, const MetadataHead &head) const;

@@ -8,7 +8,7 @@
 #include "delivery/page/PageObjects.h"
 #include "site/check/CertificateCheck.h"
 #include "site/Files.h"
-#include "site/publish/InstructionFile.h"
+#include "delivery/instructions/InstructionFile.h"
 #include "site/publish/ItemLine.h"
 #include "site/check/PackageCheck.h"
 #include "site/check/PageCheck.h"
@@ -63,7 +63,7 @@ private:
 bool SiteCheck::FetchInstructions() {
     const SiteSource::File file = m_source->Fetch(kInstructionFileName, kLargestText);
     if (file.path.empty()) {
-        Add(Severity::error, m_source->Title(kInstructionFileName),
+        Add(Severity::Error, m_source->Title(kInstructionFileName),
             "the instruction file cannot be fetched: " + file.reason,
             "publish the site, or check the folder or address that is its root");
         return false;
@@ -125,7 +125,7 @@ void SiteCheck::CheckSignatures(const std::string &section, const std::string &c
     for (const SectionItem &item : items) {
         if (item.attributes.size() >= kAttributes && !item.attributes[kSignature].empty() &&
             !key.Verifies(item.attributes[kHashValue], item.attributes[kSignature])) {
-            Add(Severity::error, item.where,
+            Add(Severity::Error, item.where,
                 "the signature of " + item.attributes[kName] + " is not by the key of the page's certificate",
                 "publish page and section with the same keys; while two keys are in use, give each its own section");
         }
@@ -143,7 +143,7 @@ void SiteCheck::CheckComponent(const delivery::PageObject &object, const std::st
         return item.attributes.size() >= kRequiredAttributes && FoldCase(item.attributes[kName]) == FoldCase(name);
     });
     if (!isThere) {
-        Add(Severity::error, title + ":" + std::to_string(object.Find("LumComponentName")->line),
+        Add(Severity::Error, title + ":" + std::to_string(object.Find("LumComponentName")->line),
             "LumComponentName " + name + " is no item of section [" + section + "]; nothing can be started",
             "name one of the components, or publish this one");
     }
@@ -173,13 +173,13 @@ void SiteCheck::CheckPage(const std::string &page) {
     const std::string title = m_source->Title(page);
     const SiteSource::File file = m_source->Fetch(page, kLargestText);
     if (file.path.empty()) {
-        Add(Severity::error, title, "the page cannot be fetched: " + file.reason,
+        Add(Severity::Error, title, "the page cannot be fetched: " + file.reason,
             "name the page that starts the extension with --page");
         return;
     }
     const std::vector<delivery::PageObject> objects = delivery::ReadObjects(ReadWholeFile(file.path));
     if (objects.empty()) {
-        Add(Severity::error, title, "the page has no object of type application/x-lum",
+        Add(Severity::Error, title, "the page has no object of type application/x-lum",
             "embed the object that publish writes, or name another page with --page");
         return;
     }

@@ -67,17 +67,17 @@ std::string WithSlash(const std::string &url) {
 
 void ParameterExaminer::ExamineRoot(const std::string &address) {
     if (!m_object.Find("LumUrlRoot")) {
-        Add(Severity::error, "LumUrlRoot", "the page has no LumUrlRoot; nothing can be fetched",
+        Add(Severity::Error, "LumUrlRoot", "the page has no LumUrlRoot; nothing can be fetched",
             "set it to the address of the published folder");
         return;
     }
     const std::string root = m_object.Value("LumUrlRoot");
     const std::string reason = ReasonAgainstUrlRoot(root);
     if (!reason.empty()) {
-        Add(Severity::error, "LumUrlRoot", "LumUrlRoot \"" + root + "\" " + reason,
+        Add(Severity::Error, "LumUrlRoot", "LumUrlRoot \"" + root + "\" " + reason,
             "set it to the address of the published folder");
     } else if (!address.empty() && WithSlash(root) != WithSlash(address)) {
-        Add(Severity::warning, "LumUrlRoot",
+        Add(Severity::Warning, "LumUrlRoot",
             "the page sends visitors to " + root + ", another address than the one checked", "check that address too");
     }
 }
@@ -89,12 +89,12 @@ void ParameterExaminer::ExamineReports() {
     }
     for (const char *name : {"MeetingID", "SessionID"}) {
         if (!m_object.Find(name)) {
-            Add(Severity::warning, "LoggingURL", std::string("without ") + name + " nothing is reported to LoggingURL",
+            Add(Severity::Warning, "LoggingURL", std::string("without ") + name + " nothing is reported to LoggingURL",
                 std::string("set ") + name + ", or leave LoggingURL out");
         }
     }
     if (url.find('?') == std::string::npos) {
-        Add(Severity::warning, "LoggingURL",
+        Add(Severity::Warning, "LoggingURL",
             "LoggingURL has no \"?\", so that the report of the download's time asks for another path",
             "end it in \"?\", or give it a query");
     }
@@ -107,7 +107,7 @@ void ParameterExaminer::ExamineSpelling() {
     for (const auto &[name, value, line] : m_object.parameters) {
         for (const char *known : kKnownParameters) {
             if (name != known && FoldCase(name) == FoldCase(known)) {
-                Add(Severity::warning, name, "parameter " + name + " is not read: names are compared letter by letter",
+                Add(Severity::Warning, name, "parameter " + name + " is not read: names are compared letter by letter",
                     std::string("spell it ") + known);
             }
         }
@@ -116,12 +116,12 @@ void ParameterExaminer::ExamineSpelling() {
 
 Findings ParameterExaminer::Run(const std::string &address) {
     if (m_object.Value("LumComponentName").empty()) {
-        Add(Severity::error, "LumComponentName", "the page has no LumComponentName; nothing can be started",
+        Add(Severity::Error, "LumComponentName", "the page has no LumComponentName; nothing can be started",
             "set it to the name of the component to start");
     }
     ExamineRoot(address);
     if (FoldCase(m_object.Value("LumDownloadOnly")) == FoldCase("TRUE") && !m_object.Find("szNextUrl")) {
-        Add(Severity::warning, "LumDownloadOnly", "nothing follows the download: there is no szNextUrl",
+        Add(Severity::Warning, "LumDownloadOnly", "nothing follows the download: there is no szNextUrl",
             "set szNextUrl, or leave LumDownloadOnly out");
     }
     ExamineReports();

@@ -76,7 +76,7 @@ TEST_F(Files, AreReadWholeOrNotAtAll) {
     EXPECT_EQ(ReadStart(open.get(), 100), "b\n");
     EXPECT_EQ(ReadStart(open.get(), 100), "");
 
-    mkfifo((m_place / "pipe").c_str(), 0600); // nobody writes to it
+    mkfifo((m_place / "pipe").c_str(), 0600); // without a writer
     const struct {
         const char *name;
         std::uint64_t limit;

@@ -21,9 +21,9 @@ TEST(ProcessStatus, IsThatOfTheProcess) {
     EXPECT_GE(running->startTime, self->startTime);
     child.KillOnly();
     EXPECT_EQ(StatusOfProcess(child.pid())->state, 'Z');
+    const pid_t gone = child.pid();
     child.End();
-    EXPECT_FALSE(StatusOfProcess(child.pid()));
-    for (const pid_t bad : {0, -1}) {
+    for (const pid_t bad : {gone, 0, -1}) {
         EXPECT_FALSE(StatusOfProcess(bad));
     }
     EXPECT_EQ(base::OwnProgram().filename(), "base_test");

@@ -107,7 +107,10 @@ TEST(Floors, EveryFolderIncludesWhatItMay) {
     const auto sources = SourcesBelow(kRoot);
     ASSERT_GT(sources.size(), 300U) << "looking in the wrong place: " << kRoot;
     for (const fs::path &source : sources) {
-        EXPECT_TRUE(TheFloors().RowOf(source)) << source << " is in a folder without a row in docs/dev/architecture.md";
+        if (!TheFloors().RowOf(source)) {
+            ADD_FAILURE() << source << " is in a folder without a row in docs/dev/architecture.md";
+            continue;
+        }
         for (const Inclusion &inclusion : InclusionsIn(ReadFile(kRoot / source))) {
             EXPECT_TRUE(MayInclude(source, inclusion)) << source << " may not include " << inclusion.header;
         }

@@ -3,7 +3,8 @@
 //
 //     tuf_client --metadata-dir DIR init ROOT
 //     tuf_client --metadata-dir DIR --metadata-url URL refresh
-//     tuf_client --metadata-dir DIR --metadata-url URL --target-dir DIR --target-base-url URL --target-name NAME... download
+//     tuf_client --metadata-dir DIR --metadata-url URL --target-dir DIR --target-base-url URL --target-name NAME...
+//     download
 //
 // Exit status 0 or 1, with the reason on the standard error. Not built with checks: the suite moves its clock by a
 // preloaded library.

@@ -10,7 +10,7 @@
 
 #include "delivery/page/PageObjects.h"
 #include "site/serve/HttpServer.h"
-#include "site/publish/InstructionFile.h"
+#include "delivery/instructions/InstructionFile.h"
 #include "site/publish/ItemLine.h"
 #include "site/publish/Page.h"
 #include "tests/site/DemoSite.h"

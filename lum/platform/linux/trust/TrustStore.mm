@@ -23,7 +23,7 @@ struct FreeTrustList {
         gnutls_x509_trust_list_deinit(list, 1);
     }
 };
-using TrustListPtr = std::unique_ptr<std::remove_pointer_t<gnutls_x509_trust_list_t>, FreeTrustList>;
+using ScopedTrustList = std::unique_ptr<std::remove_pointer_t<gnutls_x509_trust_list_t>, FreeTrustList>;
 
 void AppendCopy(std::vector<Certificate> &certificates, gnutls_x509_crt_t handle) {
     gnutls_datum_t der = {nullptr, 0};
@@ -44,7 +44,7 @@ std::vector<Certificate> SystemRoots() {
     if (gnutls_x509_trust_list_init(&made, 0) != GNUTLS_E_SUCCESS) {
         return {};
     }
-    const TrustListPtr list(made);
+    const ScopedTrustList list(made);
     gnutls_x509_trust_list_add_system_trust(made, 0, 0);
 
     std::vector<Certificate> roots;

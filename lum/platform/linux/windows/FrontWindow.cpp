@@ -133,13 +133,13 @@ Activation ActivateWindowOfProcess(pid_t pid) {
     int screen = 0;
     const base::ScopedXcbConnection connection = base::ConnectToWindowServer(&screen);
     if (!connection || !CanTellOwners(connection.get())) {
-        return Activation::kNoWindowServer;
+        return Activation::NoWindowServer;
     }
     const xcb_window_t root = RootWindow(connection.get(), screen);
     const xcb_window_t window = ChooseWindow(connection.get(), root, pid);
     if (window == XCB_WINDOW_NONE) {
-        return Activation::kNoWindow;
+        return Activation::NoWindow;
     }
     RequestActivation(connection.get(), root, window);
-    return Activation::kRequested;
+    return Activation::Requested;
 }
