@@ -30,6 +30,8 @@
 
 #include <string>
 
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
+
 #define LUM_FUZZY_EXPORT __attribute__((visibility("default")))
 
 // The window's texts.
@@ -135,3 +137,5 @@ extern "C" LUM_FUZZY_EXPORT ILumFuzzyWindowManager *createLumFuzzyWindow(ILumFuz
 
 // Puts the window away, as stop() does, and destroys the manager. Nothing for null.
 extern "C" LUM_FUZZY_EXPORT void destroyLumFuzzyWindow(ILumFuzzyWindowManager *manager);
+
+// NOLINTEND(readability-identifier-naming)

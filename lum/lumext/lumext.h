@@ -12,6 +12,8 @@
 #include "lum/lumext/luminstallationmgr.h"
 #include "lum/platform/ObjcForward.h"
 
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
+
 LUM_FORWARD_CLASS(LUMBridge);
 
 class CLumExtension {
@@ -122,3 +124,5 @@ public:
     std::uint32_t m_dwDownloadStartTick = 0;
     std::uint32_t m_dwDownloadTotalSize = 0;
 };
+
+// NOLINTEND(readability-identifier-naming)

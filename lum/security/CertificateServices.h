@@ -16,6 +16,8 @@
 
 #include "lum/platform/ObjcForward.h"
 
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
+
 LUM_FORWARD_CLASS(NSData);
 LUM_FORWARD_CLASS(NSString);
 struct rsa_st; // libcrypto's RSA
@@ -59,3 +61,5 @@ bool VerifyBytes(rsa_st *rsa, std::string_view data, std::string_view signature)
 // first 2045 bytes are read, so a longer one that is cut within the key fails. The file is left open on failure.
 NSData *SignDataWithSSL(const char *keyPath, NSData *data);
 std::optional<std::string> SignBytes(const char *keyPath, std::string_view data);
+
+// NOLINTEND(readability-identifier-naming)
