@@ -14,6 +14,8 @@
 
 #include "lum/platform/ObjcForward.h"
 
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
+
 LUM_FORWARD_CLASS(NSBundle);
 LUM_FORWARD_CLASS(NSString);
 typedef struct __CFBundle *CFBundleRef;
@@ -189,3 +191,5 @@ NSBundle *ExtensionBundle();
 // `key` looked up in the table "Localizable_%s" of `bundle` for the page's language identifier (null: English);
 // the key itself when there is no such text or the bundle is nil. Autoreleased.
 NSString *LocalizedText(NSBundle *bundle, const char *languageId, NSString *key);
+
+// NOLINTEND(readability-identifier-naming)

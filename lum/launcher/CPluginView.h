@@ -15,6 +15,8 @@
 #include <cstdint>
 #include <string>
 
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
+
 class CLumExtension;
 class CPluginView;
 class LaunchOwner;
@@ -124,3 +126,5 @@ private:
     void TellPlayerToOpen(const std::string &address) const;
     void TellOwner(Product product) const;
 };
+
+// NOLINTEND(readability-identifier-naming)

@@ -18,6 +18,8 @@
 #include "fuzzywindow/LumFuzzyWindow.h"
 #include "lum/lumext/HostServices.h"
 
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
+
 class CLumExtension;
 class CPluginView;
 
@@ -137,3 +139,5 @@ public:
     LumFuzzyWindowDelegate m_lumFuzzyWindowDelegate;
     ILumFuzzyWindowManager *m_pLumFuzzyWindowMgr = nullptr; // owned
 };
+
+// NOLINTEND(readability-identifier-naming)

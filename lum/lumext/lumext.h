@@ -12,6 +12,8 @@
 #include "lum/lumext/luminstallationmgr.h"
 #include "lum/platform/ObjcForward.h"
 
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
+
 LUM_FORWARD_CLASS(LUMBridge);
 
 class CLumExtension {
@@ -130,3 +132,5 @@ private:
     int m_nFrames = 0;
     bool m_bLeft = false;
 };
+
+// NOLINTEND(readability-identifier-naming)

@@ -20,6 +20,8 @@
 
 #include <stdint.h>
 
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -143,3 +145,5 @@ LUM_EXPORT uint32_t LumExitInstance(void *cookie, void *component);
 #endif
 
 #endif
+
+// NOLINTEND(readability-identifier-naming)

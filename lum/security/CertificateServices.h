@@ -12,6 +12,8 @@
 
 #include "lum/platform/ObjcForward.h"
 
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
+
 LUM_FORWARD_CLASS(NSData);
 LUM_FORWARD_CLASS(NSString);
 struct rsa_st; // libcrypto's RSA
@@ -52,3 +54,5 @@ bool verifyDataWithSSL(rsa_st *rsa, NSData *data, NSData *signature);
 // The signature, as long as the key's modulus, or nil. The key file holds an RSA private key in PEM form; only its
 // first 2045 bytes are read, so a longer one that is cut within the key fails. The file is left open on failure.
 NSData *SignDataWithSSL(const char *keyPath, NSData *data);
+
+// NOLINTEND(readability-identifier-naming)

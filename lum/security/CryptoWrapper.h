@@ -26,6 +26,8 @@
 
 #include "lum/security/Sha1WithRsa.h"
 
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
+
 // The byte that two hexadecimal digits encode. Reads as strtol does, base 16, and keeps the low 8 bits: an invalid
 // character ends the number early ('1','G' is 1; 'G','1' is 0).
 unsigned char strToChar(char high, char low);
@@ -160,3 +162,5 @@ LUM_CRYPTO_FUNCTIONS(LUM_CRYPTO_ACCESSOR)
 @end
 
 #endif // __OBJC__
+
+// NOLINTEND(readability-identifier-naming)
