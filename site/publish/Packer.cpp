@@ -272,8 +272,8 @@ PackageContent ReadPackage(const fs::path &package) {
     archive_entry *entry = nullptr;
     int status;
     while ((status = archive_read_next_header(a, &entry)) == ARCHIVE_OK || status == ARCHIVE_WARN) {
-        const char *utf8 = archive_entry_pathname_utf8(entry);
-        const char *raw = utf8 ? utf8 : archive_entry_pathname(entry);
+        const char *asUtf8 = archive_entry_pathname_utf8(entry);
+        const char *raw = asUtf8 ? asUtf8 : archive_entry_pathname(entry);
         const fs::path name = fs::path(raw ? raw : "").lexically_normal();
         const char *link = archive_entry_symlink_utf8(entry);
         const char *hardLink = archive_entry_hardlink_utf8(entry);
