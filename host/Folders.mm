@@ -5,6 +5,8 @@
 
 #import <Foundation/Foundation.h>
 
+#import "base/objc/ScopedPool.h"
+
 namespace lumhost {
 
 namespace {
@@ -32,10 +34,17 @@ fs::path ApplicationSupport(const fs::path &home) {
     return within.empty() || *within.begin() == ".." ? folder : home / within;
 }
 
+// The folder that holds this program; empty when the system does not tell.
+fs::path ProgramFolder() {
+    std::error_code error;
+    const fs::path program = fs::read_symlink("/proc/self/exe", error);
+    return error ? fs::path() : program.parent_path();
+}
+
 } // namespace
 
 Folders Folders::OfUser() {
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    const base::ScopedPool pool;
     Folders folders;
     folders.home = Home();
     folders.installed = ApplicationSupport(folders.home) / "Kelvo Folder";
@@ -44,14 +53,7 @@ Folders Folders::OfUser() {
     folders.state = FromVariable("XDG_STATE_HOME", folders.home / ".local/state") / "lumhost";
     folders.cache = FromVariable("XDG_CACHE_HOME", folders.home / ".cache") / "lumhost";
     folders.temporary = FromVariable("TMPDIR", "/tmp");
-    [pool drain];
     return folders;
-}
-
-fs::path ProgramFolder() {
-    std::error_code error;
-    const fs::path program = fs::read_symlink("/proc/self/exe", error);
-    return error ? fs::path() : program.parent_path();
 }
 
 fs::path OwnPart(std::string_view name) {

@@ -8,6 +8,7 @@
 
 #include "lum/platform/linux/bundles/BundleLayout.h"
 #include "lum/platform/linux/bundles/Localization.h"
+#include "lum/platform/linux/session/CryptoLibraries.h"
 #include "lum/platform/ObjcEach.h"
 
 namespace {
@@ -124,6 +125,6 @@ NSBundle *BundleWithIdentifierOrCode(NSString *identifier, const void *code) {
 }
 
 const char *const *CryptoLibraryPaths() {
-    static constexpr const char *paths[] = {"libcrypto.so.3", "libcrypto.so.1.1", nullptr};
+    static constexpr const char *paths[] = {LUM_CRYPTO_LIBRARIES, nullptr};
     return paths;
 }
