@@ -22,6 +22,11 @@ fs::path ApplicationSupport() {
                              [NSHomeDirectory() fileSystemRepresentation]);
 }
 
+// The folder that holds this program; empty when the system does not tell.
+fs::path ProgramFolder() {
+    return base::OwnProgram().parent_path();
+}
+
 } // namespace
 
 Folders Folders::OfUser() {
@@ -35,10 +40,6 @@ Folders Folders::OfUser() {
     folders.cache = base::CacheFolder() / "lumhost";
     folders.temporary = base::TemporaryFolder();
     return folders;
-}
-
-fs::path ProgramFolder() {
-    return base::OwnProgram().parent_path();
 }
 
 fs::path OwnPart(std::string_view name) {
