@@ -1,5 +1,5 @@
 // What the extension's own steps cost: traces, INI look-ups, item lines, heartbeats, hashes, signatures. Where a user
-// could pick something else, that stands beside it in the same run: the openssl command for hashes, OpenSSL's functions
+// could pick something else, that runs beside it: the openssl command for hashes, OpenSSL's functions
 // for signatures.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -14,11 +14,13 @@
 
 #import <Foundation/Foundation.h>
 
+#import "base/objc/ScopedPool.h"
 #include "lum/common/lumutil.h"
 #include "lum/lumext/lumext.h"
 #import "lum/security/CryptoWrapper.h"
 #include "lum/security/CertificateServices.h"
 #include "tests/support/FakeHost.h"
+#include "tests/support/TestCertificates.h"
 
 @interface LUMBenchCollector : NSObject {
 @public
@@ -145,7 +147,7 @@ NSString *Text(const std::string &text) {
 
 // A hash text of 64 bytes, signed with a key of 2048 bits, checked against the site's certificate's key.
 void VerifySignature(benchmark::State &state) {
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    const base::ScopedPool pool;
     NSData *text = [Text(std::string(64, 'a')) dataUsingEncoding:NSUTF8StringEncoding];
     NSData *signature = SignDataWithSSL((Place() + "/key.pem").c_str(), text);
     SecCertificateRef certificate = SecFromFile((Place() + "/certificate.der").c_str());
@@ -157,7 +159,6 @@ void VerifySignature(benchmark::State &state) {
     }
     [[CryptoWrapper sharedInstance] RSA_free](key);
     CFRelease(certificate);
-    [pool drain];
 }
 
 // OpenSSL's own functions on the same key: PKCS#1 v1.5 with SHA-256 over the same 64 bytes.
@@ -213,7 +214,7 @@ BENCHMARK_CAPTURE(HashWithCommand, sha256, "sha256")->Unit(benchmark::kMilliseco
 } // namespace
 
 int main(int argc, char **argv) {
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    const base::ScopedPool pool;
     std::string pattern = (std::filesystem::temp_directory_path() / "lumbench.XXXXXX").string();
     if (!mkdtemp(pattern.data())) {
         std::perror("lum_bench: a temporary folder cannot be made");
@@ -221,13 +222,12 @@ int main(int argc, char **argv) {
     }
     Place() = pattern;
     setenv("HOME", pattern.c_str(), 1);
-    Run("cd '" + Place() +
-        "' && openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=bench -days 2 -keyout key.pem "
-        "-outform DER -out certificate.der 2>/dev/null");
+    const TestCertificate certificate({.commonName = "bench", .key = KeyKind::Rsa2048});
+    std::ofstream(Place() + "/key.pem") << certificate.KeyPem();
+    std::ofstream(Place() + "/certificate.der", std::ios::binary) << certificate.der();
     MakeLargeFile();
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     std::filesystem::remove_all(Place());
-    [pool drain];
     return 0;
 }

@@ -21,7 +21,7 @@
 // For the whole file:
 // - One thread, the main thread: the framework is called on it, and calls the delegate on it.
 // - The window lives on the run loop of that thread. In a process that runs no NSApplication of its own the framework
-//   looks after the window's events in start, setTotalDownloadSize, updateDownloadedSize and isReady,
+//   handles the window's events in start, setTotalDownloadSize, updateDownloadedSize and isReady,
 //   so stopLum may be called from within these.
 // - Without a window server no window is shown, and everything else is as ever.
 // - Texts are UTF-8. What is not is shown as well as it can be. A text handed over is copied.
@@ -66,7 +66,7 @@ public:
     // The folder in which the instruction file is kept. Need not exist; empty: it is not kept.
     virtual std::string getDefInstallPath() = 0;
 
-    // The window's title; when it is empty the topic stands there. Asked in start().
+    // The window's title; when it is empty, the topic. Asked in start().
     virtual std::string getLumWindowTitle() = 0;
 
     // Whether the window shows a lock. Asked in start().

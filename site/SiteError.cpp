@@ -10,14 +10,9 @@ void ThrowSystemError(const std::string &doing, const std::string &path) {
     throw SiteError(doing + " " + path + ": " + std::generic_category().message(errno));
 }
 
-bool HasErrors(const Findings &findings) {
-    return std::any_of(findings.begin(), findings.end(),
-                       [](const Finding &finding) { return finding.severity == Severity::error; });
-}
-
 std::string ToText(const Finding &finding) {
-    const char *word = finding.severity == Severity::error     ? "error: "
-                       : finding.severity == Severity::warning ? "warning: "
+    const char *word = finding.severity == Severity::Error     ? "error: "
+                       : finding.severity == Severity::Warning ? "warning: "
                                                                : "note: ";
     std::string text = word + (finding.where.empty() ? "" : finding.where + ": ") + finding.what + "\n";
     if (!finding.remedy.empty()) {

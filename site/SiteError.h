@@ -3,7 +3,8 @@
 
 #include <stdexcept>
 #include <string>
-#include <vector>
+
+#include "base/Finding.h"
 
 namespace lumsite {
 
@@ -22,23 +23,11 @@ public:
 // `doing` and `path` with the system's reason for errno, such as "cannot read a/b: Permission denied".
 [[noreturn]] void ThrowSystemError(const std::string &doing, const std::string &path);
 
-enum class Severity {
-    note,    // worth knowing
-    warning, // works, though not the way most sites want it
-    error,   // a visitor's installation fails
-};
+using base::Finding;
+using base::Findings;
+using base::HasErrors;
+using base::Severity;
 
-// One remark about a site: where it was seen ("lummac.ini:4"), what is the matter and what to do about it.
-struct Finding {
-    Severity severity;
-    std::string where;
-    std::string what;
-    std::string remedy;
-};
-
-using Findings = std::vector<Finding>;
-
-bool HasErrors(const Findings &findings);
 // "error: lummac.ini:4: what\n    remedy\n".
 std::string ToText(const Finding &finding);
 

@@ -57,7 +57,7 @@ std::optional<std::uint64_t> XzWindow(const Bytes &head) {
     }
     const unsigned char flags = head[13];
     std::size_t place = 14;
-    for (const unsigned char given : {0x40, 0x80}) {
+    for (const int given : {0x40, 0x80}) {
         if ((flags & given) && !TakeXzNumber(head, place)) {
             return std::nullopt;
         }

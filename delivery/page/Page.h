@@ -1,7 +1,6 @@
 // A page and what it says to the extension.
 //
-// The parameters are those of the first <object> or <embed> of the type "application/x-lum" in the page: the <param>s
-// within the object, or the attributes of the embed. Whatever else stands in the page is passed over, however broken.
+// The parameters are those of the first object of the page, as PageObjects.h reads it.
 #pragma once
 
 #include <optional>
@@ -20,9 +19,7 @@ public:
     // `address` is where the page came from in the end; nothing for a file.
     explicit Page(std::optional<base::Url> address) : m_address(std::move(address)) {}
 
-    // The page's own parameters, replacing what was there. False when it has no such object. `page` may be of any size
-    // and need not be sound; it is UTF-8 when it can be, otherwise in the encoding that it names, otherwise Latin 1. It
-    // is not read further than to a place that no honest page has: a thousand open elements, or attributes of one tag.
+    // Takes the parameters from the text of a page, replacing those that were there. False when it has no object.
     bool ReadObject(std::string_view page);
 
     // The value of a parameter, or null. A name is first looked for as it is, then without regard to case, because

@@ -11,10 +11,6 @@ namespace {
 
 constexpr unsigned kMostAttributes = 1000;
 
-bool IsBlank(char c) {
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
 // Walks over a page the way the parser does, without making anything of it.
 class TagWalk {
 public:
@@ -49,14 +45,14 @@ private:
 
     std::string_view Token() {
         const std::size_t start = m_at;
-        while (m_at < m_html.size() && !IsBlank(m_html[m_at]) && m_html[m_at] != '>' && m_html[m_at] != '=') {
+        while (m_at < m_html.size() && !base::IsBlank(m_html[m_at]) && m_html[m_at] != '>' && m_html[m_at] != '=') {
             ++m_at;
         }
         return m_html.substr(start, m_at - start);
     }
 
     void SkipBlanks() {
-        while (m_at < m_html.size() && IsBlank(m_html[m_at])) {
+        while (m_at < m_html.size() && base::IsBlank(m_html[m_at])) {
             ++m_at;
         }
     }
@@ -70,7 +66,7 @@ private:
             SkipPast({&quote, 1});
             return;
         }
-        while (m_at < m_html.size() && !IsBlank(m_html[m_at]) && m_html[m_at] != '>') {
+        while (m_at < m_html.size() && !base::IsBlank(m_html[m_at]) && m_html[m_at] != '>') {
             ++m_at;
         }
     }

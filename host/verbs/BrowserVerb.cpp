@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <map>
 
+#include "base/Processes.h"
 #include "base/Text.h"
 #include "host/Process.h"
 #include "host/browser/BrowserHosts.h"
@@ -13,11 +14,6 @@ namespace lumhost {
 namespace {
 
 using State = BrowserHost::State;
-
-std::filesystem::path OwnProgram() {
-    std::error_code error;
-    return std::filesystem::read_symlink("/proc/self/exe", error);
-}
 
 void Tell(const BrowserHost &host, const char *what) {
     std::printf("%-9s %-17s %s\n", host.browser.c_str(), what, base::OneLine(host.file.string()).c_str());
@@ -63,7 +59,7 @@ const char *NameOf(State state) {
 int Status(const std::vector<BrowserHost> &hosts) {
     std::map<std::string, bool> found;
     for (const BrowserHost &host : hosts) {
-        const State state = host.Look(OwnProgram());
+        const State state = host.Look(base::OwnProgram());
         Tell(host, NameOf(state));
         found[host.browser] = found[host.browser] || state == State::Current;
     }
@@ -81,8 +77,8 @@ int Status(const std::vector<BrowserHost> &hosts) {
 int Install(const std::vector<BrowserHost> &hosts) {
     int status = EXIT_SUCCESS;
     for (const BrowserHost &host : hosts) {
-        const bool wasCurrent = host.Look(OwnProgram()) == State::Current;
-        if (const base::Result<void> written = host.Write(OwnProgram()); !written) {
+        const bool wasCurrent = host.Look(base::OwnProgram()) == State::Current;
+        if (const base::Result<void> written = host.Write(base::OwnProgram()); !written) {
             Complain(written.error().text + (host.forAll ? " (needs root)" : ""));
             status = EXIT_FAILURE;
             continue;
@@ -99,7 +95,7 @@ int Install(const std::vector<BrowserHost> &hosts) {
 int Uninstall(const std::vector<BrowserHost> &hosts) {
     int status = EXIT_SUCCESS;
     for (const BrowserHost &host : hosts) {
-        const bool wasMissing = host.Look(OwnProgram()) == State::Missing;
+        const bool wasMissing = host.Look(base::OwnProgram()) == State::Missing;
         if (const base::Result<void> removed = host.Remove(); !removed) {
             Complain(removed.error().text + (host.forAll ? " (needs root)" : ""));
             status = EXIT_FAILURE;

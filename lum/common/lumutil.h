@@ -34,7 +34,7 @@ void MacErrorTrace(const char *format, ...) __attribute__((format(printf, 1, 2))
 // The assertion idiom: traces "ASSERT %s failed at file %s, line %d\r\n" at error level; execution goes on, the caller
 // takes its failure branch. `expression` is the source text of what should have held, `file` the unit's path from
 // "lum/" on. The finished line is formatted once more as a trace's format, so neither text may hold a "%".
-// lum/common/assertion.h has the form for everyday use.
+// Assertion.h has the form that the sources use.
 void TraceAssertionFailure(const char *expression, const char *file, int line);
 
 // --- INI reader ---
@@ -144,8 +144,11 @@ bool GetFileVersionString(char *path, char *dest, int size);
 
 // --- Processes ---
 
-// The process id of the user's first running application of this name, without regard to (ASCII) case; 0xFFFFFFFF when
-// there is none, or for null. The process may have ended by the time the caller looks.
+// In place of a process id: there is no such process.
+constexpr unsigned int kNoProcessId = 0xFFFFFFFF;
+
+// The process id of the user's first running application of this name, without regard to (ASCII) case; kNoProcessId
+// when there is none, or for null. The process may have ended by the time the caller looks.
 unsigned int GetPIDForProcessName(const char *name);
 
 // The ids of all processes of the system whose kernel command name agrees with `name`, case included, in the first 16

@@ -14,8 +14,6 @@
 
 namespace {
 
-constexpr unsigned int kNoProcessId = 0xFFFFFFFF;
-
 // Results of GetAllPIDsForProcessName.
 enum {
     kFound = 0,

@@ -17,6 +17,7 @@
 
 class CLumExtension;
 class CPluginView;
+class LaunchOwner;
 struct _NPWindow;
 
 // The drawing port of a component that is loaded into the process.
@@ -103,14 +104,12 @@ public:
     ProcessSerialNumber *mpComponantPSN = nullptr; // owned; the application that LoadMainComponant has found
 
 private:
-    enum class Product { kApplication, kPlayer, kRecordingPlayer };
-    enum class Focus { kNotRunning, kVanished, kFocused };
+    enum class Product { Application, Player, RecordingPlayer };
+    enum class Focus { NotRunning, Vanished, Focused };
 
     static Product ProductOf(const std::string &processName);
-    const char *Parameter(const char *name) const;
-    bool UsesPlaceholderWindow() const;
+    LaunchOwner Owner() const;
     long ProductType() const;
-    void ShowLaunchFailure(const std::string &executablePath) const;
     void CloseLoadedComponent();
     void ForgetSerialNumber();
     void HoldSerialNumber(const ProcessSerialNumber &psn);

@@ -2,13 +2,12 @@
 
 #include <exception>
 
-#import <Foundation/Foundation.h>
-
+#import "base/objc/ScopedPool.h"
 #include "lum/common/lumutil.h"
 #include "lum/platform/Session.h"
 
 void RunGuarded(const char *where, void (*function)(void *), void *context) {
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    const base::ScopedPool pool;
     try {
         if (NSException *exception = CatchObjCException(function, context)) {
             MacErrorTrace("%s, exception %s: %s", where, [[exception name] UTF8String],
@@ -19,5 +18,4 @@ void RunGuarded(const char *where, void (*function)(void *), void *context) {
     } catch (...) {
         MacErrorTrace("%s, unknown exception", where);
     }
-    [pool drain];
 }

@@ -16,7 +16,7 @@
 #include <string>
 
 #include "fuzzywindow/LumFuzzyWindow.h"
-#include "lum/lumext/lumextInterface.h"
+#include "lum/lumext/HostServices.h"
 
 class CLumExtension;
 class CPluginView;
@@ -102,8 +102,9 @@ public:
 private:
     // Traces the assertion with this line number when there is no service table.
     void requireInterface(int line) const;
-    // Null when the page has no such parameter, or there is nobody to ask. The text stays the host's.
-    const char *parameter(const char *name) const;
+    HostServices services() const;
+    // "" when the page has no such parameter.
+    std::string parameter(const char *name) const;
     std::string decodedParameter(const char *name, const char *absent) const;
     // The folder of the product version beside the extension's bundle, without a "/" at its end; "" without a bundle.
     std::string versionFolder();

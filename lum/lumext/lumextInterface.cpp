@@ -3,13 +3,14 @@
 #include <exception>
 #include <memory>
 
+#include "lum/common/Assertion.h"
 #include "lum/common/lumutil.h"
 #include "lum/lumext/Guard.h"
 #include "lum/lumext/lumext.h"
 
 namespace {
 
-constexpr char kSource[] = "lum/lumext/lumextInterface";
+constexpr SourceUnit kSource("lum/lumext/lumextInterface");
 
 CLumExtension *Extension(void *component) {
     return static_cast<CLumExtension *>(component);
@@ -18,8 +19,7 @@ CLumExtension *Extension(void *component) {
 } // namespace
 
 uint32_t LumInitInstance(void *cookie, tagLUMInterface *services, void **ppComponent) {
-    if (!ppComponent) {
-        TraceAssertionFailure("ppComponent", kSource, __LINE__);
+    if (!AssertionHolds(ppComponent != nullptr, "ppComponent", kSource)) {
         return kLUMErrorNullArgument;
     }
     *ppComponent = nullptr;
@@ -37,8 +37,7 @@ uint32_t LumInitInstance(void *cookie, tagLUMInterface *services, void **ppCompo
 }
 
 uint8_t LumHandleEvent(void *, EventRecord *event, uint8_t flag, void *component) {
-    if (!component) {
-        TraceAssertionFailure("pComponent!=nil", kSource, __LINE__);
+    if (!AssertionHolds(component != nullptr, "pComponent!=nil", kSource)) {
         return 0;
     }
     uint8_t result = 0;
@@ -47,8 +46,7 @@ uint8_t LumHandleEvent(void *, EventRecord *event, uint8_t flag, void *component
 }
 
 uint32_t LumSetWindow(void *, _NPWindow *window, void *component) {
-    if (!component) {
-        TraceAssertionFailure("pComponent!=nil", kSource, __LINE__);
+    if (!AssertionHolds(component != nullptr, "pComponent!=nil", kSource)) {
         return kLUMErrorNullArgument;
     }
     Guarded("LumSetWindow", [&] { Extension(component)->SetWindow(window); });
@@ -56,16 +54,14 @@ uint32_t LumSetWindow(void *, _NPWindow *window, void *component) {
 }
 
 void LumActionNotify(void *, uint32_t value1, uint32_t value2, void *component) {
-    if (!component) {
-        TraceAssertionFailure("pComponent!=nil", kSource, __LINE__);
+    if (!AssertionHolds(component != nullptr, "pComponent!=nil", kSource)) {
         return;
     }
     Guarded("LumActionNotify", [&] { Extension(component)->HandleActionNotify(value1, value2); });
 }
 
 uint32_t LumHeartbeat(void *, void *component) {
-    if (!component) {
-        TraceAssertionFailure("pComponent!=nil", kSource, __LINE__);
+    if (!AssertionHolds(component != nullptr, "pComponent!=nil", kSource)) {
         return kLUMErrorNullArgument;
     }
     Guarded("LumHeartbeat", [&] { Extension(component)->Heartbeat(); });
@@ -74,8 +70,7 @@ uint32_t LumHeartbeat(void *, void *component) {
 
 uint32_t LumExitInstance(void *, void *component) {
     MacInfoTrace("LumExitInstance");
-    if (!component) {
-        TraceAssertionFailure("pComponent", kSource, __LINE__);
+    if (!AssertionHolds(component != nullptr, "pComponent", kSource)) {
         return kLUMErrorNullArgument;
     }
     Guarded("LumExitInstance", [&] { Extension(component)->ExitInstance(); });

@@ -7,7 +7,8 @@
 //
 // For the whole file:
 // - Texts are UTF-8, terminated with NUL. A text that one side hands the other stays the giver's; the receiver copies
-//   what it keeps and frees nothing. A text handed to a function need not live longer than the call.
+//   what it keeps and frees nothing. A text handed to a function, or returned by one, is not looked at after the next
+//   call between the two.
 // - The cookie is the host's own; the extension hands it back as the first argument of every service call and does not
 //   look into it.
 // - The host's functions may call back into the extension (a callback from within pfnGetFile, for example), on the same
@@ -49,6 +50,10 @@ struct tagLUMDownloadInfo;
 typedef void (*LUMStdDownloadCallback)(void *opaque, LUMStdDownloadMessageType type, const char *text1,
                                        const char *text2, int value, struct tagLUMDownloadInfo *info);
 
+/* The value of the page parameter "klvpagewaiting_value" by which the page says that it waits for the application's
+ * report: "true" in base64. */
+#define LUM_PAGE_WAITS "dHJ1ZQ=="
+
 /* A slot that the extension never calls. */
 typedef void (*LUMUnusedSlot)(void);
 
@@ -64,8 +69,9 @@ typedef struct tagLUMInterface {
     LUMUnusedSlot pfnSlot6;
     LUMUnusedSlot pfnSlot7;
 
-    /* 8: the page's value for a parameter, or null when the page does not define it. The text stays valid until the
-     * instance ends or the page changes the parameter. Names are asked for exactly as documented. */
+    /* 8: the page's value for a parameter, or null when the page does not define it. Copied at once, so the text need
+     * not outlive the host's next call, and one buffer will do for all answers. Names are asked for exactly as
+     * documented. */
     const char *(*pfnGetParameter)(void *cookie, const char *name);
 
     LUMUnusedSlot pfnSlot9;

@@ -8,42 +8,37 @@
 
 #import <Foundation/Foundation.h>
 
+#include "lum/common/Assertion.h"
 #include "lum/common/lumutil.h"
 #include "lum/lumext/lumext.h"
+#include "lum/lumext/TraceLines.h"
 
 namespace {
 
-constexpr char kSource[] = "lum/lumext/lumext";
+constexpr SourceUnit kSource("lum/lumext/lumext");
 constexpr std::size_t kMessageSize = 4096;
 constexpr char kDownloadTimeCode[] = "1106";
-
-constexpr char kShortText[] = "Setup was unsuccessful. Please restart browser and try again.\n\n\nError [%d]\n\n";
-constexpr char kUrlText[] = "Setup was unsuccessful. Please restart browser and try again.\n\n\nError [%d], URL [%s]\n";
-constexpr char kFileText[] =
-    "Setup was unsuccessful. Please restart browser and try again.\n\n\nError [%d], File [%s]\n";
-constexpr char kMeetingText[] = "You already have one meeting in progress. You can start or join a new meeting after "
-                                "you leave the previous meeting.";
 
 // The English text of a message, null for an id that has none.
 const char *EnglishText(int number) {
     if (number > 7000 && number < 7012) {
-        return kFileText;
+        return LUM_TEXT_FAILURE_FILE;
     }
     switch (number) {
     case 1:
     case 2:
     case 5:
     case 23:
-        return kShortText;
+        return LUM_TEXT_FAILURE;
     case 6:
-        return kUrlText;
+        return LUM_TEXT_FAILURE_URL;
     case 7:
     case 15:
     case 17:
     case 18:
-        return kFileText;
+        return LUM_TEXT_FAILURE_FILE;
     case 24:
-        return kMeetingText;
+        return LUM_TEXT_SECOND_MEETING;
     default:
         return nullptr;
     }
@@ -77,26 +72,24 @@ std::string CollectedWarnings() {
 
 } // namespace
 
-bool CLumExtension::GetLogParameters(LogParameters &parameters, const char *&missing) const {
+const char *CLumExtension::GetLogParameters(LogParameters &parameters) const {
     const std::array<std::pair<const char *, std::string *>, 3> wanted{
         {{"LoggingURL", &parameters.url}, {"MeetingID", &parameters.meeting}, {"SessionID", &parameters.session}}};
     for (const auto &[name, place] : wanted) {
-        const char *value = GetParameter(name);
+        std::optional<std::string> value = Services().GetParameter(name);
         if (!value) {
-            missing = name;
-            return false;
+            return name;
         }
-        *place = value;
+        *place = std::move(*value);
     }
-    return true;
+    return nullptr;
 }
 
 bool CLumExtension::WriteErrorLog(std::int32_t code, const char *optInfo) {
     MacWarnTrace("CLumExtension::WriteErrorLog,Begin,errorcode =%d", code);
     const std::string warnings = CollectedWarnings();
     LogParameters parameters;
-    const char *missing = nullptr;
-    if (!GetLogParameters(parameters, missing)) {
+    if (const char *missing = GetLogParameters(parameters)) {
         MacErrorTrace("CLumExtension::WriteErrorLog,End,%s is nil!", missing);
         return false;
     }
@@ -104,7 +97,7 @@ bool CLumExtension::WriteErrorLog(std::int32_t code, const char *optInfo) {
                  parameters.meeting.c_str(), parameters.session.c_str());
     try {
         std::string tail = "ConfID=" + parameters.meeting + "&SessionID=" + parameters.session +
-                           "&Module=1&ErrorCode=" + std::to_string(code);
+                           "&Module=1&" LUM_LOG_CODE "=" + std::to_string(code);
         if (optInfo) {
             tail += std::string("&OptInfo1=") + optInfo;
         }
@@ -135,8 +128,7 @@ bool CLumExtension::WriteErrorLog(std::int32_t code, const char *optInfo) {
 bool CLumExtension::WriteErrorLogForReportDownloadTime() {
     MacInfoTrace("CLumExtension::WriteErrorLogForReportDownloadTime,Begin");
     LogParameters parameters;
-    const char *missing = nullptr;
-    if (!GetLogParameters(parameters, missing)) {
+    if (GetLogParameters(parameters)) {
         MacErrorTrace("CLumExtension::WriteErrorLogForReportDownloadTime,End,LoggingURL/MeetingID/SessionID is nil!");
         return false;
     }
@@ -144,10 +136,10 @@ bool CLumExtension::WriteErrorLogForReportDownloadTime() {
                  parameters.meeting.c_str(), parameters.session.c_str());
     try {
         // Joined with "&" whatever the form of the logging URL, unlike the other report: sites rely on it.
-        const std::string url = parameters.url + "&ConfID=" + parameters.meeting + "&SessionID=" + parameters.session +
-                                "&Module=1&ErrorCode=" + kDownloadTimeCode + "&OptInfo3=" + GetGMTTimeForLogEvent() +
-                                "&RefNum4=" + std::to_string(m_dwDownloadTotalSize) +
-                                "&RefNum5=" + std::to_string(m_dwDownloadStartTick);
+        const std::string url =
+            parameters.url + "&ConfID=" + parameters.meeting + "&SessionID=" + parameters.session +
+            "&Module=1&" LUM_LOG_CODE "=" + kDownloadTimeCode + "&OptInfo3=" + GetGMTTimeForLogEvent() +
+            "&RefNum4=" + std::to_string(m_dwDownloadTotalSize) + "&RefNum5=" + std::to_string(m_dwDownloadStartTick);
         SaveMsgLogToUrl(url.c_str(), nullptr);
         MacInfoTrace("CLumExtension::WriteErrorLogForReportDownloadTime,End");
         return true;
@@ -179,23 +171,24 @@ bool CLumExtension::SaveMsgLogToUrl(const char *lpszUrl, void *) {
         return false;
     }
     MacWarnTrace("CLumExtension::SaveMsgLogToUrl,lpszUrl=%s", lpszUrl);
-    OpenURL(nullptr, lpszUrl);
+    Services().OpenURL(nullptr, lpszUrl);
     return true;
 }
 
 std::string CLumExtension::LoadResourceString(int nResourceId) {
     const char *english = EnglishText(nResourceId);
-    if (!english) {
-        TraceAssertionFailure("FALSE", kSource, __LINE__);
+    if (!AssertionHolds(english != nullptr, "FALSE", kSource)) {
         return {};
     }
+    const std::optional<std::string> language = Services().GetParameter("lumlocalsetting");
     NSString *translated =
-        LocalizedText(ExtensionBundle(), GetParameter("lumlocalsetting"), [NSString stringWithUTF8String:english]);
+        LocalizedText(ExtensionBundle(), TextOrNull(language), [NSString stringWithUTF8String:english]);
     const char *format = [translated UTF8String];
     std::string text = format ? format : "";
     // A table is a file that others translate: what it holds is a format only when it asks for the same arguments.
     if (text.empty() || Conversions(text) != Conversions(english)) {
-        MacErrorTrace("invalid format string in file[%s], line[%d], nResourceId[%d]", kSource, __LINE__, nResourceId);
+        MacErrorTrace("invalid format string in file[%s], line[%d], nResourceId[%d]", kSource.path(), __LINE__,
+                      nResourceId);
         return {};
     }
     replaceall(text, "%d", std::to_string(nResourceId));
@@ -203,7 +196,7 @@ std::string CLumExtension::LoadResourceString(int nResourceId) {
 }
 
 void CLumExtension::ShowMessage(int nResourceId, ...) {
-    MacWarnTrace("CLumExtension::ShowMessage,nResourceId=%d", nResourceId);
+    MacWarnTrace(LUM_TRACE_SHOWS_MESSAGE, nResourceId);
     const std::string format = LoadResourceString(nResourceId);
     char text[kMessageSize];
     if (format.empty()) {
@@ -217,7 +210,5 @@ void CLumExtension::ShowMessage(int nResourceId, ...) {
     }
     WriteErrorLog(nResourceId, nullptr);
     MacWarnTrace("CLumExtension::ShowMessage = %s", text);
-    if (m_pLUMInterface && m_pLUMInterface->pfnShowMessage) {
-        m_pLUMInterface->pfnShowMessage(m_pLUMCookie, text);
-    }
+    Services().ShowMessage(text);
 }

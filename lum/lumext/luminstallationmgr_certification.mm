@@ -75,8 +75,8 @@ Verdict Judge(const std::string &certification) {
 } // namespace
 
 void LumInstallationMgr::VerifyCertification() {
-    const char *parameter = GetParameter("lumcertification");
-    if (!parameter || !*parameter) {
+    const std::string certification = Services().GetParameter("lumcertification").value_or("");
+    if (certification.empty()) {
         return;
     }
     SInt32 systemVersion = 0;
@@ -89,7 +89,7 @@ void LumInstallationMgr::VerifyCertification() {
         return;
     }
     const base::ScopedPool pool;
-    const Verdict verdict = Judge(parameter);
+    const Verdict verdict = Judge(certification);
     if (verdict == Verdict::Undecided) {
         return;
     }

@@ -51,7 +51,7 @@ bool CertificationExaminer::ReadChain() {
             m_chain.emplace_back(certificate);
             ownIsRead = end == std::string::npos;
         } else {
-            Add(Severity::error,
+            Add(Severity::Error,
                 "piece " + std::to_string(number) +
                     " of lumcertification is no certificate (base64 of DER, on one line)",
                 kPublishAgain);
@@ -68,12 +68,12 @@ void CertificationExaminer::ExamineDates(const Certificate &certificate, bool is
         isOwn ? "renew it for the same key, and publish again (lumsite init --renew, or your authority)"
               : "get the authority's new certificate, put it into chain.pem and publish again";
     if (certificate.NotBefore() > now) {
-        Add(Severity::error, which + " is not valid before " + DateText(certificate.NotBefore()),
+        Add(Severity::Error, which + " is not valid before " + DateText(certificate.NotBefore()),
             "set this computer's clock right, or wait for that day");
     } else if (certificate.NotAfter() < now) {
-        Add(Severity::error, which + " ended on " + DateText(certificate.NotAfter()), renew);
+        Add(Severity::Error, which + " ended on " + DateText(certificate.NotAfter()), renew);
     } else if (certificate.NotAfter() < now + static_cast<std::time_t>(m_soonDays) * 86400) {
-        Add(Severity::warning, which + " ends on " + DateText(certificate.NotAfter()), renew);
+        Add(Severity::Warning, which + " ends on " + DateText(certificate.NotAfter()), renew);
     }
 }
 
@@ -89,13 +89,13 @@ void CertificationExaminer::ExamineTrust() {
     }
     const std::string withChain = ReasonAgainstChain(m_chain, m_trusted, true, false, day);
     if (!withChain.empty()) {
-        Add(Severity::error,
+        Add(Severity::Error,
             "the site's certificate does not lead to the certificates before it: " + withChain +
                 "; visitors are asked whether they trust it, or are refused",
             "put the issuing authority's certificates, outermost first, into chain.pem and publish again");
         return;
     }
-    Add(Severity::note,
+    Add(Severity::Note,
         "the chain ends in " + m_chain.front().Issuer() +
             ", which this computer does not trust; an extension built to trust only known roots refuses the site",
         "name that root with --ca if visitors trust it, or use a certificate of an authority that they do");
@@ -103,7 +103,7 @@ void CertificationExaminer::ExamineTrust() {
 
 Findings CertificationExaminer::Run() {
     if (m_text.size() < kShortestCertification) {
-        Add(Severity::error,
+        Add(Severity::Error,
             m_text.empty() ? "the page has no lumcertification; every package is refused"
                            : "lumcertification is too short to hold a certificate",
             kPublishAgain);
@@ -114,11 +114,11 @@ Findings CertificationExaminer::Run() {
     }
     const Certificate &own = m_chain.back();
     if (!SiteCertificateKey(m_text).valid()) {
-        Add(Severity::error, "the site's certificate " + own.Subject() + " has no RSA key",
+        Add(Severity::Error, "the site's certificate " + own.Subject() + " has no RSA key",
             "use an RSA key of 2048 bits");
     }
     if (!IsVendorName(own.CommonName())) {
-        Add(Severity::error,
+        Add(Severity::Error,
             own.CommonName().empty() ? "the site's certificate has no common name"
                                      : "the site's certificate is for \"" + own.CommonName() + "\", which is refused",
             "use a certificate for " + VendorNameRule());

@@ -5,12 +5,12 @@
 #include <map>
 #include <set>
 
+#include "delivery/page/PageObjects.h"
 #include "site/check/CertificateCheck.h"
 #include "site/Files.h"
-#include "site/publish/InstructionFile.h"
+#include "delivery/instructions/InstructionFile.h"
 #include "site/publish/ItemLine.h"
 #include "site/check/PackageCheck.h"
-#include "site/publish/Page.h"
 #include "site/check/PageCheck.h"
 #include "site/check/SectionCheck.h"
 #include "site/keys/Signatures.h"
@@ -41,8 +41,8 @@ private:
     bool FetchInstructions();
     std::vector<std::string> Pages() const;
     void CheckPage(const std::string &page);
-    void CheckObject(const PageObject &object, const std::string &title);
-    void CheckComponent(const PageObject &object, const std::string &title, const std::string &section);
+    void CheckObject(const delivery::PageObject &object, const std::string &title);
+    void CheckComponent(const delivery::PageObject &object, const std::string &title, const std::string &section);
     void CheckSignatures(const std::string &section, const std::string &certification);
     // The section's items; its lines and packages are looked at the first time.
     const std::vector<SectionItem> &Items(const std::string &section);
@@ -63,7 +63,7 @@ private:
 bool SiteCheck::FetchInstructions() {
     const SiteSource::File file = m_source->Fetch(kInstructionFileName, kLargestText);
     if (file.path.empty()) {
-        Add(Severity::error, m_source->Title(kInstructionFileName),
+        Add(Severity::Error, m_source->Title(kInstructionFileName),
             "the instruction file cannot be fetched: " + file.reason,
             "publish the site, or check the folder or address that is its root");
         return false;
@@ -85,7 +85,7 @@ std::vector<std::string> SiteCheck::Pages() const {
     std::vector<std::string> pages;
     for (const fs::directory_entry &entry : fs::directory_iterator(m_place)) {
         if (entry.path().extension() == ".html" && entry.is_regular_file() &&
-            !ReadPage(ReadWholeFile(entry.path())).empty()) {
+            !delivery::ReadObjects(ReadWholeFile(entry.path()), 1).empty()) {
             pages.push_back(entry.path().filename());
         }
     }
@@ -125,14 +125,15 @@ void SiteCheck::CheckSignatures(const std::string &section, const std::string &c
     for (const SectionItem &item : items) {
         if (item.attributes.size() >= kAttributes && !item.attributes[kSignature].empty() &&
             !key.Verifies(item.attributes[kHashValue], item.attributes[kSignature])) {
-            Add(Severity::error, item.where,
+            Add(Severity::Error, item.where,
                 "the signature of " + item.attributes[kName] + " is not by the key of the page's certificate",
                 "publish page and section with the same keys; while two keys are in use, give each its own section");
         }
     }
 }
 
-void SiteCheck::CheckComponent(const PageObject &object, const std::string &title, const std::string &section) {
+void SiteCheck::CheckComponent(const delivery::PageObject &object, const std::string &title,
+                               const std::string &section) {
     const std::string name = object.Value("LumComponentName");
     if (name.empty() || !m_instructions.Find(section)) {
         return;
@@ -142,17 +143,18 @@ void SiteCheck::CheckComponent(const PageObject &object, const std::string &titl
         return item.attributes.size() >= kRequiredAttributes && FoldCase(item.attributes[kName]) == FoldCase(name);
     });
     if (!isThere) {
-        Add(Severity::error, title + ":" + std::to_string(object.parameters.at("LumComponentName").line),
+        Add(Severity::Error, title + ":" + std::to_string(object.Find("LumComponentName")->line),
             "LumComponentName " + name + " is no item of section [" + section + "]; nothing can be started",
             "name one of the components, or publish this one");
     }
 }
 
-void SiteCheck::CheckObject(const PageObject &object, const std::string &title) {
+void SiteCheck::CheckObject(const delivery::PageObject &object, const std::string &title) {
     Append(ExamineParameters(object, title, IsWebAddress(m_place) ? m_place : ""));
     const std::string certification = object.Value("lumcertification");
     if (m_certifications.insert(certification).second) {
-        const int line = object.Has("lumcertification") ? object.parameters.at("lumcertification").line : object.line;
+        const delivery::PageParameter *parameter = object.Find("lumcertification");
+        const int line = parameter ? parameter->line : object.line;
         Append(ExamineCertification(certification, title + ":" + std::to_string(line), m_options.trusted,
                                     m_options.soonDays));
     }
@@ -161,7 +163,7 @@ void SiteCheck::CheckObject(const PageObject &object, const std::string &title) 
     }
     std::string section = m_options.section;
     if (section.empty()) {
-        section = object.Has("LumActiveIniSection") ? object.Value("LumActiveIniSection") : kDefaultSection;
+        section = object.Find("LumActiveIniSection") ? object.Value("LumActiveIniSection") : kDefaultSection;
     }
     CheckSignatures(section, certification);
     CheckComponent(object, title, section);
@@ -171,18 +173,18 @@ void SiteCheck::CheckPage(const std::string &page) {
     const std::string title = m_source->Title(page);
     const SiteSource::File file = m_source->Fetch(page, kLargestText);
     if (file.path.empty()) {
-        Add(Severity::error, title, "the page cannot be fetched: " + file.reason,
+        Add(Severity::Error, title, "the page cannot be fetched: " + file.reason,
             "name the page that starts the extension with --page");
         return;
     }
-    const std::vector<PageObject> objects = ReadPage(ReadWholeFile(file.path));
+    const std::vector<delivery::PageObject> objects = delivery::ReadObjects(ReadWholeFile(file.path));
     if (objects.empty()) {
-        Add(Severity::error, title, "the page has no object of type application/x-lum",
+        Add(Severity::Error, title, "the page has no object of type application/x-lum",
             "embed the object that publish writes, or name another page with --page");
         return;
     }
     ++m_report.pages;
-    for (const PageObject &object : objects) {
+    for (const delivery::PageObject &object : objects) {
         CheckObject(object, title);
     }
 }

@@ -20,7 +20,7 @@ bool CanBeFetched(const SectionItem &item) {
         return false;
     }
     for (const Finding &finding : ExamineItem(item.attributes)) {
-        if (finding.severity == Severity::error && finding.what.starts_with("URL")) {
+        if (finding.severity == Severity::Error && finding.what.starts_with("URL")) {
             return false;
         }
     }
@@ -53,9 +53,9 @@ void PackageExaminer::ExamineHash() {
                              : method == "sha256" ? Sha256OfFile(m_package)
                                                   : std::string();
     if (hash.empty()) {
-        Add(Severity::error, "has no hash by \"" + method + "\"", kPublishAgain);
+        Add(Severity::Error, "has no hash by \"" + method + "\"", kPublishAgain);
     } else if (hash != m_item.attributes[kHashValue]) {
-        Add(Severity::error, "has the hash " + hash + ", not the one in the line",
+        Add(Severity::Error, "has the hash " + hash + ", not the one in the line",
             "put the package back that was published, or publish the component again");
     }
 }
@@ -65,7 +65,7 @@ void PackageExaminer::CompareSize(Attribute attribute, const char *what, std::ui
     std::uint64_t told = 0;
     std::from_chars(text.data(), text.data() + text.size(), told);
     if (told != real) {
-        Add(Severity::warning, std::string(what) + " " + std::to_string(real) + " bytes, the line says " + text,
+        Add(Severity::Warning, std::string(what) + " " + std::to_string(real) + " bytes, the line says " + text,
             kPublishAgain);
     }
 }
@@ -79,11 +79,11 @@ void PackageExaminer::ExamineContent() {
     try {
         content = ReadPackage(m_package);
     } catch (const SiteError &error) {
-        Add(Severity::error, std::string("cannot be unpacked: ") + error.what(), kPublishAgain);
+        Add(Severity::Error, std::string("cannot be unpacked: ") + error.what(), kPublishAgain);
         return;
     }
     if (!content.refusedEntry.empty()) {
-        Add(Severity::error, "has the entry " + content.refusedEntry + ", which leads outside the component",
+        Add(Severity::Error, "has the entry " + content.refusedEntry + ", which leads outside the component",
             kPublishAgain);
     }
     if (content.topLevel != std::vector<std::string>{m_item.attributes[kName]}) {
@@ -91,7 +91,7 @@ void PackageExaminer::ExamineContent() {
         for (const std::string &name : content.topLevel) {
             names += (names.empty() ? "" : ", ") + name;
         }
-        Add(Severity::error, "holds " + (names.empty() ? "nothing" : names) + " instead of " + m_item.attributes[kName],
+        Add(Severity::Error, "holds " + (names.empty() ? "nothing" : names) + " instead of " + m_item.attributes[kName],
             "pack the component alone, under its own name (lumsite pack)");
     }
     CompareSize(kFileSize, "unpacks to", content.unpackedSize);
@@ -105,7 +105,7 @@ bool ExaminePackage(SiteSource &source, const SectionItem &item, Findings &findi
     }
     const SiteSource::File file = source.Fetch(item.attributes[kUrl], kLargestPackage);
     if (file.path.empty()) {
-        findings.push_back({Severity::error, item.where,
+        findings.push_back({Severity::Error, item.where,
                             "package " + source.Title(item.attributes[kUrl]) + " cannot be fetched: " + file.reason,
                             "put it back, or publish the component again"});
         return true;

@@ -41,21 +41,22 @@ constexpr const char *kKnownParameters[] = {"LumComponentName",
 
 class ParameterExaminer {
 public:
-    ParameterExaminer(const PageObject &object, const std::string &title) : m_object(object), m_title(title) {}
+    ParameterExaminer(const delivery::PageObject &object, const std::string &title)
+        : m_object(object), m_title(title) {}
 
     Findings Run(const std::string &address);
 
 private:
     void Add(Severity severity, const std::string &parameter, const std::string &what, const std::string &remedy) {
-        const auto found = m_object.parameters.find(parameter);
-        const int line = found == m_object.parameters.end() ? m_object.line : found->second.line;
+        const delivery::PageParameter *found = m_object.Find(parameter);
+        const int line = found ? found->line : m_object.line;
         m_findings.push_back({severity, m_title + ":" + std::to_string(line), what, remedy});
     }
     void ExamineRoot(const std::string &address);
     void ExamineReports();
     void ExamineSpelling();
 
-    const PageObject &m_object;
+    const delivery::PageObject &m_object;
     const std::string &m_title;
     Findings m_findings;
 };
@@ -65,45 +66,48 @@ std::string WithSlash(const std::string &url) {
 }
 
 void ParameterExaminer::ExamineRoot(const std::string &address) {
-    if (!m_object.Has("LumUrlRoot")) {
-        Add(Severity::error, "LumUrlRoot", "the page has no LumUrlRoot; nothing can be fetched",
+    if (!m_object.Find("LumUrlRoot")) {
+        Add(Severity::Error, "LumUrlRoot", "the page has no LumUrlRoot; nothing can be fetched",
             "set it to the address of the published folder");
         return;
     }
     const std::string root = m_object.Value("LumUrlRoot");
     const std::string reason = ReasonAgainstUrlRoot(root);
     if (!reason.empty()) {
-        Add(Severity::error, "LumUrlRoot", "LumUrlRoot \"" + root + "\" " + reason,
+        Add(Severity::Error, "LumUrlRoot", "LumUrlRoot \"" + root + "\" " + reason,
             "set it to the address of the published folder");
     } else if (!address.empty() && WithSlash(root) != WithSlash(address)) {
-        Add(Severity::warning, "LumUrlRoot",
+        Add(Severity::Warning, "LumUrlRoot",
             "the page sends visitors to " + root + ", another address than the one checked", "check that address too");
     }
 }
 
 void ParameterExaminer::ExamineReports() {
     const std::string url = m_object.Value("LoggingURL");
-    if (!m_object.Has("LoggingURL")) {
+    if (!m_object.Find("LoggingURL")) {
         return;
     }
     for (const char *name : {"MeetingID", "SessionID"}) {
-        if (!m_object.Has(name)) {
-            Add(Severity::warning, "LoggingURL", std::string("without ") + name + " nothing is reported to LoggingURL",
+        if (!m_object.Find(name)) {
+            Add(Severity::Warning, "LoggingURL", std::string("without ") + name + " nothing is reported to LoggingURL",
                 std::string("set ") + name + ", or leave LoggingURL out");
         }
     }
     if (url.find('?') == std::string::npos) {
-        Add(Severity::warning, "LoggingURL",
+        Add(Severity::Warning, "LoggingURL",
             "LoggingURL has no \"?\", so that the report of the download's time asks for another path",
             "end it in \"?\", or give it a query");
     }
 }
 
 void ParameterExaminer::ExamineSpelling() {
-    for (const auto &[name, parameter] : m_object.parameters) {
+    if (m_object.isEmbed) {
+        return; // HTML's attribute names have no case
+    }
+    for (const auto &[name, value, line] : m_object.parameters) {
         for (const char *known : kKnownParameters) {
             if (name != known && FoldCase(name) == FoldCase(known)) {
-                Add(Severity::warning, name, "parameter " + name + " is not read: names are compared letter by letter",
+                Add(Severity::Warning, name, "parameter " + name + " is not read: names are compared letter by letter",
                     std::string("spell it ") + known);
             }
         }
@@ -112,12 +116,12 @@ void ParameterExaminer::ExamineSpelling() {
 
 Findings ParameterExaminer::Run(const std::string &address) {
     if (m_object.Value("LumComponentName").empty()) {
-        Add(Severity::error, "LumComponentName", "the page has no LumComponentName; nothing can be started",
+        Add(Severity::Error, "LumComponentName", "the page has no LumComponentName; nothing can be started",
             "set it to the name of the component to start");
     }
     ExamineRoot(address);
-    if (FoldCase(m_object.Value("LumDownloadOnly")) == FoldCase("TRUE") && !m_object.Has("szNextUrl")) {
-        Add(Severity::warning, "LumDownloadOnly", "nothing follows the download: there is no szNextUrl",
+    if (FoldCase(m_object.Value("LumDownloadOnly")) == FoldCase("TRUE") && !m_object.Find("szNextUrl")) {
+        Add(Severity::Warning, "LumDownloadOnly", "nothing follows the download: there is no szNextUrl",
             "set szNextUrl, or leave LumDownloadOnly out");
     }
     ExamineReports();
@@ -127,7 +131,7 @@ Findings ParameterExaminer::Run(const std::string &address) {
 
 } // namespace
 
-Findings ExamineParameters(const PageObject &object, const std::string &title, const std::string &address) {
+Findings ExamineParameters(const delivery::PageObject &object, const std::string &title, const std::string &address) {
     return ParameterExaminer(object, title).Run(address);
 }
 

@@ -21,7 +21,7 @@ public:
 
 private:
     void Error(int line, const std::string &what, const std::string &remedy) {
-        m_findings.push_back({Severity::error, InstructionLine(line), what, remedy});
+        m_findings.push_back({Severity::Error, InstructionLine(line), what, remedy});
     }
     void ReportMissingSection();
     int ReadCount();
@@ -43,7 +43,7 @@ void SectionReader::ReportMissingSection() {
     for (const InstructionSection &section : m_file.sections) {
         known += (known.empty() ? " (there are: " : ", ") + section.name;
     }
-    m_findings.push_back({Severity::error, kInstructionFileName,
+    m_findings.push_back({Severity::Error, kInstructionFileName,
                           "there is no section [" + m_name + "]" + (known.empty() ? "" : known + ")"),
                           "name a section that is there in the page's LumActiveIniSection, or publish this one"});
 }
@@ -106,7 +106,7 @@ void SectionReader::ReportTwins(const std::vector<SectionItem> &items) {
     std::set<std::string> seen;
     for (const SectionItem &item : items) {
         if (!item.attributes.empty() && !seen.insert(FoldCase(item.attributes[kName])).second) {
-            m_findings.push_back({Severity::error, item.where,
+            m_findings.push_back({Severity::Error, item.where,
                                   "an item named " + item.attributes[kName] + " stands above; only the first is found",
                                   "give each component a name of its own"});
         }

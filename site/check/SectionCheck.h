@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "site/publish/InstructionFile.h"
+#include "delivery/instructions/InstructionFile.h"
 #include "site/SiteError.h"
 
 namespace lumsite {
@@ -17,7 +17,7 @@ struct SectionItem {
 
 // The items that the extension would read from the file at `path`, whose text was read into `file`. Findings about the
 // section, its count, its keys and its lines are appended.
-std::vector<SectionItem> ReadSection(const std::filesystem::path &path, const InstructionFile &file,
+std::vector<SectionItem> ReadSection(const std::filesystem::path &path, const delivery::InstructionFile &file,
                                      const std::string &section, Findings &findings);
 
 } // namespace lumsite

@@ -228,7 +228,7 @@ SiteKeys::SiteKeys(const fs::path &folder) : m_keyPath(folder / "vendor.key") {
                         ", or your authority)");
     }
     if (own.NotAfter() <= now + kSoon) {
-        m_findings.push_back({Severity::warning, certificatePath, "ends on " + DateText(own.NotAfter()),
+        m_findings.push_back({Severity::Warning, certificatePath, "ends on " + DateText(own.NotAfter()),
                               "renew it, and publish again, before that day"});
     }
 }

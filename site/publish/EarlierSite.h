@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "site/keys/Certificates.h"
-#include "site/publish/InstructionFile.h"
+#include "delivery/instructions/InstructionFile.h"
 
 namespace lumsite {
 
@@ -29,7 +29,7 @@ public:
 
 private:
     bool m_exists;
-    InstructionFile m_instructions;
+    delivery::InstructionFile m_instructions;
 };
 
 } // namespace lumsite

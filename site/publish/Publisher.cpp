@@ -7,7 +7,7 @@
 #include "lum/common/lumutil.h"
 #include "site/publish/EarlierSite.h"
 #include "site/Files.h"
-#include "site/publish/InstructionFile.h"
+#include "delivery/instructions/InstructionFile.h"
 #include "site/publish/ItemLine.h"
 #include "site/keys/SiteKeys.h"
 #include "site/publish/Packer.h"
@@ -110,7 +110,7 @@ std::string PublishRun::VersionOf(const ManifestComponent &component) {
                         "; visitors would fetch it on every visit. Make them the same, or leave \"version\" out");
     }
     m_result.findings.push_back(
-        {Severity::warning, component.where,
+        {Severity::Warning, component.where,
          "no version can be read from " + component.name + " once it is installed, so it is fetched on every visit",
          "give it a CFBundleVersion in Contents/Info.plist and an executable of its name in "
          "Contents/MacOS, or use \"update\": \"existence\""});
@@ -148,7 +148,7 @@ bool PublishRun::Place(TemporaryFile &package, const std::string &name, const Ma
 // Refuses what the extension would stumble over.
 void PublishRun::Examine(const ManifestComponent &component, const ItemLine &item) {
     for (Finding finding : ExamineItem(SplitItemLine(ToText(item)))) {
-        if (finding.severity == Severity::error) {
+        if (finding.severity == Severity::Error) {
             throw SiteError(component.where + ": " + finding.what + "; " + finding.remedy);
         }
         finding.where = component.where;
@@ -180,7 +180,7 @@ ItemLine PublishRun::MakeItem(const ManifestComponent &component) {
     pack.linksAsFiles = component.linksAsFiles;
     const PackResult packed = Pack(component.path, package.path(), pack);
     for (const std::string &warning : packed.warnings) {
-        m_result.findings.push_back({Severity::warning, component.where, warning, "pack the link as a link"});
+        m_result.findings.push_back({Severity::Warning, component.where, warning, "pack the link as a link"});
     }
     item.fileSize = packed.unpackedSize;
     item.compressedSize = fs::file_size(package.path());
@@ -250,7 +250,7 @@ void PublishRun::RefuseHarm(const EarlierSite &earlier) {
     for (const ManifestPage &page : m_manifest.pages) {
         if (earlier.exists() && !earlier.HasSection(page.section)) {
             m_result.findings.push_back(
-                {Severity::warning, page.where,
+                {Severity::Warning, page.where,
                  "section " + page.section +
                      " of this page is new; visitors with a saved instruction file cannot start",
                  "publish the section first, and name it in the page a day later"});

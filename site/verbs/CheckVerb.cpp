@@ -37,7 +37,7 @@ int RunCheck(const std::vector<std::string> &arguments) {
                              [&](const Finding &finding) { return finding.severity == severity; });
     };
     std::printf("%d pages and %d packages checked: %ld errors, %ld warnings\n", report.pages, report.items,
-                static_cast<long>(count(Severity::error)), static_cast<long>(count(Severity::warning)));
+                static_cast<long>(count(Severity::Error)), static_cast<long>(count(Severity::Warning)));
     return report.Passed() ? 0 : 1;
 }
 

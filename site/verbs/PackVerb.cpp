@@ -32,7 +32,7 @@ int RunPack(const std::vector<std::string> &arguments) {
     TemporaryFile file(package.has_parent_path() ? package.parent_path() : fs::path("."));
     const PackResult result = Pack(named, file.path(), options);
     for (const std::string &warning : result.warnings) {
-        std::fputs(ToText({Severity::warning, "", warning, ""}).c_str(), stderr);
+        std::fputs(ToText({Severity::Warning, "", warning, ""}).c_str(), stderr);
     }
     const auto size = fs::file_size(file.path());
     file.Commit(package);

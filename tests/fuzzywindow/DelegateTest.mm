@@ -306,8 +306,7 @@ TEST(FuzzyWrapper, ASavedFileSparesTheDownloadWhileTheApplicationIsCurrent) {
     const TempDir place;
     const std::string ini = place.Write("arrived.ini", "[Kelvo]\nCount=0\n");
     const auto install = [](const std::string &version) {
-        FolderOfBundle().Write("2.4/Meeting Hall.app/Contents/Info.plist",
-                               "{ CFBundleVersion = \"" + version + "\"; }");
+        FolderOfBundle().WriteBundle("2.4/Meeting Hall.app", version);
     };
     LumFuzzyWindowMgrWrapper wrapper;
     wrapper.initWithParam({&fixture.host.table, &fixture.host, &fixture.extension, nullptr});

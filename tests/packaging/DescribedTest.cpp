@@ -3,42 +3,41 @@
 
 #include <string>
 
-#include "tests/support/TempDir.h"
-#include "tests/support/TestSite.h"
+#include "tests/support/ChildProcess.h"
 
 namespace {
 
 // What bash offers when the command line is `line` and the cursor at its end.
 std::string Completions(const std::string &program, const std::string &line) {
-    return RunCommand("cd \"$(mktemp -d)\" && touch a.html b.txt && PATH='" TEST_BUILD "/host:'$PATH bash --norc -c '"
-                      ". " + std::string(program == "lumhost" ? TEST_BUILD : TEST_SOURCE) + "/packaging/completions/" +
-                      program +
-                      "\n"
-                      "compopt() { :; }\n" // works within a real completion only
-                      "IFS=\" \" read -ra COMP_WORDS <<<\"" +
-                      line +
-                      "\"\n"
-                      "case \"" +
-                      line +
-                      "\" in *\" \") COMP_WORDS+=(\"\") ;; esac\n"
-                      "COMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n"
-                      "_" +
-                      program +
-                      "\n"
-                      "printf \"[%s]\" \"${COMPREPLY[@]}\"'");
+    return OutputOf("cd \"$(mktemp -d)\" && touch a.html b.txt && PATH='" TEST_BUILD "/host:'$PATH bash --norc -c '"
+                    ". " +
+                    std::string(program == "lumhost" ? TEST_BUILD : TEST_SOURCE) + "/packaging/completions/" + program +
+                    "\n"
+                    "compopt() { :; }\n" // works within a real completion only
+                    "IFS=\" \" read -ra COMP_WORDS <<<\"" +
+                    line +
+                    "\"\n"
+                    "case \"" +
+                    line +
+                    "\" in *\" \") COMP_WORDS+=(\"\") ;; esac\n"
+                    "COMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n"
+                    "_" +
+                    program +
+                    "\n"
+                    "printf \"[%s]\" \"${COMPREPLY[@]}\"'");
 }
 
 } // namespace
 
 TEST(Described, ManualsAreWellFormed) {
     for (const char *page : {TEST_BUILD "/packaging/lumhost.1", TEST_SOURCE "/packaging/lumsite.1"}) {
-        RunCommand("mandoc -T lint -W warning '" + std::string(page) + "'");
+        OutputOf("mandoc -T lint -W warning '" + std::string(page) + "'");
     }
-    RunCommand("desktop-file-validate '" TEST_SOURCE "/packaging/lumhost.desktop'");
+    OutputOf("desktop-file-validate '" TEST_SOURCE "/packaging/lumhost.desktop'");
 }
 
 TEST(Described, CompletionsFitThePlace) {
-    RunCommand("'" TEST_BUILD "/host/lumhost' allow http://site.example");
+    OutputOf("'" TEST_BUILD "/host/lumhost' allow http://site.example");
     const struct {
         const char *program;
         const char *line;

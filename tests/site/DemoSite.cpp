@@ -1,10 +1,8 @@
 #include "tests/site/DemoSite.h"
 
 #include <gtest/gtest.h>
-#include <stdio.h>
-#include <sys/wait.h>
 
-#include "site/publish/InstructionFile.h"
+#include "delivery/instructions/InstructionFile.h"
 #include "site/publish/ItemLine.h"
 
 namespace fs = std::filesystem;
@@ -12,12 +10,9 @@ using namespace lumsite;
 
 void WriteBundle(const TempDir &place, const std::string &path, const std::string &version,
                  const std::string &content) {
-    const std::string base = fs::path(path).stem();
-    place.Write(
-        path + "/Contents/Info.plist",
-        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict><key>CFBundleVersion</key><string>" +
-            version + "</string></dict></plist>\n");
-    fs::permissions(place.Write(path + "/Contents/MacOS/" + base, content), fs::perms::owner_all);
+    place.WriteBundle(path, version);
+    fs::permissions(place.Write(path + "/Contents/MacOS/" + fs::path(path).stem().string(), content),
+                    fs::perms::owner_all);
 }
 
 namespace {
@@ -83,19 +78,6 @@ std::map<std::string, std::string> Tree(const fs::path &folder) {
         }
     }
     return files;
-}
-
-std::string OutputOf(const std::string &command, int status) {
-    FILE *pipe = popen(("{ " + command + "; } 2>&1").c_str(), "r");
-    std::string output;
-    char block[4096];
-    for (size_t count; (count = fread(block, 1, sizeof block, pipe)) > 0;) {
-        output.append(block, count);
-    }
-    const int ended = pclose(pipe);
-    EXPECT_TRUE(WIFEXITED(ended));
-    EXPECT_EQ(WEXITSTATUS(ended), status) << command << "\n" << output;
-    return output;
 }
 
 std::string TextOf(const Findings &findings) {

@@ -10,7 +10,7 @@
 #include "site/keys/SiteKeys.h"
 #include "site/publish/Manifest.h"
 #include "site/publish/Publisher.h"
-#include "tests/support/TempDir.h"
+#include "tests/support/ChildProcess.h"
 
 // Writes a bundle with an executable and an Info.plist that gives `version` ("2.1.3.4").
 void WriteBundle(const TempDir &place, const std::string &path, const std::string &version,
@@ -53,9 +53,6 @@ private:
 
 // Every visible file below `folder` with its content, by relative path.
 std::map<std::string, std::string> Tree(const std::filesystem::path &folder);
-
-// What a command prints; fails the test when it does not end with `status`.
-std::string OutputOf(const std::string &command, int status = 0);
 
 // "error: lummac.ini:3: ..." lines, for messages of failed tests.
 std::string TextOf(const lumsite::Findings &findings);

@@ -225,15 +225,13 @@ TEST_F(Launch, IsLeftOutForAnApplicationThatRuns) {
     Desktop::Get();
     const ChildProcess running(Install("PRACTICE lab", WINDOWS_PROGRAM), {"-Titles", "Lab"});
     const ChildProcess other(WINDOWS_PROGRAM, {"-Titles", "Other"});
-    ASSERT_TRUE(WaitUntil([] {
-        return Desktop::Get().WindowTitled("Lab").has_value() && Desktop::Get().WindowTitled("Other").has_value();
-    }));
+    ASSERT_TRUE(Desktop::Get().WaitForWindow("Lab") && Desktop::Get().WaitForWindow("Other"));
     EXPECT_TRUE(m_view.IsMainComponantRunning("/chplmgr.bundle"));
     EXPECT_FALSE(m_view.IsMainComponantRunning("/chplmgr.bundl"));
     EXPECT_FALSE(m_view.IsMainComponantRunning("/klvmgrfh.bundle"));
 
     EXPECT_TRUE(Load("chplmgr.bundle"));
-    EXPECT_TRUE(WaitUntil([] { return system("xdotool getactivewindow getwindowname 2>&1 | grep -qx Lab") == 0; }));
+    EXPECT_TRUE(WaitUntil([] { return Desktop::Get().ActiveTitle() == "Lab"; }));
     EXPECT_THAT(Traces(kInformation),
                 ElementsAre("Practice Lab is Running", "Launch successfully and bring process to front successfully!"));
     EXPECT_EQ(m_extension.m_nMainComponentPid, -1);

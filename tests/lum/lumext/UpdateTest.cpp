@@ -31,9 +31,7 @@ struct Fixture {
     void InstallBundle(const std::string &name, const std::string &version) {
         const std::string base = name.substr(0, name.find('.'));
         dir.Write(name + "/Contents/MacOS/" + base, "x");
-        dir.Write(name + "/Contents/Info.plist",
-                  "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>CFBundleVersion</key><string>" + version +
-                      "</string></dict></plist>");
+        dir.WriteBundle(name, version);
     }
     void InstallLibrary(const std::string &stem, const std::string &version) {
         dir.Write(stem + "-" + version + ".dylib", "x");

@@ -11,7 +11,7 @@
 #import "lum/security/Decoders.h"
 #import "tests/lum/security/OpenSsl.h"
 #import "tests/lum/security/SharedCrypto.h"
-#import "tests/lum/security/TestCertificates.h"
+#import "tests/lum/security/SecCertificates.h"
 #import "tests/support/TempDir.h"
 
 namespace {
@@ -79,7 +79,7 @@ TEST(Crypto, OpensTheFirstLibraryThatOpens) {
 
 // Every use fails as its header says, and none crashes.
 void ExpectDeafness(const TempDir &folder) {
-    SecCertificateRef certificate = TestCertificate({.commonName = "x", .key = KeyKind::Rsa2048}).NewRef();
+    SecCertificateRef certificate = NewRef(TestCertificate({.commonName = "x", .key = KeyKind::Rsa2048}));
     testing::internal::CaptureStderr();
     EXPECT_EQ(DecodeBase64("YWJj"), "");
     EXPECT_EQ([[@"YWJj" base64Decode] length], 0u);
@@ -115,7 +115,7 @@ TEST(Crypto, MissingFunction) {
     const TempDir folder;
     const std::string keyFile = NewRsaKey(folder, 2048);
     const std::string library = SystemLibrary();
-    SecCertificateRef certificate = TestCertificate({.commonName = "x", .key = KeyKind::Rsa2048}).NewRef();
+    SecCertificateRef certificate = NewRef(TestCertificate({.commonName = "x", .key = KeyKind::Rsa2048}));
     const Lum_RSA_free freeKey = [[CryptoWrapper sharedInstance] RSA_free];
     for (const auto &[hidden, ignored] : Addresses([CryptoWrapper sharedInstance])) {
         const SharedCrypto crypto(library.c_str(), hidden);

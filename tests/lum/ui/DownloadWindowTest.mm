@@ -75,7 +75,8 @@ protected:
         return extension.m_installationMgr.m_pDownloadWindow;
     }
     bool Appears() {
-        return Eventually([&] { return IsShown() && HasKeyboard(kTitle) && [[controller() window] isKeyWindow]; });
+        return Eventually(
+            [&] { return IsShown() && Desktop::Get().HasKeyboard(kTitle) && [[controller() window] isKeyWindow]; });
     }
     bool IsShown() {
         return desktop.WindowTitled(kTitle).has_value();
@@ -83,7 +84,8 @@ protected:
     void ClickStop() {
         const auto window = *desktop.WindowTitled(kTitle);
         const NSRect button = [[controller() stopButton] frame];
-        Click(window.x + static_cast<int>(NSMidX(button)), window.y + window.height - static_cast<int>(NSMidY(button)));
+        Desktop::Get().Click(window.x + static_cast<int>(NSMidX(button)),
+                             window.y + window.height - static_cast<int>(NSMidY(button)));
     }
 
     Desktop &desktop = StartWindows();

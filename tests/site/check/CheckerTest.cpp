@@ -8,8 +8,9 @@
 #include <algorithm>
 #include <functional>
 
+#include "delivery/page/PageObjects.h"
 #include "site/serve/HttpServer.h"
-#include "site/publish/InstructionFile.h"
+#include "delivery/instructions/InstructionFile.h"
 #include "site/publish/ItemLine.h"
 #include "site/publish/Page.h"
 #include "tests/site/DemoSite.h"
@@ -17,6 +18,7 @@
 namespace fs = std::filesystem;
 using namespace lumsite;
 using testing::AllOf;
+using testing::AnyOf;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -53,11 +55,13 @@ protected:
         EXPECT_NE(at, std::string::npos) << from;
         return at == std::string::npos ? text : text.replace(at, from.size(), to);
     }
+    std::vector<delivery::PageParameter> Parameters() const {
+        return delivery::ReadObjects(page).at(0).parameters;
+    }
     void WritePageWith(const std::function<void(std::map<std::string, std::string> &)> &change) const {
         std::map<std::string, std::string> parameters;
-        const std::vector<PageObject> objects = ReadPage(page);
-        for (const auto &[name, parameter] : objects.at(0).parameters) {
-            parameters[name] = parameter.value;
+        for (const delivery::PageParameter &parameter : Parameters()) {
+            parameters[parameter.name] = parameter.value;
         }
         change(parameters);
         demo.place().Write("site/index.html", WritePage("Start", parameters));
@@ -172,6 +176,15 @@ TEST_F(Checker, FaultsOfThePage) {
     }
     demo.place().Write("site/index.html", "<html><object type='text/html'></object></html>");
     EXPECT_THAT(Report(), HasSubstr("index.html: the page has no object"));
+    // What lumhost takes for an object is one for check, too.
+    demo.place().Write("site/index.html", Replaced(page, "type=\"application/x-lum\"", "TYPE=' Application/X-Lum '"));
+    EXPECT_THAT(Report(), Not(HasSubstr("error: ")));
+    std::string embed = "<embed type=application/x-lum";
+    for (const delivery::PageParameter &parameter : Checker::Parameters()) {
+        embed += " " + parameter.name + "='" + parameter.value + "'";
+    }
+    demo.place().Write("site/index.html", embed + ">");
+    EXPECT_THAT(Report(), Not(AnyOf(HasSubstr("error: "), HasSubstr("spell it"))));
     fs::remove(demo.site() / "index.html");
     EXPECT_THAT(Report(), HasSubstr("index.html: the page cannot be fetched"));
     // Lines are looked at without a page as well.

@@ -9,7 +9,7 @@
 
 #include <chrono>
 
-#include "site/publish/InstructionFile.h"
+#include "delivery/instructions/InstructionFile.h"
 #include "tests/site/DemoSite.h"
 
 namespace fs = std::filesystem;
@@ -54,7 +54,7 @@ std::vector<std::string> Temporaries(const fs::path &folder) {
 
 std::string Problems(const DemoSite &demo) {
     Findings findings = CheckSite(demo.site()).findings;
-    std::erase_if(findings, [](const Finding &finding) { return finding.severity == Severity::note; });
+    std::erase_if(findings, [](const Finding &finding) { return finding.severity == Severity::Note; });
     return TextOf(findings);
 }
 

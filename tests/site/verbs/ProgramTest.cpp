@@ -2,12 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
 #include <sstream>
-#include <thread>
 
 #include "tests/site/DemoSite.h"
 
@@ -19,42 +15,26 @@ namespace {
 
 const std::string kLumsite = TEST_LUMSITE;
 
-// `lumsite serve` as a process of its own, interrupted with the object.
+// `lumsite serve` as a process of its own, ended with the object.
 class ServeProcess {
 public:
-    ServeProcess(const TempDir &place, const std::string &folder) {
-        const std::string portFile = place / "port";
-        const std::string log = place / "log";
-        m_pid = fork();
-        if (m_pid == 0) {
-            execl(kLumsite.c_str(), "lumsite", "serve", folder.c_str(), "--port-file", portFile.c_str(), "--log",
-                  log.c_str(), "--log-endpoint", "/log", nullptr);
-            _exit(127);
-        }
-        for (int i = 0; i < 1000 && !fs::exists(portFile); ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        m_port = ReadFile(portFile);
+    ServeProcess(const TempDir &place, const std::string &folder)
+        : m_process(kLumsite, {"serve", folder, "--port-file", place / "port", "--log", place / "log", "--log-endpoint",
+                               "/log"}) {
+        EXPECT_TRUE(WaitUntil([&] { return fs::exists(place / "port"); }));
+        m_port = ReadFile(place / "port");
         m_port.pop_back();
-    }
-    ~ServeProcess() {
-        Interrupt();
     }
     std::string url() const {
         return "http://127.0.0.1:" + m_port + "/";
     }
     int Interrupt() {
-        int status = -1;
-        if (m_pid > 0) {
-            kill(m_pid, SIGTERM);
-            waitpid(m_pid, &status, 0);
-            m_pid = 0;
-        }
-        return status;
+        m_process.Signal(SIGTERM);
+        return m_process.Wait();
     }
 
 private:
-    pid_t m_pid = 0;
+    ChildProcess m_process;
     std::string m_port;
 };
 
@@ -88,8 +68,7 @@ TEST(Program, AnInterruptedServerEndsWell) {
     const TempDir place;
     place.Write("site/index.html", "x");
     ServeProcess serve(place, place / "site");
-    const int status = serve.Interrupt();
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_EQ(serve.Interrupt(), 0);
 }
 
 TEST(Program, PackWritesWhereItIsTold) {

@@ -1,12 +1,12 @@
-#include "site/publish/InstructionFile.h"
+#include "delivery/instructions/InstructionFile.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "lum/common/lumutil.h"
-#include "tests/site/DemoSite.h"
+#include "tests/support/TempDir.h"
 
-using namespace lumsite;
+using namespace delivery;
 using testing::HasSubstr;
 
 // Whatever the extension's reader makes of a file, the reading with line numbers makes too.
@@ -45,7 +45,13 @@ TEST(InstructionFile, AgreesWithTheExtensionsReader) {
 }
 
 TEST(InstructionFile, SurprisesHaveALine) {
-    const auto faults = [](const std::string &text) { return TextOf(ReadInstructions(text).faults); };
+    const auto faults = [](const std::string &text) {
+        std::string said;
+        for (const base::Finding &fault : ReadInstructions(text).faults) {
+            said += fault.where + ": " + fault.what;
+        }
+        return said;
+    };
     EXPECT_EQ(faults("[Kelvo]\nCount=1\nFile1=" + std::string(2047 - 6, 'y') + "\n[Other]\n"), "");
     EXPECT_THAT(faults("[Kelvo]\nFile1=" + std::string(2048 - 6, 'y') + "\n"),
                 HasSubstr("lummac.ini:2: the line has 2048 characters and is cut"));

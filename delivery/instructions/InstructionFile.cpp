@@ -1,26 +1,19 @@
-#include "site/publish/InstructionFile.h"
+#include "delivery/instructions/InstructionFile.h"
 
 #include <algorithm>
-#include <charconv>
 
-#include "site/publish/ItemLine.h"
+#include "base/Ascii.h"
+#include "base/Text.h"
+#include "delivery/instructions/ItemLine.h"
 
-namespace lumsite {
+namespace delivery {
+
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
 
-char LowerAscii(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-}
-
-bool SameText(std::string_view a, std::string_view b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](char x, char y) { return LowerAscii(x) == LowerAscii(y); });
-}
-
 std::string_view Trim(std::string_view text) {
-    const size_t first = text.find_first_not_of(kBlanks);
+    const std::size_t first = text.find_first_not_of(kBlanks);
     if (first == std::string_view::npos) {
         return {};
     }
@@ -41,7 +34,7 @@ public:
 private:
     void TakePiece(std::string_view piece);
     void TakeHeader(std::string_view piece);
-    void Fault(Severity severity, const std::string &what, const std::string &remedy) {
+    void Fault(base::Severity severity, const std::string &what, const std::string &remedy) {
         m_file.faults.push_back({severity, InstructionLine(m_line), what, remedy});
     }
 
@@ -50,18 +43,18 @@ private:
 };
 
 void InstructionReader::TakeHeader(std::string_view piece) {
-    const size_t opening = piece.find('[');
-    const size_t closing = piece.find(']');
+    const std::size_t opening = piece.find('[');
+    const std::size_t closing = piece.find(']');
     // The line ends at its first "]"; one that comes too early ends nothing.
-    const size_t end = closing > opening ? closing : piece.size();
+    const std::size_t end = closing > opening ? closing : piece.size();
     const std::string name(Trim(piece.substr(opening + 1, end - opening - 1)));
     if (Trim(piece).front() != '[') {
-        Fault(Severity::error,
+        Fault(base::Severity::Error,
               "the line holds both \"[\" and \"]\" and is taken for the section [" + name +
                   "]; everything below it is not read",
               "leave the brackets out of the line");
     } else if (m_file.Find(name)) {
-        Fault(Severity::warning,
+        Fault(base::Severity::Warning,
               "section [" + name + "] stands a second time; only the one at line " +
                   std::to_string(m_file.Find(name)->line) + " is read",
               "give the section another name, or put its lines into the first one");
@@ -75,7 +68,7 @@ void InstructionReader::TakePiece(std::string_view piece) {
         TakeHeader(piece);
         return;
     }
-    const size_t equals = piece.find('=');
+    const std::size_t equals = piece.find('=');
     if (equals != std::string_view::npos && !m_file.sections.empty()) {
         m_file.sections.back().entries.push_back({m_line, std::string(Trim(piece.substr(0, equals))),
                                                   std::string(WithoutQuotes(Trim(piece.substr(equals + 1))))});
@@ -88,7 +81,7 @@ InstructionFile InstructionReader::Read(std::string_view text) {
         std::string_view line = text.substr(0, text.find('\n'));
         text.remove_prefix(std::min(text.size(), line.size() + 1));
         if (line.size() > kLongestLine) {
-            Fault(Severity::error,
+            Fault(base::Severity::Error,
                   "the line has " + std::to_string(line.size()) + " characters and is cut after " +
                       std::to_string(kLongestLine),
                   "shorten what is on it, such as the package's path");
@@ -104,14 +97,16 @@ InstructionFile InstructionReader::Read(std::string_view text) {
 } // namespace
 
 const InstructionEntry *InstructionSection::Find(std::string_view key) const {
-    const auto found = std::find_if(entries.begin(), entries.end(),
-                                    [&](const InstructionEntry &entry) { return SameText(entry.key, key); });
+    const auto found = std::find_if(entries.begin(), entries.end(), [&](const InstructionEntry &entry) {
+        return base::EqualsIgnoringCase(entry.key, key);
+    });
     return found == entries.end() ? nullptr : &*found;
 }
 
 const InstructionSection *InstructionFile::Find(std::string_view name) const {
-    const auto found = std::find_if(sections.begin(), sections.end(),
-                                    [&](const InstructionSection &section) { return SameText(section.name, name); });
+    const auto found = std::find_if(sections.begin(), sections.end(), [&](const InstructionSection &section) {
+        return base::EqualsIgnoringCase(section.name, name);
+    });
     return found == sections.end() ? nullptr : &*found;
 }
 
@@ -125,12 +120,12 @@ std::string InstructionLine(int line) {
 
 int FileNumber(std::string_view key) {
     constexpr std::string_view word = "file";
-    if (key.size() <= word.size() || !SameText(key.substr(0, word.size()), word) || key[word.size()] == '0') {
+    if (key.size() <= word.size() || !base::EqualsIgnoringCase(key.substr(0, word.size()), word) ||
+        key[word.size()] == '0') {
         return 0;
     }
-    int number = 0;
-    const auto [end, error] = std::from_chars(key.data() + word.size(), key.data() + key.size(), number);
-    return error == std::errc() && end == key.data() + key.size() && number > 0 ? number : 0;
+    const int number = base::ReadNumber<int>(key.substr(word.size())).value_or(0);
+    return std::max(number, 0);
 }
 
-} // namespace lumsite
+} // namespace delivery

@@ -1,15 +1,11 @@
 // Certificates made while the tests run.
 #pragma once
 
-#include <Security/Security.h>
-
 #include <ctime>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "lum/platform/linux/trust/Certificate.h"
 
 constexpr std::time_t kDay = 24L * 60 * 60;
 
@@ -24,6 +20,7 @@ struct CertificatePlan {
     int toDay = 30;
     KeyKind key = KeyKind::P256;
     bool isSignedWithSha1 = false;
+    std::vector<std::string> hosts = {}; // names, or addresses of four numbers, of a server
 };
 
 // A certificate with its private key.
@@ -39,9 +36,7 @@ public:
         return m_der;
     }
     std::string Pem() const;
-    sec::Certificate Parsed() const;
-    // The caller's.
-    SecCertificateRef NewRef() const;
+    std::string KeyPem() const;
 
 private:
     struct Key;
@@ -50,5 +45,3 @@ private:
     std::shared_ptr<Key> m_key;
     std::string m_der;
 };
-
-std::vector<sec::Certificate> Parsed(const std::vector<TestCertificate> &certificates);

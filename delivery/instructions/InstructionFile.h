@@ -9,12 +9,12 @@
 #include <string_view>
 #include <vector>
 
-#include "site/SiteError.h"
+#include "base/Finding.h"
 
-namespace lumsite {
+namespace delivery {
 
-constexpr const char *kInstructionFileName = "lummac.ini";
-constexpr const char *kDefaultSection = "Kelvo";
+inline constexpr const char *kInstructionFileName = "lummac.ini";
+inline constexpr const char *kDefaultSection = "Kelvo";
 
 struct InstructionEntry {
     int line; // from 1
@@ -33,7 +33,7 @@ struct InstructionSection {
 
 struct InstructionFile {
     std::vector<InstructionSection> sections;
-    Findings faults; // `where` is "lummac.ini:7"
+    base::Findings faults; // `where` is "lummac.ini:7"
 
     // The section that the extension would read, or null.
     const InstructionSection *Find(std::string_view name) const;
@@ -47,4 +47,4 @@ std::string InstructionLine(int line);
 // The "File" key's number, or 0 when the key is none of them. Numbers have no leading zeros.
 int FileNumber(std::string_view key);
 
-} // namespace lumsite
+} // namespace delivery

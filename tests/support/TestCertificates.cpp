@@ -1,12 +1,11 @@
-#include "tests/lum/security/TestCertificates.h"
+#include "tests/support/TestCertificates.h"
 
+#include <arpa/inet.h>
 #include <gnutls/abstract.h>
 #include <gnutls/gnutls.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
-
-#include "lum/security/CertificateServices.h"
 
 namespace {
 
@@ -50,6 +49,17 @@ struct Handle {
     Handle &operator=(const Handle &) = delete;
 };
 
+void AddHost(gnutls_x509_crt_t certificate, const std::string &host) {
+    in_addr address{};
+    if (inet_pton(AF_INET, host.c_str(), &address) == 1) {
+        Check(gnutls_x509_crt_set_subject_alt_name(certificate, GNUTLS_SAN_IPADDRESS, &address, sizeof address,
+                                                   GNUTLS_FSAN_APPEND));
+    } else {
+        Check(gnutls_x509_crt_set_subject_alt_name(certificate, GNUTLS_SAN_DNSNAME, host.data(),
+                                                   static_cast<unsigned>(host.size()), GNUTLS_FSAN_APPEND));
+    }
+}
+
 void Import(const Handle &handle, const std::string &der) {
     const gnutls_datum_t datum = {reinterpret_cast<unsigned char *>(const_cast<char *>(der.data())),
                                   static_cast<unsigned>(der.size())};
@@ -65,6 +75,12 @@ void FillIn(gnutls_x509_crt_t crt, const CertificatePlan &plan) {
     Check(gnutls_x509_crt_set_activation_time(crt, now + plan.fromDay * kDay));
     Check(gnutls_x509_crt_set_expiration_time(crt, now + plan.toDay * kDay));
     Check(gnutls_x509_crt_set_basic_constraints(crt, plan.isAuthority, -1));
+    if (plan.isAuthority) {
+        Check(gnutls_x509_crt_set_key_usage(crt, GNUTLS_KEY_KEY_CERT_SIGN | GNUTLS_KEY_CRL_SIGN));
+    }
+    for (const std::string &host : plan.hosts) {
+        AddHost(crt, host);
+    }
     SetName(crt, GNUTLS_OID_X520_ORGANIZATION_NAME, plan.organisation);
     SetName(crt, GNUTLS_OID_X520_COMMON_NAME, plan.commonNameBefore);
     SetName(crt, GNUTLS_OID_X520_COMMON_NAME, plan.commonName);
@@ -118,19 +134,8 @@ std::string TestCertificate::Pem() const {
     return TakeText(pem);
 }
 
-sec::Certificate TestCertificate::Parsed() const {
-    return *sec::Certificate::FromDer({reinterpret_cast<const unsigned char *>(m_der.data()), m_der.size()});
-}
-
-SecCertificateRef TestCertificate::NewRef() const {
-    return SecFromBytes(m_der);
-}
-
-std::vector<sec::Certificate> Parsed(const std::vector<TestCertificate> &certificates) {
-    std::vector<sec::Certificate> parsed;
-    parsed.reserve(certificates.size());
-    for (const TestCertificate &certificate : certificates) {
-        parsed.push_back(certificate.Parsed());
-    }
-    return parsed;
+std::string TestCertificate::KeyPem() const {
+    gnutls_datum_t pem = {nullptr, 0};
+    Check(gnutls_x509_privkey_export2(m_key->key, GNUTLS_X509_FMT_PEM, &pem));
+    return TakeText(pem);
 }
