@@ -22,11 +22,6 @@ fs::path ApplicationSupport() {
                              [NSHomeDirectory() fileSystemRepresentation]);
 }
 
-// The folder that holds this program; empty when the system does not tell.
-fs::path ProgramFolder() {
-    return base::OwnProgram().parent_path();
-}
-
 } // namespace
 
 Folders Folders::OfUser() {
@@ -43,11 +38,11 @@ Folders Folders::OfUser() {
 }
 
 fs::path OwnPart(std::string_view name) {
-    const fs::path program = ProgramFolder();
+    const fs::path folder = base::OwnProgram().parent_path();
     for (const char *place : {".", "..", LUMHOST_INSTALLED_PARTS}) { // beside it, in the build folder, installed
         std::error_code error;
-        const fs::path part = (program / place / name).lexically_normal();
-        if (!program.empty() && fs::is_directory(part, error)) {
+        const fs::path part = (folder / place / name).lexically_normal();
+        if (!folder.empty() && fs::is_directory(part, error)) {
             return part;
         }
     }
