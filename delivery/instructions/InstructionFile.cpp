@@ -10,6 +10,7 @@ namespace delivery {
 
 namespace {
 
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kBlanks = " \t\r\n";
 
 std::string_view Trim(std::string_view text) {
@@ -76,6 +77,12 @@ void InstructionReader::TakePiece(std::string_view piece) {
 }
 
 InstructionFile InstructionReader::Read(std::string_view text) {
+    if (text.starts_with(kByteOrderMark)) { // the extension reads a header behind it, but no key
+        m_line = 1;
+        Fault(base::Severity::Warning, "the file begins with a byte-order mark", "save it as UTF-8 without one");
+        m_line = 0;
+        text.remove_prefix(kByteOrderMark.size());
+    }
     while (!text.empty()) {
         ++m_line;
         std::string_view line = text.substr(0, text.find('\n'));

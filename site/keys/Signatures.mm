@@ -1,5 +1,7 @@
 #include "site/keys/Signatures.h"
 
+#include <utility>
+
 #import <Foundation/Foundation.h>
 
 #include "base/objc/ScopedPool.h"
@@ -12,6 +14,20 @@ namespace lumsite {
 namespace {
 
 using base::ScopedPool;
+
+// The extension logs a signature that does not verify; here the caller reports it.
+class ScopedSilentLog {
+public:
+    ScopedSilentLog() : m_before(std::exchange(_NSLog_printf_handler, [](NSString *) {})) {}
+    ~ScopedSilentLog() {
+        _NSLog_printf_handler = m_before;
+    }
+    ScopedSilentLog(const ScopedSilentLog &) = delete;
+    ScopedSilentLog &operator=(const ScopedSilentLog &) = delete;
+
+private:
+    NSLog_printf_handler *m_before;
+};
 
 NSData *DataOf(const std::string &bytes) {
     return [NSData dataWithBytes:bytes.data() length:bytes.size()];
@@ -56,6 +72,7 @@ bool SiteCertificateKey::valid() const {
 
 bool SiteCertificateKey::Verifies(const std::string &hashText, const std::string &base64Signature) const {
     const ScopedPool pool;
+    const ScopedSilentLog silent;
     return valid() && verifyDataWithSSL(m_key->rsa, DataOf(hashText), DataOf(DecodeBase64(base64Signature)));
 }
 

@@ -55,6 +55,7 @@ TEST(InstructionFile, SurprisesHaveALine) {
     EXPECT_EQ(faults("[Kelvo]\nCount=1\nFile1=" + std::string(2047 - 6, 'y') + "\n[Other]\n"), "");
     EXPECT_THAT(faults("[Kelvo]\nFile1=" + std::string(2048 - 6, 'y') + "\n"),
                 HasSubstr("lummac.ini:2: the line has 2048 characters and is cut"));
+    EXPECT_EQ(faults("\xEF\xBB\xBF[Kelvo]\nCount=1\n"), "lummac.ini:1: the file begins with a byte-order mark");
     EXPECT_THAT(faults("[Kelvo]\n\nFile1=a[b]\n"), HasSubstr("lummac.ini:3: the line holds both"));
     EXPECT_THAT(faults("[Kelvo]\n[b]\n[kelvo]\n"), HasSubstr("lummac.ini:3: section [kelvo] stands a second time"));
 }

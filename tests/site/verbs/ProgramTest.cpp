@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <regex>
 #include <sstream>
 
 #include "tests/site/DemoSite.h"
@@ -58,6 +59,9 @@ TEST(Program, FromKeysToACheckedSite) {
     EXPECT_EQ(OutputOf(in + "check " + serve.url() + " --ca keys/ca.pem"),
               "Checked 1 page and 1 package: 0 errors, 0 warnings\n");
     EXPECT_THAT(OutputOf(in + "check site --ca keys/ca.pem --soon 100"), HasSubstr("0 errors, 1 warning\n"));
+    place.Write("site/lummac.ini",
+                std::regex_replace(ReadFile(place / "site/lummac.ini"), std::regex(";[^;]*\n$"), ";AAAA\n"));
+    EXPECT_EQ(OutputOf(in + "check site 2>&1 >/dev/null", 1), ""); // all of the report is on standard output
     place.Write("site/index.html", "");
     EXPECT_THAT(OutputOf(in + "check site", 1), HasSubstr("error: index.html: the page has no object"));
     OutputOf("curl -s '" + serve.url() + "log?ConfID=1&OptInfo3=no%20error'");
