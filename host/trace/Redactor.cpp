@@ -59,7 +59,7 @@ void ReplaceWord(std::string &text, std::string_view word, std::string_view to) 
 void CutAddresses(std::string &text) {
     for (std::size_t at = text.find("://"); at != std::string::npos; at = text.find("://", at + 3)) {
         const std::size_t host = at + 3;
-        // A bracket ends an address, unless it stands in the host (an IPv6 address).
+        // A bracket ends an address, unless it is in the host (an IPv6 address).
         const std::size_t path = std::min(text.find_first_of("/?# \t\r\n\"'<>|", host), text.size());
         const std::size_t end = std::min(text.find_first_of(" \t\r\n\"'|]", path), text.size());
         if (const std::size_t query = text.find_first_of("?#", path); query < end) {
