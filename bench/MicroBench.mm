@@ -16,10 +16,9 @@
 
 #import "base/objc/ScopedPool.h"
 #include "lum/common/lumutil.h"
-#include "lum/lumext/lumext.h"
 #import "lum/security/CryptoWrapper.h"
 #include "lum/security/CertificateServices.h"
-#include "tests/support/FakeHost.h"
+#include "tests/support/LumFixture.h"
 #include "tests/support/TestCertificates.h"
 
 @interface LUMBenchCollector : NSObject {
@@ -91,12 +90,10 @@ void IniLookUp(benchmark::State &state) {
 }
 
 void ParseItem(benchmark::State &state) {
-    FakeHost host;
-    CLumExtension extension(&host);
-    extension.m_pLUMInterface = &host.table;
+    LumFixture fixture;
     for (auto _ : state) {
-        extension.m_installationMgr.ParseItem(kItemLine.c_str(), true);
-        extension.m_installationMgr.RemoveAllItem();
+        fixture.Add(kItemLine);
+        fixture.manager.RemoveAllItem();
     }
 }
 
@@ -108,18 +105,17 @@ void CompareNames(benchmark::State &state) {
 
 // All is installed and launched, nothing changes: what each tick costs from then on.
 void IdleHeartbeat(benchmark::State &state) {
-    FakeHost host;
-    host.parameters["LumComponentName"] = "item0.bundle";
-    CLumExtension extension(&host);
-    extension.m_pLUMInterface = &host.table;
+    LumFixture fixture;
+    CLumExtension &extension = fixture.extension;
+    fixture.host.parameters["LumComponentName"] = "item0.bundle";
     for (int i = 0; i < 100; ++i) {
-        extension.m_installationMgr.ParseItem(("item" + std::to_string(i) + ".bundle;u;;1;1;1;;;;0").c_str(), true);
+        fixture.Add("item" + std::to_string(i) + ".bundle" + kItemTail);
     }
     extension.m_bInstallationMgrInited = 1;
     extension.m_bMainComponentReady = 1;
     // The last of the items is still on its way, so that a tick walks over all of them.
-    extension.m_installationMgr.SuppressInstallation();
-    extension.m_installationMgr.m_aItems.back()->m_dwState = kItemPending;
+    fixture.manager.SuppressInstallation();
+    fixture.manager.m_aItems.back()->m_dwState = kItemPending;
     for (auto _ : state) {
         extension.Heartbeat();
     }

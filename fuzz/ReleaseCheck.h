@@ -22,7 +22,7 @@ inline const TestRelease &GoodRelease() {
 }
 
 // Trusts the good release up to before `type`, of which it has an older one saved.
-inline delivery::TrustedRelease TrustedBefore(delivery::MetadataType type) {
+inline delivery::TrustedRelease MakeTrustedBefore(delivery::MetadataType type) {
     const TestRelease &good = GoodRelease();
     delivery::TrustedRelease trusted(kReleaseNow);
     Require(trusted.StartFrom(good.Served("root")).has_value(), "the good root is accepted");
@@ -39,6 +39,11 @@ inline delivery::TrustedRelease TrustedBefore(delivery::MetadataType type) {
         return trusted;
     }
     Require(trusted.TakeSnapshot(good.Served("snapshot")).has_value(), "the good snapshot is accepted");
+    return trusted;
+}
+
+template <delivery::MetadataType kType> delivery::TrustedRelease TrustedBefore() {
+    static const delivery::TrustedRelease trusted = MakeTrustedBefore(kType);
     return trusted;
 }
 

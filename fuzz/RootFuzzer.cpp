@@ -6,7 +6,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const std::string_view input = InputText(data, size);
     CheckRaw(kType, input);
     const std::optional<std::string> file = SignedInput(input, {0, 1, 7});
-    delivery::TrustedRelease trusted = TrustedBefore(kType);
+    delivery::TrustedRelease trusted = TrustedBefore<kType>();
     if (!file || !trusted.TakeNextRoot(*file)) {
         Require(trusted.root()->head.version == 1, "a root that is refused changes nothing");
         return 0;

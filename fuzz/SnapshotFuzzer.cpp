@@ -6,7 +6,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const std::string_view input = InputText(data, size);
     CheckRaw(kType, input);
     const std::optional<std::string> file = SignedInput(input, {4});
-    delivery::TrustedRelease trusted = TrustedBefore(kType);
+    delivery::TrustedRelease trusted = TrustedBefore<kType>();
     if (!file || !trusted.TakeSnapshot(*file)) {
         Require(trusted.snapshot() == nullptr, "a snapshot that is refused is not trusted");
         return 0;

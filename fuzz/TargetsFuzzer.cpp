@@ -7,7 +7,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const std::string path = TakeLine(input);
     CheckRaw(kType, input);
     const std::optional<std::string> file = SignedInput(input, {5});
-    delivery::TrustedRelease trusted = TrustedBefore(kType);
+    delivery::TrustedRelease trusted = TrustedBefore<kType>();
     if (!file || !trusted.TakeTargets("targets", "root", *file)) {
         Require(trusted.targets("targets") == nullptr, "targets that are refused are not trusted");
         return 0;

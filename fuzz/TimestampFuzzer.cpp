@@ -6,7 +6,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const std::string_view input = InputText(data, size);
     CheckRaw(kType, input);
     const std::optional<std::string> file = SignedInput(input, {3});
-    delivery::TrustedRelease trusted = TrustedBefore(kType);
+    delivery::TrustedRelease trusted = TrustedBefore<kType>();
     const base::Result<bool> taken = file ? trusted.TakeTimestamp(*file) : base::Result<bool>(false);
     const delivery::Timestamp &timestamp = *trusted.timestamp();
     if (taken && *taken) {

@@ -77,12 +77,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     fs::create_directory(folder);
     Write(place / "package", InputText(data, size));
 
-    std::string reason;
     const fs::path destination = folder / kComponent;
-    const int code = delivery::Unpacker(kSmall).Install(place / "package", destination, &reason);
-    Require((code == delivery::kUnpackOk) == reason.empty(), "a failure has a reason");
+    const base::Result<void> result = delivery::Unpacker(kSmall).Install(place / "package", destination);
+    Require(result || (!result.error().text.empty() && result.error().code != delivery::kUnpackOk),
+            "a failure has a reason");
     place.CheckOutside();
-    if (code != delivery::kUnpackOk) {
+    if (!result) {
         Require(Place::EntriesOf(folder) == 0, "a failure leaves nothing");
         return 0;
     }

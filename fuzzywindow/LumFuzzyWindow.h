@@ -30,6 +30,8 @@
 
 #include <string>
 
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
+
 #define LUM_FUZZY_EXPORT __attribute__((visibility("default")))
 
 // The window's texts.
@@ -78,6 +80,10 @@ public:
 
     // The SHA-256 of the file, in hexadecimal digits; empty when there is none.
     virtual std::string sha256(const char *path) = 0;
+
+protected:
+    // No object is destroyed through its interface; a virtual destructor would change the table of functions.
+    ~ILumFuzzyWindowDelegate() = default;
 };
 
 class ILumFuzzyWindowManager {
@@ -120,6 +126,9 @@ public:
     // Bytes that have arrived since the last call. They are summed up; more than the total shows as the total. They may
     // come before the total is known.
     virtual void updateDownloadedSize(unsigned int bytes) = 0;
+
+protected:
+    ~ILumFuzzyWindowManager() = default; // destroyLumFuzzyWindow destroys it
 };
 
 // A manager without a window as yet. The delegate is not owned and must live until destroyLumFuzzyWindow. Null when the
@@ -128,3 +137,5 @@ extern "C" LUM_FUZZY_EXPORT ILumFuzzyWindowManager *createLumFuzzyWindow(ILumFuz
 
 // Puts the window away, as stop() does, and destroys the manager. Nothing for null.
 extern "C" LUM_FUZZY_EXPORT void destroyLumFuzzyWindow(ILumFuzzyWindowManager *manager);
+
+// NOLINTEND(readability-identifier-naming)

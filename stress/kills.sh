@@ -289,7 +289,7 @@ for ((round = 1; round <= kills; ++round)); do
   start_undisturbed "after a kill while $hit"
   mends=$(asked_since "$before")
   [ -z "$mends" ] || mended=$((mended + 1))
-  [ -z "$(comm -12 <(printf '%s\n' "$asked") <(printf '%s\n' "$mends") | grep .)" ] || again=$((again + 1))
+  ! comm -12 <(printf '%s\n' "$asked") <(printf '%s\n' "$mends") | grep . >/dev/null || again=$((again + 1))
   check_complete "the start after a kill while $hit"
 done
 

@@ -2,18 +2,20 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <new>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "base/Text.h"
 #include "delivery/package/Unpacker.h"
-#include "delivery/package/DecoderWindow.h"
+#include "delivery/package/Compression.h"
+#include "delivery/package/ZipTable.h"
 
 namespace delivery {
 
@@ -21,38 +23,23 @@ namespace {
 
 constexpr std::size_t kReadBlock = 1 << 18;
 
-// Everything that libarchive reads by itself. Not mtree, whose files' contents come from elsewhere on the disk, nor
-// those filters that start another program, nor the kinds that accept any file as an archive of one file.
-void Support(archive *archive) {
-    for (const auto filter :
-         {archive_read_support_filter_gzip, archive_read_support_filter_xz, archive_read_support_filter_zstd,
-          archive_read_support_filter_bzip2, archive_read_support_filter_lz4, archive_read_support_filter_lzma,
-          archive_read_support_filter_lzip, archive_read_support_filter_compress}) {
+// The compressions whose memory is bounded by their format; Decompressor does the others.
+void SupportFilters(archive *archive) {
+    for (const auto filter : {archive_read_support_filter_gzip, archive_read_support_filter_bzip2,
+                              archive_read_support_filter_lz4, archive_read_support_filter_compress}) {
         filter(archive);
     }
+}
+
+// Everything that libarchive reads by itself. Not mtree, whose files' contents come from elsewhere on the disk, nor the
+// kinds that accept any file as an archive of one file.
+void SupportFormats(archive *archive) {
     for (const auto format :
          {archive_read_support_format_tar, archive_read_support_format_zip, archive_read_support_format_7zip,
           archive_read_support_format_cpio, archive_read_support_format_xar, archive_read_support_format_iso9660,
           archive_read_support_format_cab, archive_read_support_format_rar, archive_read_support_format_rar5,
           archive_read_support_format_lha}) {
         format(archive);
-    }
-}
-
-std::optional<Compression> CompressionOf(archive *archive) {
-    switch (archive_filter_code(archive, 0)) {
-    case ARCHIVE_FILTER_XZ:
-        return Compression::Xz;
-    case ARCHIVE_FILTER_ZSTD:
-        return Compression::Zstd;
-    case ARCHIVE_FILTER_LZMA:
-        return Compression::Lzma;
-    case ARCHIVE_FILTER_LZIP:
-        return Compression::Lzip;
-    case ARCHIVE_FILTER_GZIP:
-        return Compression::Gzip;
-    default:
-        return std::nullopt;
     }
 }
 
@@ -100,14 +87,16 @@ private:
 
 } // namespace
 
-PackageReader::PackageReader(const std::filesystem::path &package, std::uint64_t maxWindow)
-    : m_package(package), m_maxWindow(maxWindow), m_file(open(package.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
+PackageReader::PackageReader(const std::filesystem::path &package, std::uint64_t maxWindow, std::stop_token stop)
+    : m_package(package), m_maxWindow(maxWindow), m_stop(std::move(stop)),
+      m_file(open(package.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
     struct stat info;
     if (!m_file || fstat(m_file.get(), &info) != 0) {
-        throw UnpackFailure{kUnpackNoPackage, std::string("the package cannot be opened: ") + strerror(errno)};
+        throw UnpackFailure{kUnpackNoPackage,
+                            "the package cannot be opened: " + std::generic_category().message(errno)};
     }
     if (!S_ISREG(info.st_mode)) {
-        throw UnpackFailure{kUnpackNoPackage, "the package is no file"};
+        throw UnpackFailure{kUnpackNoPackage, "the package is not a regular file"};
     }
     if (info.st_size == 0) {
         throw UnpackFailure{kUnpackNoArchive, "the package is empty"};
@@ -117,10 +106,75 @@ PackageReader::PackageReader(const std::filesystem::path &package, std::uint64_t
     if (!m_archive) {
         throw std::bad_alloc();
     }
-    Support(m_archive.get());
-    if (archive_read_open_fd(m_archive.get(), m_file.get(), kReadBlock) != ARCHIVE_OK) {
+    Open();
+}
+
+void PackageReader::Open() {
+    SupportFormats(m_archive.get());
+    std::array<char, 16> head{};
+    const ssize_t got = pread(m_file.get(), head.data(), head.size(), 0);
+    const auto compression = CompressionOf({head.data(), got > 0 ? static_cast<std::size_t>(got) : 0});
+    m_decompressor = Decompressor::Make(compression, m_maxWindow);
+    int result = ARCHIVE_OK;
+    if (m_decompressor) {
+        m_input.resize(kReadBlock);
+        result = archive_read_open(m_archive.get(), this, nullptr, ReadCallback, nullptr);
+    } else {
+        SupportFilters(m_archive.get());
+        result = archive_read_open_fd(m_archive.get(), m_file.get(), kReadBlock);
+    }
+    if (result != ARCHIVE_OK) {
         throw Damaged();
     }
+}
+
+la_ssize_t PackageReader::ReadCallback(archive *archive, void *self, const void **block) {
+    auto &reader = *static_cast<PackageReader *>(self);
+    std::string_view out;
+    if (!reader.Decompress(out)) {
+        archive_set_error(archive, EINVAL, "%s", reader.m_failure->reason.c_str());
+        return -1;
+    }
+    *block = out.data();
+    return static_cast<la_ssize_t>(out.size());
+}
+
+bool PackageReader::Decompress(std::string_view &out) {
+    while (!m_failure) {
+        if (m_stop.stop_requested()) {
+            m_failure = UnpackFailure{kUnpackInterrupted, "the installation was stopped"};
+            break;
+        }
+        if (m_rest.empty() && !m_inputEnded) {
+            const ssize_t got = read(m_file.get(), m_input.data(), m_input.size());
+            if (got < 0) {
+                m_failure = UnpackFailure{kUnpackNoPackage,
+                                          "the package cannot be read: " + std::generic_category().message(errno)};
+                break;
+            }
+            m_rest = {m_input.data(), static_cast<std::size_t>(got)};
+            m_inputEnded = got == 0;
+        }
+        switch (m_decompressor->Run(m_rest, m_inputEnded, out)) {
+        case Decompressor::Result::More:
+            break;
+        case Decompressor::Result::Damaged:
+            m_failure = UnpackFailure{kUnpackDamaged, "the archive is damaged: its compressed data is not valid"};
+            break;
+        case Decompressor::Result::TooLarge:
+            m_failure =
+                UnpackFailure{kUnpackTooLarge, "unpacking takes more than the " + std::to_string(m_maxWindow >> 20) +
+                                                   " MiB of memory that are allowed"};
+            break;
+        case Decompressor::Result::NoMemory:
+            m_failure = UnpackFailure{kUnpackInterrupted, "there is not enough memory to unpack"};
+            break;
+        }
+        if (!out.empty() || (m_inputEnded && !m_failure)) {
+            return true; // what came before a failure is still good
+        }
+    }
+    return false;
 }
 
 std::string PackageReader::Detail() const {
@@ -129,6 +183,9 @@ std::string PackageReader::Detail() const {
 }
 
 UnpackFailure PackageReader::Damaged() const {
+    if (m_failure) {
+        return *m_failure;
+    }
     const std::string detail = Detail();
     switch (archive_errno(m_archive.get())) {
     case EIO:
@@ -139,31 +196,42 @@ UnpackFailure PackageReader::Damaged() const {
         break;
     }
     if (!m_started && detail.starts_with("Unrecognized archive format")) {
-        return {kUnpackNoArchive, "the package is no archive"};
+        return {kUnpackNoArchive, "the package is not an archive of a known kind"};
     }
     return {kUnpackDamaged, "the archive is damaged: " + detail};
 }
 
-void PackageReader::CheckWindow() const {
-    const auto compression = CompressionOf(m_archive.get());
-    const auto window = compression ? DecoderWindow(m_file.get(), *compression) : std::nullopt;
-    if (window && *window > m_maxWindow) {
-        throw UnpackFailure{kUnpackTooLarge, "unpacking takes " + std::to_string(*window >> 20) +
-                                                 " MiB of memory, and " + std::to_string(m_maxWindow >> 20) +
-                                                 " MiB are allowed"};
+// No publisher compresses twice; it would only serve to hide how much memory the inner one takes.
+void PackageReader::CheckNesting() const {
+    if (archive_filter_count(m_archive.get()) > 2) { // the last is the file itself
+        throw UnpackFailure{kUnpackNoArchive, "the package is compressed more than once"};
+    }
+}
+
+// libarchive drops those entries of a zip file's table that point to an earlier one's data.
+void PackageReader::CheckTable() const {
+    if ((archive_format(m_archive.get()) & ARCHIVE_FORMAT_BASE_MASK) != ARCHIVE_FORMAT_ZIP) {
+        return;
+    }
+    const std::optional<std::uint64_t> listed = ZipTableCount(m_file.get(), m_fileSize);
+    const auto read = static_cast<std::uint64_t>(archive_file_count(m_archive.get()));
+    if (listed && *listed != read) {
+        throw UnpackFailure{kUnpackDamaged, "the archive is damaged: its table lists " + std::to_string(*listed) +
+                                                " entries, but it has data for " + std::to_string(read)};
     }
 }
 
 std::optional<PackageEntry> PackageReader::Next() {
     const int result = archive_read_next_header(m_archive.get(), &m_entry);
     if (result == ARCHIVE_EOF) {
+        CheckTable();
         return std::nullopt;
     }
     if (result != ARCHIVE_OK && result != ARCHIVE_WARN) { // a warning is about what is not used here, such as an owner
         throw Damaged();
     }
     if (!std::exchange(m_started, true)) {
-        CheckWindow();
+        CheckNesting();
     }
     const char *const path = archive_entry_pathname(m_entry);
     if (!path) {
@@ -186,7 +254,8 @@ std::optional<PackageEntry> PackageReader::Next() {
         return PackageEntry{PackageEntry::Kind::Link, path, target ? target : "", false};
     }
     default:
-        throw UnpackFailure{kUnpackRefusedEntry, "the entry " + base::Quoted(path) + " is no file, folder or link"};
+        throw UnpackFailure{kUnpackRefusedEntry,
+                            "the entry " + base::Quoted(path) + " is not a file, a folder or a link"};
     }
 }
 
@@ -228,8 +297,8 @@ void PackageReader::CopyTo(int file, const std::function<void(std::uint64_t)> &a
 }
 
 std::uint64_t PackageReader::LeastSize() const {
-    if (const auto compression = CompressionOf(m_archive.get())) {
-        return UnpackedSize(m_file.get(), *compression).value_or(m_fileSize);
+    if (m_decompressor || archive_filter_count(m_archive.get()) > 1) {
+        return UnpackedSize(m_file.get()).value_or(m_fileSize);
     }
     // A zip file has a table of all its entries; the others would have to be unpacked to find theirs.
     if ((archive_format(m_archive.get()) & ARCHIVE_FORMAT_BASE_MASK) != ARCHIVE_FORMAT_ZIP) {

@@ -9,10 +9,13 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
+#include <vector>
 
+#include "base/ScopedDescriptor.h"
+#include "delivery/package/Decompressor.h"
 #include "delivery/package/UnpackFailure.h"
-#include "delivery/package/UnpackTree.h"
 
 namespace delivery {
 
@@ -26,8 +29,10 @@ struct PackageEntry {
 
 class PackageReader {
 public:
-    // A decoder that wants a larger window than `maxWindow` refuses the package, at the first entry.
-    PackageReader(const std::filesystem::path &package, std::uint64_t maxWindow);
+    // A compressed stream anywhere in the package that wants a larger window than `maxWindow` refuses the package when
+    // it is reached; so does a second compression within the first. A request to stop is obeyed also while the package
+    // yields nothing.
+    PackageReader(const std::filesystem::path &package, std::uint64_t maxWindow, std::stop_token stop = {});
 
     // Nothing after the last entry.
     std::optional<PackageEntry> Next();
@@ -41,7 +46,11 @@ public:
     std::uint64_t LeastSize() const;
 
 private:
-    void CheckWindow() const;
+    static la_ssize_t ReadCallback(archive *archive, void *self, const void **block);
+    bool Decompress(std::string_view &out); // false: see m_failure
+    void Open();
+    void CheckNesting() const;
+    void CheckTable() const;
     UnpackFailure Damaged() const;
     std::string Detail() const;
 
@@ -52,8 +61,14 @@ private:
     };
     const std::filesystem::path m_package;
     const std::uint64_t m_maxWindow;
+    const std::stop_token m_stop;
     base::ScopedDescriptor m_file;
     std::uint64_t m_fileSize = 0;
+    std::unique_ptr<Decompressor> m_decompressor; // null when libarchive decompresses, or nothing does
+    std::vector<char> m_input;
+    std::string_view m_rest; // of m_input
+    bool m_inputEnded = false;
+    std::optional<UnpackFailure> m_failure; // of the decompressor
     bool m_started = false;
     std::unique_ptr<archive, CloseArchive> m_archive;
     archive_entry *m_entry = nullptr; // the archive's

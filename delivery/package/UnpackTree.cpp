@@ -52,8 +52,8 @@ int UnpackTree::Enter(std::size_t depth, std::string_view name, const EntryPath 
     }
     base::ScopedDescriptor folder(openat(parent, text.c_str(), kFolderFlags));
     if (!folder && (errno == ELOOP || errno == ENOTDIR)) {
-        throw UnpackFailure{kUnpackRefusedEntry,
-                            "the entry " + base::Quoted(Joined(path)) + " leads through something that is no folder"};
+        throw UnpackFailure{kUnpackRefusedEntry, "the entry " + base::Quoted(Joined(path)) +
+                                                     " leads through something that is not a folder"};
     }
     if (!folder) {
         throw WriteFailure(errno, Joined(path));
@@ -111,7 +111,7 @@ base::ScopedDescriptor UnpackTree::MakeHardLink(const EntryPath &path, const Ent
     if (!source || fstat(source.get(), &info) != 0 || !S_ISREG(info.st_mode)) {
         throw UnpackFailure{kUnpackRefusedEntry, "the entry " + base::Quoted(Joined(path)) + " is a second name of " +
                                                      base::Quoted(Joined(target)) +
-                                                     ", which is no file of the component"};
+                                                     ", which is not a file of the component"};
     }
     // The way to the new name may close the folder of the old one.
     const base::ScopedDescriptor folder(fcntl(Parent(target), F_DUPFD_CLOEXEC, 0));

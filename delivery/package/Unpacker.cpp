@@ -5,19 +5,16 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <map>
-#include <new>
+#include <utility>
 
-#include "base/Disk.h"
+#include "base/ScopedDescriptor.h"
 #include "base/ScopedSignalBlock.h"
-#include "base/ScopedUtf8Locale.h"
-#include "base/Text.h"
-#include "delivery/package/PackageReader.h"
-#include "delivery/package/UnpackFailure.h"
-#include "delivery/package/MoveIntoPlace.h"
 #include "base/StagingFolder.h"
-#include "delivery/package/UnpackTree.h"
+#include "base/Text.h"
+#include "delivery/package/MoveIntoPlace.h"
+#include "delivery/package/UnpackFailure.h"
+#include "delivery/package/Unpacking.h"
 
 namespace delivery {
 
@@ -81,142 +78,12 @@ void Unpacker::Folders::Empty(const std::filesystem::path &parent) {
 
 namespace {
 
-class Installation {
-public:
-    Installation(Unpacker::Folders &folders, const UnpackLimits &limits, const std::stop_token &stop,
-                 const BeforeMove &beforeMove)
-        : m_folders(folders), m_limits(limits), m_stop(stop), m_beforeMove(beforeMove), m_bytesLeft(limits.maxBytes) {}
-
-    void Run(const std::filesystem::path &package, const std::filesystem::path &destination);
-
-private:
-    void Unpack(PackageReader &reader, int staging, const std::string &component);
-    void Take(PackageReader &reader, const PackageEntry &entry, UnpackTree &tree, const std::string &component);
-    void TellOfMove(int staging, const std::string &component) const;
-    void CheckSpace(std::uint64_t needed) const;
-    void Admit(std::uint64_t more);
-
-    Unpacker::Folders &m_folders;
-    const UnpackLimits m_limits;
-    const std::stop_token m_stop;
-    const BeforeMove m_beforeMove;
-    std::uint64_t m_bytesLeft;
-    std::filesystem::path m_folder;
-};
-
-EntryPath SplitOrRefuse(const std::string &path) {
-    if (auto names = SplitEntryPath(path)) {
-        return *std::move(names);
-    }
-    throw UnpackFailure{kUnpackRefusedEntry,
-                        "the entry " + base::Quoted(path) + " leads out of the component, or too deep"};
-}
-
-void Installation::Run(const std::filesystem::path &package, const std::filesystem::path &destination) {
+void CheckDestination(const std::filesystem::path &destination) {
     const std::string component = destination.filename().string();
     if (!destination.is_absolute() || component.empty() || component == "." || component == "..") {
-        throw UnpackFailure{kUnpackBadArgument, "the place to install to is no full path with a name: " +
-                                                    base::Quoted(destination.string())};
-    }
-    m_folder = destination.parent_path();
-    PackageReader reader(package, m_limits.maxWindow);
-    const base::ScopedDescriptor parent = OpenFolder(m_folder);
-    const base::ScopedDescriptor staging = m_folders.Open(m_folder);
-    Unpack(reader, staging.get(), component);
-    Admit(0);
-    TellOfMove(staging.get(), component);
-    MoveIntoPlace(staging.get(), parent.get(), component);
-}
-
-void Installation::Unpack(PackageReader &reader, int staging, const std::string &component) {
-    const base::ScopedUtf8Locale locale;
-    UnpackTree tree(staging, m_limits.maxEntries);
-    std::optional<PackageEntry> entry = reader.Next();
-    if (entry) {
-        CheckSpace(reader.LeastSize());
-    }
-    for (; entry; entry = reader.Next()) {
-        Take(reader, *entry, tree, component);
-    }
-    if (tree.empty()) {
-        throw UnpackFailure{kUnpackNotOneComponent, "the package holds nothing"};
-    }
-}
-
-void Installation::Take(PackageReader &reader, const PackageEntry &entry, UnpackTree &tree,
-                        const std::string &component) {
-    Admit(0);
-    const EntryPath path = SplitOrRefuse(entry.path);
-    if (path.empty() && entry.kind == PackageEntry::Kind::Folder) { // "./", the folder that was packed
-        return;
-    }
-    if (path.empty() || path.front() != component) {
-        throw UnpackFailure{kUnpackNotOneComponent, "the package holds " +
-                                                        base::Quoted(path.empty() ? "." : path.front()) +
-                                                        ", and should hold " + base::Quoted(component) + " only"};
-    }
-    const auto admit = [this](std::uint64_t more) { Admit(more); };
-    switch (entry.kind) {
-    case PackageEntry::Kind::Folder:
-        tree.MakeFolder(path);
-        return;
-    case PackageEntry::Kind::Link:
-        tree.MakeLink(path, entry.target);
-        return;
-    case PackageEntry::Kind::File:
-        reader.CopyTo(tree.MakeFile(path, entry.executable).get(), admit);
-        return;
-    case PackageEntry::Kind::HardLink: {
-        // The contents come with the first of the names, or (cpio) with the last.
-        const EntryPath target = SplitOrRefuse(entry.target);
-        if (target.empty()) {
-            throw UnpackFailure{kUnpackRefusedEntry,
-                                "the entry " + base::Quoted(entry.path) + " is a second name of nothing"};
-        }
-        reader.CopyTo(tree.MakeHardLink(path, target).get(), admit);
-        return;
-    }
-    }
-}
-
-void Installation::TellOfMove(int staging, const std::string &component) const {
-    struct stat status {};
-    if (m_beforeMove && fstatat(staging, component.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
-        m_beforeMove(status.st_ino);
-    }
-}
-
-void Installation::CheckSpace(std::uint64_t needed) const {
-    if (needed > base::FreeSpace(m_folder)) {
-        throw UnpackFailure{kUnpackNoSpace, "unpacking takes " + std::to_string((needed >> 20) + 1) +
-                                                " MiB, and there is less room on the disk"};
-    }
-}
-
-// Called for every entry and every piece.
-void Installation::Admit(std::uint64_t more) {
-    if (m_stop.stop_requested()) {
-        throw UnpackFailure{kUnpackInterrupted, "the installation was stopped"};
-    }
-    if (more > m_bytesLeft) {
-        throw UnpackFailure{kUnpackTooLarge, "the component is larger than the " +
-                                                 std::to_string(m_limits.maxBytes >> 20) + " MiB that are allowed"};
-    }
-    m_bytesLeft -= more;
-}
-
-// Runs the installation and turns what it throws into a failure.
-UnpackFailure Attempt(Installation &installation, const std::filesystem::path &package,
-                      const std::filesystem::path &destination) {
-    try {
-        installation.Run(package, destination);
-        return {kUnpackOk, {}};
-    } catch (const UnpackFailure &failure) {
-        return failure;
-    } catch (const std::bad_alloc &) {
-        return {kUnpackInterrupted, "there is not enough memory to unpack"};
-    } catch (const std::exception &failure) {
-        return {kUnpackInterrupted, failure.what()};
+        throw UnpackFailure{kUnpackBadArgument,
+                            "the place to install to is not an absolute path that ends in a name: " +
+                                base::Quoted(destination.string())};
     }
 }
 
@@ -226,15 +93,26 @@ Unpacker::Unpacker(UnpackLimits limits) : m_limits(limits), m_folders(std::make_
 
 Unpacker::~Unpacker() = default;
 
-int Unpacker::Install(const std::filesystem::path &package, const std::filesystem::path &destination,
-                      std::string *reason, const std::stop_token &stop, const BeforeMove &beforeMove) {
-    Installation installation(*m_folders, m_limits, stop, beforeMove);
-    const UnpackFailure result = Attempt(installation, package, destination);
-    m_folders->Empty(destination.parent_path());
-    if (reason) {
-        *reason = result.reason;
+void Unpacker::InstallOrThrow(const std::filesystem::path &package, const std::filesystem::path &destination,
+                              const std::stop_token &stop, const BeforeMove &beforeMove) {
+    CheckDestination(destination);
+    const std::filesystem::path folder = destination.parent_path();
+    const std::string component = destination.filename().string();
+    const base::ScopedDescriptor parent = OpenFolder(folder);
+    const base::ScopedDescriptor staging = m_folders->Open(folder);
+    Unpack(package, staging.get(), folder, component, m_limits, stop);
+    struct stat status {};
+    if (beforeMove && fstatat(staging.get(), component.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
+        beforeMove(status.st_ino);
     }
-    return result.code;
+    MoveIntoPlace(staging.get(), parent.get(), component);
+}
+
+base::Result<void> Unpacker::Install(const std::filesystem::path &package, const std::filesystem::path &destination,
+                                     const std::stop_token &stop, const BeforeMove &beforeMove) {
+    const base::Result<void> result = CatchFailures([&] { InstallOrThrow(package, destination, stop, beforeMove); });
+    m_folders->Empty(destination.parent_path());
+    return result;
 }
 
 void Unpacker::Rest() {
@@ -247,15 +125,13 @@ void CleanStaging(const std::filesystem::path &folder) {
 
 UnpackJob::UnpackJob(Unpacker &unpacker, std::filesystem::path package, std::filesystem::path destination,
                      BeforeMove beforeMove) {
-    std::promise<Result> promise;
+    std::promise<base::Result<void>> promise;
     m_result = promise.get_future().share();
     const base::ScopedSignalBlock block;
     m_thread = std::jthread([&unpacker, package = std::move(package), destination = std::move(destination),
                              beforeMove = std::move(beforeMove),
                              promise = std::move(promise)](const std::stop_token &stop) mutable {
-        Result result;
-        result.code = unpacker.Install(package, destination, &result.reason, stop, beforeMove);
-        promise.set_value(std::move(result));
+        promise.set_value(unpacker.Install(package, destination, stop, beforeMove));
     });
 }
 

@@ -23,22 +23,24 @@
 #include <filesystem>
 #include <functional>
 #include <future>
+#include <memory>
 #include <stop_token>
-#include <string>
 #include <thread>
+
+#include "base/Result.h"
 
 namespace delivery {
 
-// The result of an installation. The extension has messages of its own for all of these.
+// What an installation ends with. The extension has messages of its own for all of these.
 enum UnpackCode : int {
     kUnpackOk = 0,
     // The package is missing or cannot be read. Remedy: start again; check the disk.
     kUnpackNoPackage = 1,
-    // The package is no archive, or of a kind that is not read. Remedy: the publisher packs it anew.
+    // The package is not an archive, or of a kind that is not read. Remedy: the publisher packs it again.
     kUnpackNoArchive = 2,
-    // The archive ends early, contradicts itself or asks for a password. Remedy: the publisher packs it anew.
+    // The archive ends early, contradicts itself or asks for a password. Remedy: the publisher packs it again.
     kUnpackDamaged = 3,
-    // An entry is refused (above). Remedy: the publisher leaves it out or mends it.
+    // An entry is refused (above). Remedy: the publisher leaves it out or changes it.
     kUnpackRefusedEntry = 4,
     // More bytes, entries or memory than the limits allow. Remedy: the publisher makes it smaller.
     kUnpackTooLarge = 5,
@@ -47,9 +49,9 @@ enum UnpackCode : int {
     kUnpackNotOneComponent = 6,
     // The disk or the user's share of it is full. Remedy: free some space.
     kUnpackNoSpace = 12,
-    // The destination is no absolute path that ends in a name. Remedy: the page or the item names another place.
+    // The destination is not an absolute path that ends in a name. Remedy: the page or the item names another place.
     kUnpackBadArgument = 20007,
-    // The folder of the destination is missing or cannot be written. Remedy: mend its permissions.
+    // The folder of the destination is missing or cannot be written. Remedy: set its permissions.
     kUnpackNotWritable = 20009,
     // Cancelled, or the system failed: out of memory or descriptors, a disk fault. Remedy: try again.
     kUnpackInterrupted = 20100,
@@ -58,8 +60,8 @@ enum UnpackCode : int {
 struct UnpackLimits {
     std::uint64_t maxBytes = std::uint64_t{8} << 30; // of all files together, unpacked
     std::uint64_t maxEntries = 200'000;              // files, folders and links
-    // What the archive's compression (xz, zstd, lzma, lzip) may keep in memory; the memory in use is this and a few
-    // MiB. libarchive offers no such limit within zip, 7z and rar archives.
+    // What the package's compression (xz, zstd, lzma, lzip) may keep in memory, for any of its streams; the memory in
+    // use is this and a few MiB. libarchive offers no such limit within zip, 7z and rar archives.
     std::uint64_t maxWindow = std::uint64_t{64} << 20;
 };
 
@@ -77,11 +79,11 @@ public:
     Unpacker &operator=(const Unpacker &) = delete;
 
     // Installs the component of `package` as `destination` (an absolute path; its folder must exist). The first time in
-    // a folder it begins by removing what killed processes have left there. Returns a code from above; `reason` (may be
-    // null) then holds one sentence for a person that says what is wrong with what, and is empty on success. A request
-    // to stop is looked at for every block; then the result is kUnpackInterrupted. Throws nothing.
-    int Install(const std::filesystem::path &package, const std::filesystem::path &destination, std::string *reason,
-                const std::stop_token &stop = {}, const BeforeMove &beforeMove = {});
+    // a folder it begins by removing what killed processes have left there. The Error's code is an UnpackCode, its text
+    // one sentence for a person that says what is wrong with what. A request to stop is looked at for every block; then
+    // the code is kUnpackInterrupted.
+    base::Result<void> Install(const std::filesystem::path &package, const std::filesystem::path &destination,
+                               const std::stop_token &stop = {}, const BeforeMove &beforeMove = {});
 
     // Removes its own hidden folders until they are needed again. Not during an installation.
     void Rest();
@@ -89,6 +91,9 @@ public:
     class Folders;
 
 private:
+    void InstallOrThrow(const std::filesystem::path &package, const std::filesystem::path &destination,
+                        const std::stop_token &stop, const BeforeMove &beforeMove);
+
     const UnpackLimits m_limits;
     const std::unique_ptr<Folders> m_folders;
 };
@@ -112,20 +117,13 @@ public:
         m_thread.request_stop();
     }
 
-    // After the end (these wait for it).
-    int code() const {
-        return m_result.get().code;
-    }
-    const std::string &reason() const {
-        return m_result.get().reason;
+    // After the end (this waits for it): what Unpacker::Install answers.
+    const base::Result<void> &result() const {
+        return m_result.get();
     }
 
 private:
-    struct Result {
-        int code;
-        std::string reason;
-    };
-    std::shared_future<Result> m_result;
+    std::shared_future<base::Result<void>> m_result;
     std::jthread m_thread;
 };
 

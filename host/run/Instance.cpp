@@ -293,15 +293,15 @@ int Instance::InstallFile(const char *file, const char *destination) {
     m_owner.KeepWindowsAlive([&](std::chrono::milliseconds longest) { return job.Wait(longest); });
     m_pauses.Away();
     m_job = nullptr;
-    if (job.code() == delivery::kUnpackOk) {
+    if (job.result()) {
         m_installed.push_back(place);
         return delivery::kUnpackOk;
     }
     m_owner.NotMoved(place);
     if (!m_stopped) {
-        m_owner.Problem("a package was not installed: " + job.reason());
+        m_owner.Problem("a package was not installed: " + job.result().error().text);
     }
-    return job.code();
+    return job.result().error().code;
 }
 
 void Instance::AskStop() {

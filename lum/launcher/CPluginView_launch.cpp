@@ -110,11 +110,10 @@ void CPluginView::StartAndWait(const std::string &processName, const std::string
                  executablePath.empty() ? "Empty" : executablePath.c_str());
     makeFrameworkLinks(executablePath.c_str());
     const auto pid = StartApplication(executablePath, Owner().UsesPlaceholderWindow());
-    if (pid) {
-        Owner().Started(*pid);
+    if (!pid) {
+        return; // there will be no process to wait for
     }
-    // Also when nothing could be started: another process of the name may appear, and the user is told once, at the
-    // end.
+    Owner().Started(*pid);
     WaitForProcess(processName.c_str());
 }
 
@@ -150,7 +149,7 @@ void CPluginView::TellPlayerToOpen(const std::string &address) const {
     SendAppleEvent(mpComponantPSN ? *mpComponantPSN : ProcessSerialNumber{0, kNoProcess}, kOpenUrlEvent, address);
 }
 
-// Also of a launch that failed: the owner watches for the application all the same.
+// Even when the launch failed: the owner watches for the application all the same.
 void CPluginView::TellOwner(Product product) const {
     switch (product) {
     case Product::RecordingPlayer:

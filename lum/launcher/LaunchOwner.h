@@ -1,10 +1,10 @@
 // The launcher's owner, the controller, as the launcher sees it.
 //
 // The view holds a plain pointer to the controller, and the controller has no base class that could be an interface of
-// this folder's. So the interface is this class: declared where it is used, its functions defined beside the controller
+// this folder. So this class is the interface: declared where it is used, defined beside the controller
 // (lum/lumext/LaunchOwner.cpp). Includes go one way only, from lum/lumext to lum/launcher.
 //
-// Without an owner (null) every page parameter is absent and nobody is told of anything. Main thread only.
+// Without an owner (null) every page parameter is absent and the rest does nothing. Main thread only.
 #pragma once
 
 #include <optional>
@@ -23,7 +23,7 @@ public:
 
     // The process id of the application that was just started.
     void Started(int processId) const;
-    // One of these was launched, or the launch was tried: the owner looks after it from now on.
+    // The launch of one of these was attempted, or it runs already: the owner watches it from now on.
     void ApplicationLaunched() const;
     void PlayerLaunched() const;
     void RecordingPlayerLaunched() const;

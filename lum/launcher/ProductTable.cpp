@@ -15,7 +15,7 @@ constexpr MainApplication kJoin = {"confshell.bundle", "Kelvo Join.app/Contents/
 // In the order in which they are tried.
 constexpr MainApplication kApplications[] = {
     kMeetingHall,
-    // The colon is no slip of this table: sites rely on this path as it stands.
+    // The colon is deliberate: sites rely on this exact path.
     {"klvmgrmh.bundle", "Meeting Hall.app/Contents:MacOS/Meeting Hall", "Meeting Hall"},
     {"klvmgrch.bundle", "Class Hall.app/Contents/MacOS/Class Hall", "Class Hall"},
     {"klvmgrfh.bundle", "Forum Hall.app/Contents/MacOS/Forum Hall", "Forum Hall"},

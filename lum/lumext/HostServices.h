@@ -1,10 +1,9 @@
 // The services of the host that one instance may call: the table and the cookie, with a function for each slot in use.
 //
-// A slot that is null is skipped, as every slot is when there is no table. Texts are UTF-8 and need not live longer
+// A null slot is skipped; without a table every slot is. Texts are UTF-8 and need not live longer
 // than the call. Exceptions of the host's functions pass through (Guard.h catches them at the edge).
 //
-// A value, made from the controller's members when it is needed: a controller that has said goodbye has no table, and
-// so calls nothing.
+// A value, made from the controller's members whenever it is needed.
 #pragma once
 
 #include <optional>
@@ -22,13 +21,13 @@ public:
         return m_table != nullptr;
     }
 
-    // A copy of the page's value for the parameter (the host may use its own text's place for the next answer), or
-    // nothing when the page does not define it.
+    // A copy of the page's value for the parameter (the host may reuse its buffer at the next call), or nothing
+    // when the page does not define it.
     std::optional<std::string> GetParameter(const char *name) const;
-    // True when the page defines the parameter as this word, in whatever case.
+    // True when the page defines the parameter and its value is this word, ignoring case.
     bool IsParameter(const char *name, const char *word) const;
 
-    // `target` null: a request in the background. `url` null: a missing parameter of the page's, passed on.
+    // A null `target` is a request in the background. A null `url` is a missing page parameter, passed on.
     void OpenURL(const char *target, const char *url) const;
     void GetFile(LUMGetFileCallback callback, void *context, const std::string &url) const;
     // The host's error code, 0 for success; nothing when the host cannot unpack.
@@ -43,7 +42,7 @@ private:
     void *m_cookie;
 };
 
-// For the functions that take null for an absent text; good as long as `text`.
+// For functions that take null for an absent text. Valid as long as `text`.
 inline const char *TextOrNull(const std::optional<std::string> &text) {
     return text ? text->c_str() : nullptr;
 }

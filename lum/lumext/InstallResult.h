@@ -1,15 +1,15 @@
-// What becomes of one downloaded package: the results of LumInstallationMgr::DoItemInstallation, whose integer result
-// is one of these values. Sites and support know the numbers.
+// The outcome of installing one downloaded package. LumInstallationMgr::DoItemInstallation returns these values as
+// integers. Sites and support teams know the numbers.
 #pragma once
 
 #include <cstdint>
 
 enum class InstallResult : std::int32_t {
     Installed = 0, // or failed, for an item whose failures are ignored
-    Unused1 = -1,  // given by nothing today, known to the messages, as the next one
+    Unused1 = -1,  // not returned today; like the next one it has a message
     Unused2 = -2,
-    GeneralFailure = -3,      // a hash that is missing or differs, or an unpack error that is not listed below
-    RestartAfterFailure = -4, // the unpacking failed, and the item asks for a restart then
+    GeneralFailure = -3,      // the hash is missing or differs, or an unpack error without a value of its own
+    RestartAfterFailure = -4, // unpacking failed, and the item wants a restart in that case
     NothingToInstall = -5,    // no item, or no file
     NoHostTable = -7,         // the host cannot unpack
     NotAuthentic = -8,        // certificate or signature missing or wrong
@@ -20,8 +20,8 @@ enum class InstallResult : std::int32_t {
     UnpackError5 = -14,
     UnpackError6 = -15,
     UnpackError12 = -16,
-    UnpackError20009 = -30, // that 20007 and 20009 cross is no slip
+    UnpackError20009 = -30, // 20009 and 20007 are swapped on purpose
     UnpackError20007 = -31,
     UnpackError20100 = -32,
-    SilentFailure = -100, // stops the start without a message; given by nothing today
+    SilentFailure = -100, // ends the start without a message; not returned today
 };

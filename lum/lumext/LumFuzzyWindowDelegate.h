@@ -18,6 +18,8 @@
 #include "fuzzywindow/LumFuzzyWindow.h"
 #include "lum/lumext/HostServices.h"
 
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
+
 class CLumExtension;
 class CPluginView;
 
@@ -78,7 +80,7 @@ public:
     // The window is used when the page asks for the fast join ("lumloadingmeetingfastflag" is "1") and the application
     // of its component does not run. Never without service table, cookie or view.
     void checkUsingFuzzyWindow();
-    // What checkUsingFuzzyWindow decided; it is not looked at again.
+    // What checkUsingFuzzyWindow decided; not evaluated again.
     bool isUsingFuzzyWindow() const;
 
     // "LumProductVersion", "LumComponentName", "lumloadingmeetingfastflag"; "" when absent.
@@ -137,3 +139,5 @@ public:
     LumFuzzyWindowDelegate m_lumFuzzyWindowDelegate;
     ILumFuzzyWindowManager *m_pLumFuzzyWindowMgr = nullptr; // owned
 };
+
+// NOLINTEND(readability-identifier-naming)

@@ -8,6 +8,7 @@
 #include "lum/common/lumutil.h"
 #include "lum/launcher/CPluginView.h"
 #include "lum/launcher/ProductTable.h"
+#include "lum/lumext/ControllerFrame.h"
 #include "lum/lumext/lumext.h"
 #import "base/objc/ScopedPool.h"
 #import "lum/security/CryptoWrapper.h"
@@ -27,7 +28,7 @@ std::string TextOfBytes(NSData *data) {
 
 } // namespace
 
-// The interface is required, so its absence is a fault of the caller's; it must not be the end of the browser.
+// The interface is required, so its absence is the caller's mistake; it must not crash the browser.
 void LumFuzzyWindowDelegate::requireInterface(int line) const {
     AssertionHolds(m_pLUMInterface != nullptr, "nil != m_pLUMInterface", kSource, line);
 }
@@ -78,6 +79,7 @@ void LumFuzzyWindowDelegate::stopLum() {
     if (!m_pLumExtension || !m_pLUMInterface) {
         return;
     }
+    const ControllerFrame frame(*m_pLumExtension); // the window calls from the event loop, not through an entry point
     services().Stop();
     m_pLumExtension->WriteErrorLog(901, nullptr);
     m_pLumExtension->Stop();

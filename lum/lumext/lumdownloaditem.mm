@@ -80,7 +80,7 @@ int safe_strcasecmp(const char *left, const char *right) {
     const base::ScopedPool pool;
     NSString *lowerLeft = [[NSString stringWithUTF8String:left] lowercaseString];
     NSString *lowerRight = [[NSString stringWithUTF8String:right] lowercaseString];
-    return lowerLeft && lowerRight && [lowerLeft isEqualToString:lowerRight] ? 0 : -1;
+    return lowerLeft && lowerRight && [lowerLeft compare:lowerRight options:NSLiteralSearch] == NSOrderedSame ? 0 : -1;
 }
 
 unsigned int safe_strlen(const char *text) {

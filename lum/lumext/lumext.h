@@ -12,6 +12,8 @@
 #include "lum/lumext/luminstallationmgr.h"
 #include "lum/platform/ObjcForward.h"
 
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
+
 LUM_FORWARD_CLASS(LUMBridge);
 
 class CLumExtension {
@@ -27,6 +29,9 @@ public:
     void HandleActionNotify(unsigned int value1, unsigned int value2);
     void Heartbeat();
     void ExitInstance();
+    // The host has ended the instance; to be called within a frame. In other frames' calls nothing more is asked of the
+    // host. The object is deleted when the last frame is left, and ExitInstance is called before that.
+    void Leave();
 
     void Stop();
     void InitComponent();
@@ -121,4 +126,11 @@ public:
     LumFuzzyWindowMgrWrapper m_fuzzyWindowMgr;
     std::uint32_t m_dwDownloadStartTick = 0;
     std::uint32_t m_dwDownloadTotalSize = 0;
+
+private:
+    friend class ControllerFrame;
+    int m_nFrames = 0;
+    bool m_bLeft = false;
 };
+
+// NOLINTEND(readability-identifier-naming)

@@ -5,6 +5,7 @@
 
 #include "lum/common/Assertion.h"
 #include "lum/common/lumutil.h"
+#include "lum/lumext/ControllerFrame.h"
 #include "lum/lumext/Guard.h"
 #include "lum/lumext/lumext.h"
 
@@ -41,6 +42,7 @@ uint8_t LumHandleEvent(void *, EventRecord *event, uint8_t flag, void *component
         return 0;
     }
     uint8_t result = 0;
+    const ControllerFrame frame(*Extension(component));
     Guarded("LumHandleEvent", [&] { result = Extension(component)->HandleEvent(event, flag); });
     return result;
 }
@@ -49,6 +51,7 @@ uint32_t LumSetWindow(void *, _NPWindow *window, void *component) {
     if (!AssertionHolds(component != nullptr, "pComponent!=nil", kSource)) {
         return kLUMErrorNullArgument;
     }
+    const ControllerFrame frame(*Extension(component));
     Guarded("LumSetWindow", [&] { Extension(component)->SetWindow(window); });
     return kLUMNoError;
 }
@@ -57,6 +60,7 @@ void LumActionNotify(void *, uint32_t value1, uint32_t value2, void *component) 
     if (!AssertionHolds(component != nullptr, "pComponent!=nil", kSource)) {
         return;
     }
+    const ControllerFrame frame(*Extension(component));
     Guarded("LumActionNotify", [&] { Extension(component)->HandleActionNotify(value1, value2); });
 }
 
@@ -64,6 +68,7 @@ uint32_t LumHeartbeat(void *, void *component) {
     if (!AssertionHolds(component != nullptr, "pComponent!=nil", kSource)) {
         return kLUMErrorNullArgument;
     }
+    const ControllerFrame frame(*Extension(component));
     Guarded("LumHeartbeat", [&] { Extension(component)->Heartbeat(); });
     return kLUMNoError;
 }
@@ -73,8 +78,10 @@ uint32_t LumExitInstance(void *, void *component) {
     if (!AssertionHolds(component != nullptr, "pComponent", kSource)) {
         return kLUMErrorNullArgument;
     }
-    Guarded("LumExitInstance", [&] { Extension(component)->ExitInstance(); });
-    Guarded("LumExitInstance", [&] { delete Extension(component); });
+    {
+        const ControllerFrame frame(*Extension(component));
+        Guarded("LumExitInstance", [&] { Extension(component)->Leave(); });
+    }
     MacInfoTrace("LumExitInstance Exit");
     return kLUMNoError;
 }

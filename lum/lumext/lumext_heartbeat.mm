@@ -4,9 +4,8 @@
 //          |                     |                  |
 //          +---------------------+------------------+--> stopped (by a failure, or by the user)
 //
-// The watches over launched applications run in every state, the installation only while it is initialised and not
-// stopped. Time is looked at here and nowhere else: the differences of millisecond ticks, unsigned, so that they
-// survive the counter's wrap.
+// Launched applications are watched in every state; the installation advances only while it is initialised and not
+// stopped. All timing is here: unsigned differences of millisecond ticks, which stay right when the counter wraps.
 #include "lum/common/lumutil.h"
 #include "lum/lumext/lumext.h"
 #import "lum/lumext/LUMBridge.h"
@@ -70,10 +69,10 @@ void CLumExtension::WatchPlayer(const char *processName, void (CLumExtension::*s
     if (!IsRunning(processName)) {
         (this->*setLaunched)(false);
         Services().OpenURL("_self",
-                           TextOrNull(homePage)); // an absent home page is passed on: the host decides what that means
+                           TextOrNull(homePage)); // absent: null, and the host decides what that means
         return;
     }
-    // The flag stays set, so that this repeats on every tick until the page is replaced.
+    // The flag stays set on purpose: this repeats on every tick until the page is replaced.
     if (homePage) {
         OpenInPageFrame(homePage->c_str());
     }
@@ -101,7 +100,7 @@ bool CLumExtension::WatchApplication(std::uint32_t wait) {
         Stop();
         return false;
     }
-    // The inversion is meant: only an empty address is opened, one that says something gives way to the page's own.
+    // Inverted on purpose: only an empty address is opened; for any other, or none, the page's own is used.
     NSString *jumpURL = [m_pBridge jumpURL];
     if (jumpURL && [jumpURL length] == 0) {
         OpenInPageFrame("");

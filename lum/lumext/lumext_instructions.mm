@@ -6,6 +6,7 @@
 #include "lum/common/Assertion.h"
 #include "lum/common/lumutil.h"
 #include "lum/lumext/Folders.h"
+#include "lum/lumext/ControllerFrame.h"
 #include "lum/lumext/Guard.h"
 #include "lum/lumext/lumext.h"
 #include "lum/lumext/MeetingAlert.h"
@@ -106,11 +107,12 @@ bool CLumExtension::StdDownloadExt(const char *, LUMStdDownloadCallback, void *)
 void CLumExtension::GetIniFileCallback(void *, void *context, LUMGetFileNotifyMessageType type, void *data) {
     auto *pExtension = static_cast<CLumExtension *>(context);
     if (!AssertionHolds(pExtension != nullptr, "pExtension", kSource)) {
-        return; // to go on without the controller would be the end of the browser
+        return; // going on without the controller would crash the browser
     }
     if (pExtension->m_bStopped) {
-        return; // a host that does not know pfnStop may still finish a download that nobody waits for
+        return; // a host without pfnStop may still report a download that is no longer wanted
     }
+    const ControllerFrame frame(*pExtension);
     Guarded("CLumExtension::GetIniFileCallback", [&] { pExtension->HandleIniFileCallback(type, data); });
 }
 
@@ -218,7 +220,7 @@ void CLumExtension::ReadItemLines(const char *iniPath) {
         }
         m_installationMgr.ParseItem(line, true);
         if (i == count) {
-            return; // also keeps the index from running past the largest count
+            return; // also keeps the index from overflowing at the largest count
         }
     }
 }

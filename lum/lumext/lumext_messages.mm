@@ -9,7 +9,9 @@
 #import <Foundation/Foundation.h>
 
 #include "lum/common/Assertion.h"
+#include "lum/common/FormatCheck.h"
 #include "lum/common/lumutil.h"
+#include "lum/lumext/Guard.h"
 #include "lum/lumext/lumext.h"
 #include "lum/lumext/TraceLines.h"
 
@@ -17,6 +19,7 @@ namespace {
 
 constexpr SourceUnit kSource("lum/lumext/lumext");
 constexpr std::size_t kMessageSize = 4096;
+constexpr char kNoWarnings[] = "no%20error";
 constexpr char kDownloadTimeCode[] = "1106";
 
 // The English text of a message, null for an id that has none.
@@ -44,20 +47,6 @@ const char *EnglishText(int number) {
     }
 }
 
-// The conversions of a format, in order: "%d%s" for "a %d b %s".
-std::string Conversions(const std::string &format) {
-    std::string found;
-    for (std::size_t i = format.find('%'); i != std::string::npos; i = format.find('%', i + 1)) {
-        const std::size_t end = format.find_first_of("diouxXeEfFgGaAcspn%", i + 1);
-        found += format.substr(i, end == std::string::npos ? end : end - i + 1);
-        if (end == std::string::npos) {
-            break;
-        }
-        i = end;
-    }
-    return found;
-}
-
 // What the trace collector of the host's process has kept of warnings, ready for a URL.
 std::string CollectedWarnings() {
     NSMutableDictionary *query = [NSMutableDictionary dictionaryWithObject:[NSNumber numberWithBool:YES]
@@ -67,7 +56,7 @@ std::string CollectedWarnings() {
                                                       userInfo:query];
     id warnings = [query objectForKey:@"QUERYTRACESKEY"];
     const char *text = [warnings isKindOfClass:[NSString class]] ? [warnings UTF8String] : nullptr;
-    return text && *text ? text : "no%20error";
+    return text && *text ? text : kNoWarnings;
 }
 
 } // namespace
@@ -87,7 +76,8 @@ const char *CLumExtension::GetLogParameters(LogParameters &parameters) const {
 
 bool CLumExtension::WriteErrorLog(std::int32_t code, const char *optInfo) {
     MacWarnTrace("CLumExtension::WriteErrorLog,Begin,errorcode =%d", code);
-    const std::string warnings = CollectedWarnings();
+    std::string warnings = kNoWarnings;
+    Catching([&] { warnings = CollectedWarnings(); }); // the collector is the host's
     LogParameters parameters;
     if (const char *missing = GetLogParameters(parameters)) {
         MacErrorTrace("CLumExtension::WriteErrorLog,End,%s is nil!", missing);
@@ -95,7 +85,7 @@ bool CLumExtension::WriteErrorLog(std::int32_t code, const char *optInfo) {
     }
     MacInfoTrace("CLumExtension::WriteErrorLog,JMF parameters: %s,%s,%s", parameters.url.c_str(),
                  parameters.meeting.c_str(), parameters.session.c_str());
-    try {
+    const auto exception = Catching([&] {
         std::string tail = "ConfID=" + parameters.meeting + "&SessionID=" + parameters.session +
                            "&Module=1&" LUM_LOG_CODE "=" + std::to_string(code);
         if (optInfo) {
@@ -118,11 +108,11 @@ bool CLumExtension::WriteErrorLog(std::int32_t code, const char *optInfo) {
         const bool saved = SaveMsgLogToUrl(url.c_str(), nullptr);
         MacInfoTrace("CLumExtension::WriteErrorLog,End,Save the error message log to [%s] is [%s]", url.c_str(),
                      saved ? "successful" : "failed");
-        return true;
-    } catch (const std::exception &) {
+    });
+    if (exception) {
         MacErrorTrace("CLumExtension::WriteErrorLog,End,Write Log to server fails!");
-        return false;
     }
+    return !exception;
 }
 
 bool CLumExtension::WriteErrorLogForReportDownloadTime() {
@@ -134,7 +124,7 @@ bool CLumExtension::WriteErrorLogForReportDownloadTime() {
     }
     MacInfoTrace("CLumExtension::WriteErrorLogForReportDownloadTime,JMF parameters: %s,%s,%s", parameters.url.c_str(),
                  parameters.meeting.c_str(), parameters.session.c_str());
-    try {
+    const auto exception = Catching([&] {
         // Joined with "&" whatever the form of the logging URL, unlike the other report: sites rely on it.
         const std::string url =
             parameters.url + "&ConfID=" + parameters.meeting + "&SessionID=" + parameters.session +
@@ -142,11 +132,11 @@ bool CLumExtension::WriteErrorLogForReportDownloadTime() {
             "&RefNum4=" + std::to_string(m_dwDownloadTotalSize) + "&RefNum5=" + std::to_string(m_dwDownloadStartTick);
         SaveMsgLogToUrl(url.c_str(), nullptr);
         MacInfoTrace("CLumExtension::WriteErrorLogForReportDownloadTime,End");
-        return true;
-    } catch (const std::exception &) {
+    });
+    if (exception) {
         MacErrorTrace("CLumExtension::WriteErrorLogForReportDownloadTime,End,Write Log to server fails!");
-        return false;
     }
+    return !exception;
 }
 
 std::string CLumExtension::GetGMTTimeForLogEvent() {
@@ -185,8 +175,7 @@ std::string CLumExtension::LoadResourceString(int nResourceId) {
         LocalizedText(ExtensionBundle(), TextOrNull(language), [NSString stringWithUTF8String:english]);
     const char *format = [translated UTF8String];
     std::string text = format ? format : "";
-    // A table is a file that others translate: what it holds is a format only when it asks for the same arguments.
-    if (text.empty() || Conversions(text) != Conversions(english)) {
+    if (text.empty() || !TakesSameArguments(text, english)) {
         MacErrorTrace("invalid format string in file[%s], line[%d], nResourceId[%d]", kSource.path(), __LINE__,
                       nResourceId);
         return {};

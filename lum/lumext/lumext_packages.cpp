@@ -5,6 +5,7 @@
 
 #include "lum/common/Assertion.h"
 #include "lum/common/lumutil.h"
+#include "lum/lumext/ControllerFrame.h"
 #include "lum/lumext/Guard.h"
 #include "lum/lumext/InstallResult.h"
 #include "lum/lumext/lumext.h"
@@ -47,6 +48,7 @@ void CLumExtension::GetFileCallback(void *, void *context, LUMGetFileNotifyMessa
     if (!AssertionHolds(pExtension != nullptr, "pExtension", kSource)) {
         return;
     }
+    const ControllerFrame frame(*pExtension);
     Guarded("CLumExtension::GetFileCallback", [&] { pExtension->HandleGetFileCallback(pItem, type, data); });
 }
 

@@ -10,6 +10,8 @@
 #include "lum/lumext/lumdownloaditem.h"
 #include "lum/platform/ObjcForward.h"
 
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
+
 LUM_FORWARD_CLASS(CDownloadWindow);
 class CLumExtension;
 struct rsa_st;
@@ -94,3 +96,5 @@ public:
     CDownloadWindow *m_pDownloadWindow = nullptr;
     rsa_st *m_pRSAObject = nullptr;
 };
+
+// NOLINTEND(readability-identifier-naming)

@@ -4,6 +4,7 @@
 
 #include "lum/common/Assertion.h"
 #include "lum/common/lumutil.h"
+#include "lum/lumext/ControllerFrame.h"
 #include "lum/lumext/lumext.h"
 #import "lum/security/CryptoWrapper.h"
 
@@ -96,6 +97,10 @@ void LumInstallationMgr::SuppressInstallation() {
 }
 
 void LumInstallationMgr::Cancel() {
+    std::optional<ControllerFrame> frame; // the button calls from the event loop, not through an entry point
+    if (m_pExtension) {
+        frame.emplace(*m_pExtension);
+    }
     MacWarnTrace("LumInstallationMgr::Cancel");
     if (m_pExtension) {
         m_pExtension->Stop();

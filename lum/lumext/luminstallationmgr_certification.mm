@@ -38,6 +38,11 @@ NSArray *Intermediates(const std::vector<std::string> &pieces) {
     return certificates;
 }
 
+// Character by character: a composed letter is not its parts.
+bool EndsWith(NSString *text, NSString *end) {
+    return [text rangeOfString:end options:NSLiteralSearch | NSBackwardsSearch | NSAnchoredSearch].length > 0;
+}
+
 Verdict JudgeName(SecCertificateRef leaf) {
     NSString *name = CommonNameOfCert(leaf);
     if (!name) {
@@ -45,7 +50,7 @@ Verdict JudgeName(SecCertificateRef leaf) {
         return Verdict::Rejected;
     }
     MacInfoTrace("Certification's common name = %s", [name UTF8String]);
-    if ([name hasSuffix:@LUM_VENDOR_SUFFIX] || [name hasSuffix:@LUM_VENDOR_ORGANISATION]) {
+    if (EndsWith(name, @LUM_VENDOR_SUFFIX) || EndsWith(name, @LUM_VENDOR_ORGANISATION)) {
         return Verdict::Accepted;
     }
     MacErrorTrace("invalid certification file or cannot believe, common name is not end by %s", LUM_VENDOR_SUFFIX);

@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <iterator>
 
+#include "base/FileStatus.h"
 #include "lum/common/lumutil.h"
 #include "lum/common/versionfordylib.h"
 #include "lum/lumext/Folders.h"
@@ -35,21 +37,52 @@ InstallResult ResultForUnpackError(int error) {
     return known != std::end(kUnpackErrors) ? known->result : InstallResult::GeneralFailure;
 }
 
+// Every piece between "/" is a name: neither empty nor "." nor "..". The component would otherwise not lie in the
+// install folder, or be that folder itself, and what it replaces is removed.
+bool IsRealName(const std::string &name) {
+    for (std::string::size_type start = 0; start <= name.size();) {
+        const std::string::size_type end = std::min(name.find('/', start), name.size());
+        const std::string piece = name.substr(start, end - start);
+        if (piece.empty() || piece == "." || piece == "..") {
+            return false;
+        }
+        start = end + 1;
+    }
+    return true;
+}
+
 bool IsWord(const std::string &text, const char *word) {
     return safe_strcasecmp(text.c_str(), word) == 0;
 }
 
-// Takes the old component away in one step, under a hidden name, and removes it there: a start that is killed meanwhile
-// leaves no half component that the next one would take for whole. What such a start has left goes first.
-void RemoveAtOnce(const std::string &path) {
-    const std::string::size_type name = path.rfind('/') + 1;
-    const std::string aside = path.substr(0, name) + "." + path.substr(name) + ".old";
-    RemoveFile(aside);
-    if (std::rename(path.c_str(), aside.c_str()) == 0) {
-        RemoveFile(aside);
-    } else {
-        RemoveFile(path);
+// What the removal of a component renames it to.
+constexpr char kRemovedPrefix[] = ".lumext-removed-";
+
+// Those that a killed start has left.
+void RemoveLeftovers(const std::string &folder) {
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        if (entry->path().filename().string().starts_with(kRemovedPrefix)) {
+            std::error_code ignored;
+            std::filesystem::remove_all(entry->path(), ignored);
+        }
     }
+}
+
+// Renames the old component to a hidden name that is nobody else's and removes it there, so that a start killed during
+// the removal does not leave half a component that the next start would take for a whole one.
+void RemoveAtOnce(const std::string &path) {
+    const std::string folder = path.substr(0, path.rfind('/') + 1);
+    RemoveLeftovers(folder.empty() ? "." : folder);
+    std::string aside;
+    std::error_code error;
+    if (base::IsPresent(path.c_str()) && GetTempFileName(folder, kRemovedPrefix, aside) != 0 &&
+        std::rename(path.c_str(), aside.c_str()) == 0 && std::filesystem::remove_all(aside, error) > 0 && !error) {
+        MacInfoTrace("RemoveFile: remove file[%s] success!", path.c_str());
+        return;
+    }
+    RemoveFile(aside.empty() || base::IsPresent(path.c_str()) ? path : aside);
 }
 
 void PrepareLocation(const std::string &path, const std::string &dir, const std::string &name) {
@@ -63,17 +96,17 @@ void PrepareLocation(const std::string &path, const std::string &dir, const std:
     }
 }
 
-// libfoo.dylib of version 2,1,3,0 becomes libfoo-2.1.3.0.dylib with a link under the plain name. When one of the two
-// calls fails the next look at the file finds it missing, and it is fetched again.
+// libfoo.dylib of version 2,1,3,0 becomes libfoo-2.1.3.0.dylib, with a link under the plain name. If one of the two
+// calls fails, the next start finds the file missing and fetches it again.
 void GiveVersionedName(const std::string &folder, const CItem &item) {
     const LibraryNames names = NamesOfInstalledLibrary(item.m_strName, item.m_strVersion);
     const std::string link = folder + names.link;
     const std::string real = folder + names.real;
     if (std::rename(link.c_str(), real.c_str()) != 0) {
-        MacWarnTrace("LumInstallationMgr::DoItemInstallation,cannot rename %s to %s", link.c_str(), real.c_str());
+        MacInfoTrace("LumInstallationMgr::DoItemInstallation,cannot rename %s to %s", link.c_str(), real.c_str());
     }
     if (symlink(real.c_str(), link.c_str()) != 0) {
-        MacWarnTrace("LumInstallationMgr::DoItemInstallation,cannot link %s to %s", link.c_str(), real.c_str());
+        MacInfoTrace("LumInstallationMgr::DoItemInstallation,cannot link %s to %s", link.c_str(), real.c_str());
     }
 }
 
@@ -90,18 +123,22 @@ std::int32_t LumInstallationMgr::DoItemInstallation(CItem *item, const char *fil
 }
 
 InstallResult LumInstallationMgr::InstallItem(CItem &item, const char *file, bool &bNeedReboot) {
-    // The package's bytes are looked at by nobody, and nothing of the installed component goes, before this has passed.
-    // Without a host the checks are pointless, for nothing will be unpacked.
+    if (!IsRealName(item.m_strName)) {
+        item.m_dwState = kItemFailed;
+        return InstallResult::NothingToInstall;
+    }
+    // Until these checks pass the package is not opened and the installed component is not touched. Without a host
+    // nothing will be unpacked, so there is nothing to check.
     if (const HostServices services = Services()) {
         const std::string siteLock = services.GetParameter("lumsitelock").value_or("1");
         if (const auto refusal = CheckIntegrity(item, file, siteLock, m_pRSAObject)) {
-            return *refusal; // the item stays pending: the extension stops over it
+            return *refusal; // the item stays pending, and the extension stops
         }
     }
     OpenDownloadWindowOnce();
 
-    // From here to the end of the unpacking the component is missing: a start that is killed in between finds it so and
-    // fetches it again.
+    // From here until the unpacking has succeeded the component is missing. A start that is killed in between leaves it
+    // missing, and the next start fetches it again.
     std::string path;
     std::string dir;
     GetItemInstallPath(&item, path);
@@ -110,7 +147,7 @@ InstallResult LumInstallationMgr::InstallItem(CItem &item, const char *file, boo
 
     const std::string folder = WithTrailingSlash(dir);
     const std::string full = folder + item.m_strName;
-    // The host may run its event loop meanwhile: heartbeats, and the end of other downloads, come from within this.
+    // The host may run its event loop during this call, so heartbeats and other downloads' callbacks can nest here.
     const std::optional<int> error = Services().InstallFile(file, full, m_pExtension);
     if (!error) {
         MacWarnTrace("LumInstallationMgr::DoItemInstallation,luminterface is nil!");
@@ -120,7 +157,7 @@ InstallResult LumInstallationMgr::InstallItem(CItem &item, const char *file, boo
         GiveVersionedName(folder, item);
     }
     if (!m_isJsonDownload) {
-        InitDownloadWindowProgress(); // counts failures too: the window tells of work done, not of success
+        InitDownloadWindowProgress(); // for failures too: the bar shows work done, not success
     }
     return *error == 0 ? FinishInstalled(item, bNeedReboot) : FinishFailed(item, full, *error, bNeedReboot);
 }
@@ -141,7 +178,7 @@ void LumInstallationMgr::OpenDownloadWindowOnce() {
 InstallResult LumInstallationMgr::FinishInstalled(CItem &item, bool &bNeedReboot) {
     item.m_dwState = kItemFinished;
     if (IsWord(item.m_strFailureControl, "reboot")) {
-        bNeedReboot = true; // such an item asks for a restart after success too
+        bNeedReboot = true; // wanted after success too
     }
     return InstallResult::Installed;
 }
@@ -168,7 +205,7 @@ void LumInstallationMgr::GetItemInstallDir(const CItem *item, std::string &dir) 
     } else if (target.find('/') != std::string::npos) {
         dir = target;
     } else if (IsWord(target, "%system%") || IsWord(target, "%extension%")) {
-        // Refused: a page has no say over the folders of the system or of the extension.
+        // Refused: a page does not decide over the folders of the system or of the extension.
         MacErrorTrace("LumInstallationMgr::GetItemInstallDir invalid install flag, target = %s", target.c_str());
     } else {
         dir = WithTrailingSlashOrRoot(GetApplicationSupportDirectory()) + "Kelvo Folder/";

@@ -52,7 +52,9 @@ bool LumInstallationMgr::PrepareInstallation(bool bNoDownload) {
         ++mNeedUpdate;
         VerifyCertification();
         pItem->m_dwState = kItemPending;
-        if (!bNoDownload) {
+        // A host may report a failure from within the request; nothing more is wanted then.
+        const bool stopped = m_pExtension && m_pExtension->m_bStopped;
+        if (!bNoDownload && !stopped) {
             PrepareDownload(pItem, false);
         }
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #import "base/objc/ScopedPool.h"
+#include "lum/common/FormatCheck.h"
 #include "lum/common/lumutil.h"
 #include "lum/platform/Session.h"
 
@@ -13,6 +14,12 @@ constexpr double kWholeBar = 100.0;
 
 NSString *Localized(NSString *languageID, NSString *english) {
     return LocalizedText(ExtensionBundle(), [languageID UTF8String], english);
+}
+
+NSString *MinutesFormat(NSString *languageID) {
+    NSString *english = @"Time remaining: about %d minutes";
+    NSString *translated = Localized(languageID, english);
+    return TakesSameArguments([translated UTF8String], [english UTF8String]) ? translated : english;
 }
 
 } // namespace
@@ -66,9 +73,8 @@ NSString *Localized(NSString *languageID, NSString *english) {
 
 - (void)setProgressTime:(int)minutes {
     const base::ScopedPool pool;
-    NSString *text =
-        minutes < 2 ? Localized(myLanguageID, @"Time remaining: about 1 minute")
-                    : [NSString stringWithFormat:Localized(myLanguageID, @"Time remaining: about %d minutes"), minutes];
+    NSString *text = minutes < 2 ? Localized(myLanguageID, @"Time remaining: about 1 minute")
+                                 : [NSString stringWithFormat:MinutesFormat(myLanguageID), minutes];
     [self setProgressTimeText:text];
 }
 

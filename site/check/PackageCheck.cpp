@@ -1,16 +1,23 @@
 #include "site/check/PackageCheck.h"
 
-#include <charconv>
 #include <limits>
+#include <optional>
 
+#include "base/Text.h"
 #include "lum/common/lumutil.h"
 #include "site/publish/ItemLine.h"
+#include "site/SiteError.h"
 #include "site/publish/Packer.h"
 
 namespace fs = std::filesystem;
 
 namespace lumsite {
+
 namespace {
+
+using base::Finding;
+using base::Findings;
+using base::Severity;
 
 constexpr std::uint64_t kLargestPackage = std::numeric_limits<std::uint32_t>::max();
 constexpr const char *kPublishAgain = "publish the component again";
@@ -56,22 +63,21 @@ void PackageExaminer::ExamineHash() {
         Add(Severity::Error, "has no hash by \"" + method + "\"", kPublishAgain);
     } else if (hash != m_item.attributes[kHashValue]) {
         Add(Severity::Error, "has the hash " + hash + ", not the one in the line",
-            "put the package back that was published, or publish the component again");
+            "restore the package that was published, or publish the component again");
     }
 }
 
 void PackageExaminer::CompareSize(Attribute attribute, const char *what, std::uint64_t real) {
     const std::string &text = m_item.attributes[attribute];
-    std::uint64_t told = 0;
-    std::from_chars(text.data(), text.data() + text.size(), told);
-    if (told != real) {
+    if (base::ReadNumber<std::uint64_t>(text) != real) {
         Add(Severity::Warning, std::string(what) + " " + std::to_string(real) + " bytes, the line says " + text,
             kPublishAgain);
     }
 }
 
 void PackageExaminer::ExamineSize() {
-    CompareSize(kCompressedSize, "has", fs::file_size(m_package));
+    std::error_code error;
+    CompareSize(kCompressedSize, "has", fs::file_size(m_package, error));
 }
 
 void PackageExaminer::ExamineContent() {
@@ -107,7 +113,7 @@ bool ExaminePackage(SiteSource &source, const SectionItem &item, Findings &findi
     if (file.path.empty()) {
         findings.push_back({Severity::Error, item.where,
                             "package " + source.Title(item.attributes[kUrl]) + " cannot be fetched: " + file.reason,
-                            "put it back, or publish the component again"});
+                            "restore it, or publish the component again"});
         return true;
     }
     PackageExaminer examiner(item, file.path, findings);

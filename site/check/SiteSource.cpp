@@ -7,12 +7,12 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "site/Files.h"
 #include "site/SiteError.h"
 
 namespace fs = std::filesystem;
 
 namespace lumsite {
+
 namespace {
 
 constexpr long kConnectSeconds = 20;
@@ -73,7 +73,7 @@ private:
         FILE *file;
         std::uint64_t left;
     };
-    static size_t Take(char *data, size_t size, size_t count, void *sink);
+    static std::size_t Take(char *data, std::size_t size, std::size_t count, void *sink);
     void Forget() {
         if (!m_last.empty()) {
             unlink(m_last.c_str());
@@ -86,9 +86,9 @@ private:
     std::string m_last;
 };
 
-size_t WebSource::Take(char *data, size_t size, size_t count, void *context) {
+std::size_t WebSource::Take(char *data, std::size_t size, std::size_t count, void *context) {
     Sink *sink = static_cast<Sink *>(context);
-    const size_t bytes = size * count;
+    const std::size_t bytes = size * count;
     if (bytes > sink->left) {
         return 0; // ends the transfer
     }
@@ -143,12 +143,12 @@ bool IsWebAddress(const std::string &text) {
     return text.starts_with("http://") || text.starts_with("https://");
 }
 
-std::unique_ptr<SiteSource> OpenSite(const std::string &place) {
+base::Result<std::unique_ptr<SiteSource>> OpenSite(const std::string &place) {
     if (IsWebAddress(place)) {
         return std::make_unique<WebSource>(place);
     }
     if (!fs::is_directory(place)) {
-        throw SiteError(place + " is neither a folder nor an address that begins with http:// or https://");
+        return base::Fail(place + " is neither a folder nor an address that begins with http:// or https://");
     }
     return std::make_unique<FolderSource>(place);
 }

@@ -6,6 +6,8 @@
 #include <memory>
 #include <string>
 
+#include "base/Result.h"
+
 namespace lumsite {
 
 class SiteSource {
@@ -23,8 +25,8 @@ public:
     virtual std::string Title(const std::string &name) const = 0;
 };
 
-// `place` is a folder or an http(s) address. Throws SiteError when it is neither.
-std::unique_ptr<SiteSource> OpenSite(const std::string &place);
+// `place` is a folder or an http(s) address. Fails when it is neither.
+base::Result<std::unique_ptr<SiteSource>> OpenSite(const std::string &place);
 
 bool IsWebAddress(const std::string &text);
 

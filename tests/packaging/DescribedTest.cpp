@@ -10,8 +10,8 @@ namespace {
 // What bash offers when the command line is `line` and the cursor at its end.
 std::string Completions(const std::string &program, const std::string &line) {
     return OutputOf("cd \"$(mktemp -d)\" && touch a.html b.txt && PATH='" TEST_BUILD "/host:'$PATH bash --norc -c '"
-                    ". " +
-                    std::string(program == "lumhost" ? TEST_BUILD : TEST_SOURCE) + "/packaging/completions/" + program +
+                    ". " TEST_BUILD "/packaging/completions/" +
+                    program +
                     "\n"
                     "compopt() { :; }\n" // works within a real completion only
                     "IFS=\" \" read -ra COMP_WORDS <<<\"" +
@@ -30,7 +30,7 @@ std::string Completions(const std::string &program, const std::string &line) {
 } // namespace
 
 TEST(Described, ManualsAreWellFormed) {
-    for (const char *page : {TEST_BUILD "/packaging/lumhost.1", TEST_SOURCE "/packaging/lumsite.1"}) {
+    for (const char *page : {TEST_BUILD "/packaging/lumhost.1", TEST_BUILD "/packaging/lumsite.1"}) {
         OutputOf("mandoc -T lint -W warning '" + std::string(page) + "'");
     }
     OutputOf("desktop-file-validate '" TEST_SOURCE "/packaging/lumhost.desktop'");

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "delivery/instructions/InstructionFile.h"
+#include "site/FindingText.h"
 #include "site/publish/ItemLine.h"
 
 namespace fs = std::filesystem;
@@ -23,7 +24,7 @@ const fs::path &KeysOfThisProcess() {
     static const fs::path keys = [] {
         InitOptions options;
         options.commonName = "site" LUM_VENDOR_SUFFIX;
-        MakeKeys(place.path() / "keys", options);
+        EXPECT_EQ(ErrorOf(MakeKeys(place.path() / "keys", options)), "");
         return place.path() / "keys";
     }();
     return keys;
@@ -46,14 +47,20 @@ DemoSite::DemoSite() {
   ],
   "pages": [ { "component": "confshell.bundle" } ]
 })");
-    m_manifest = ReadManifest(path, "");
+    m_manifest = ReadManifest(path, "").value();
+}
+
+PublishResult DemoSite::Publish(const PublishOptions &options) const {
+    base::Result<PublishResult> result = TryPublish(options);
+    EXPECT_EQ(ErrorOf(result), "");
+    return result.value_or(PublishResult());
 }
 
 ManifestSection DemoSite::AddKeys(const std::string &name) const {
     InitOptions options;
     options.commonName = "site" LUM_VENDOR_SUFFIX;
     options.issuers = m_place.path() / "keys";
-    MakeKeys(m_place.path() / name, options);
+    EXPECT_EQ(ErrorOf(MakeKeys(m_place.path() / name, options)), "");
     return {"", name, m_place.path() / name};
 }
 
@@ -80,10 +87,16 @@ std::map<std::string, std::string> Tree(const fs::path &folder) {
     return files;
 }
 
-std::string TextOf(const Findings &findings) {
+std::string TextOf(const base::Findings &findings) {
     std::string text;
-    for (const Finding &finding : findings) {
+    for (const base::Finding &finding : findings) {
         text += ToText(finding);
     }
     return text;
+}
+
+CheckReport ReportOn(const std::string &place, const CheckOptions &options) {
+    base::Result<CheckReport> report = CheckSite(place, options);
+    EXPECT_EQ(ErrorOf(report), "");
+    return report.value_or(CheckReport());
 }

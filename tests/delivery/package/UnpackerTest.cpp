@@ -18,14 +18,19 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <lzma.h>
+#include <zstd.h>
+
 #include <algorithm>
+#include <atomic>
 #include <functional>
 #include <map>
 #include <random>
 
+#include "delivery/package/PackageContent.h"
 #include "delivery/package/UnpackFailure.h"
 #include "delivery/package/EntryPath.h"
-#include "delivery/package/DecoderWindow.h"
+#include "delivery/package/Compression.h"
 #include "base/StagingFolder.h"
 #include "tests/support/TempDir.h"
 
@@ -129,7 +134,11 @@ protected:
         return Install(limits);
     }
     int Install(delivery::UnpackLimits limits = {}) {
-        return delivery::Unpacker(limits).Install(m_package, m_place, &m_reason);
+        return Code(delivery::Unpacker(limits).Install(m_package, m_place));
+    }
+    int Code(const base::Result<void> &result) {
+        m_reason = result ? "" : result.error().text;
+        return result ? delivery::kUnpackOk : result.error().code;
     }
     std::map<std::string, std::string> Installed() const {
         return Tree(m_dir.path() / "install");
@@ -347,17 +356,180 @@ TEST_F(UnpackerTest, KeepsWithinTheLimits) {
     EXPECT_EQ(Install(entries, kZip, count), delivery::kUnpackOk);
 }
 
+// Compresses by the libraries themselves, with a window that libarchive would not choose.
+std::string Xz(const std::string &text, std::uint32_t window) {
+    lzma_options_lzma options;
+    lzma_lzma_preset(&options, 0);
+    options.dict_size = window;
+    const lzma_filter filters[] = {{LZMA_FILTER_LZMA2, &options}, {LZMA_VLI_UNKNOWN, nullptr}};
+    std::string out(lzma_stream_buffer_bound(text.size()), '\0');
+    std::size_t size = 0;
+    EXPECT_EQ(lzma_stream_buffer_encode(const_cast<lzma_filter *>(filters), LZMA_CHECK_CRC32, nullptr,
+                                        reinterpret_cast<const std::uint8_t *>(text.data()), text.size(),
+                                        reinterpret_cast<std::uint8_t *>(out.data()), &size, out.size()),
+              LZMA_OK);
+    return out.substr(0, size);
+}
+
+std::string Zstd(const std::string &text, int windowLog) {
+    ZSTD_CCtx *const context = ZSTD_createCCtx();
+    ZSTD_CCtx_setParameter(context, ZSTD_c_windowLog, windowLog);
+    std::string out(ZSTD_compressBound(text.size()) + 100, '\0');
+    ZSTD_inBuffer from{text.data(), text.size(), 0};
+    ZSTD_outBuffer to{out.data(), out.size(), 0};
+    // In two steps, so that the size is not known and the frame really asks for its window.
+    ZSTD_compressStream2(context, &to, &from, ZSTD_e_flush);
+    EXPECT_EQ(ZSTD_compressStream2(context, &to, &from, ZSTD_e_end), 0u);
+    ZSTD_freeCCtx(context);
+    return out.substr(0, to.pos);
+}
+
+TEST_F(UnpackerTest, HoldsEveryStreamToTheLimitOfMemory) {
+    PutOld();
+    WritePackage(m_package, kTar, {{"My.app/a", kNoise}});
+    const std::string tar = ReadFile(m_package);
+    const std::string head = tar.substr(0, 100'000), rest = tar.substr(100'000);
+    const std::uint32_t most = 1536u << 20; // of liblzma
+    const struct {
+        const char *what;
+        std::string package;
+        int code;
+    } cases[] = {
+        {"one xz stream", Xz(tar, most), kUnpackTooLarge},
+        {"a second xz stream", Xz(head, 1 << 20) + Xz(rest, most), kUnpackTooLarge},
+        {"a second zstd frame", Zstd(head, 20) + Zstd(rest, 27), kUnpackTooLarge},
+        {"xz in xz", Xz(Xz(tar, most), 1 << 20), kUnpackNoArchive},
+        {"zstd in zstd", Zstd(Zstd(tar, 27), 20), kUnpackNoArchive},
+        {"streams and frames within the limit", Xz(head, 1 << 20) + Xz(rest, 64 << 20), kUnpackOk},
+        {"frames within the limit", Zstd(head, 20) + Zstd(rest, 26), kUnpackOk},
+    };
+    for (const auto &[what, package, code] : cases) {
+        m_dir.Write("package", package);
+        EXPECT_EQ(Install(), code) << what << ": " << m_reason;
+    }
+    // gzip around xz, and around itself.
+    for (const auto &[inner, filter] : {std::pair{Xz(tar, most), "xz"}, {ReadFile(m_package), "gzip"}}) {
+        m_dir.Write("inner", inner);
+        ASSERT_EQ(std::system(("gzip -c " + (m_dir / "inner") + " > " + m_package.string()).c_str()), 0);
+        if (filter == std::string("gzip")) {
+            ASSERT_EQ(std::system(("gzip -c " + m_package.string() + " > " + (m_dir / "twice")).c_str()), 0);
+            fs::rename(m_dir / "twice", m_package);
+        }
+        EXPECT_EQ(Install(), kUnpackNoArchive) << filter << ": " << m_reason;
+    }
+}
+
+TEST_F(UnpackerTest, StopsWhileAPackageYieldsNothing) {
+    WritePackage(m_package, kTar, {{"My.app/a", kNoise}});
+    const std::string tar = ReadFile(m_package);
+    const std::string first = Zstd(tar.substr(0, 1000), 20);
+    std::string empty = Zstd("", 20);
+    while (empty.size() < 100 << 20) { // frames without content
+        empty += empty;
+    }
+    const std::string package = first + empty;
+    m_dir.Write("package", package);
+    delivery::Unpacker unpacker;
+    delivery::UnpackJob job(unpacker, m_package, m_place);
+    EXPECT_FALSE(job.Wait(milliseconds(50)));
+    job.Cancel();
+    EXPECT_TRUE(job.Wait(std::chrono::seconds(1)));
+    EXPECT_EQ(Code(job.result()), kUnpackInterrupted) << m_reason;
+}
+
+// A zip file whose table has many names for the data of one.
+TEST_F(UnpackerTest, RefusesManyNamesForOneEntry) {
+    WritePackage(m_package, kZip, {{"My.app/aaaa", kNoise}});
+    std::string zip = ReadFile(m_package);
+    const std::size_t table = zip.find("PK\1\2"), end = zip.rfind("PK\5\6");
+    const std::string entry = zip.substr(table, end - table);
+    std::string names;
+    for (int i = 0; i < 3000; ++i) {
+        names += entry;
+        names.replace(names.find("aaaa", names.size() - entry.size()), 4, std::to_string(1000 + i));
+    }
+    zip.replace(table, end - table, names);
+    const std::size_t newEnd = zip.size() - 22;
+    for (const std::size_t place : {8, 10}) {
+        zip[newEnd + place] = static_cast<char>(3000 & 0xFF);
+        zip[newEnd + place + 1] = static_cast<char>(3000 >> 8);
+    }
+    for (std::size_t i = 0; i < 4; ++i) {
+        zip[newEnd + 12 + i] = static_cast<char>(names.size() >> (8 * i));
+    }
+    m_dir.Write("package", zip);
+    EXPECT_EQ(Install(), kUnpackDamaged);
+    EXPECT_THAT(m_reason, HasSubstr("lists 3000 entries"));
+    EXPECT_FALSE(fs::exists(m_place));
+}
+
+// Processes that install the same component at once, while somebody removes it again and again.
+TEST_F(UnpackerTest, InstallsBesideOthersThatDoTheSame) {
+    WritePackage(m_package, kTar, {{"My.app/a", "x"}});
+    std::atomic<bool> over = false;
+    std::jthread remover([&] {
+        while (!over) {
+            std::error_code ignored;
+            fs::rename(m_place, m_dir / "taken", ignored);
+            fs::remove_all(m_dir / "taken", ignored);
+        }
+    });
+    std::vector<std::string> failures(3);
+    {
+        std::vector<std::jthread> installers;
+        for (std::string &failure : failures) {
+            installers.emplace_back([&] {
+                delivery::Unpacker unpacker;
+                for (int i = 0; i < 300 && failure.empty(); ++i) {
+                    const base::Result<void> result = unpacker.Install(m_package, m_place);
+                    failure = result ? "" : result.error().text;
+                }
+            });
+        }
+    }
+    over = true;
+    EXPECT_THAT(failures, testing::Each(""));
+}
+
+// What a reader of packages is told is what an installation would have come to.
+TEST_F(UnpackerTest, TellsWhatIsInAPackageByTheSameRules) {
+    const struct {
+        std::vector<Entry> entries;
+        int code;
+        const char *says; // the component or the reason
+    } cases[] = {
+        {{{"./My.app/a", kLong}, {"My.app/b", "xy"}}, kUnpackOk, "My.app"},
+        {{{"My.app", kLong}}, kUnpackOk, "My.app"},
+        {{{"My.app/a", ""}, {"Other.app", ""}}, kUnpackNotOneComponent, "\"Other.app\""},
+        {{Folder("./")}, kUnpackNotOneComponent, "nothing"},
+        {{{"My.app/../../a", ""}}, kUnpackRefusedEntry, "leads out"},
+        {{{"/My.app/a", ""}}, kUnpackRefusedEntry, "leads out"},
+        {{Link("My.app/l", "/etc")}, kUnpackRefusedEntry, "not within the component"},
+        {{Link("My.app/l", "b/../c")}, kUnpackRefusedEntry, "not within the component"},
+        {{Folder("My.app/b"), Link("My.app/l", "b"), {"My.app/l/x", ""}}, kUnpackRefusedEntry, "not a folder"},
+        {{{"My.app/a", ""}, {"My.app/a", ""}}, kUnpackRefusedEntry, "twice"},
+        {{{"My.app/p", "", AE_IFIFO}}, kUnpackRefusedEntry, "\"My.app/p\""},
+    };
+    for (const auto &[entries, code, says] : cases) {
+        const int installed = Install(entries, kTar);
+        const auto content = delivery::ReadPackageContent(m_package, m_folder);
+        EXPECT_EQ(installed, code) << m_reason;
+        EXPECT_EQ(content ? kUnpackOk : content.error().code, code);
+        EXPECT_THAT(content ? content->component : content.error().text, HasSubstr(says));
+        fs::remove_all(m_place);
+        EXPECT_EQ(Installed().size(), 0u);
+    }
+    WritePackage(m_package, kTgz, {{"My.app/a", kLong}, {"My.app/b", "xy"}});
+    EXPECT_EQ(delivery::ReadPackageContent(m_package, m_folder)->unpackedSize, kLong.size() + 2);
+}
+
 TEST_F(UnpackerTest, KnowsTheSizeBeforehand) {
     const std::vector<Entry> entries{{"My.app", kLong}};
-    const struct {
-        Kind kind;
-        Compression compression;
-    } cases[] = {{kTgz, Compression::Gzip}, {kXz, Compression::Xz}};
-    for (const auto &[kind, compression] : cases) {
+    for (const Kind &kind : {kTgz, kXz}) {
         WritePackage(m_package, kind, entries);
         const int file = open(m_package.c_str(), O_RDONLY | O_CLOEXEC);
-        EXPECT_GE(UnpackedSize(file, compression), kLong.size()) << kind.name;
-        EXPECT_LE(UnpackedSize(file, compression), kLong.size() + 20'000) << kind.name;
+        EXPECT_GE(UnpackedSize(file), kLong.size()) << kind.name;
+        EXPECT_LE(UnpackedSize(file), kLong.size() + 20'000) << kind.name;
         close(file);
     }
     // The sizes that a zip file and a gzip file tell of are believed only so far.
@@ -382,7 +554,7 @@ TEST_F(UnpackerTest, SaysWhatIsWrongWithTheDestination) {
                  {m_dir / "package/My.app", delivery::kUnpackNotWritable},
                  {"/proc/My.app", delivery::kUnpackNotWritable}};
     for (const auto &[place, code] : cases) {
-        EXPECT_EQ(delivery::Unpacker().Install(m_package, place, &m_reason), code) << place << m_reason;
+        EXPECT_EQ(Code(delivery::Unpacker().Install(m_package, place)), code) << place << m_reason;
         EXPECT_NE(m_reason, "");
     }
     PutOld();
@@ -392,7 +564,7 @@ TEST_F(UnpackerTest, SaysWhatIsWrongWithTheDestination) {
     setrlimit(RLIMIT_FSIZE, &small);
     delivery::Unpacker unpacker;
     delivery::UnpackJob job(unpacker, m_package, m_place); // on its thread, which takes no SIGXFSZ
-    EXPECT_EQ(job.code(), delivery::kUnpackNoSpace) << job.reason();
+    EXPECT_EQ(Code(job.result()), delivery::kUnpackNoSpace) << m_reason;
     setrlimit(RLIMIT_FSIZE, &before);
     unpacker.Rest();
     EXPECT_EQ(Installed(), m_old);
@@ -403,7 +575,7 @@ TEST_F(UnpackerTest, IsCancelled) {
     std::stop_source stopped;
     stopped.request_stop();
     WritePackage(m_package, kTgz, {{"My.app", kNoise}});
-    EXPECT_EQ(delivery::Unpacker().Install(m_package, m_place, &m_reason, stopped.get_token()),
+    EXPECT_EQ(Code(delivery::Unpacker().Install(m_package, m_place, stopped.get_token())),
               delivery::kUnpackInterrupted);
     EXPECT_EQ(Installed(), m_old);
     delivery::Unpacker unpacker;
@@ -413,7 +585,7 @@ TEST_F(UnpackerTest, IsCancelled) {
     delivery::UnpackJob job(unpacker, m_package, m_place);
     while (!job.Wait(milliseconds(1))) {
     }
-    EXPECT_EQ(job.code(), delivery::kUnpackOk) << job.reason();
+    EXPECT_EQ(Code(job.result()), delivery::kUnpackOk) << m_reason;
     unpacker.Rest();
     EXPECT_THAT(Installed(), testing::ElementsAre(testing::Pair("My.app", kNoise)));
 }
@@ -422,7 +594,7 @@ TEST_F(UnpackerTest, KeepsItsFolderFromOneToTheNext) {
     delivery::Unpacker unpacker;
     const auto install = [&](const char *text) {
         WritePackage(m_package, kTgz, {{"My.app/a", text}});
-        EXPECT_EQ(unpacker.Install(m_package, m_place, &m_reason), delivery::kUnpackOk) << m_reason;
+        EXPECT_EQ(Code(unpacker.Install(m_package, m_place)), delivery::kUnpackOk) << m_reason;
         EXPECT_EQ(text, ReadFile(m_place / "a"));
     };
     const auto hidden = [&] {
@@ -442,7 +614,7 @@ TEST_F(UnpackerTest, KeepsItsFolderFromOneToTheNext) {
     install("four");
     EXPECT_NE(first, hidden());
     WritePackage(m_package, kTgz, {{"My.app/b", "x"}, {"Other.app", "y"}});
-    EXPECT_EQ(unpacker.Install(m_package, m_place, &m_reason), delivery::kUnpackNotOneComponent);
+    EXPECT_EQ(Code(unpacker.Install(m_package, m_place)), delivery::kUnpackNotOneComponent);
     EXPECT_TRUE(fs::is_empty(hidden() / "new"));
     unpacker.Rest();
     EXPECT_EQ(Installed(), (std::map<std::string, std::string>{{"My.app/", ""}, {"My.app/a", "four"}}));

@@ -12,13 +12,35 @@
 
 namespace {
 
-using Key = std::unique_ptr<EVP_PKEY, void (*)(EVP_PKEY *)>;
+struct MadeKey {
+    std::shared_ptr<EVP_PKEY> key;
+    Json::Value described;
+    std::string id;
+};
 
-Key PrivateKey(unsigned number) {
+MadeKey Make(unsigned number) {
     const std::string seed(32, static_cast<char>(number + 1));
-    return {EVP_PKEY_new_raw_private_key(EVP_PKEY_ED25519, nullptr,
-                                         reinterpret_cast<const unsigned char *>(seed.data()), seed.size()),
-            EVP_PKEY_free};
+    MadeKey made;
+    made.key = {EVP_PKEY_new_raw_private_key(EVP_PKEY_ED25519, nullptr,
+                                             reinterpret_cast<const unsigned char *>(seed.data()), seed.size()),
+                EVP_PKEY_free};
+    std::string bytes(32, '\0');
+    std::size_t size = bytes.size();
+    EVP_PKEY_get_raw_public_key(made.key.get(), reinterpret_cast<unsigned char *>(bytes.data()), &size);
+    made.described["keytype"] = "ed25519";
+    made.described["scheme"] = "ed25519";
+    made.described["keyval"]["public"] = base::ToHex(bytes);
+    made.id = base::DigestOfText(delivery::CanonicalJson(made.described));
+    return made;
+}
+
+const MadeKey &Made(unsigned number) {
+    static std::map<unsigned, MadeKey> keys;
+    auto key = keys.find(number);
+    if (key == keys.end()) {
+        key = keys.emplace(number, Make(number)).first;
+    }
+    return key->second;
 }
 
 bool IsTopLevel(const std::string &role) {
@@ -47,26 +69,18 @@ Json::Value RoleOf(const std::vector<unsigned> &keys, unsigned threshold) {
 } // namespace
 
 Json::Value TestKey::Public() const {
-    std::string bytes(32, '\0');
-    std::size_t size = bytes.size();
-    EVP_PKEY_get_raw_public_key(PrivateKey(m_number).get(), reinterpret_cast<unsigned char *>(bytes.data()), &size);
-    Json::Value key;
-    key["keytype"] = "ed25519";
-    key["scheme"] = "ed25519";
-    key["keyval"]["public"] = base::ToHex(bytes);
-    return key;
+    return Made(m_number).described;
 }
 
 std::string TestKey::Id() const {
-    return base::DigestOfText(delivery::CanonicalJson(Public()));
+    return Made(m_number).id;
 }
 
 std::string TestKey::Sign(std::string_view message) const {
-    const Key key = PrivateKey(m_number);
     const std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX *)> context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
     std::string signature(64, '\0');
     std::size_t size = signature.size();
-    EVP_DigestSignInit(context.get(), nullptr, nullptr, nullptr, key.get());
+    EVP_DigestSignInit(context.get(), nullptr, nullptr, nullptr, Made(m_number).key.get());
     EVP_DigestSign(context.get(), reinterpret_cast<unsigned char *>(signature.data()), &size,
                    reinterpret_cast<const unsigned char *>(message.data()), message.size());
     return base::ToHex(signature);

@@ -3,7 +3,7 @@
 #import <Foundation/Foundation.h>
 
 #import "lum/security/CryptoWrapper.h"
-#import "lum/security/CertificateServices.h"
+#include "tests/lum/security/Bytes.h"
 #import "tests/lum/security/SecCertificates.h"
 #import "tests/support/TempDir.h"
 
@@ -44,7 +44,7 @@ TEST(Certificates, ComeFromFilesThatHoldOne) {
                                           certificate.der().substr(0, certificate.der().size() - 1)};
     for (const std::string &content : noCertificates) {
         EXPECT_EQ(SecFromFile(folder.Write("other", content).c_str()), nullptr);
-        EXPECT_EQ(SecFromBytes(content), nullptr);
+        EXPECT_EQ(SecFromData(DataOf(content)), nullptr);
     }
     EXPECT_EQ(SecFromData(nil), nullptr);
     EXPECT_EQ(SecFromData([NSData data]), nullptr);

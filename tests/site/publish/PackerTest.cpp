@@ -6,7 +6,6 @@
 #include <sys/time.h>
 
 #include "lum/common/makeframeworklink.h"
-#include "site/Files.h"
 #include "site/SiteError.h"
 #include "tests/site/DemoSite.h"
 
@@ -30,17 +29,12 @@ void WriteFramework(const TempDir &place, const std::string &path) {
 
 std::string PackedBytes(const fs::path &component, const TempDir &place, const PackOptions &options) {
     const fs::path package = place / "package";
-    Pack(component, package, options);
+    EXPECT_EQ(ErrorOf(Pack(component, package, options)), "");
     return ReadFile(package);
 }
 
 std::string Refusal(const fs::path &component, const TempDir &place, const PackOptions &options = {}) {
-    try {
-        Pack(component, place / "package", options);
-    } catch (const SiteError &error) {
-        return error.what();
-    }
-    return "";
+    return ErrorOf(Pack(component, place / "package", options));
 }
 
 } // namespace
@@ -78,7 +72,7 @@ TEST(Packer, OneTopLevelEntryThatUnpacksToTheComponent) {
         PackOptions options;
         options.format = format;
         const fs::path package = place / ("Kelvo." + format);
-        const PackResult result = Pack(place / "Kelvo.framework", package, options);
+        const PackResult result = Pack(place / "Kelvo.framework", package, options).value();
         const PackageContent content = ReadPackage(package);
         EXPECT_THAT(content.topLevel, ElementsAre("Kelvo.framework"));
         EXPECT_EQ(content.unpackedSize, 8u);
@@ -97,7 +91,7 @@ TEST(Packer, LinksWrittenAsFilesAreMendedByTheLauncher) {
     WriteFramework(place, "Kelvo.framework");
     PackOptions options;
     options.linksAsFiles = true;
-    EXPECT_TRUE(Pack(place / "Kelvo.framework", place / "package", options).warnings.empty());
+    EXPECT_TRUE(Pack(place / "Kelvo.framework", place / "package", options)->warnings.empty());
     OutputOf("mkdir " + (place / "out") + " && tar -C " + (place / "out") + " -xzf " + (place / "package"));
     const fs::path out = place / "out/Kelvo.framework";
     EXPECT_EQ(ReadFile(out / "Versions/Current"), "A");
@@ -106,7 +100,7 @@ TEST(Packer, LinksWrittenAsFilesAreMendedByTheLauncher) {
     EXPECT_EQ(ReadFile(out / "Resources/Größe.txt"), "text");
 
     fs::create_symlink("Kelvo", place / "Kelvo.framework/Alias");
-    EXPECT_THAT(Pack(place / "Kelvo.framework", place / "package", options).warnings,
+    EXPECT_THAT(Pack(place / "Kelvo.framework", place / "package", options)->warnings,
                 ElementsAre(HasSubstr("Kelvo.framework/Alias")));
 }
 
@@ -122,10 +116,16 @@ TEST(Packer, RefusesWhatCannotBeInstalled) {
     fs::create_symlink("a.bundle", place / "alias.bundle");
     EXPECT_THAT(Refusal(place / "alias.bundle", place), HasSubstr("is a link"));
     ASSERT_EQ(mkfifo((place / "a.bundle/pipe").c_str(), 0600), 0);
-    EXPECT_THAT(Refusal(place / "a.bundle", place), HasSubstr("neither file, folder nor link"));
+    EXPECT_THAT(Refusal(place / "a.bundle", place), HasSubstr("is not a file, folder or link"));
     fs::remove(place / "a.bundle/pipe");
-    place.Write("a.bundle/\xff", "x");
-    EXPECT_THAT(Refusal(place / "a.bundle", place), HasSubstr("not UTF-8"));
+    for (const char *name : {"\xff",
+                             "a\xED\xA0\x80"
+                             "b",
+                             "\xC0\xAE"}) { // a surrogate, and an overlong "."
+        const std::string file = place.Write(std::string("a.bundle/") + name, "x");
+        EXPECT_THAT(Refusal(place / "a.bundle", place), HasSubstr("the name is not UTF-8; rename it"));
+        fs::remove(file);
+    }
 }
 
 TEST(Packer, ReadingTellsDamageAndEscapes) {
