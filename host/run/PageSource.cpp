@@ -8,6 +8,7 @@
 
 #include "base/Files.h"
 #include "base/Text.h"
+#include "host/Process.h"
 
 namespace lumhost {
 
@@ -33,40 +34,39 @@ private:
     bool m_rung = false;
 };
 
-std::optional<PageText> Fetch(const base::Url &url, delivery::TransferSettings settings,
-                              const std::function<bool()> &stopped, std::string &error) {
+base::Result<PageText> ReadDownloaded(const std::string &place, const delivery::TransferResult &result) {
+    if (!result.ok) {
+        return base::Fail("cannot get " + place + ": " + result.error);
+    }
+    auto html = base::ReadWhole(result.file, kLargestPage);
+    if (!html) {
+        return base::Fail(std::move(html.error()));
+    }
+    return PageText{std::move(*html), base::Url::Parse(result.address)};
+}
+
+base::Result<PageText> Fetch(const base::Url &url, delivery::TransferSettings settings,
+                             const std::function<bool()> &stopped) {
     settings.maxBytes = kLargestPage;
     settings.retries = 1; // somebody waits
     Doorbell doorbell;
     delivery::Transfers transfers(std::move(settings), [&] { doorbell.Ring(); });
-    std::optional<PageText> page;
-    bool ended = false;
-    transfers.Get(url.text(), nullptr, [&](const delivery::TransferResult &result) {
-        ended = true;
-        error = result.error;
-        if (!result.ok) {
-            return;
-        }
-        if (auto html = base::ReadWhole(result.file, kLargestPage)) {
-            page = PageText{std::move(*html), base::Url::Parse(result.address)};
-        } else {
-            error = std::generic_category().message(html.error().code);
-        }
-    });
-    while (!ended) {
+    std::optional<base::Result<PageText>> page;
+    transfers.Get(url.text(), nullptr,
+                  [&](const delivery::TransferResult &result) { page = ReadDownloaded(url.text(), result); });
+    while (!page) {
         if (stopped()) {
-            error = "stopped";
-            return std::nullopt;
+            return base::Fail("stopped");
         }
         doorbell.Wait();
         transfers.Deliver();
     }
-    return page;
+    return std::move(*page);
 }
 
 std::filesystem::path PathOfFileAddress(const std::string &place) {
     std::string path = place.substr(std::string_view("file://").size());
-    const std::size_t slash = path.find('/'); // a host name may stand before the path
+    const std::size_t slash = path.find('/'); // there may be a host name before the path
     path.erase(0, slash == std::string::npos ? path.size() : slash);
     int length = 0;
     char *decoded = curl_easy_unescape(nullptr, path.c_str(), static_cast<int>(path.size()), &length);
@@ -77,25 +77,27 @@ std::filesystem::path PathOfFileAddress(const std::string &place) {
 
 } // namespace
 
-std::optional<PageText> GetPage(const std::string &place, delivery::TransferSettings settings,
-                                const std::function<bool()> &stopped, std::string &error) {
+base::Result<PageText> GetPage(const std::string &place, const Folders &folders, const std::function<bool()> &stopped) {
     const std::string lower = base::Lower(place);
     if (lower.starts_with("http:") || lower.starts_with("https:")) {
         const std::optional<base::Url> url = base::Url::Parse(place);
-        if (!url) {
-            error = "this is no usable address";
-            return std::nullopt;
-        }
-        return Fetch(*url, std::move(settings), stopped, error);
+        return url ? Fetch(*url, SettingsOfTransfers(folders), stopped)
+                   : base::Fail(base::Quoted(place) + " is not a valid address");
     }
     const std::filesystem::path file =
         lower.starts_with("file://") ? PathOfFileAddress(place) : std::filesystem::path(place);
     auto html = base::ReadWhole(file, kLargestPage);
     if (!html) {
-        error = std::generic_category().message(html.error().code);
-        return std::nullopt;
+        return base::Fail(std::move(html.error()));
     }
     return PageText{std::move(*html), std::nullopt};
+}
+
+delivery::TransferSettings SettingsOfTransfers(const Folders &folders) {
+    delivery::TransferSettings settings;
+    settings.folder = folders.cache;
+    settings.userAgent = std::string("lumhost/") + kVersion;
+    return settings;
 }
 
 } // namespace lumhost
