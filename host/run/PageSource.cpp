@@ -2,66 +2,30 @@
 
 #include <curl/curl.h>
 
-#include <chrono>
-#include <condition_variable>
-#include <mutex>
+#include <system_error>
 
 #include "base/Files.h"
 #include "base/Text.h"
+#include "delivery/transfer/Fetcher.h"
 
 namespace lumhost {
 
 namespace {
 
-// Waits for the transfer thread without a run loop: no window exists yet.
-class Doorbell {
-public:
-    void Ring() {
-        const std::scoped_lock lock(m_lock);
-        m_rung = true;
-        m_changed.notify_one();
-    }
-    void Wait() {
-        std::unique_lock lock(m_lock);
-        m_changed.wait_for(lock, std::chrono::milliseconds(100), [this] { return m_rung; });
-        m_rung = false;
-    }
-
-private:
-    std::mutex m_lock;
-    std::condition_variable m_changed;
-    bool m_rung = false;
-};
-
 std::optional<PageText> Fetch(const base::Url &url, delivery::TransferSettings settings,
                               const std::function<bool()> &stopped, std::string &error) {
-    settings.maxBytes = kLargestPage;
-    settings.retries = 1; // somebody waits
-    Doorbell doorbell;
-    delivery::Transfers transfers(std::move(settings), [&] { doorbell.Ring(); });
-    std::optional<PageText> page;
-    bool ended = false;
-    transfers.Get(url.text(), nullptr, [&](const delivery::TransferResult &result) {
-        ended = true;
-        error = result.error;
-        if (!result.ok) {
-            return;
-        }
-        if (auto html = base::ReadWhole(result.file, kLargestPage)) {
-            page = PageText{std::move(*html), base::Url::Parse(result.address)};
-        } else {
-            error = std::generic_category().message(html.error().code);
-        }
-    });
-    while (!ended) {
-        if (stopped()) {
-            error = "stopped";
-            return std::nullopt;
-        }
-        doorbell.Wait();
-        transfers.Deliver();
+    delivery::Fetcher fetcher(std::move(settings));
+    const delivery::TransferResult result = fetcher.Fetch(url.text(), kLargestPage, stopped);
+    error = result.error;
+    if (!result.ok) {
+        return std::nullopt;
     }
-    return page;
+    auto html = base::ReadWhole(result.file, kLargestPage);
+    if (!html) {
+        error = std::generic_category().message(html.error().code);
+        return std::nullopt;
+    }
+    return PageText{std::move(*html), base::Url::Parse(result.address)};
 }
 
 std::filesystem::path PathOfFileAddress(const std::string &place) {

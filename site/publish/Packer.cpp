@@ -3,7 +3,6 @@
 #include <archive.h>
 #include <archive_entry.h>
 #include <fcntl.h>
-#include <locale.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,8 +10,10 @@
 #include <array>
 #include <cerrno>
 #include <memory>
-#include <set>
 
+#include "base/ScopedUtf8Locale.h"
+#include "base/Utf8.h"
+#include "delivery/package/EntryPath.h"
 #include "site/Files.h"
 #include "site/SiteError.h"
 
@@ -33,54 +34,7 @@ struct FreeEntry {
 };
 using ArchivePtr = std::unique_ptr<archive, FreeArchive>;
 
-// Names are UTF-8 whatever the locale of the process: the archive library converts them by the thread's.
-class ScopedUtf8 {
-public:
-    ScopedUtf8()
-        : m_utf8(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)), m_before(m_utf8 ? uselocale(m_utf8) : nullptr) {
-        if (!m_utf8) {
-            throw SiteError("this system has no locale C.UTF-8, which names in packages need");
-        }
-    }
-    ~ScopedUtf8() {
-        uselocale(m_before);
-        freelocale(m_utf8);
-    }
-    ScopedUtf8(const ScopedUtf8 &) = delete;
-    ScopedUtf8 &operator=(const ScopedUtf8 &) = delete;
-
-private:
-    locale_t m_utf8;
-    locale_t m_before;
-};
-
 constexpr size_t kLongestLinkFile = 1022; // what the launcher reads of a file that is to become a link
-
-bool IsUtf8(std::string_view text) {
-    for (size_t i = 0; i < text.size();) {
-        const unsigned char first = static_cast<unsigned char>(text[i]);
-        const size_t length = first < 0x80 ? 1 : (first & 0xe0) == 0xc0 ? 2 : (first & 0xf0) == 0xe0 ? 3 : 4;
-        if ((length == 4 && (first & 0xf8) != 0xf0) || i + length > text.size()) {
-            return false;
-        }
-        for (size_t k = 1; k < length; ++k) {
-            if ((static_cast<unsigned char>(text[i + k]) & 0xc0) != 0x80) {
-                return false;
-            }
-        }
-        i += length;
-    }
-    return true;
-}
-
-// Whether a link at `place` ("X.bundle/a/b") to `target` stays inside the entry X.bundle.
-bool StaysInside(const fs::path &place, const fs::path &target) {
-    if (target.is_absolute()) {
-        return false;
-    }
-    const fs::path end = (place.parent_path() / target).lexically_normal();
-    return !end.empty() && *end.begin() == *place.begin();
-}
 
 // Whether the launcher would make a link of a plain file with this name.
 bool IsMended(const fs::path &place) {
@@ -169,8 +123,11 @@ void PackageWriter::Content(const void *data, size_t size) {
 }
 
 void PackageWriter::AddTree(const fs::path &source, const std::string &name) {
-    if (!IsUtf8(name)) {
+    if (!base::IsUtf8(name)) {
         throw SiteError(source.string() + ": the name is not UTF-8; rename it");
+    }
+    if (!delivery::SplitEntryPath(name)) {
+        throw SiteError(source.string() + " is nested too deeply and would be refused; use fewer folders");
     }
     struct stat status;
     if (lstat(source.c_str(), &status) != 0) {
@@ -226,7 +183,8 @@ void PackageWriter::AddFile(const fs::path &source, const std::string &name, con
 
 void PackageWriter::AddLink(const fs::path &source, const std::string &name) {
     const std::string target = fs::read_symlink(source);
-    if (!StaysInside(name, target)) {
+    const auto path = delivery::SplitEntryPath(name);
+    if (!path || !delivery::LinkStaysInside(path->size() - 1, target)) {
         throw SiteError(source.string() + " links to " + target +
                         ", outside the component, and would be refused; make it a relative link or a file");
     }
@@ -265,62 +223,14 @@ PackResult Pack(const fs::path &component, const fs::path &package, const PackOp
     if (fs::is_symlink(fs::symlink_status(source))) {
         throw SiteError(component.string() + " is a link; name the component itself");
     }
-    const ScopedUtf8 utf8;
+    const base::ScopedUtf8Locale utf8;
+    if (!utf8) {
+        throw SiteError("this system has no locale C.UTF-8, which names in packages need");
+    }
     PackageWriter writer(package, options);
     writer.AddTree(source, source.filename());
     writer.Close();
     return writer.Result();
-}
-
-PackageContent ReadPackage(const fs::path &package) {
-    const ScopedUtf8 utf8;
-    const ArchivePtr reader(archive_read_new());
-    archive *a = reader.get();
-    archive_read_support_filter_all(a);
-    archive_read_support_format_all(a);
-    const auto fail = [&] {
-        const char *reason = archive_error_string(a);
-        throw SiteError(reason ? reason : "it is no archive");
-    };
-    if (archive_read_open_filename(a, package.c_str(), 65536) != ARCHIVE_OK) {
-        fail();
-    }
-    PackageContent content;
-    std::set<std::string> topLevel;
-    archive_entry *entry = nullptr;
-    int status;
-    while ((status = archive_read_next_header(a, &entry)) == ARCHIVE_OK || status == ARCHIVE_WARN) {
-        const char *utf8 = archive_entry_pathname_utf8(entry);
-        const char *raw = utf8 ? utf8 : archive_entry_pathname(entry);
-        const fs::path name = fs::path(raw ? raw : "").lexically_normal();
-        const char *link = archive_entry_symlink_utf8(entry);
-        const char *hardLink = archive_entry_hardlink_utf8(entry);
-        const bool outside = name.empty() || name.is_absolute() || *name.begin() == ".." ||
-                             (link && !StaysInside(name, link)) ||
-                             (hardLink && !StaysInside(name.begin()->string(), hardLink));
-        if (outside && content.refusedEntry.empty()) {
-            content.refusedEntry = raw ? raw : "(no name)";
-        }
-        if (!name.empty() && name != ".") {
-            topLevel.insert(*name.begin());
-        }
-        const void *block = nullptr;
-        size_t size = 0;
-        la_int64_t offset = 0;
-        std::uint64_t end = 0; // a sparse file's blocks leave gaps
-        while ((status = archive_read_data_block(a, &block, &size, &offset)) == ARCHIVE_OK) {
-            end = static_cast<std::uint64_t>(offset) + size;
-        }
-        content.unpackedSize += end;
-        if (status != ARCHIVE_EOF) {
-            fail();
-        }
-    }
-    if (status != ARCHIVE_EOF) {
-        fail();
-    }
-    content.topLevel.assign(topLevel.begin(), topLevel.end());
-    return content;
 }
 
 } // namespace lumsite
