@@ -1,7 +1,8 @@
 #include "base/Files.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
-#include <charconv>
 #include <csignal>
 #include <optional>
 
@@ -10,11 +11,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/Text.h"
+
 namespace base {
 
 namespace {
 
 constexpr std::string_view kStagedPrefix = ".new-";
+constexpr std::string_view kRandomSigns = "XXXXXX";
 
 tl::unexpected<Error> CannotDo(const char *what, const std::filesystem::path &file, int number) {
     return SystemFailure(std::string("cannot ") + what + " " + file.string(), number);
@@ -26,12 +30,12 @@ std::optional<pid_t> WriterOf(std::string_view name) {
         return std::nullopt;
     }
     name.remove_prefix(kStagedPrefix.size());
-    pid_t writer = 0;
-    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), writer);
-    if (error != std::errc() || end == name.data() + name.size() || *end != '-' || writer <= 0) {
+    const std::size_t dash = name.find('-');
+    if (dash == std::string_view::npos || name.size() - dash - 1 != kRandomSigns.size()) {
         return std::nullopt;
     }
-    return writer;
+    const std::optional<pid_t> writer = ReadNumber<pid_t>(name.substr(0, dash));
+    return writer && *writer > 0 ? writer : std::nullopt;
 }
 
 bool HasEnded(pid_t process) {
@@ -97,6 +101,22 @@ Result<std::string> ReadWhole(const std::filesystem::path &file, std::uint64_t m
     });
 }
 
+std::string ReadStart(int descriptor, std::size_t maxBytes) {
+    std::string content;
+    std::array<char, 4096> block;
+    while (content.size() < maxBytes) {
+        const ssize_t part = read(descriptor, block.data(), std::min(block.size(), maxBytes - content.size()));
+        if (part < 0 && errno == EINTR) {
+            continue;
+        }
+        if (part <= 0) {
+            break;
+        }
+        content.append(block.data(), static_cast<std::size_t>(part));
+    }
+    return content;
+}
+
 Result<void> WriteAll(int descriptor, std::string_view bytes) {
     while (!bytes.empty()) {
         const ssize_t part = write(descriptor, bytes.data(), bytes.size());
@@ -140,7 +160,7 @@ Result<void> MakeFolder(const std::filesystem::path &folder, Readers readers) {
 }
 
 Result<StagedFile> StagedFile::Make(const std::filesystem::path &folder, Readers readers) {
-    std::string name = (folder / kStagedPrefix).string() + std::to_string(getpid()) + "-XXXXXX";
+    std::string name = (folder / kStagedPrefix).string() + std::to_string(getpid()) + "-" + std::string(kRandomSigns);
     ScopedDescriptor file(mkostemp(name.data(), O_CLOEXEC));
     if (!file) {
         return CannotDo("make a file in", folder, errno);

@@ -24,6 +24,10 @@ Result<std::string> ReadWhole(const std::filesystem::path &file, std::uint64_t m
 // The whole of an open file, read from its start; the descriptor's position does not change.
 Result<std::string> ReadWhole(int descriptor, std::uint64_t maxBytes);
 
+// At most maxBytes from where the descriptor stands: for what has no size, such as a pipe or a file in /proc. What
+// could be read when an error ends the reading.
+std::string ReadStart(int descriptor, std::size_t maxBytes);
+
 // Writes all of it, or fails.
 Result<void> WriteAll(int descriptor, std::string_view bytes);
 
@@ -82,6 +86,10 @@ public:
     static Result<FileLock> Wait(const std::filesystem::path &file);
     // EWOULDBLOCK when another one holds it.
     static Result<FileLock> Try(const std::filesystem::path &file);
+
+    int descriptor() const {
+        return m_file.get();
+    }
 
 private:
     explicit FileLock(ScopedDescriptor file) : m_file(std::move(file)) {}

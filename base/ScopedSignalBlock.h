@@ -1,5 +1,5 @@
-// Blocks every signal in this thread, and so in the threads that it starts meanwhile: the handlers of the container and
-// of its libraries then run on the main thread, and a connection that the other side has closed raises no SIGPIPE.
+// Blocks every signal in this thread, and so in the threads that it starts while this object lives. Handlers of the
+// program and its libraries then run on the main thread, and a connection that the peer has closed raises no SIGPIPE.
 #pragma once
 
 #include <signal.h>

@@ -5,7 +5,6 @@
 #include <fcntl.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -29,15 +28,12 @@ struct CloseFolder {
 using ScopedFolder = std::unique_ptr<DIR, CloseFolder>;
 
 ScopedFolder OpenFolder(int parent, const char *name) {
-    const int file = openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    if (file < 0) {
-        return nullptr;
+    ScopedDescriptor file(openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    ScopedFolder folder(file ? fdopendir(file.get()) : nullptr);
+    if (folder) {
+        file.Release();
     }
-    DIR *const folder = fdopendir(file);
-    if (!folder) {
-        close(file);
-    }
-    return ScopedFolder(folder);
+    return folder;
 }
 
 std::vector<std::string> Names(DIR *folder) {
@@ -51,34 +47,22 @@ std::vector<std::string> Names(DIR *folder) {
     return names;
 }
 
-// Who locks: on a file system without locks its maker has a folder all the same, and nobody ever clears it away.
-enum class Locker { Maker, Cleaner };
-
-// The lock file's descriptor, or -1 with errno: EWOULDBLOCK when another process has the lock.
-int Lock(const std::filesystem::path &folder, Locker locker) {
-    const int file = open((folder / kLock).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-    if (file < 0) {
-        return -1;
-    }
-    if (flock(file, LOCK_EX | LOCK_NB) != 0 && (locker == Locker::Cleaner || errno == EWOULDBLOCK)) {
-        const int error = errno;
-        close(file);
-        errno = error;
-        return -1;
-    }
-    return file;
+// Whether flock failed because the file system has no locks: it may be used all the same, but nothing cleans up there.
+bool HasNoLocks(int error) {
+    return error == ENOLCK || error == EOPNOTSUPP || error == ENOSYS || error == EINVAL;
 }
 
-// Someone else may have removed the folder between its making and its locking.
-bool IsInPlace(int lock, const std::filesystem::path &folder) {
+// Another process may have removed the folder between its making and its locking.
+bool IsInPlace(const FileLock &lock, const std::filesystem::path &folder) {
     struct stat held, named;
-    return fstat(lock, &held) == 0 && lstat((folder / kLock).c_str(), &named) == 0 && held.st_dev == named.st_dev &&
-           held.st_ino == named.st_ino;
+    return fstat(lock.descriptor(), &held) == 0 && lstat((folder / kLock).c_str(), &named) == 0 &&
+           held.st_dev == named.st_dev && held.st_ino == named.st_ino;
 }
 
-// The lock file goes last and while it is locked: whoever waits for it then finds another file, or none, in its place.
-// It is closed before the folder goes, for a network file system keeps a removed file in its folder while it is open.
-void RemoveLocked(const std::filesystem::path &folder, int lock) {
+// The lock file goes last and while it is locked: a process that waits for it then finds another file, or none, in its
+// place. It is closed before the folder goes, because a network file system keeps a removed file in its folder while
+// the file is open.
+void RemoveLocked(const std::filesystem::path &folder, std::optional<FileLock> lock) {
     if (const ScopedFolder open = OpenFolder(AT_FDCWD, folder.c_str())) {
         for (const std::string &name : Names(open.get())) {
             if (name != kLock) {
@@ -87,7 +71,7 @@ void RemoveLocked(const std::filesystem::path &folder, int lock) {
         }
     }
     unlink((folder / kLock).c_str());
-    close(lock);
+    lock.reset();
     rmdir(folder.c_str());
 }
 
@@ -97,7 +81,7 @@ StagingFolder::StagingFolder(const std::filesystem::path &parent, const std::str
     const std::string pattern = (parent / (prefix + "XXXXXX")).string();
     do {
         m_error = Make(pattern);
-    } while (m_error == EWOULDBLOCK); // another process is cleaning up and took it for a left-over
+    } while (m_error == EWOULDBLOCK); // another process is cleaning up and took it for a leftover
 }
 
 int StagingFolder::Make(const std::string &pattern) {
@@ -105,15 +89,16 @@ int StagingFolder::Make(const std::string &pattern) {
     if (!mkdtemp(name.data())) {
         return errno;
     }
-    m_lock = Lock(name, Locker::Maker);
-    if (m_lock < 0) {
-        const int error = errno == ENOENT ? EWOULDBLOCK : errno;
+    Result<FileLock> lock = FileLock::Try(std::filesystem::path(name) / kLock);
+    if (!lock && !HasNoLocks(lock.error().code)) {
         rmdir(name.c_str());
-        return error;
+        return lock.error().code == ENOENT ? EWOULDBLOCK : lock.error().code;
     }
-    if (!IsInPlace(m_lock, name)) {
-        close(std::exchange(m_lock, -1));
+    if (lock && !IsInPlace(*lock, name)) {
         return EWOULDBLOCK;
+    }
+    if (lock) {
+        m_lock = std::move(*lock);
     }
     m_path = name;
     return 0;
@@ -121,12 +106,12 @@ int StagingFolder::Make(const std::string &pattern) {
 
 StagingFolder::~StagingFolder() {
     if (m_error == 0) {
-        RemoveLocked(m_path, m_lock);
+        RemoveLocked(m_path, std::move(m_lock));
     }
 }
 
 std::string StagingFolder::ErrorText() const {
-    return DiskErrorText(m_error) + " (" + m_parent.string() + "). Mend the folder or choose another, and try again.";
+    return DiskErrorText(m_error) + " (" + m_parent.string() + "). Fix the folder or choose another, and try again.";
 }
 
 bool StagingFolder::Empty(const char *kept) const {
@@ -156,8 +141,8 @@ void CleanStaging(const std::filesystem::path &parent, const std::string &prefix
             !S_ISDIR(info.st_mode) || info.st_uid != geteuid()) {
             continue;
         }
-        if (const int lock = Lock(parent / name, Locker::Cleaner); lock >= 0) {
-            RemoveLocked(parent / name, lock);
+        if (Result<FileLock> lock = FileLock::Try(parent / name / kLock)) {
+            RemoveLocked(parent / name, std::move(*lock));
         }
     }
 }

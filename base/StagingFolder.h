@@ -1,11 +1,14 @@
 // A hidden folder that a running process works in, and the removal of those whose process was killed.
 //
 // The folder holds a file "lock" that its process keeps locked (flock) for as long as it works there. The kernel drops
-// the lock when the process ends, however that happens, so a folder whose lock can be had is nobody's any more.
+// the lock when the process ends, however that happens, so a folder whose lock is free is in use by no process.
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
+
+#include "base/Files.h"
 
 namespace base {
 
@@ -17,10 +20,12 @@ public:
     StagingFolder(const StagingFolder &) = delete;
     StagingFolder &operator=(const StagingFolder &) = delete;
 
+    // 0, or the errno of what failed.
     int error() const {
         return m_error;
-    }                              // 0, or the errno of what failed
-    std::string ErrorText() const; // what failed, where, and what to do
+    }
+    // What failed, where, and what to do.
+    std::string ErrorText() const;
     const std::filesystem::path &path() const {
         return m_path;
     }
@@ -33,7 +38,7 @@ private:
 
     std::filesystem::path m_parent;
     std::filesystem::path m_path;
-    int m_lock = -1;
+    std::optional<FileLock> m_lock; // none on a file system without locks
     int m_error = 0;
 };
 

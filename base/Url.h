@@ -1,6 +1,6 @@
 // An http or https address, in the one form in which the container handles addresses: absolute, scheme and host in
-// lower case, what may not stand in an address percent-encoded, and without a user, a password and a fragment. Those
-// three are dropped when an address is read, so that they can neither be sent nor appear in a text.
+// lower case, characters that an address may not hold percent-encoded, and without a user, a password and a fragment.
+// Those three are dropped when an address is read, so that they can neither be sent nor appear in a text.
 //
 // A host is brought into one form the way browsers do (the WHATWG's URL standard): percent-encoding is resolved, a name
 // of another script becomes its ASCII form ("xn--..."), odd spellings of an IPv4 address the usual one. Then it holds

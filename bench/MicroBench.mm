@@ -1,5 +1,5 @@
 // What the extension's own steps cost: traces, INI look-ups, item lines, heartbeats, hashes, signatures. Where a user
-// could pick something else, that stands beside it in the same run: the openssl command for hashes, OpenSSL's functions
+// could pick something else, that runs beside it: the openssl command for hashes, OpenSSL's functions
 // for signatures.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
@@ -14,11 +14,12 @@
 
 #import <Foundation/Foundation.h>
 
+#import "base/objc/ScopedPool.h"
 #include "lum/common/lumutil.h"
-#include "lum/lumext/lumext.h"
 #import "lum/security/CryptoWrapper.h"
 #include "lum/security/CertificateServices.h"
-#include "tests/support/FakeHost.h"
+#include "tests/support/LumFixture.h"
+#include "tests/support/TestCertificates.h"
 
 @interface LUMBenchCollector : NSObject {
 @public
@@ -89,12 +90,10 @@ void IniLookUp(benchmark::State &state) {
 }
 
 void ParseItem(benchmark::State &state) {
-    FakeHost host;
-    CLumExtension extension(&host);
-    extension.m_pLUMInterface = &host.table;
+    LumFixture fixture;
     for (auto _ : state) {
-        extension.m_installationMgr.ParseItem(kItemLine.c_str(), true);
-        extension.m_installationMgr.RemoveAllItem();
+        fixture.Add(kItemLine);
+        fixture.manager.RemoveAllItem();
     }
 }
 
@@ -106,18 +105,17 @@ void CompareNames(benchmark::State &state) {
 
 // All is installed and launched, nothing changes: what each tick costs from then on.
 void IdleHeartbeat(benchmark::State &state) {
-    FakeHost host;
-    host.parameters["LumComponentName"] = "item0.bundle";
-    CLumExtension extension(&host);
-    extension.m_pLUMInterface = &host.table;
+    LumFixture fixture;
+    CLumExtension &extension = fixture.extension;
+    fixture.host.parameters["LumComponentName"] = "item0.bundle";
     for (int i = 0; i < 100; ++i) {
-        extension.m_installationMgr.ParseItem(("item" + std::to_string(i) + ".bundle;u;;1;1;1;;;;0").c_str(), true);
+        fixture.Add("item" + std::to_string(i) + ".bundle" + kItemTail);
     }
     extension.m_bInstallationMgrInited = 1;
     extension.m_bMainComponentReady = 1;
     // The last of the items is still on its way, so that a tick walks over all of them.
-    extension.m_installationMgr.SuppressInstallation();
-    extension.m_installationMgr.m_aItems.back()->m_dwState = kItemPending;
+    fixture.manager.SuppressInstallation();
+    fixture.manager.m_aItems.back()->m_dwState = kItemPending;
     for (auto _ : state) {
         extension.Heartbeat();
     }
@@ -145,7 +143,7 @@ NSString *Text(const std::string &text) {
 
 // A hash text of 64 bytes, signed with a key of 2048 bits, checked against the site's certificate's key.
 void VerifySignature(benchmark::State &state) {
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    const base::ScopedPool pool;
     NSData *text = [Text(std::string(64, 'a')) dataUsingEncoding:NSUTF8StringEncoding];
     NSData *signature = SignDataWithSSL((Place() + "/key.pem").c_str(), text);
     SecCertificateRef certificate = SecFromFile((Place() + "/certificate.der").c_str());
@@ -157,7 +155,6 @@ void VerifySignature(benchmark::State &state) {
     }
     [[CryptoWrapper sharedInstance] RSA_free](key);
     CFRelease(certificate);
-    [pool drain];
 }
 
 // OpenSSL's own functions on the same key: PKCS#1 v1.5 with SHA-256 over the same 64 bytes.
@@ -213,7 +210,7 @@ BENCHMARK_CAPTURE(HashWithCommand, sha256, "sha256")->Unit(benchmark::kMilliseco
 } // namespace
 
 int main(int argc, char **argv) {
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    const base::ScopedPool pool;
     std::string pattern = (std::filesystem::temp_directory_path() / "lumbench.XXXXXX").string();
     if (!mkdtemp(pattern.data())) {
         std::perror("lum_bench: a temporary folder cannot be made");
@@ -221,13 +218,12 @@ int main(int argc, char **argv) {
     }
     Place() = pattern;
     setenv("HOME", pattern.c_str(), 1);
-    Run("cd '" + Place() +
-        "' && openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=bench -days 2 -keyout key.pem "
-        "-outform DER -out certificate.der 2>/dev/null");
+    const TestCertificate certificate({.commonName = "bench", .key = KeyKind::Rsa2048});
+    std::ofstream(Place() + "/key.pem") << certificate.KeyPem();
+    std::ofstream(Place() + "/certificate.der", std::ios::binary) << certificate.der();
     MakeLargeFile();
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     std::filesystem::remove_all(Place());
-    [pool drain];
     return 0;
 }

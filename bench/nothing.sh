@@ -12,6 +12,7 @@ here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 for number in {01..18}; do component "part$number.bundle" 6000000 10000000; done
 component confshell.bundle 100000 0
 component "Meeting Hall.app" 100000 0
+# shellcheck disable=SC2016 # for the script that is written
 printf '#!/bin/bash\nprintf "%%s" "$EPOCHREALTIME" >"$HOME/launched"\nsleep 2\n' \
   >"$work/components/Meeting Hall.app/Contents/MacOS/Meeting Hall"
 main_component=confshell.bundle

@@ -48,7 +48,7 @@ unpack() {
   measure unpack sh "$work/hash-and-unpack"
 }
 
-# Who comes after a large removal pays for it, so each round begins with another one. Nobody pays for what the one before
+# What runs after a large removal pays for it, so each round begins with another one. Nobody pays for what the one before
 # has left to write.
 turns=(fetch unpack ours script in_turn)
 for ((round = 0; round < rounds; ++round)); do

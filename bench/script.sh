@@ -16,6 +16,7 @@ grep '^File' lummac.ini | sed 's/^[^=]*=//' >lines
 cut -d';' -f2 lines | while IFS= read -r path; do
   printf 'url = "%s/%s"\noutput = "%s"\n' "$url" "$path" "${path##*/}"
 done >fetch
+# shellcheck disable=SC2086 # an empty PARALLEL is no argument
 curl -sSf ${PARALLEL---parallel} "$@" -K fetch
 
 while IFS=';' read -r name path _ _ _ _ _ _ _ _ hash method signature _; do

@@ -103,7 +103,7 @@ CONF
 
 # A home in which the site may start something and its authority is trusted.
 fresh_home() {
-  rm -rf "$work/home"
+  rm -rf "${work:?}/home"
   export HOME=$work/home
   mkdir -p "$HOME/.config/lum/certificates/trusted"
   cp "$work/keys/ca.pem" "$HOME/.config/lum/certificates/trusted/"

@@ -6,7 +6,7 @@ mkdir -p "$HOME"
 trust_authority
 "$lumhost" allow "$url" >/dev/null 2>&1
 write_manifest 1,0,6,0
-expect "the package that was changed is published anew" "$lumsite" publish "$work/site.json" "$site" --url "$url"
+expect "the package that was changed is published again" "$lumsite" publish "$work/site.json" "$site" --url "$url"
 slow_site
 
 base64_of() { printf '%s' "$1" | base64 -w0; }
@@ -51,7 +51,7 @@ check "the alert closes" press_until alert_is_gone "Too Many Meetings" Return
 wait_for 100 ended || kill "$shown"
 quit_application
 
-# The certificate panel: the page shows a certificate without those of its issuers, and nobody here knows them.
+# The certificate panel: the page shows a certificate without those of its issuers, and they are not known here.
 distrust_authority
 rm -rf "$HOME/GNUstep/Library/ApplicationSupport/Kelvo Folder/2.4"
 show panel --param "lumcertification=$(grep -o 'lumcertification" value="[^"]*' "$site/index.html" | sed 's/.*"//; s/.*|//')"

@@ -4,7 +4,7 @@
  *
  * NAME=VALUE are the page's parameters. "LumUrlRoot" is a folder here, file:///srv/site, so that this example needs no
  * HTTP: what a real container does in GetFile is a transfer on a thread of its own, whose outcome it reports on the
- * main thread. It knows nothing of the libraries that the extension stands on and needs only dlopen.
+ * main thread. It does not know the libraries that the extension uses and needs only dlopen.
  *
  * Exit status: 0 when the page was sent on, 1 when the user was shown a message, 2 when it could not start. */
 #include <dlfcn.h>

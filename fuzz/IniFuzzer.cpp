@@ -39,6 +39,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     Require(end != result.end(), "the value is terminated");
     Require(file.find(std::string_view(result.data(), static_cast<std::size_t>(end - result.begin()))) !=
                 std::string_view::npos,
-            "the value stands in the file");
+            "the value is in the file");
     return 0;
 }

@@ -16,7 +16,7 @@ int DigitValue(char c) {
     return value == std::string_view::npos ? -1 : static_cast<int>(value);
 }
 
-// The text that stands encoded in `query`, with every rule of the encoding checked.
+// The text that is encoded in `query`, with every rule of the encoding checked.
 std::string Decoded(std::string_view query) {
     std::string text;
     for (std::size_t i = 0; i < query.size(); ++i) {

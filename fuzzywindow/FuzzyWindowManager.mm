@@ -3,11 +3,11 @@
 #include <memory>
 #include <new>
 
+#include "base/WindowServer.h"
 #import "fuzzywindow/InstalledApplication.h"
 #import "fuzzywindow/InstructionCopy.h"
 #include "fuzzywindow/LumFuzzyWindow.h"
 #import "fuzzywindow/PlaceholderWindow.h"
-#include "fuzzywindow/WindowServer.h"
 
 namespace {
 
@@ -69,7 +69,7 @@ PlaceholderTexts FuzzyWindowManager::Texts() {
 }
 
 void FuzzyWindowManager::Open() {
-    if (!HasWindowServer()) {
+    if (!base::HasWindowServer()) {
         m_delegate.traceInfo("There is no window server, so no placeholder window.");
         return;
     }
@@ -87,7 +87,7 @@ void FuzzyWindowManager::start() {
     m_total = m_arrived = 0;
     m_window.reset();
     Safely("start", [this] { Open(); });
-    PlaceholderWindow::LookAfterEvents(); // the last: the user may end everything in there
+    PlaceholderWindow::HandleEvents(); // the last: the user may end everything in there
 }
 
 void FuzzyWindowManager::stop() {
@@ -114,7 +114,7 @@ void FuzzyWindowManager::noticeDownloadSuccess() {
 
 bool FuzzyWindowManager::isReady() {
     const bool ready = m_everythingArrived || !m_window || !m_window->IsShown();
-    PlaceholderWindow::LookAfterEvents();
+    PlaceholderWindow::HandleEvents();
     return ready;
 }
 
@@ -147,7 +147,7 @@ void FuzzyWindowManager::ShowShare() {
     }
     const int percent = m_total == 0 ? -1 : static_cast<int>(std::min(m_arrived, m_total) * 100 / m_total);
     Safely("progress", [&] { m_window->ShowShare(percent); });
-    PlaceholderWindow::LookAfterEvents(); // the last, as in start
+    PlaceholderWindow::HandleEvents(); // the last, as in start
 }
 
 } // namespace

@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include "base/Result.h"
+
 class ILumFuzzyWindowDelegate;
 
 class InstructionCopy {
@@ -22,5 +24,7 @@ public:
     void Forget();
 
 private:
+    base::Result<void> WriteRecord(const std::string &copy) const;
+
     ILumFuzzyWindowDelegate &m_delegate;
 };

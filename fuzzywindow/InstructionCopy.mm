@@ -2,19 +2,18 @@
 
 #include <ctime>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sstream>
-#include <string_view>
 
+#include "base/Files.h"
+#import "base/objc/ScopedPool.h"
 #include "fuzzywindow/LumFuzzyWindow.h"
 #import "fuzzywindow/PropertyListFile.h"
-#import "base/objc/ScopedPool.h"
 
 namespace {
 
 constexpr char kCopyName[] = "lummac.ini";
 constexpr char kRecordSuffix[] = ".plist";
+constexpr std::uint64_t kLargestFile = 16 << 20;
 constexpr long long kDay = 24 * 60 * 60;
 NSString *const kHashKey = @"SHA256";
 NSString *const kTimeKey = @"SavedAt";
@@ -26,15 +25,6 @@ std::string RecordPath(const std::string &copy) {
 bool IsSameFile(const std::string &left, const std::string &right) {
     std::error_code error;
     return std::filesystem::equivalent(left, right, error);
-}
-
-bool ReadWhole(const char *path, std::string &content) {
-    std::ifstream stream(path, std::ios::binary);
-    if (!stream) {
-        return false;
-    }
-    content.assign(std::istreambuf_iterator<char>(stream), {});
-    return !stream.bad();
 }
 
 // A section with some key in it: the least that instructions need. The error page of a site has neither.
@@ -93,23 +83,26 @@ void InstructionCopy::Keep(const char *path) {
     if (!path || !*path || copy.empty() || IsSameFile(path, copy)) {
         return;
     }
-    std::string content;
-    if (!ReadWhole(path, content) || !HoldsInstructions(content)) {
+    const base::Result<std::string> content = base::ReadWhole(path, kLargestFile);
+    if (!content || !HoldsInstructions(*content)) {
         m_delegate.traceWarning(std::string("The instruction file is not kept, it holds no instructions: ") + path);
         return;
     }
-    std::string failure = WriteFileAtomically(copy, content);
-    const std::string hash = failure.empty() ? m_delegate.sha256(copy.c_str()) : std::string();
-    if (failure.empty()) {
-        const base::ScopedPool pool;
-        NSDictionary *record =
-            [NSDictionary dictionaryWithObjectsAndKeys:[NSString stringWithUTF8String:hash.c_str()], kHashKey,
-                                                       [NSNumber numberWithLongLong:std::time(nullptr)], kTimeKey, nil];
-        failure = WritePropertyList(RecordPath(copy), record);
+    base::Result<void> kept = base::ReplaceFile(copy, *content, base::Readers::Owner, base::Durability::Cached);
+    if (kept) {
+        kept = WriteRecord(copy);
     }
-    if (!failure.empty()) {
-        m_delegate.traceWarning("The instruction file is not kept: " + failure);
+    if (!kept) {
+        m_delegate.traceWarning("The instruction file is not kept: " + kept.error().text);
     }
+}
+
+base::Result<void> InstructionCopy::WriteRecord(const std::string &copy) const {
+    const base::ScopedPool pool;
+    NSString *hash = [NSString stringWithUTF8String:m_delegate.sha256(copy.c_str()).c_str()];
+    NSNumber *now = [NSNumber numberWithLongLong:std::time(nullptr)];
+    return WritePropertyList(RecordPath(copy),
+                             [NSDictionary dictionaryWithObjectsAndKeys:hash, kHashKey, now, kTimeKey, nil]);
 }
 
 void InstructionCopy::Forget() {

@@ -21,7 +21,7 @@
 // For the whole file:
 // - One thread, the main thread: the framework is called on it, and calls the delegate on it.
 // - The window lives on the run loop of that thread. In a process that runs no NSApplication of its own the framework
-//   looks after the window's events in start, setTotalDownloadSize, updateDownloadedSize and isReady,
+//   handles the window's events in start, setTotalDownloadSize, updateDownloadedSize and isReady,
 //   so stopLum may be called from within these.
 // - Without a window server no window is shown, and everything else is as ever.
 // - Texts are UTF-8. What is not is shown as well as it can be. A text handed over is copied.
@@ -29,6 +29,8 @@
 #pragma once
 
 #include <string>
+
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
 
 #define LUM_FUZZY_EXPORT __attribute__((visibility("default")))
 
@@ -66,7 +68,7 @@ public:
     // The folder in which the instruction file is kept. Need not exist; empty: it is not kept.
     virtual std::string getDefInstallPath() = 0;
 
-    // The window's title; when it is empty the topic stands there. Asked in start().
+    // The window's title; when it is empty, the topic. Asked in start().
     virtual std::string getLumWindowTitle() = 0;
 
     // Whether the window shows a lock. Asked in start().
@@ -78,6 +80,10 @@ public:
 
     // The SHA-256 of the file, in hexadecimal digits; empty when there is none.
     virtual std::string sha256(const char *path) = 0;
+
+protected:
+    // No object is destroyed through its interface; a virtual destructor would change the table of functions.
+    ~ILumFuzzyWindowDelegate() = default;
 };
 
 class ILumFuzzyWindowManager {
@@ -120,6 +126,9 @@ public:
     // Bytes that have arrived since the last call. They are summed up; more than the total shows as the total. They may
     // come before the total is known.
     virtual void updateDownloadedSize(unsigned int bytes) = 0;
+
+protected:
+    ~ILumFuzzyWindowManager() = default; // destroyLumFuzzyWindow destroys it
 };
 
 // A manager without a window as yet. The delegate is not owned and must live until destroyLumFuzzyWindow. Null when the
@@ -128,3 +137,5 @@ extern "C" LUM_FUZZY_EXPORT ILumFuzzyWindowManager *createLumFuzzyWindow(ILumFuz
 
 // Puts the window away, as stop() does, and destroys the manager. Nothing for null.
 extern "C" LUM_FUZZY_EXPORT void destroyLumFuzzyWindow(ILumFuzzyWindowManager *manager);
+
+// NOLINTEND(readability-identifier-naming)

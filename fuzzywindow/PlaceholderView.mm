@@ -43,7 +43,7 @@ NSColor *Colour(std::uint32_t colour) {
                                      alpha:1];
 }
 
-// A drawn text and where it stands.
+// A drawn text and its place.
 struct Label {
     NSImage *image = nil;
     NSSize size = {0, 0};
@@ -182,7 +182,7 @@ struct PlaceholderPictures {
     [super dealloc];
 }
 
-// --- Where things stand, from the bottom up ---
+// --- The layout, from the bottom up ---
 
 - (CGFloat)barBottom {
     return kPercentHeight + 14;

@@ -38,7 +38,7 @@ public:
 
     // Handles the events that wait, in a process that runs no NSApplication. Whatever they lead to (ClosedByUser) has
     // happened when this returns. Nothing when called from within itself.
-    static void LookAfterEvents();
+    static void HandleEvents();
 
 private:
     LUMPlaceholderController *m_controller; // owned

@@ -148,14 +148,14 @@ constexpr unichar kEscape = 0x1B;
     [[self retain] autorelease]; // the timer and the notification centre may hold the last reference
     [self stopWaiting];
     [_view stopAnimation];
-    const std::string failure = KeepPlace(_window, _placeFile ? [_placeFile UTF8String] : "");
+    const base::Result<void> kept = KeepPlace(_window, _placeFile ? [_placeFile UTF8String] : "");
     LUMPlaceholderPanel *window = _window;
     _window = nil;
     [window setDelegate:nil];
     [window orderOut:nil];
     [window autorelease]; // it may be in the middle of an event
-    if (!failure.empty()) {
-        _owner->Warn("The window's place is not kept: " + failure);
+    if (!kept) {
+        _owner->Warn("The window's place is not kept: " + kept.error().text);
     }
 }
 
@@ -248,7 +248,7 @@ void PlaceholderWindow::ShowConnecting() {
     [m_controller goWhenLaunched];
 }
 
-void PlaceholderWindow::LookAfterEvents() {
+void PlaceholderWindow::HandleEvents() {
     static bool within = false;
     if (within || !NSApp || [NSApp isRunning]) {
         return;

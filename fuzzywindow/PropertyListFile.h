@@ -1,7 +1,9 @@
-// Files that are read and written whole.
+// Property lists that are read and written whole.
 #pragma once
 
 #include <string>
+
+#include "base/Result.h"
 
 @class NSDictionary;
 
@@ -9,8 +11,6 @@
 // 1 MiB, or it is damaged.
 NSDictionary *ReadPropertyList(const std::string &path);
 
-// Both write a new file beside `path`, readable by this user only, and move it into place, so that `path` holds the old
-// content or the new, never a part. Missing folders are made. An empty result means success; otherwise it says what
-// went wrong, and `path` is as it was.
-std::string WriteFileAtomically(const std::string &path, const std::string &content);
-std::string WritePropertyList(const std::string &path, NSDictionary *content);
+// Replaces the file in one step, readable by this user only; makes missing folders. Does not wait for the disk: a start
+// must not, and a file that a power failure emptied counts as missing.
+base::Result<void> WritePropertyList(const std::string &path, NSDictionary *content);

@@ -6,9 +6,11 @@
 
 #import <AppKit/AppKit.h>
 
+#include "base/Result.h"
+
 // Puts the window where the file says, moved inside the visible part of the nearest screen when it would reach out of
 // it. In the middle of the main screen when the file is missing or damaged, or `file` is "".
 void RestorePlace(NSWindow *window, const std::string &file);
 
-// Keeps the place. "" when that was done (also when `file` is ""), otherwise what went wrong.
-std::string KeepPlace(NSWindow *window, const std::string &file);
+// Keeps the place; nothing to do when `file` is "".
+base::Result<void> KeepPlace(NSWindow *window, const std::string &file);

@@ -76,9 +76,9 @@ void RestorePlace(NSWindow *window, const std::string &file) {
     [window setFrameTopLeftPoint:NSMakePoint(std::round(corner.x), std::round(corner.y))];
 }
 
-std::string KeepPlace(NSWindow *window, const std::string &file) {
+base::Result<void> KeepPlace(NSWindow *window, const std::string &file) {
     if (file.empty()) {
-        return "";
+        return {};
     }
     const NSRect frame = [window frame];
     NSDictionary *place = [NSDictionary

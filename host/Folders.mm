@@ -1,9 +1,10 @@
 #include "host/Folders.h"
 
-#include <cstdlib>
-#include <string>
-
 #import <Foundation/Foundation.h>
+
+#include "base/Processes.h"
+#include "base/UserFolders.h"
+#import "base/objc/ScopedPool.h"
 
 namespace lumhost {
 
@@ -11,47 +12,33 @@ namespace {
 
 namespace fs = std::filesystem;
 
-fs::path FromVariable(const char *name, const fs::path &otherwise) {
-    const char *value = std::getenv(name);
-    return value && value[0] == '/' ? fs::path(value) : otherwise;
-}
-
-fs::path Home() {
-    const char *home = std::getenv("HOME");
-    return home && *home ? fs::path(home) : fs::path([NSHomeDirectory() fileSystemRepresentation]);
-}
-
 // Foundation here takes the home from the password database; the folders lie where the user's HOME says.
-fs::path ApplicationSupport(const fs::path &home) {
+fs::path ApplicationSupport() {
     NSArray *folders = NSSearchPathForDirectoriesInDomains(NSApplicationSupportDirectory, NSUserDomainMask, YES);
     if ([folders count] == 0) {
-        return home / "GNUstep/Library/ApplicationSupport";
+        return base::HomeFolder() / "GNUstep/Library/ApplicationSupport";
     }
-    const fs::path folder([[folders objectAtIndex:0] fileSystemRepresentation]);
-    const fs::path within = folder.lexically_relative([NSHomeDirectory() fileSystemRepresentation]);
-    return within.empty() || *within.begin() == ".." ? folder : home / within;
+    return base::MovedToHome([[folders objectAtIndex:0] fileSystemRepresentation],
+                             [NSHomeDirectory() fileSystemRepresentation]);
 }
 
 } // namespace
 
 Folders Folders::OfUser() {
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    const base::ScopedPool pool;
     Folders folders;
-    folders.home = Home();
-    folders.installed = ApplicationSupport(folders.home) / "Kelvo Folder";
-    folders.config = FromVariable("XDG_CONFIG_HOME", folders.home / ".config") / "lumhost";
-    folders.data = FromVariable("XDG_DATA_HOME", folders.home / ".local/share") / "lumhost";
-    folders.state = FromVariable("XDG_STATE_HOME", folders.home / ".local/state") / "lumhost";
-    folders.cache = FromVariable("XDG_CACHE_HOME", folders.home / ".cache") / "lumhost";
-    folders.temporary = FromVariable("TMPDIR", "/tmp");
-    [pool drain];
+    folders.home = base::HomeFolder();
+    folders.installed = ApplicationSupport() / "Kelvo Folder";
+    folders.config = base::ConfigFolder() / "lumhost";
+    folders.data = base::DataFolder() / "lumhost";
+    folders.state = base::StateFolder() / "lumhost";
+    folders.cache = base::CacheFolder() / "lumhost";
+    folders.temporary = base::TemporaryFolder();
     return folders;
 }
 
 fs::path ProgramFolder() {
-    std::error_code error;
-    const fs::path program = fs::read_symlink("/proc/self/exe", error);
-    return error ? fs::path() : program.parent_path();
+    return base::OwnProgram().parent_path();
 }
 
 fs::path OwnPart(std::string_view name) {

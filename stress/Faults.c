@@ -2,7 +2,7 @@
 //
 //   FAULT_LIBRARY=PART     no library whose name has this in it can be opened at run time
 //   FAULT_SYMBOL=NAME      this function is in none
-//   FAULT_CLOCK=FILE       as soon as there is this file, the clock stands a day earlier
+//   FAULT_CLOCK=FILE       as soon as this file exists, the clock is a day behind
 //   FAULT_KILL=FUNCTION    the process is killed when renameat2 has succeeded, or when it calls rename
 #define _GNU_SOURCE
 #include <dlfcn.h>

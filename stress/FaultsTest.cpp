@@ -2,17 +2,15 @@
 // ends, it ends by itself and says why, nothing half is installed, and the next undisturbed start installs it.
 #include <gmock/gmock.h>
 #include <json/json.h>
-#include <sys/wait.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
-#include <future>
 #include <sstream>
 
 #include "tests/support/FaultServer.h"
-#include "tests/support/TempDir.h"
 #include "tests/support/TestSite.h"
 
 namespace fs = std::filesystem;
@@ -49,12 +47,12 @@ class Machine {
 public:
     Machine() {
         const std::string data = package.Write("Part.bundle/Contents/data", std::string(4'000'000, ' '));
-        RunCommand("head -c 600000 /dev/urandom >>'" + data + "'"); // the package is as large
+        OutputOf("head -c 600000 /dev/urandom >>'" + data + "'"); // the package is as large
         package.Write("Part.bundle/Contents/\u00fc", "a name");
-        RunCommand("tar -C '" + package.path().string() + "' -czf '" + (package / "part.tgz") + "' Part.bundle");
+        OutputOf("tar -C '" + package.path().string() + "' -czf '" + (package / "part.tgz") + "' Part.bundle");
         const SiteIdentity identity = TestSite::MakeIdentity(package, "www.kelvo.example");
-        RunCommand("install -D -m 600 '" + (package / "site-ca.pem") + "' '" +
-                   (place / "config/lum/certificates/trusted/ca.pem") + "'");
+        OutputOf("install -D -m 600 '" + (package / "site-ca.pem") + "' '" +
+                 (place / "config/lum/certificates/trusted/ca.pem") + "'");
         const TestSite::Item item{.name = "Part.bundle", .url = "part.tgz"};
         server.On(
             "/lummac.ini",
@@ -72,14 +70,14 @@ public:
         fs::create_directory(place / "home");
         fs::create_directory(place / "tmp");
         fs::permissions(place / "tmp", fs::perms::owner_all);
-        for (const char *name : {"HOME", "TMP", "TMPDIR", "XDG_CONFIG_HOME"}) {
-            const bool isHome = name[0] == 'H', isConfig = name[0] == 'X';
-            setenv(name, (place / (isHome ? "home" : isConfig ? "config" : "tmp")).c_str(), 1);
-        }
+        setenv("HOME", (place / "home").c_str(), 1);
+        setenv("XDG_CONFIG_HOME", (place / "config").c_str(), 1);
+        setenv("TMP", (place / "tmp").c_str(), 1);
+        setenv("TMPDIR", (place / "tmp").c_str(), 1);
         unsetenv("DISPLAY");
     }
     ~Machine() {
-        std::system(("chmod -R u+rwX '" + place.path().string() + "'").c_str());
+        OutputOf("chmod -R u+rwX '" + place.path().string() + "'");
     }
 
     // Starts the page within this shell line (`"$@"` is the program); `meanwhile` happens while the package is asked
@@ -89,35 +87,31 @@ public:
         server.On("/part.tgz",
                   {{.body = ReadFile(package / "part.tgz"), .delay = std::chrono::milliseconds(meanwhile ? 4000 : 0)}});
         place.Write("line", kFunctions + line);
-        auto ended = std::async(std::launch::async, [this] {
-            return std::system(("sh '" + (place / "line") + "' '" TEST_LUMHOST "' --json --timeout 60 '" + page +
-                                "' >'" + (place / "out") + "' 2>'" + (place / "err") + "'")
-                                   .c_str());
-        });
+        ChildProcess run("/bin/sh", {place / "line", TEST_LUMHOST, "--json", "--timeout", "60", page},
+                         ChildProcess::Streams::Kept);
         if (meanwhile) {
             EXPECT_TRUE(server.WaitForRequests(5)) << "three to the log, the instructions, the package";
             meanwhile(*this);
         }
-        const int result = ended.get();
-        status = WIFEXITED(result) ? WEXITSTATUS(result) : -WTERMSIG(result);
-        events = ReadFile(place / "out");
-        errors = ReadFile(place / "err");
+        status = run.Wait();
+        events = run.Out();
+        errors = run.Err();
     }
 
-    // Once the fault is mended.
+    // Once the fault is gone.
     void ExpectUndisturbedStart() {
         Start(R"sh(for folder in "$support" "$HOME/.cache"; do [ ! -h "$folder" ] || rm "$folder"; done
                    chmod -R u+rwX "$HOME"; [ "$(id -u)" != 0 ] || chown -R 0 "$HOME"; exec "$@")sh");
         EXPECT_EQ(0, status) << events << errors;
         EXPECT_TRUE(IsInstalled());
         EXPECT_THAT(Run("status"), HasSubstr("Part.bundle  whole (2 files)"));
-        EXPECT_EQ("", RunCommand("find '" + (place / "home") +
-                                 "' -name '*.new' -o -name 'installing.*' -o -name '.lumhost-*'"));
+        EXPECT_EQ("", OutputOf("find '" + (place / "home") +
+                               "' -name '.new-*' -o -name 'installing.*' -o -name '.lumhost-*'"));
     }
 
     // What another verb prints.
     static std::string Run(const std::string &arguments) {
-        return RunCommand("'" TEST_LUMHOST "' " + arguments);
+        return OutputOf("'" TEST_LUMHOST "' " + arguments);
     }
 
     int Message() const {
@@ -145,7 +139,7 @@ public:
         if (!fs::exists(folder / "Part.bundle", error)) {
             return false;
         }
-        RunCommand("diff -r '" + (package / "Part.bundle") + "' '" + (folder / "Part.bundle").string() + "'");
+        OutputOf("diff -r '" + (package / "Part.bundle") + "' '" + (folder / "Part.bundle").string() + "'");
         return true;
     }
 
@@ -187,10 +181,9 @@ TEST_P(MachineFaults, EndInOrder) {
 #define PRELOADED "LD_PRELOAD=" TEST_FAULTS " "
 
 void EndNotificationDaemon(const Machine &machine) {
-    RunCommand(
-        "for e in /proc/[0-9]*/environ; do p=${e#/proc/}; p=${p%/*};"
-        "  if [ \"$(cat /proc/$p/comm 2>/dev/null)\" = gdnc ] && tr '\\0' '\\n' <$e 2>/dev/null | grep -qx 'TMP=" +
-        (machine.place / "tmp") + "'; then kill -KILL $p; fi; done");
+    OutputOf("for e in /proc/[0-9]*/environ; do p=${e#/proc/}; p=${p%/*};"
+             "  if [ \"$(cat /proc/$p/comm 2>/dev/null)\" = gdnc ] && tr '\\0' '\\n' <$e 2>/dev/null | grep -qx 'TMP=" +
+             (machine.place / "tmp") + "'; then kill -KILL $p; fi; done");
 }
 
 const Fault kFaults[] = {
@@ -220,7 +213,7 @@ const Fault kFaults[] = {
      false,
      [](const Machine &machine) {
          const std::string folder = machine.place / "tmp";
-         RunCommand(
+         OutputOf(
              "cd '" + folder +
              "' && for i in $(seq 50); do "
              "xwininfo -display $(cat display) -root -children | grep -q '\"[Ll]umhost' && break; sleep 0.1; done; "
@@ -243,7 +236,7 @@ TEST(Faults, OutOfDescriptors) {
     Machine machine;
     for (const char *limit : {"20", "26", "40"}) {
         SCOPED_TRACE(limit);
-        RunCommand("rm -rf '" + (machine.place / "home") + "'/*");
+        OutputOf("rm -rf '" + (machine.place / "home") + "'/*");
         machine.Start(std::string("ulimit -n ") + limit + R"sh(; exec "$@")sh");
         EXPECT_LT(machine.status, 9) << "ended by itself\n" << machine.errors;
         EXPECT_EQ(machine.status == 0, machine.IsInstalled()) << machine.status;
@@ -255,11 +248,11 @@ TEST(Faults, OutOfDescriptors) {
 TEST(Faults, KilledRightAfterAMove) {
     Machine machine;
     machine.Start(PRELOADED R"sh(FAULT_KILL=renameat2 exec "$@")sh");
-    EXPECT_EQ(137, machine.status);
+    EXPECT_EQ(-SIGKILL, machine.status);
     EXPECT_TRUE(machine.IsInstalled());
     EXPECT_THAT(Machine::Run("status"), HasSubstr("Part.bundle  whole (2 files)"));
     machine.Start(PRELOADED R"sh(FAULT_KILL=rename exec "$@")sh");
-    EXPECT_EQ(137, machine.status);
+    EXPECT_EQ(-SIGKILL, machine.status);
     machine.ExpectUndisturbedStart();
 }
 #endif
@@ -280,13 +273,13 @@ TEST(Privacy, NothingOfThePersonLeaves) {
     }
     EXPECT_THAT(sent, HasSubstr("~%2FGNUstep")) << "the warning was sent";
     Machine::Run("--report '" + (machine.place / "report.tgz") + "'");
-    const std::string report = RunCommand("tar -xzOf '" + (machine.place / "report.tgz") + "'") +
-                               RunCommand("cat '" + home + "'/.local/state/lumhost/*");
+    const std::string report = OutputOf("tar -xzOf '" + (machine.place / "report.tgz") + "'") +
+                               OutputOf("cat '" + home + "'/.local/state/lumhost/*");
     EXPECT_THAT(report, AllOf(HasSubstr("DoItemInstall"), Not(HasSubstr("Secret")), Not(HasSubstr("Lovelace")),
                               Not(HasSubstr(home))));
     EXPECT_EQ("600\n600\n600\n600\n",
-              RunCommand("stat -c %a '" + (machine.place / "tmp/trace") + "' '" + (machine.place / "report.tgz") +
-                         "' '" + home + "'/.local/state/lumhost/*"));
+              OutputOf("stat -c %a '" + (machine.place / "tmp/trace") + "' '" + (machine.place / "report.tgz") + "' '" +
+                       home + "'/.local/state/lumhost/*"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, MachineFaults, testing::ValuesIn(kFaults),

@@ -16,6 +16,7 @@
 #import <Foundation/Foundation.h>
 #import <objc/runtime.h>
 
+#import "base/objc/ScopedPool.h"
 #include "lum/lumext/lumextInterface.h"
 #include "tests/support/FakeHost.h"
 #include "tests/support/TempDir.h"
@@ -39,7 +40,7 @@ constexpr bool kMemoryTells = false; // freed blocks are kept back; the leak che
 constexpr bool kMemoryTells = true;
 #endif
 
-// Who observes, in the default and the distributed centre: once for every registration.
+// The observers, in the default and the distributed centre: once for every registration.
 std::multiset<void *> observers;
 
 template <typename Function> Function Replace(Class owner, SEL selector, Function with) {
@@ -166,7 +167,7 @@ struct Site {
 
 // A page from its opening to its closing; what it showed instead when it was not sent on.
 testing::AssertionResult Visit(const Site &site) {
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    const base::ScopedPool pool;
     FakeHost host;
     host.parameters = {{"LumUrlRoot", "http://site.example"}, {"LumComponentName", "confshell.bundle"},
                        {"LumDownloadOnly", "TRUE"},           {"szNextUrl", "http://next.example"},
@@ -189,11 +190,10 @@ testing::AssertionResult Visit(const Site &site) {
             result << " \"" << message << "\"";
         }
     }
-    [pool drain];
     return result;
 }
 
-// Two streams stay open for each page: more than a process may have, in the end. Nobody reads from them any more, so
+// Two streams stay open for each page: more than a process may have, in the end. Nothing reads from them any more, so
 // their descriptors are taken away from time to time; the streams themselves stay, and count.
 constexpr int kPagesBetween = 100;
 

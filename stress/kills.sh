@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Starts that are killed: whatever the moment, what counts as installed is whole, and the next start mends the rest.
+# Starts that are killed: whatever the moment, what counts as installed is whole, and the next start repairs the rest.
 #
 #     stress/kills.sh BUILD-FOLDER KILLS
 #
@@ -14,7 +14,7 @@
 #   - a library's link, where there is one, leads to a file
 #
 # An undisturbed start must then end with status 0, with every component in its present version, every library with one
-# version and a link to it, nothing else in the folder and no left-overs elsewhere; "lumhost status" finds all of it
+# version and a link to it, nothing else in the folder and no leftovers elsewhere; "lumhost status" finds all of it
 # whole.
 #
 # KILLS_SEED gives the numbers of an earlier run again (the moments still depend on how busy the computer is).
@@ -176,7 +176,7 @@ check_complete() {
   [ -z "$surplus" ] || violation "$1: left behind: ${surplus//$'\n'/, }"
   diff -r "$build/lumext.bundle" "$kelvo/lumext.bundle" >"$work/extension.diff" 2>&1 || violation "$1: the copy of the extension is not whole"
   surplus=$(find "$work/tmp" "$home/.cache" "$home/.local" "$home/.config" \
-    \( -name '.lumhost-*' -o -name '*.new' -o -name 'installing.*' \) )
+    \( -name '.lumhost-*' -o -name '.new-*' -o -name 'installing.*' \) )
   [ -z "$surplus" ] || violation "$1: left behind: ${surplus//$'\n'/, }"
   "$lumhost" status >"$work/status" 2>&1
   misjudged=$(grep '^  [^ ]' "$work/status" | grep -v ' whole (')
@@ -289,7 +289,7 @@ for ((round = 1; round <= kills; ++round)); do
   start_undisturbed "after a kill while $hit"
   mends=$(asked_since "$before")
   [ -z "$mends" ] || mended=$((mended + 1))
-  [ -z "$(comm -12 <(printf '%s\n' "$asked") <(printf '%s\n' "$mends") | grep .)" ] || again=$((again + 1))
+  ! comm -12 <(printf '%s\n' "$asked") <(printf '%s\n' "$mends") | grep . >/dev/null || again=$((again + 1))
   check_complete "the start after a kill while $hit"
 done
 
@@ -303,7 +303,7 @@ new versions of two components                 $published
 libraries between their file and their link    $unlinked
 older versions found half removed              $half_removed
 rounds whose next start had to fetch           $mended
-rounds whose next start fetched a package anew $again
+rounds whose next start fetched a package again $again
 violations                                     $violations
 TEXT
 [ "$violations" -eq 0 ] || exit 1

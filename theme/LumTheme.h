@@ -4,7 +4,7 @@
 #import <GNUstepGUI/GSTheme.h>
 
 @interface LumTheme : GSTheme {
-    NSColorList *lumColors;
+    NSColorList *_lumColors;
 }
 @end
 

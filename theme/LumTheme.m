@@ -144,20 +144,20 @@ static IMP Replace(NSString *className, SEL selector, IMP implementation) {
 }
 
 - (void)dealloc {
-    [lumColors release];
+    [_lumColors release];
     [super dealloc];
 }
 
 // --- Colours ---
 
 - (NSColorList *)colors {
-    if (!lumColors) {
-        lumColors = [[NSColorList alloc] initWithName:@"System" fromFile:nil];
+    if (!_lumColors) {
+        _lumColors = [[NSColorList alloc] initWithName:@"System" fromFile:nil];
         for (size_t i = 0; i < sizeof systemColors / sizeof *systemColors; ++i) {
-            [lumColors setColor:Rgb(systemColors[i].rgb) forKey:[NSString stringWithUTF8String:systemColors[i].name]];
+            [_lumColors setColor:Rgb(systemColors[i].rgb) forKey:[NSString stringWithUTF8String:systemColors[i].name]];
         }
     }
-    return lumColors;
+    return _lumColors;
 }
 
 - (void)drawWindowBackground:(NSRect)frame view:(NSView *)view {

@@ -88,7 +88,7 @@ static NSArray *ActionButtons(NSWindow *panel) {
     [panel setDelegate:(id)self];
 }
 
-// The buttons stand side by side with the default one at the right, so the leftmost is the least committal.
+// The buttons are side by side with the default one at the right, so the leftmost is the least committal.
 - (BOOL)windowShouldClose:(NSWindow *)panel {
     NSButton *leftmost = nil;
     for (NSButton *button in ActionButtons(panel)) {

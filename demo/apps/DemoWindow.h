@@ -2,9 +2,9 @@
 #import <AppKit/AppKit.h>
 
 @interface DemoWindow : NSObject {
-    NSWindow *window;
-    NSTextField *headline;
-    NSTextField *lines;
+    NSWindow *_window;
+    NSTextField *_headline;
+    NSTextField *_lines;
 }
 
 // Hides the command line from the window library and takes the theme that lies in the application's Resources. Called

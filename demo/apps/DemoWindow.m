@@ -59,21 +59,21 @@ static NSTextField *Label(NSRect frame, CGFloat size, CGFloat gray) {
     if (!self) {
         return nil;
     }
-    window = [[NSWindow alloc] initWithContentRect:NSMakeRect(0, 0, kWidth, kHeight)
+    _window = [[NSWindow alloc] initWithContentRect:NSMakeRect(0, 0, kWidth, kHeight)
                                          styleMask:NSTitledWindowMask | NSClosableWindowMask
                                            backing:NSBackingStoreBuffered
                                              defer:NO];
-    [window setTitle:title];
-    [window setDelegate:(id)self];
+    [_window setTitle:title];
+    [_window setDelegate:(id)self];
     DemoPane *pane = [[[DemoPane alloc] initWithFrame:NSMakeRect(0, 0, kWidth, kHeight)] autorelease];
-    [window setContentView:pane];
+    [_window setContentView:pane];
 
-    headline = Label(NSMakeRect(kMargin, kHeight - 88, kWidth - 2 * kMargin, 36), 24, 0.1);
-    [headline setStringValue:text];
-    [pane addSubview:headline];
-    lines = Label(NSMakeRect(kMargin, 80, kWidth - 2 * kMargin, kHeight - 180), 13, 0.35);
-    [[lines cell] setWraps:YES];
-    [pane addSubview:lines];
+    _headline = Label(NSMakeRect(kMargin, kHeight - 88, kWidth - 2 * kMargin, 36), 24, 0.1);
+    [_headline setStringValue:text];
+    [pane addSubview:_headline];
+    _lines = Label(NSMakeRect(kMargin, 80, kWidth - 2 * kMargin, kHeight - 180), 13, 0.35);
+    [[_lines cell] setWraps:YES];
+    [pane addSubview:_lines];
 
     NSButton *leave = [[[NSButton alloc] initWithFrame:NSMakeRect(kWidth - kMargin - 120, 24, 120, 32)] autorelease];
     [leave setTitle:button];
@@ -82,21 +82,21 @@ static NSTextField *Label(NSRect frame, CGFloat size, CGFloat gray) {
     [leave setTarget:NSApp];
     [leave setAction:@selector(terminate:)];
     [pane addSubview:leave];
-    [window center];
+    [_window center];
     return self;
 }
 
 - (void)dealloc {
-    [window release];
+    [_window release];
     [super dealloc];
 }
 
 - (void)setLines:(NSString *)text {
-    [lines setStringValue:text];
+    [_lines setStringValue:text];
 }
 
 - (void)show {
-    [window makeKeyAndOrderFront:nil];
+    [_window makeKeyAndOrderFront:nil];
     [NSApp activateIgnoringOtherApps:YES];
 }
 

@@ -6,18 +6,18 @@
 #import "DemoWindow.h"
 
 @interface KelvoPlayer : NSObject {
-    DemoWindow *window;
-    NSMutableSet *seen; // numbers of events: the same one may come twice
+    DemoWindow *_window;
+    NSMutableSet *_seen; // numbers of events: the same one may come twice
 }
 @end
 
 @implementation KelvoPlayer
 
 - (void)applicationDidFinishLaunching:(NSNotification *)notification {
-    seen = [NSMutableSet new];
-    window = [[DemoWindow alloc] initWithTitle:@"Kelvo Player" headline:@"Recording" button:@"Close"];
-    [window setLines:@"Waiting for the address of a recording..."];
-    [window show];
+    _seen = [NSMutableSet new];
+    _window = [[DemoWindow alloc] initWithTitle:@"Kelvo Player" headline:@"Recording" button:@"Close"];
+    [_window setLines:@"Waiting for the address of a recording..."];
+    [_window show];
     NSDistributedNotificationCenter *center = [NSDistributedNotificationCenter defaultCenter];
     [center addObserver:self selector:@selector(open:) name:@"AppleEvent.kvvt.kvou" object:nil];
     NSNumber *own = [NSNumber numberWithInt:getpid()];
@@ -33,15 +33,15 @@
         return;
     }
     id number = [info objectForKey:@"AppleEventNumber"];
-    if (number && [seen containsObject:number]) {
+    if (number && [_seen containsObject:number]) {
         return;
     }
     if (number) {
-        [seen addObject:number];
+        [_seen addObject:number];
     }
     id direct = [info objectForKey:@"AppleEventDirectObject"];
     NSString *address = [direct isKindOfClass:[NSArray class]] && [direct count] ? [direct objectAtIndex:0] : direct;
-    [window setLines:[NSString stringWithFormat:@"Playing %@", address]];
+    [_window setLines:[NSString stringWithFormat:@"Playing %@", address]];
 }
 
 @end

@@ -10,18 +10,18 @@
 static BOOL launchedByPage = NO;
 
 @interface MeetingHall : NSObject {
-    DemoWindow *window;
+    DemoWindow *_window;
 }
 @end
 
 @implementation MeetingHall
 
 - (void)applicationDidFinishLaunching:(NSNotification *)notification {
-    window = [[DemoWindow alloc] initWithTitle:@"Meeting Hall" headline:@"You are in the meeting" button:@"Leave"];
+    _window = [[DemoWindow alloc] initWithTitle:@"Meeting Hall" headline:@"You are in the meeting" button:@"Leave"];
     NSString *origin = launchedByPage ? @"Launched by a page, behind its placeholder window." : @"Launched by a page.";
-    [window setLines:[NSString stringWithFormat:@"%@\nProcess %d.\n\nEscape or Leave ends the meeting.", origin,
+    [_window setLines:[NSString stringWithFormat:@"%@\nProcess %d.\n\nEscape or Leave ends the meeting.", origin,
                                                 (int)getpid()]];
-    [window show];
+    [_window show];
     [self performSelector:@selector(report) withObject:nil afterDelay:0.3];
 }
 

@@ -88,7 +88,8 @@ Progress ProgressMeter::Now(Clock::time_point now) {
         return progress;
     }
     progress.total = m_total;
-    progress.percent = static_cast<int>(std::min(100.0, static_cast<double>(m_received) / m_total * 100));
+    progress.percent =
+        static_cast<int>(std::min(100.0, static_cast<double>(m_received) / static_cast<double>(m_total) * 100));
     if (!rate || *rate < 1 || m_received >= m_total) {
         m_shown.reset();
         return progress;

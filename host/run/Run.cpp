@@ -1,7 +1,6 @@
 #include "host/run/Run.h"
 
 #include <cstdio>
-#include <fstream>
 #include <unistd.h>
 
 #include "host/run/Alerts.h"
@@ -9,6 +8,7 @@
 #include "host/frontend/Complain.h"
 #include "host/trace/MessageNumber.h"
 #include "host/run/Signals.h"
+#include "base/Processes.h"
 #include "base/Text.h"
 #include "host/Version.h"
 #include "host/run/WindowServer.h"
@@ -22,11 +22,10 @@ using namespace std::chrono_literals;
 constexpr auto kTelling = 250ms;            // between two words on the progress
 constexpr auto kLastRequests = 3s;          // for requests to the site's log, at the end
 constexpr auto kLeftRequests = 300ms;       // the same when somebody outside waits for the end
-constexpr const char *kTrue64 = "dHJ1ZQ=="; // "true", the way the page says that it waits
 
 bool PageWaits(const delivery::Page &page) {
     const std::string *value = page.Find("klvpagewaiting_value");
-    return value && *value == kTrue64;
+    return value && *value == LUM_PAGE_WAITS;
 }
 
 delivery::TransferSettings SettingsOfTransfers(const Folders &folders) {
@@ -38,13 +37,8 @@ delivery::TransferSettings SettingsOfTransfers(const Folders &folders) {
 
 // Whether this process started that one.
 bool IsChild(int pid) {
-    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with("PPid:")) {
-            return std::atoi(line.c_str() + 5) == getpid();
-        }
-    }
-    return false;
+    const auto status = base::StatusOfProcess(pid);
+    return status && status->parent == getpid();
 }
 
 } // namespace

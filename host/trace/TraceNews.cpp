@@ -1,7 +1,8 @@
 #include "host/trace/TraceNews.h"
 
-#include <array>
 #include <charconv>
+
+#include "lum/lumext/TraceLines.h"
 
 namespace lumhost {
 
@@ -10,23 +11,26 @@ namespace {
 using Kind = TraceNews::Kind;
 
 struct Known {
-    std::string_view text;
-    bool number; // follows the text
+    std::string_view line; // as TraceLines.h has it
     Kind kind;
+    std::optional<std::uint32_t> only; // the one number that says this
 };
 
-constexpr std::array<Known, 10> kKnown = {{
-    {"CLumExtension::ShowMessage,nResourceId=", true, Kind::ShowsMessage},
-    {"Main component is ready to be loaded", false, Kind::MainReady},
-    {"Download is done", false, Kind::AllInstalled},
-    {"Init the main component...", false, Kind::Starts},
-    {"CPluginView::LoadMainComponant,Process launch successfully, process id = ", true, Kind::Process},
-    {"CLumExtension::SetKelvoAppLaunched,bKelvoAppLaunched=1", false, Kind::MeetingRuns},
-    {"CLumExtension::SetKelvoAppLaunched,bKelvoAppLaunched=0", false, Kind::MeetingSeen},
-    {"CLumExtension::SetKelvoPlayerLaunched,bKelvoPlayerLaunched=1", false, Kind::PlayerRuns},
-    {"CLumExtension::SetOrbPlayerLaunched,bOrbPlayerLaunched=1", false, Kind::PlayerRuns},
-    {"Meeting launched notification received, pid = ", true, Kind::Joined},
-}};
+constexpr Known kKnown[] = {
+    {LUM_TRACE_SHOWS_MESSAGE, Kind::ShowsMessage, std::nullopt},
+    {LUM_TRACE_MAIN_READY, Kind::MainReady, std::nullopt},
+    {LUM_TRACE_ALL_INSTALLED, Kind::AllInstalled, std::nullopt},
+    {LUM_TRACE_STARTS, Kind::Starts, std::nullopt},
+    {LUM_TRACE_PROCESS, Kind::Process, std::nullopt},
+    {LUM_TRACE_APPLICATION_LAUNCHED, Kind::MeetingRuns, 1},
+    {LUM_TRACE_APPLICATION_LAUNCHED, Kind::MeetingSeen, 0},
+    {LUM_TRACE_PLAYER_LAUNCHED, Kind::PlayerRuns, 1},
+    {LUM_TRACE_ORB_PLAYER_LAUNCHED, Kind::PlayerRuns, 1},
+    {LUM_TRACE_JOINED, Kind::Joined, std::nullopt},
+};
+
+constexpr std::string_view kNumber = "%d";
+constexpr std::string_view kText = "%s";
 
 std::optional<std::uint32_t> Number(std::string_view text) {
     std::int64_t number = 0;
@@ -37,14 +41,25 @@ std::optional<std::uint32_t> Number(std::string_view text) {
     return static_cast<std::uint32_t>(number); // a size of more than 2 GiB is traced as a negative number
 }
 
+// The number in a trace that was made of `line`: 0 when the line has none, nothing when the trace is another.
+std::optional<std::uint32_t> NumberIn(std::string_view text, std::string_view line) {
+    if (!line.ends_with(kNumber)) {
+        return text == line ? std::optional(0U) : std::nullopt;
+    }
+    line.remove_suffix(kNumber.size());
+    return text.starts_with(line) ? Number(text.substr(line.size())) : std::nullopt;
+}
+
 std::optional<TraceNews> ReadPackageAsked(std::string_view text) {
-    constexpr std::string_view kStart = "LumInstallationMgr::PrepareDownload Down file=";
-    constexpr std::string_view kSize = ", TotalSize=";
-    const std::size_t size = text.rfind(kSize);
+    constexpr std::string_view kLine = LUM_TRACE_PACKAGE_ASKED;
+    constexpr std::string_view kStart = kLine.substr(0, kLine.find(kText));
+    constexpr std::string_view kSize = kLine.substr(kStart.size() + kText.size());
+    // The address may hold whatever the page's URL root holds: what comes last is the size.
+    const std::size_t size = text.rfind(kSize.substr(0, kSize.size() - kNumber.size()));
     if (!text.starts_with(kStart) || size == std::string_view::npos || size < kStart.size()) {
         return std::nullopt;
     }
-    const auto number = Number(text.substr(size + kSize.size()));
+    const auto number = NumberIn(text.substr(size), kSize);
     if (!number) {
         return std::nullopt;
     }
@@ -55,14 +70,10 @@ std::optional<TraceNews> ReadPackageAsked(std::string_view text) {
 
 std::optional<TraceNews> ReadTrace(std::string_view text) {
     for (const Known &known : kKnown) {
-        if (!text.starts_with(known.text)) {
-            continue;
+        const auto number = NumberIn(text, known.line);
+        if (number && known.only.value_or(*number) == *number) {
+            return TraceNews{known.kind, known.only ? 0 : *number, {}};
         }
-        if (!known.number) {
-            return text == known.text ? std::optional(TraceNews{known.kind, 0, {}}) : std::nullopt;
-        }
-        const auto number = Number(text.substr(known.text.size()));
-        return number ? std::optional(TraceNews{known.kind, *number, {}}) : std::nullopt;
     }
     return ReadPackageAsked(text);
 }

@@ -1,5 +1,5 @@
-// What the extension's traces say about its progress. The texts are part of its contract; one that is not known here
-// says nothing.
+// What the extension's traces say about its progress. Of its traces only those that TraceLines.h names are promised;
+// any other says nothing here.
 #pragma once
 
 #include <cstdint>
@@ -18,9 +18,9 @@ struct TraceNews {
         Starts,       // the application is being started
         Process,      // number: its process id
         MeetingRuns,  // the start of a meeting has been tried, or one runs already
-        MeetingSeen,  // the extension has looked after the meeting: what follows in this call is its last word
-        PlayerRuns,   // likewise for the players, which it looks after for ever
-        Joined,       // number: process id of the application that reported itself
+        MeetingSeen, // the extension has looked for the meeting for the last time; what follows in this call is the end
+        PlayerRuns,  // likewise for the players, which it goes on looking for
+        Joined,      // number: process id of the application that reported itself
     };
     Kind kind;
     std::uint32_t number = 0;

@@ -2,10 +2,19 @@
 
 #import <Foundation/Foundation.h>
 
-@interface LUMHostTraceObserver : NSObject {
-@public
+namespace {
+
+// In a structure, because the compiler cannot write down the members of these classes for the runtime.
+struct Listeners {
     lumhost::TraceCollector *collector;
     const lumhost::TraceObserver::SessionEvents *events;
+};
+
+} // namespace
+
+@interface LUMHostTraceObserver : NSObject {
+@public
+    Listeners listeners;
 }
 - (void)trace:(NSNotification *)notification;
 - (void)query:(NSNotification *)notification;
@@ -19,7 +28,7 @@
     NSDictionary *info = [notification userInfo];
     const char *text = [[info objectForKey:@"ContentKey"] UTF8String];
     if (text) {
-        collector->Add([[info objectForKey:@"Levelkey"] intValue], text);
+        listeners.collector->Add([[info objectForKey:@"Levelkey"] intValue], text);
     }
 }
 
@@ -28,25 +37,25 @@
     if (![info isKindOfClass:[NSMutableDictionary class]]) {
         return;
     }
-    const std::string warnings = collector->Warnings();
+    const std::string warnings = listeners.collector->Warnings();
     if (!warnings.empty()) {
         [(NSMutableDictionary *)info setObject:[NSString stringWithUTF8String:warnings.c_str()]
                                         forKey:@"QUERYTRACESKEY"];
     }
     if ([[info objectForKey:@"RESETTRACES"] boolValue]) {
-        collector->ResetWarnings();
+        listeners.collector->ResetWarnings();
     }
 }
 
 - (void)willLaunch:(NSNotification *)notification {
     (void)notification;
-    events->willLaunch();
+    listeners.events->willLaunch();
 }
 
 - (void)launched:(NSNotification *)notification {
     id pid = [[notification userInfo] objectForKey:@"kKLVMeetingProcessIDKey"];
     if ([pid isKindOfClass:[NSNumber class]]) {
-        events->launched([pid intValue]);
+        listeners.events->launched([pid intValue]);
     }
 }
 
@@ -71,8 +80,7 @@ void TakeLog(NSString *text) {
 
 TraceObserver::TraceObserver(TraceCollector &collector, SessionEvents events) : m_events(std::move(events)) {
     LUMHostTraceObserver *observer = [LUMHostTraceObserver new];
-    observer->collector = &collector;
-    observer->events = &m_events;
+    observer->listeners = {&collector, &m_events};
     g_logged = &collector;
     g_handlerBefore = _NSLog_printf_handler;
     _NSLog_printf_handler = TakeLog;

@@ -6,6 +6,7 @@
 
 #include "host/browser/BrowserHosts.h"
 #include "host/frontend/Complain.h"
+#include "base/Processes.h"
 #include "base/Text.h"
 
 namespace lumhost {
@@ -14,11 +15,6 @@ namespace {
 
 using Scope = CommandLine::Scope;
 using State = BrowserHost::State;
-
-std::filesystem::path OwnProgram() {
-    std::error_code error;
-    return std::filesystem::read_symlink("/proc/self/exe", error);
-}
 
 void Tell(const BrowserHost &host, const char *what) {
     std::printf("%-9s %-14s %s\n", host.browser.c_str(), what, base::OneLine(host.file.string()).c_str());
@@ -55,7 +51,7 @@ std::vector<BrowserHost> Hosts(Scope scope, const Folders &folders) {
 int Status(const std::vector<BrowserHost> &hosts) {
     std::map<std::string, bool> found;
     for (const BrowserHost &host : hosts) {
-        const State state = host.Look(OwnProgram());
+        const State state = host.Look(base::OwnProgram());
         Tell(host, state == State::Current ? "installed" : state == State::Missing ? "not installed" : "another one");
         found[host.browser] = found[host.browser] || state == State::Current;
     }
@@ -74,9 +70,9 @@ int Change(const std::vector<BrowserHost> &hosts, bool install) {
     int status = EXIT_SUCCESS;
     for (const BrowserHost &host : hosts) {
         const State wanted = install ? State::Current : State::Missing;
-        const bool is = host.Look(OwnProgram()) == wanted;
+        const bool is = host.Look(base::OwnProgram()) == wanted;
         std::string error;
-        if (is || (install ? host.Write(OwnProgram(), error) : host.Remove(error))) {
+        if (is || (install ? host.Write(base::OwnProgram(), error) : host.Remove(error))) {
             Tell(host, install ? (is ? "is installed" : "installed") : is ? "was not there" : "removed");
             continue;
         }

@@ -6,18 +6,31 @@
 #include <optional>
 #include <string>
 #include <utility>
-#include <variant>
 #include <vector>
+
+#include "base/Result.h"
 
 namespace lumhost {
 
 struct CommandLine {
-    // What "browser" is to do, and for whom; without a choice, for the user, or for a look, both.
-    enum class Scope { Unsaid, User, System };
-
-    // The word that comes first, or Start when that is a page (a file named like a verb is written "./status"), or
-    // Report when there is nothing but --report, or Native when a browser calls.
-    enum class Verb { Start, Allow, Allowed, Forbid, Doctor, Status, Remove, Report, Browser, Native, Help, Version };
+    // Start is what a page as the first word means (a file named like a verb is written "./status"), Report when there
+    // is nothing but --report, Native when a browser calls.
+    enum class Verb {
+        Start,
+        Allow,
+        Allowed,
+        Forbid,
+        Doctor,
+        Status,
+        Remove,
+        Report,
+        BrowserInstall,
+        BrowserUninstall,
+        BrowserStatus,
+        Native,
+        Help, // the only operand is the name of the verb that is asked about, or empty
+        Version,
+    };
 
     Verb verb = Verb::Start;
     std::vector<std::string> operands; // the page, or what follows the verb, or the extension that calls
@@ -29,13 +42,11 @@ struct CommandLine {
     bool json = false;
     bool open = false;
     bool all = false;
-    bool native = false;
-    Scope scope = Scope::Unsaid;
+    bool forUser = false;   // "browser": only for the user
+    bool forSystem = false; // only for the machine
 };
 
-// The command line, or one sentence that says what is wrong with it.
-std::variant<CommandLine, std::string> ReadCommandLine(const std::vector<std::string> &arguments);
-
-extern const char *const kUsage;
+// The Error's text says what is wrong and where to look, to stand behind the program's name and a colon.
+base::Result<CommandLine> ReadCommandLine(const std::vector<std::string> &arguments);
 
 } // namespace lumhost

@@ -4,7 +4,7 @@
 // - Texts and paths are UTF-8. A `const char *` must not be null unless a function says what null means; one that
 //   reports a null argument does so with the assertion idiom (TraceAssertionFailure) and then fails as if nothing had
 //   been found. Results are the caller's own.
-// - Nothing throws but for want of memory. What goes wrong is told by the result, and traced where a function says so.
+// - Nothing throws except std::bad_alloc. The result reports failures; they are traced where a function says so.
 // - Main thread only, but for the traces. An autorelease pool is needed only where an object is returned.
 #pragma once
 
@@ -13,6 +13,8 @@
 #include <vector>
 
 #include "lum/platform/ObjcForward.h"
+
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
 
 LUM_FORWARD_CLASS(NSBundle);
 LUM_FORWARD_CLASS(NSString);
@@ -23,7 +25,7 @@ typedef struct __CFBundle *CFBundleRef;
 // A trace is one line, formatted as printf does and posted at once, on the calling thread, as the notification
 // "TRACENOTIFICATIONNotification" of the process's default notification centre (no sender). Its user info has the line
 // ("ContentKey", text), "LUMExt" ("ModuleKey", text) and the level ("Levelkey", so spelled, integer number): 0 debug,
-// 1 information, 2 warning, 3 error. Whoever wants the lines observes the notification; nothing is kept for later.
+// 1 information, 2 warning, 3 error. Observe the notification to get the lines; none is kept for later.
 //
 // A line is cut at 4095 bytes and gets no line end. One that is not UTF-8 then is dropped. Any thread; never fails.
 void MacDebugTrace(const char *format, ...) __attribute__((format(printf, 1, 2)));
@@ -34,7 +36,7 @@ void MacErrorTrace(const char *format, ...) __attribute__((format(printf, 1, 2))
 // The assertion idiom: traces "ASSERT %s failed at file %s, line %d\r\n" at error level; execution goes on, the caller
 // takes its failure branch. `expression` is the source text of what should have held, `file` the unit's path from
 // "lum/" on. The finished line is formatted once more as a trace's format, so neither text may hold a "%".
-// lum/common/assertion.h has the form for everyday use.
+// Assertion.h has the form that the sources use.
 void TraceAssertionFailure(const char *expression, const char *file, int line);
 
 // --- INI reader ---
@@ -42,7 +44,7 @@ void TraceAssertionFailure(const char *expression, const char *file, int line);
 // Argument order as in the profile functions of another system, rules of its own:
 // - Read line by line; of a line longer than 2047 bytes each piece of that many counts as a line. A NUL byte ends its
 //   line early.
-// - A line that holds a "[" and a "]" anywhere is a section header; the name stands after the first "[" and ends at the
+// - A line that holds a "[" and a "]" anywhere is a section header; the name begins after the first "[" and ends at the
 //   first "]" or the line's end. Only the first section of a name is read, up to the next header of any name.
 // - A line with "=" sets the key before the first "=" to the value after it. Every other line is skipped; there are no
 //   comments.
@@ -51,13 +53,13 @@ void TraceAssertionFailure(const char *expression, const char *file, int line);
 //   blanks inside them.
 // The file is read afresh on every call; nothing is cached. A missing file, section or key is not an error.
 
-// Cuts the blanks at the end of `str`, in place, and returns the address of its first character that is no blank. The
-// two are the same. Null is reported ("lpszString") and returned; callers do not rely on that.
+// Trims `str` in place at its end and returns the address of its first character that is not a blank. The two are the
+// same. Null is reported ("lpszString") and returned; callers do not rely on that.
 char *QXTrimStringA(char *str);
 char *QXTrimString(char *str);
 
-// Reads on from where `stream` stands. True: the value is in `out`, cut to `outSize` - 1 bytes and terminated. False:
-// `out` is untouched.
+// Reads from the current position of `stream`. True: the value is in `out`, cut to `outSize` - 1 bytes and terminated.
+// False: `out` is untouched.
 bool QXReadIni(FILE *stream, const char *section, const char *key, char *out, unsigned int outSize);
 
 // Returns the length of what it leaves in `out`: the value, cut to `outSize` - 1 bytes, or else `defaultValue` (null:
@@ -67,8 +69,8 @@ unsigned int QXGetPrivateProfileString(const char *section, const char *key, con
                                        unsigned int outSize, const char *path);
 
 // The decimal number at the start of the value (blanks and a sign may precede it, anything may follow);
-// `defaultValue` when there is no value, or none that begins so. A negative number wraps. A null `path` is a missing
-// file.
+// `defaultValue` when there is no value, or it does not begin with a number. A negative number wraps. A null `path` is
+// a missing file.
 unsigned int QXGetPrivateProfileInt(const char *section, const char *key, unsigned int defaultValue, const char *path);
 
 // --- Strings and numbers ---
@@ -144,8 +146,11 @@ bool GetFileVersionString(char *path, char *dest, int size);
 
 // --- Processes ---
 
-// The process id of the user's first running application of this name, without regard to (ASCII) case; 0xFFFFFFFF when
-// there is none, or for null. The process may have ended by the time the caller looks.
+// Instead of a process id: no such process.
+constexpr unsigned int kNoProcessId = 0xFFFFFFFF;
+
+// The process id of the user's first running application of this name, without regard to (ASCII) case; kNoProcessId
+// when there is none, or for null. The process may have ended by the time the caller looks.
 unsigned int GetPIDForProcessName(const char *name);
 
 // The ids of all processes of the system whose kernel command name agrees with `name`, case included, in the first 16
@@ -186,3 +191,5 @@ NSBundle *ExtensionBundle();
 // `key` looked up in the table "Localizable_%s" of `bundle` for the page's language identifier (null: English);
 // the key itself when there is no such text or the bundle is nil. Autoreleased.
 NSString *LocalizedText(NSBundle *bundle, const char *languageId, NSString *key);
+
+// NOLINTEND(readability-identifier-naming)

@@ -70,7 +70,8 @@ bool isLink(const char *path) {
 }
 
 unsigned int GetTempFileName(const std::string &folder, const std::string &prefix, std::string &out) {
-    // Not advanced by a success: until the caller makes the file, the next call gives the same name.
+    // Not advanced by a success: until the caller makes the file, the next call gives the same name. FileExists renews
+    // or removes links for a path with ".dylib" in it, and says no then; callers bring prefixes without that.
     static unsigned int counter = 1;
     for (out = NumberedName(folder, prefix, counter); FileExists(out); out = NumberedName(folder, prefix, counter)) {
         if (++counter == kTempFileNames) {

@@ -28,7 +28,7 @@ public:
     }
 
     ~LeftOpenStream() {
-        // Unbuffered, the stream lets go of the buffer; if it does not, the buffer has to stay with it.
+        // An unbuffered stream no longer uses the buffer; if that fails, the buffer must live as long as the stream.
         if (m_stream && std::setvbuf(m_stream, nullptr, _IONBF, 0) != 0) {
             m_buffer.release();
         }

@@ -19,12 +19,12 @@ constexpr bool IsBlank(char character) {
     return character == ' ' || character == '\t' || character == '\r' || character == '\n';
 }
 
-// Ends the text `from` .. `end` before its trailing blanks and returns its first character that is none.
+// Overwrites the text's end and the blanks before it with zeros and returns its first character that is not a blank.
 char *TrimRange(char *from, char *end) {
-    while (end > from && IsBlank(end[-1])) {
-        --end;
-    }
     *end = '\0';
+    while (end > from && IsBlank(end[-1])) {
+        *--end = '\0';
+    }
     while (IsBlank(*from)) {
         ++from;
     }
@@ -35,7 +35,7 @@ char *Trim(char *text) {
     return TrimRange(text, text + std::strlen(text));
 }
 
-// The section's name, trimmed, when the line is a header: any line that holds both brackets, wherever they stand.
+// The section's name, trimmed, when the line is a header: any line with both brackets, in any place and order.
 char *SectionOfHeader(char *line) {
     char *opening = std::strchr(line, '[');
     char *closing = opening ? std::strchr(line, ']') : nullptr;

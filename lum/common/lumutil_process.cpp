@@ -14,8 +14,6 @@
 
 namespace {
 
-constexpr unsigned int kNoProcessId = 0xFFFFFFFF;
-
 // Results of GetAllPIDsForProcessName.
 enum {
     kFound = 0,
@@ -53,7 +51,7 @@ int ReadProcessTable(ProcessTable &table, int &systemError) {
             table.count = size / sizeof(kinfo_proc);
             return kFound;
         }
-        // The table has grown meanwhile.
+        // The table has grown between the two calls.
     }
 }
 

@@ -1,5 +1,5 @@
-// Removal of a file or folder that gives way by degrees: the file manager, the plain calls, and at last a new name,
-// so that the old one is free for what is installed next.
+// Removal of a file or folder in up to three attempts: the file manager, the plain system calls, and finally a new
+// name, so that the old name is free for what is installed next.
 #include <stdio.h>
 #include <unistd.h>
 
@@ -51,7 +51,7 @@ bool RemoveUnderNewName(NSString *path) {
     }
     RemoveWithFileManager(newName);
     if (base::IsPresent([path UTF8String])) {
-        // The line goes out without the path, its conversion as it stands.
+        // Traced without the path, with the "%s" as it is: the line is known in this form.
         MacErrorTrace("%s", "RemoveFile: remove file[%s] again, still failed!");
         return false;
     }

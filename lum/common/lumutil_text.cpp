@@ -24,7 +24,7 @@ unsigned int CalcSequenceDistance(unsigned int from, unsigned int to) {
 
 std::string::size_type replaceall(std::string &text, const std::string &from, const std::string &to) {
     if (from.empty()) {
-        return std::string::npos; // found everywhere, for ever
+        return std::string::npos; // would be found everywhere, without end
     }
     std::string::size_type position = text.find(from);
     while (position != std::string::npos) {

@@ -100,7 +100,7 @@ void VersionOfPropertyList(NSURL *url, char *dest) {
         return;
     }
     std::replace(version->begin(), version->end(), '.', ',');
-    // Callers bring room for the longest version, whatever size they name.
+    // Not bounded by the size that the caller names: callers have room for the longest version.
     base::CopyBounded(dest, kMaximumVersion + 1, *version);
     MacInfoTrace("GetFileVersionString(...) version = %s", dest);
 }

@@ -5,9 +5,11 @@
 // whatever cannot be read or replaced stays as it is, and the walk goes on.
 #pragma once
 
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
+
 // Repairs every framework that lies beside the application. `executablePath` has the form
 // folder/X.app/Contents/MacOS/X; folder is where the frameworks are looked for. Null, empty, and paths with fewer
-// components repair nothing.
+// components repair nothing. The text is not changed.
 void makeFrameworkLinks(const char *executablePath);
 
 // Repairs one framework: in `folder`, the plain files named like the framework (case counts), "Resources" or "Current"
@@ -19,3 +21,5 @@ void makeOneFrameworkLink(const char *folder, const char *frameworkName);
 // end included. 0, or -1: for null (reported, "name"), when the file cannot be read or is empty (it is left then), or
 // when a system call fails (the file is gone then if it was the making of the link).
 int convert_to_symlink(const char *name);
+
+// NOLINTEND(readability-identifier-naming)

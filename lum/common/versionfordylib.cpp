@@ -66,10 +66,10 @@ OSStatus ReadAll(FSIterator iterator, FSRef *&items, ItemCount &count, Boolean &
     for (;;) {
         FSRef fetched[kItemsAtOnce];
         ItemCount number = 0;
-        Boolean changedMeanwhile = false;
-        const OSStatus status = FSGetCatalogInfoBulk(iterator, kItemsAtOnce, &number, &changedMeanwhile, kFSCatInfoNone,
+        Boolean changedNow = false;
+        const OSStatus status = FSGetCatalogInfoBulk(iterator, kItemsAtOnce, &number, &changedNow, kFSCatInfoNone,
                                                      nullptr, fetched, nullptr, nullptr);
-        if (changedMeanwhile) {
+        if (changedNow) {
             changed = true;
         }
         if (status != noErr && status != errFSNoMoreItems) {
@@ -88,7 +88,7 @@ OSStatus ReadAll(FSIterator iterator, FSRef *&items, ItemCount &count, Boolean &
     }
 }
 
-// An item of a listing as it is looked at: its path, its name and what it is.
+// One item of a listing: its path, its name and its type.
 struct Item {
     char path[kPathSize];
     std::string_view name;
@@ -154,7 +154,7 @@ bool MakeRef(const char *path, FSRef &ref) {
     return FSPathMakeRef(reinterpret_cast<const UInt8 *>(path), &ref, nullptr) == noErr;
 }
 
-// The path cut before its last "-", wherever that stands, with ".dylib" in its place; empty without a "-".
+// The path up to its last "-" (even one in a folder's name), and ".dylib"; empty without a "-".
 std::string LinkNameOf(std::string_view versionedFile) {
     const std::size_t dash = versionedFile.rfind('-');
     return dash == versionedFile.npos ? std::string() : std::string(versionedFile.substr(0, dash)) + ".dylib";
@@ -232,7 +232,7 @@ bool GetVersionFromDylib(const std::string &path, std::string &version, FSRef *r
 }
 
 bool IsDylibFileExists(const char *inOriginalFile, int makeLink) {
-    // These two lines are known to those who read the traces.
+    // Readers of traces know these two line numbers, so they are fixed.
     if (!AssertionHolds(inOriginalFile != nullptr, "inOriginalFile", kSource, 355)) {
         return false;
     }
@@ -256,7 +256,7 @@ bool IsDylibFileExists(const char *inOriginalFile, int makeLink) {
         }
         return false;
     }
-    // A link that was not there counts as a failure too: only a link that is renewed says that the library is in use.
+    // A missing link counts as a failure too: only a library that has its link counts as installed.
     return makeLink && RemoveLink(linkName) && symlink(versionedFile, linkName) == 0;
 }
 

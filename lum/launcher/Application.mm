@@ -42,7 +42,7 @@ void AddHostType(NSTask *task) {
 
 void AnnounceLaunch() {
     const base::ScopedPool pool;
-    // Without its server the centre throws; the launch does not depend on who hears of it.
+    // The centre throws when its server is not reachable; the launch does not depend on being heard.
     if (NSException *exception = CatchObjCException(PostWillLaunch, nullptr)) {
         MacWarnTrace("CPluginView::LoadMainComponant,cannot announce the launch: %s", [[exception reason] UTF8String]);
     }
@@ -64,7 +64,7 @@ std::optional<int> StartApplication(const std::string &executablePath, bool hasP
     }
     const int pid = LaunchTask(task);
     if (pid < 0) {
-        MacWarnTrace("CPluginView::LoadMainComponant,cannot launch: %s", std::strerror(errno));
+        MacInfoTrace("CPluginView::LoadMainComponant,cannot launch: %s", std::strerror(errno));
         return std::nullopt;
     }
     return pid;

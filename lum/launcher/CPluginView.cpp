@@ -3,19 +3,13 @@
 #include <utility>
 
 #include "lum/common/lumutil.h"
+#include "lum/launcher/LaunchOwner.h"
 #include "lum/launcher/ProductTable.h"
-#include "lum/lumext/lumext.h"
-
-namespace {
-
-constexpr unsigned int kNoProcessId = 0xFFFFFFFF;
-
-} // namespace
 
 CPluginView::CPluginView(CLumExtension *owner) : m_pExtension(owner) {}
 
 CPluginView::~CPluginView() {
-    if (m_pExtension && m_pExtension->m_bSuppressInstallation) {
+    if (Owner().SuppressesInstallation()) {
         CloseLoadedComponent();
     }
     ForgetSerialNumber();
@@ -46,8 +40,7 @@ std::int16_t CPluginView::SetWindow(_NPWindow *window) {
 }
 
 unsigned char CPluginView::Handle_Event(EventRecord &event, unsigned char flag) {
-    if (!mNetscapeWindow || !m_pExtension || !m_pExtension->m_bSuppressInstallation ||
-        !mpfnNPTable.pfnQXNP_HandleEvent) {
+    if (!mNetscapeWindow || !Owner().SuppressesInstallation() || !mpfnNPTable.pfnQXNP_HandleEvent) {
         return 0;
     }
     return static_cast<unsigned char>(mpfnNPTable.pfnQXNP_HandleEvent(&event, flag));
@@ -69,8 +62,8 @@ bool CPluginView::GetMainComponant(std::string componentPath, std::string &proce
     if (componentPath.empty()) {
         return false;
     }
-    const auto application =
-        FindMainApplication(componentPath, [this] { return Parameter("ParmSiteConfigExt_Value"); });
+    const auto application = FindMainApplication(
+        componentPath, [this] { return Owner().Parameter("ParmSiteConfigExt_Value").value_or(""); });
     executablePath = std::move(componentPath);
     if (!application) {
         return false;
@@ -106,6 +99,6 @@ void CPluginView::HoldSerialNumber(const ProcessSerialNumber &psn) {
     mpComponantPSN = new ProcessSerialNumber(psn);
 }
 
-const char *CPluginView::Parameter(const char *name) const {
-    return m_pExtension ? m_pExtension->GetParameter(name) : nullptr;
+LaunchOwner CPluginView::Owner() const {
+    return LaunchOwner(m_pExtension);
 }

@@ -5,9 +5,9 @@
 // a process of its own: it outlives the view, the page and the container.
 //
 // For the whole file:
-// - Main thread only. Nothing is thrown but for want of memory.
+// - Main thread only. Nothing is thrown except std::bad_alloc.
 // - Texts and paths are UTF-8. A null component path counts as an empty one.
-// - The owner may be null: every page parameter is absent then, and nobody is told of a launch.
+// - The owner may be null: every page parameter is absent then, and no launch is reported.
 #pragma once
 
 #include <Carbon/Carbon.h>
@@ -15,8 +15,11 @@
 #include <cstdint>
 #include <string>
 
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
+
 class CLumExtension;
 class CPluginView;
+class LaunchOwner;
 struct _NPWindow;
 
 // The drawing port of a component that is loaded into the process.
@@ -36,7 +39,7 @@ struct _QXNP_Port {
     } clipRect;
 };
 
-// The entry points of a component that is loaded into the process. Nobody fills the table: main components run as
+// The entry points of a component that is loaded into the process. Nothing fills the table: main components run as
 // processes of their own. Null entries are not called.
 struct __QXNP_FuncTable {
     int (*pfnQXNP_Open)(CPluginView *view);
@@ -74,18 +77,19 @@ public:
     // then; both are left as they are for an empty path. Asks the page parameter "ParmSiteConfigExt_Value".
     bool GetMainComponant(std::string componentPath, std::string &processName, std::string &executablePath);
 
-    // True while a process of the application's name runs, in whatever case, whoever started it.
+    // True while a process with the application's name runs (ignoring case), whatever started it.
     bool IsMainComponantRunning(std::string componentPath);
 
     // Starts the application unless it runs, waits until its process can be seen, brings it to the front, and tells a
-    // player what to open. Blocks meanwhile: for about 15 s when the process never shows up.
+    // player what to open. Blocks until then: for about 15 s when it was started and its
+    // process never appears.
     //
     // True: a process of the application's name was running a moment ago and was asked to come to the front. Whether it
-    // came there, and whether it is any good, is not known. False: there is no such application, process or page
-    // parameter; message 18 was shown, unless the path names no product or the process vanished while it was looked at.
+    // got there, and whether it works, is not known. False: there is no such application, process or page
+    // parameter; message 18 was shown, unless the path names no product or the process ended during the call.
     //
-    // The owner is told of the launch in any case once a product was found and its parameters are complete, also when
-    // no process showed up.
+    // The owner is told of the launch in any case once a product was found and its parameters are complete, even when
+    // no process appeared.
     bool LoadMainComponant(const char *componentPath);
 
     // Brings the application that was found by the last LoadMainComponant to the front, once: later calls do nothing
@@ -103,14 +107,12 @@ public:
     ProcessSerialNumber *mpComponantPSN = nullptr; // owned; the application that LoadMainComponant has found
 
 private:
-    enum class Product { kApplication, kPlayer, kRecordingPlayer };
-    enum class Focus { kNotRunning, kVanished, kFocused };
+    enum class Product { Application, Player, RecordingPlayer };
+    enum class Focus { NotRunning, Vanished, Focused };
 
     static Product ProductOf(const std::string &processName);
-    const char *Parameter(const char *name) const;
-    bool UsesPlaceholderWindow() const;
+    LaunchOwner Owner() const;
     long ProductType() const;
-    void ShowLaunchFailure(const std::string &executablePath) const;
     void CloseLoadedComponent();
     void ForgetSerialNumber();
     void HoldSerialNumber(const ProcessSerialNumber &psn);
@@ -124,3 +126,5 @@ private:
     void TellPlayerToOpen(const std::string &address) const;
     void TellOwner(Product product) const;
 };
+
+// NOLINTEND(readability-identifier-naming)

@@ -10,15 +10,14 @@
 #include "lum/launcher/AppleEvent.h"
 #include "lum/launcher/Application.h"
 #include "lum/launcher/Branding.h"
-#include "lum/lumext/lumext.h"
+#include "lum/launcher/LaunchOwner.h"
+#include "lum/lumext/TraceLines.h"
 
 namespace {
 
-constexpr unsigned int kNoProcessId = 0xFFFFFFFF;
 constexpr int kPolls = 152;
 constexpr std::chrono::milliseconds kPollInterval(100);
 constexpr unsigned long kTicksBeforeOpenEvent = 10; // gives a player that was just started time to listen
-constexpr int kMessageNotStarted = 18;
 
 bool Contains(std::string_view text, std::string_view part) {
     return text.find(part) != std::string_view::npos;
@@ -29,8 +28,7 @@ void WaitForProcess(const char *processName) {
         std::this_thread::sleep_for(kPollInterval);
         const unsigned int pid = GetPIDForProcessName(processName);
         if (pid != kNoProcessId) {
-            MacInfoTrace("CPluginView::LoadMainComponant,Process launch successfully, process id = %d",
-                         static_cast<int>(pid));
+            MacInfoTrace(LUM_TRACE_PROCESS, static_cast<int>(pid));
             return;
         }
     }
@@ -50,27 +48,27 @@ bool CPluginView::LoadMainComponant(const char *componentPath) {
         MatchBundleNameToProduct(executablePath, ProductType());
     }
     std::string recordAddress;
-    if (product == Product::kPlayer && !ReadRecordAddress(recordAddress)) {
-        ShowLaunchFailure(executablePath);
+    if (product == Product::Player && !ReadRecordAddress(recordAddress)) {
+        Owner().ShowLaunchFailure(executablePath);
         return false;
     }
 
     const bool wasRunning = EnsureRunning(processName, executablePath);
     const Focus focus = FocusProcess(processName);
-    if (focus == Focus::kVanished) {
+    if (focus == Focus::Vanished) {
         return false;
     }
-    if (product == Product::kRecordingPlayer && wasRunning) {
+    if (product == Product::RecordingPlayer && wasRunning) {
         TellPlayerToReconnect();
     }
-    if (product == Product::kPlayer) {
+    if (product == Product::Player) {
         TellPlayerToOpen(recordAddress);
     }
     TellOwner(product);
 
-    if (focus != Focus::kFocused) {
+    if (focus != Focus::Focused) {
         MacWarnTrace("CPluginView::LoadMainComponant,Error when launch main commpent");
-        ShowLaunchFailure(executablePath);
+        Owner().ShowLaunchFailure(executablePath);
         return false;
     }
     if (mpComponantPSN) {
@@ -81,19 +79,19 @@ bool CPluginView::LoadMainComponant(const char *componentPath) {
 
 CPluginView::Product CPluginView::ProductOf(const std::string &processName) {
     if (Contains(processName, "Kelvo Player")) {
-        return Product::kPlayer;
+        return Product::Player;
     }
-    return Contains(processName, "Orb Recording Player") ? Product::kRecordingPlayer : Product::kApplication;
+    return Contains(processName, "Orb Recording Player") ? Product::RecordingPlayer : Product::Application;
 }
 
 bool CPluginView::ReadRecordAddress(std::string &address) const {
-    const char *value = Parameter("RecordAddress");
+    const std::optional<std::string> value = Owner().Parameter("RecordAddress");
     if (!value) {
         MacErrorTrace("CPluginView::LoadMainComponant,cannot get urlstream url from param(RecordAddress)");
         return false;
     }
-    address = value;
-    MacInfoTrace("CPluginView::LoadMainComponant,Get RecordAddress= %s", value);
+    address = *value;
+    MacInfoTrace("CPluginView::LoadMainComponant,Get RecordAddress= %s", address.c_str());
     return true;
 }
 
@@ -111,32 +109,31 @@ void CPluginView::StartAndWait(const std::string &processName, const std::string
     MacInfoTrace("CPluginView::LoadMainComponant,Create framework links before launch, folder = %s",
                  executablePath.empty() ? "Empty" : executablePath.c_str());
     makeFrameworkLinks(executablePath.c_str());
-    const auto pid = StartApplication(executablePath, UsesPlaceholderWindow());
-    if (pid && m_pExtension) {
-        m_pExtension->m_nMainComponentPid = *pid;
+    const auto pid = StartApplication(executablePath, Owner().UsesPlaceholderWindow());
+    if (!pid) {
+        return; // there will be no process to wait for
     }
-    // Also when nothing could be started: another process of the name may appear, and the user is told once, at the
-    // end.
+    Owner().Started(*pid);
     WaitForProcess(processName.c_str());
 }
 
 CPluginView::Focus CPluginView::FocusProcess(const std::string &processName) {
     const unsigned int pid = GetPIDForProcessName(processName.c_str());
     if (pid == kNoProcessId) {
-        return Focus::kNotRunning;
+        return Focus::NotRunning;
     }
     HoldSerialNumber({0, kNoProcess});
     if (GetProcessForPID(static_cast<pid_t>(pid), mpComponantPSN) != noErr) {
         MacErrorTrace("CPluginView::LoadMainComponant,cannot get current %s's processid", processName.c_str());
         ForgetSerialNumber();
-        return Focus::kVanished;
+        return Focus::Vanished;
     }
     if (SetFrontProcess(mpComponantPSN) != noErr) {
         MacWarnTrace("CPluginView::LoadMainComponant,Launch successfully but bring process to front failed!");
     } else {
         MacInfoTrace("CPluginView::LoadMainComponant,Launch successfully and bring process to front successfully!");
     }
-    return Focus::kFocused;
+    return Focus::Focused;
 }
 
 void CPluginView::TellPlayerToReconnect() {
@@ -152,38 +149,25 @@ void CPluginView::TellPlayerToOpen(const std::string &address) const {
     SendAppleEvent(mpComponantPSN ? *mpComponantPSN : ProcessSerialNumber{0, kNoProcess}, kOpenUrlEvent, address);
 }
 
-// Also of a launch that failed: the owner watches for the application all the same.
+// Even when the launch failed: the owner watches for the application all the same.
 void CPluginView::TellOwner(Product product) const {
-    if (!m_pExtension) {
-        return;
-    }
     switch (product) {
-    case Product::kRecordingPlayer:
-        m_pExtension->SetOrbPlayerLaunched(true);
+    case Product::RecordingPlayer:
+        Owner().RecordingPlayerLaunched();
         break;
-    case Product::kPlayer:
-        m_pExtension->SetKelvoPlayerLaunched(true);
+    case Product::Player:
+        Owner().PlayerLaunched();
         break;
-    case Product::kApplication:
-        m_pExtension->SetKelvoAppLaunched(true);
+    case Product::Application:
+        Owner().ApplicationLaunched();
         break;
     }
-}
-
-bool CPluginView::UsesPlaceholderWindow() const {
-    return m_pExtension && m_pExtension->m_fuzzyWindowMgr.isUsingFuzzyWindow();
 }
 
 long CPluginView::ProductType() const {
-    const char *value = Parameter("ParmProductType_Value");
+    std::optional<std::string> value = Owner().Parameter("ParmProductType_Value");
     if (!value) {
-        value = Parameter("ProductType");
+        value = Owner().Parameter("ProductType");
     }
-    return value ? std::strtol(value, nullptr, 10) : 0;
-}
-
-void CPluginView::ShowLaunchFailure(const std::string &executablePath) const {
-    if (m_pExtension) {
-        m_pExtension->ShowMessage(kMessageNotStarted, executablePath.c_str());
-    }
+    return std::strtol(value.value_or("").c_str(), nullptr, 10);
 }

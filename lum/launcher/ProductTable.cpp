@@ -15,7 +15,7 @@ constexpr MainApplication kJoin = {"confshell.bundle", "Kelvo Join.app/Contents/
 // In the order in which they are tried.
 constexpr MainApplication kApplications[] = {
     kMeetingHall,
-    // The colon is no slip of this table: sites rely on this path as it stands.
+    // The colon is deliberate: sites rely on this exact path.
     {"klvmgrmh.bundle", "Meeting Hall.app/Contents:MacOS/Meeting Hall", "Meeting Hall"},
     {"klvmgrch.bundle", "Class Hall.app/Contents/MacOS/Class Hall", "Class Hall"},
     {"klvmgrfh.bundle", "Forum Hall.app/Contents/MacOS/Forum Hall", "Forum Hall"},
@@ -29,20 +29,21 @@ constexpr MainApplication kApplications[] = {
      "Remly Process Manager"},
 };
 
-bool UsesJoinApplication(const char *siteConfiguration) {
-    return siteConfiguration && (std::strtol(siteConfiguration, nullptr, 10) & kJoinApplicationBit) != 0;
-}
-
 } // namespace
 
+const MainApplication &MeetingApplication(const std::string &siteConfiguration) {
+    const bool join = (std::strtol(siteConfiguration.c_str(), nullptr, 10) & kJoinApplicationBit) != 0;
+    return join ? kJoin : kMeetingHall;
+}
+
 std::optional<MainApplication> FindMainApplication(std::string_view componentPath,
-                                                   const std::function<const char *()> &siteConfiguration) {
-    const auto found = std::ranges::find_if(kApplications, [&](const MainApplication &application) {
+                                                   const std::function<std::string()> &siteConfiguration) {
+    const auto *const found = std::ranges::find_if(kApplications, [&](const MainApplication &application) {
         return componentPath.find(application.componentKey) != std::string_view::npos;
     });
     if (found == std::end(kApplications)) {
         return std::nullopt;
     }
-    const bool isMeeting = found == kApplications;
-    return isMeeting && UsesJoinApplication(siteConfiguration()) ? kJoin : *found;
+    const bool isMeeting = found->componentKey == kMeetingHall.componentKey;
+    return isMeeting ? MeetingApplication(siteConfiguration()) : *found;
 }

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <optional>
+#include <string>
 #include <string_view>
 
 struct MainApplication {
@@ -12,6 +13,9 @@ struct MainApplication {
 };
 
 // The first product of the table whose key occurs in `componentPath`. `siteConfiguration` is asked for the page's value
-// of the site configuration, which may be null, when it has to choose between two applications of a product.
+// of the site configuration (empty when the page has none) when the product is the meeting.
 std::optional<MainApplication> FindMainApplication(std::string_view componentPath,
-                                                   const std::function<const char *()> &siteConfiguration);
+                                                   const std::function<std::string()> &siteConfiguration);
+
+// The meeting's application: the one for joining when bit 0x4000 of the site configuration (a decimal number) is set.
+const MainApplication &MeetingApplication(const std::string &siteConfiguration);

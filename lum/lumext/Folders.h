@@ -11,7 +11,9 @@ inline std::string WithTrailingSlash(std::string path) {
     return path;
 }
 
-// Likewise, but an empty path becomes the root: a folder that nobody named is not the process's current one.
+// Likewise, but an empty path becomes the root. The update step looks for libraries so, and the folder below
+// Application Support is made so; the install step uses the other. Sites have seen both for years, so each keeps its
+// own.
 inline std::string WithTrailingSlashOrRoot(const std::string &path) {
     return path.empty() ? "/" : WithTrailingSlash(path);
 }

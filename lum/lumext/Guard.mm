@@ -2,22 +2,26 @@
 
 #include <exception>
 
-#import <Foundation/Foundation.h>
-
+#import "base/objc/ScopedPool.h"
 #include "lum/common/lumutil.h"
 #include "lum/platform/Session.h"
 
-void RunGuarded(const char *where, void (*function)(void *), void *context) {
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+std::optional<std::string> RunCatching(void (*function)(void *), void *context) {
     try {
         if (NSException *exception = CatchObjCException(function, context)) {
-            MacErrorTrace("%s, exception %s: %s", where, [[exception name] UTF8String],
-                          [[exception reason] UTF8String]);
+            return std::string("exception ") + [[exception name] UTF8String] + ": " + [[exception reason] UTF8String];
         }
+        return std::nullopt;
     } catch (const std::exception &exception) {
-        MacErrorTrace("%s, exception: %s", where, exception.what());
+        return std::string("exception: ") + exception.what();
     } catch (...) {
-        MacErrorTrace("%s, unknown exception", where);
+        return "unknown exception";
     }
-    [pool drain];
+}
+
+void RunGuarded(const char *where, void (*function)(void *), void *context) {
+    const base::ScopedPool pool;
+    if (const auto exception = RunCatching(function, context)) {
+        MacErrorTrace("%s, %s", where, exception->c_str());
+    }
 }

@@ -4,28 +4,29 @@
 
 #import <Foundation/Foundation.h>
 
-#include <cstring>
 #include <optional>
 
+#import "base/objc/ScopedPool.h"
 #include "lum/common/lumutil.h"
 #import "lum/security/CryptoWrapper.h"
 #include "lum/security/CertificateServices.h"
 
 namespace {
 
-constexpr int kPassed = 0;
-constexpr int kHashFailure = -3;
-constexpr int kCertificationFailure = -8;
+using Refusal = std::optional<InstallResult>;
+constexpr Refusal kPassed;
+constexpr Refusal kHashFailure = InstallResult::GeneralFailure;
+constexpr Refusal kCertificationFailure = InstallResult::NotAuthentic;
 constexpr SInt32 kFirstSystemWithSha256 = 0x1060;
 constexpr std::size_t kShortestCertification = 11;
 
-int CheckMaterial(const CItem &item, const char *siteLock) {
+Refusal CheckMaterial(const CItem &item, const std::string &siteLock) {
     const bool complete =
         !item.m_strHashValue.empty() && !item.m_strHashMethod.empty() && !item.m_strCertification.empty();
     if (complete) {
         return kPassed;
     }
-    if (siteLock && std::strcmp(siteLock, "0") == 0) {
+    if (siteLock == "0") {
         MacErrorTrace("lumsitelock is 0 means it run not check domain mode. we will check hashvalue of current package "
                       "but hash or certification is invalid!");
     } else if (item.m_strHashValue.empty()) {
@@ -56,7 +57,7 @@ std::optional<std::string> LocalHash(const CItem &item, const char *file) {
     return Sha256OfFile(file);
 }
 
-int CompareHash(const CItem &item, const std::string &local) {
+Refusal CompareHash(const CItem &item, const std::string &local) {
     if (local.empty()) {
         MacErrorTrace("hash value of %s is empty", item.m_strName.c_str());
         return kHashFailure;
@@ -74,7 +75,7 @@ NSData *Base64(const std::string &text) {
     return [[NSString stringWithUTF8String:text.c_str()] base64Decode];
 }
 
-int MakeKey(const CItem &item, rsa_st *&key) {
+Refusal MakeKey(const CItem &item, rsa_st *&key) {
     const std::vector<std::string> pieces = divideStr(item.m_strCertification, "|");
     SecCertificateRef certificate = pieces.empty() ? nullptr : SecFromData(Base64(pieces.back()));
     if (!certificate) {
@@ -95,12 +96,12 @@ int MakeKey(const CItem &item, rsa_st *&key) {
     return kPassed;
 }
 
-int CheckSignature(const CItem &item, rsa_st *&key) {
+Refusal CheckSignature(const CItem &item, rsa_st *&key) {
     NSData *signature = Base64(item.m_strSignature);
     NSData *signedText = [NSData dataWithBytes:item.m_strHashValue.data() length:item.m_strHashValue.size()];
     // The first item's certificate gives the key for all: later items are not asked for theirs.
     if (!key && !item.m_strSignature.empty() && !item.m_strCertification.empty()) {
-        if (const int failure = MakeKey(item, key)) {
+        if (const Refusal failure = MakeKey(item, key)) {
             return failure;
         }
     }
@@ -118,8 +119,8 @@ int CheckSignature(const CItem &item, rsa_st *&key) {
     return kPassed;
 }
 
-int CheckAll(const CItem &item, const char *file, const char *siteLock, rsa_st *&key) {
-    if (const int failure = CheckMaterial(item, siteLock)) {
+Refusal CheckAll(const CItem &item, const char *file, const std::string &siteLock, rsa_st *&key) {
+    if (const Refusal failure = CheckMaterial(item, siteLock)) {
         return failure;
     }
     MacInfoTrace("LumInstallationMgr::DoItemInstallation,start to check hash and certification!");
@@ -130,7 +131,7 @@ int CheckAll(const CItem &item, const char *file, const char *siteLock, rsa_st *
         return kCertificationFailure;
     }
     if (local) {
-        if (const int failure = CompareHash(item, *local)) {
+        if (const Refusal failure = CompareHash(item, *local)) {
             return failure;
         }
     }
@@ -139,9 +140,8 @@ int CheckAll(const CItem &item, const char *file, const char *siteLock, rsa_st *
 
 } // namespace
 
-int CheckIntegrity(const CItem &item, const char *file, const char *siteLock, rsa_st *&key) {
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
-    const int result = CheckAll(item, file, siteLock ? siteLock : "1", key);
-    [pool drain];
-    return result;
+std::optional<InstallResult> CheckIntegrity(const CItem &item, const char *file, const std::string &siteLock,
+                                            rsa_st *&key) {
+    const base::ScopedPool pool;
+    return CheckAll(item, file, siteLock, key);
 }

@@ -2,6 +2,7 @@
 
 #include "lum/common/lumutil.h"
 #include "lum/lumext/lumext.h"
+#include "lum/lumext/TraceLines.h"
 #include "lum/platform/Session.h"
 
 namespace {
@@ -57,7 +58,7 @@ void StopObserving(void *bridge) {
     [self setLaunchFlag:YES];
     id url = [info objectForKey:@"kJumpURLKey"];
     [self setJumpURL:[url isKindOfClass:[NSString class]] ? url : nil];
-    MacInfoTrace("Meeting launched notification received, pid = %d", [processId intValue]);
+    MacInfoTrace(LUM_TRACE_JOINED, [processId intValue]);
 }
 
 @end

@@ -16,7 +16,9 @@
 #include <string>
 
 #include "fuzzywindow/LumFuzzyWindow.h"
-#include "lum/lumext/lumextInterface.h"
+#include "lum/lumext/HostServices.h"
+
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
 
 class CLumExtension;
 class CPluginView;
@@ -78,7 +80,7 @@ public:
     // The window is used when the page asks for the fast join ("lumloadingmeetingfastflag" is "1") and the application
     // of its component does not run. Never without service table, cookie or view.
     void checkUsingFuzzyWindow();
-    // What checkUsingFuzzyWindow decided; it is not looked at again.
+    // What checkUsingFuzzyWindow decided; not evaluated again.
     bool isUsingFuzzyWindow() const;
 
     // "LumProductVersion", "LumComponentName", "lumloadingmeetingfastflag"; "" when absent.
@@ -102,8 +104,9 @@ public:
 private:
     // Traces the assertion with this line number when there is no service table.
     void requireInterface(int line) const;
-    // Null when the page has no such parameter, or there is nobody to ask. The text stays the host's.
-    const char *parameter(const char *name) const;
+    HostServices services() const;
+    // "" when the page has no such parameter.
+    std::string parameter(const char *name) const;
     std::string decodedParameter(const char *name, const char *absent) const;
     // The folder of the product version beside the extension's bundle, without a "/" at its end; "" without a bundle.
     std::string versionFolder();
@@ -136,3 +139,5 @@ public:
     LumFuzzyWindowDelegate m_lumFuzzyWindowDelegate;
     ILumFuzzyWindowManager *m_pLumFuzzyWindowMgr = nullptr; // owned
 };
+
+// NOLINTEND(readability-identifier-naming)

@@ -1,13 +1,14 @@
 #include "lum/lumext/LumFuzzyWindowDelegate.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 
 #include "base/Ascii.h"
 #include "lum/common/Assertion.h"
 #include "lum/common/lumutil.h"
 #include "lum/launcher/CPluginView.h"
+#include "lum/launcher/ProductTable.h"
+#include "lum/lumext/ControllerFrame.h"
 #include "lum/lumext/lumext.h"
 #import "base/objc/ScopedPool.h"
 #import "lum/security/CryptoWrapper.h"
@@ -18,7 +19,6 @@ namespace {
 
 constexpr SourceUnit kSource("lum/lumext/LumFuzzyWindowDelegate");
 constexpr char kPositionFile[] = "kelvopos.plist";
-constexpr long kJoinApplicationBit = 0x4000;
 
 // The decoded bytes have no terminator of their own, but may hold one.
 std::string TextOfBytes(NSData *data) {
@@ -26,31 +26,28 @@ std::string TextOfBytes(NSData *data) {
     return bytes ? std::string(bytes, strnlen(bytes, [data length])) : std::string();
 }
 
-std::string TextOrEmpty(const char *text) {
-    return text ? text : "";
-}
-
 } // namespace
 
-// The interface is required, so its absence is a fault of the caller's; it must not be the end of the browser.
+// The interface is required, so its absence is the caller's mistake; it must not crash the browser.
 void LumFuzzyWindowDelegate::requireInterface(int line) const {
     AssertionHolds(m_pLUMInterface != nullptr, "nil != m_pLUMInterface", kSource, line);
 }
 
-const char *LumFuzzyWindowDelegate::parameter(const char *name) const {
-    if (!m_pLUMInterface || !m_pLUMInterface->pfnGetParameter) {
-        return nullptr;
-    }
-    return m_pLUMInterface->pfnGetParameter(m_pLUMCookie, name);
+HostServices LumFuzzyWindowDelegate::services() const {
+    return {m_pLUMInterface, m_pLUMCookie};
+}
+
+std::string LumFuzzyWindowDelegate::parameter(const char *name) const {
+    return services().GetParameter(name).value_or("");
 }
 
 std::string LumFuzzyWindowDelegate::decodedParameter(const char *name, const char *absent) const {
-    const char *text = parameter(name);
+    const std::optional<std::string> text = services().GetParameter(name);
     if (!text) {
         return absent;
     }
     const base::ScopedPool pool;
-    return TextOfBytes([[NSString stringWithUTF8String:text] base64Decode]);
+    return TextOfBytes([[NSString stringWithUTF8String:text->c_str()] base64Decode]);
 }
 
 void LumFuzzyWindowDelegate::initWithParam(const tagFuzzyWindowInstallionParam &param) {
@@ -82,9 +79,8 @@ void LumFuzzyWindowDelegate::stopLum() {
     if (!m_pLumExtension || !m_pLUMInterface) {
         return;
     }
-    if (m_pLUMInterface->pfnStop) {
-        m_pLUMInterface->pfnStop(m_pLUMCookie);
-    }
+    const ControllerFrame frame(*m_pLumExtension); // the window calls from the event loop, not through an entry point
+    services().Stop();
     m_pLumExtension->WriteErrorLog(901, nullptr);
     m_pLumExtension->Stop();
 }
@@ -108,23 +104,24 @@ std::string LumFuzzyWindowDelegate::getLocailizedStringValueByKey(FUZZY_WINDOW_S
 std::string LumFuzzyWindowDelegate::getLocalizedString(const std::string &key) {
     const base::ScopedPool pool;
     NSString *english = [NSString stringWithUTF8String:key.c_str()];
-    NSString *text = english ? LocalizedText(ExtensionBundle(), parameter("lumlocalsetting"), english) : nil;
+    const std::optional<std::string> language = services().GetParameter("lumlocalsetting");
+    NSString *text = english ? LocalizedText(ExtensionBundle(), TextOrNull(language), english) : nil;
     return [text length] > 0 ? [text UTF8String] : key;
 }
 
 std::string LumFuzzyWindowDelegate::getProductVersion() {
     requireInterface(373);
-    return TextOrEmpty(parameter("LumProductVersion"));
+    return parameter("LumProductVersion");
 }
 
 std::string LumFuzzyWindowDelegate::getComponentName() {
     requireInterface(368);
-    return TextOrEmpty(parameter("LumComponentName"));
+    return parameter("LumComponentName");
 }
 
 std::string LumFuzzyWindowDelegate::getFastJoinFlag() {
     requireInterface(363);
-    return TextOrEmpty(parameter("lumloadingmeetingfastflag"));
+    return parameter("lumloadingmeetingfastflag");
 }
 
 std::string LumFuzzyWindowDelegate::getHostDisplayName() {
@@ -144,16 +141,16 @@ std::string LumFuzzyWindowDelegate::getLumWindowTitle() {
 
 bool LumFuzzyWindowDelegate::isLumSupportSSL() {
     requireInterface(247);
-    return safe_strcasecmp(parameter("LumSupportSSLFlag"), "1") == 0;
+    return services().IsParameter("LumSupportSSLFlag", "1");
 }
 
 std::string LumFuzzyWindowDelegate::getFakeClientAppVersion() {
-    const char *build = parameter("ClientBuildVersion");
+    const std::optional<std::string> build = services().GetParameter("ClientBuildVersion");
     if (!build) {
         return "";
     }
     const base::ScopedPool pool;
-    NSData *decoded = [[NSString stringWithUTF8String:build] base64Decode];
+    NSData *decoded = [[NSString stringWithUTF8String:build->c_str()] base64Decode];
     if ([decoded length] == 0) {
         MacWarnTrace("LumFuzzyWindowDelegate::getFakeClientAppVersion,ClientBuildVersion is not base64!");
         return "";
@@ -167,7 +164,8 @@ std::string LumFuzzyWindowDelegate::getFakeClientAppVersion() {
 
 std::string LumFuzzyWindowDelegate::versionFolder() {
     const base::ScopedPool pool;
-    const std::string bundle = TextOrEmpty([[ExtensionBundle() bundlePath] UTF8String]);
+    const char *path = [[ExtensionBundle() bundlePath] UTF8String];
+    const std::string bundle = path ? path : "";
     const std::string::size_type slash = bundle.rfind('/');
     return slash == std::string::npos ? std::string() : bundle.substr(0, slash) + "/" + getProductVersion();
 }
@@ -177,9 +175,8 @@ std::string LumFuzzyWindowDelegate::getAppPListPath() {
     if (folder.empty()) {
         return "";
     }
-    const char *siteConfig = parameter("ParmSiteConfigExt_Value");
-    const bool join = siteConfig && (std::atol(siteConfig) & kJoinApplicationBit);
-    return folder + (join ? "/Kelvo Join.app" : "/Meeting Hall.app") + "/Contents/Info.plist";
+    const MainApplication &application = MeetingApplication(parameter("ParmSiteConfigExt_Value"));
+    return folder + "/" + std::string(application.processName) + ".app/Contents/Info.plist";
 }
 
 std::string LumFuzzyWindowDelegate::getAppLastPositionFile() {

@@ -63,12 +63,12 @@ bool ShowTooManyMeetingsAlert(const char *languageId) {
                                    alternateButton:nil
                                        otherButton:nil
                          informativeTextWithFormat:@"%@", Text(languageId, kInformative)];
+    LUMAlertTitle *title = [[LUMAlertTitle alloc] initWithAlert:alert title:Text(languageId, @"Too Many Meetings")];
     NSString *iconPath = [ExtensionBundle() pathForResource:@"warninglogo" ofType:@"png"];
     NSImage *icon = iconPath ? [[[NSImage alloc] initWithContentsOfFile:iconPath] autorelease] : nil;
     if (icon) {
         [alert setIcon:icon];
     }
-    LUMAlertTitle *title = [[LUMAlertTitle alloc] initWithAlert:alert title:Text(languageId, @"Too Many Meetings")];
     [alert runModal];
     [NSObject cancelPreviousPerformRequestsWithTarget:title];
     [title release];

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <limits>
 #include <vector>
 
 #include "lum/common/lumutil.h"
@@ -13,9 +14,9 @@ std::optional<VersionParts> ParseVersion(const std::string &version) {
         return std::nullopt;
     }
     std::transform(texts.begin(), texts.end(), parts.begin(), [](const std::string &text) {
-        unsigned long number = 0; // stays 0 for what begins with a blank or a sign
-        std::from_chars(text.data(), text.data() + text.size(), number);
-        return static_cast<unsigned int>(number);
+        unsigned int number = 0; // stays 0 for what begins with a blank or a sign
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+        return error == std::errc::result_out_of_range ? std::numeric_limits<unsigned int>::max() : number;
     });
     return parts;
 }

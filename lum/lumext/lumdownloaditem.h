@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
+
 class CLumExtension;
 
 enum ItemState : std::uint32_t {
@@ -48,3 +50,5 @@ public:
 
 int safe_strcasecmp(const char *left, const char *right);
 unsigned int safe_strlen(const char *text);
+
+// NOLINTEND(readability-identifier-naming)

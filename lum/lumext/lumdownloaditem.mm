@@ -2,12 +2,14 @@
 
 #import <Foundation/Foundation.h>
 
+#import "base/objc/ScopedPool.h"
+#include "lum/common/Assertion.h"
 #include "lum/common/lumutil.h"
 #include "lum/lumext/VersionOrder.h"
 
 namespace {
 
-constexpr char kSource[] = "lum/lumext/lumdownloaditem";
+constexpr SourceUnit kSource("lum/lumext/lumdownloaditem");
 constexpr int kVersionSize = 256;
 
 } // namespace
@@ -15,11 +17,8 @@ constexpr int kVersionSize = 256;
 CItem::CItem(CLumExtension *extension) : m_pExtension(extension) {}
 
 bool CItem::IsSameFileName(const char *lpszFileName) const {
-    if (!lpszFileName) {
-        TraceAssertionFailure("lpszFileName", kSource, __LINE__);
-        return false;
-    }
-    return safe_strcasecmp(m_strName.c_str(), lpszFileName) == 0;
+    return AssertionHolds(lpszFileName != nullptr, "lpszFileName", kSource) &&
+           safe_strcasecmp(m_strName.c_str(), lpszFileName) == 0;
 }
 
 bool CItem::NeedUpdate(const char *file, char *, bool bCheckBackward) {
@@ -78,20 +77,16 @@ int safe_strcasecmp(const char *left, const char *right) {
     if (!left || !right) {
         return -1;
     }
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    const base::ScopedPool pool;
     NSString *lowerLeft = [[NSString stringWithUTF8String:left] lowercaseString];
     NSString *lowerRight = [[NSString stringWithUTF8String:right] lowercaseString];
-    const bool equal = lowerLeft && lowerRight && [lowerLeft isEqualToString:lowerRight];
-    [pool drain];
-    return equal ? 0 : -1;
+    return lowerLeft && lowerRight && [lowerLeft compare:lowerRight options:NSLiteralSearch] == NSOrderedSame ? 0 : -1;
 }
 
 unsigned int safe_strlen(const char *text) {
     if (!text) {
         return 0;
     }
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
-    const auto length = static_cast<unsigned int>([[NSString stringWithUTF8String:text] length]);
-    [pool drain];
-    return length;
+    const base::ScopedPool pool;
+    return static_cast<unsigned int>([[NSString stringWithUTF8String:text] length]);
 }

@@ -2,13 +2,17 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "lum/launcher/CPluginView.h"
+#include "lum/lumext/HostServices.h"
 #include "lum/lumext/LumFuzzyWindowDelegate.h"
 #include "lum/lumext/lumextInterface.h"
 #include "lum/lumext/luminstallationmgr.h"
 #include "lum/platform/ObjcForward.h"
+
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
 
 LUM_FORWARD_CLASS(LUMBridge);
 
@@ -25,6 +29,9 @@ public:
     void HandleActionNotify(unsigned int value1, unsigned int value2);
     void Heartbeat();
     void ExitInstance();
+    // The host has ended the instance; to be called within a frame. In other frames' calls nothing more is asked of the
+    // host. The object is deleted when the last frame is left, and ExitInstance is called before that.
+    void Leave();
 
     void Stop();
     void InitComponent();
@@ -61,14 +68,15 @@ public:
     std::string LoadResourceString(int nResourceId);
     void ShowMessage(int nResourceId, ...);
 
-    // The host's services; each is skipped (null, -1, nothing) when there is no table or the slot is empty.
-    const char *GetParameter(const char *name) const;
-    void OpenURL(const char *target, const char *url) const;
+    // The host's services, as the members below have them now.
+    HostServices Services() const {
+        return {m_pLUMInterface, m_pLUMCookie};
+    }
 
 private:
     // The states of one tick (lumext_heartbeat.mm).
     std::uint32_t PageWait() const;
-    const char *FrameName() const;
+    void OpenInPageFrame(const char *url) const;
     void WatchPlayer(const char *processName, void (CLumExtension::*setLaunched)(bool));
     bool WatchApplication(std::uint32_t wait);
     void AdvanceInstallation();
@@ -76,19 +84,23 @@ private:
     void OpenNextUrl();
 
     // The steps of reading the instructions (lumext_instructions.mm).
-    const char *GetUrlRoot() const;
+    std::optional<std::string> GetUrlRoot() const;
     void ReadItemLines(const char *iniPath);
-    int RefuseSecondMeeting(const char *component);
+    // How the reading ends when the item list is at hand; the values are those of the trace.
+    enum class InstructionsEnd { PlayerMayStart = 3, SecondMeetingRefused = 4, InstallationGoesOn = 5 };
+    InstructionsEnd RefuseSecondMeeting(const std::string &component);
     void RefuseTooManyMeetings();
 
     void InstallPackage(CItem *item, const char *file);
+    void TellFailedInstallation(const CItem &item, InstallResult result);
 
     struct LogParameters {
         std::string url;
         std::string meeting;
         std::string session;
     };
-    bool GetLogParameters(LogParameters &parameters, const char *&missing) const;
+    // Null when all three are there, otherwise the name of the first that is missing.
+    const char *GetLogParameters(LogParameters &parameters) const;
 
 public:
     void *m_pLUMCookie;
@@ -114,4 +126,11 @@ public:
     LumFuzzyWindowMgrWrapper m_fuzzyWindowMgr;
     std::uint32_t m_dwDownloadStartTick = 0;
     std::uint32_t m_dwDownloadTotalSize = 0;
+
+private:
+    friend class ControllerFrame;
+    int m_nFrames = 0;
+    bool m_bLeft = false;
 };
+
+// NOLINTEND(readability-identifier-naming)

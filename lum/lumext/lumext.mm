@@ -2,13 +2,15 @@
 
 #include <cstdint>
 
+#include "lum/common/Assertion.h"
 #include "lum/common/lumutil.h"
 #include "lum/lumext/Folders.h"
 #import "lum/lumext/LUMBridge.h"
+#include "lum/lumext/TraceLines.h"
 
 namespace {
 
-constexpr char kSource[] = "lum/lumext/lumext";
+constexpr SourceUnit kSource("lum/lumext/lumext");
 
 // The trace prints the low 32 bits: enough to tell instances apart.
 unsigned int Identity(const CLumExtension *extension) {
@@ -33,7 +35,7 @@ void CLumExtension::InitInstance(tagLUMInterface *services) {
     MacInfoTrace("CLumExtension::InitInstance(),begin");
     m_pLUMInterface = services;
     WriteErrorLog(1001, nullptr);
-    if (safe_strcasecmp(GetParameter("LumSuppressInstallation"), "True") == 0) {
+    if (Services().IsParameter("LumSuppressInstallation", "True")) {
         m_bSuppressInstallation = 1;
     }
 
@@ -79,18 +81,18 @@ void CLumExtension::Stop() {
 
 void CLumExtension::InitInstallationMgr(const char *iniPath) {
     MacInfoTrace("CLumExtension::InitInstallationMgr,Begin");
-    if (!m_bSkipIniParse && !GetParameter("LumComponentName")) {
+    if (!m_bSkipIniParse && !Services().GetParameter("LumComponentName")) {
         ShowMessage(1);
         Stop();
         return;
     }
-    const char *urlRoot = GetUrlRoot();
+    const std::optional<std::string> urlRoot = GetUrlRoot();
     if (!urlRoot) {
         ShowMessage(2);
         Stop();
         return;
     }
-    m_installationMgr.m_strUrlRoot = urlRoot;
+    m_installationMgr.m_strUrlRoot = *urlRoot;
     GetDefInstallDir(m_installationMgr.m_strDefInstallDir);
     if (!m_bSkipIniParse) {
         ParseIniFile(iniPath, m_bSuppressInstallation);
@@ -100,7 +102,7 @@ void CLumExtension::InitInstallationMgr(const char *iniPath) {
 }
 
 void CLumExtension::SuppressInstallationMgr() {
-    const char *component = GetParameter("LumComponentName");
+    const std::optional<std::string> component = Services().GetParameter("LumComponentName");
     if (!component) {
         ShowMessage(1);
         Stop();
@@ -108,66 +110,49 @@ void CLumExtension::SuppressInstallationMgr() {
     }
     GetDefInstallDir(m_installationMgr.m_strDefInstallDir);
     MacInfoTrace("Suppress installation:init installation manager");
-    if (CItem *pItem = new (std::nothrow) CItem(this)) {
-        pItem->m_strName = component;
+    CItem *pItem = new (std::nothrow) CItem(this);
+    if (AssertionHolds(pItem != nullptr, "pItem", kSource)) {
+        pItem->m_strName = *component;
         pItem->m_dwState = kItemIgnored;
         m_installationMgr.AddItem(pItem);
-    } else {
-        TraceAssertionFailure("pItem", kSource, __LINE__);
     }
     m_bInstallationMgrInited = 1;
 }
 
 void CLumExtension::GetDefInstallDir(std::string &out) {
     std::string path = GetApplicationSupportDirectory();
-    if (path.empty()) {
-        TraceAssertionFailure("path.length()", kSource, __LINE__);
-    }
+    AssertionHolds(!path.empty(), "path.length()", kSource);
     const auto enter = [&path](const std::string &folder) {
         path = WithTrailingSlash(path) + folder;
         MakeDirectories(path);
     };
     enter("Kelvo Folder");
-    if (safe_strcasecmp(GetParameter("LumComponentName"), "RMTAGMGR.DLL") == 0) {
+    if (Services().IsParameter("LumComponentName", "RMTAGMGR.DLL")) {
         enter("RemoteDesk");
-    } else if (const char *version = GetParameter("LumProductVersion")) {
-        enter(version);
+    } else if (const auto version = Services().GetParameter("LumProductVersion")) {
+        enter(*version);
     }
     out = path;
 }
 
 std::string CLumExtension::GetTitle() {
-    const char *title = GetParameter("LumMessageTitle");
-    return title ? title : "Kelvo";
+    return Services().GetParameter("LumMessageTitle").value_or("Kelvo");
 }
 
 void CLumExtension::SetKelvoAppLaunched(bool bKelvoAppLaunched) {
-    MacInfoTrace("CLumExtension::SetKelvoAppLaunched,bKelvoAppLaunched=%d", bKelvoAppLaunched);
+    MacInfoTrace(LUM_TRACE_APPLICATION_LAUNCHED, bKelvoAppLaunched);
     m_bKelvoAppLaunched = bKelvoAppLaunched;
     m_dwKelvoAppLaunchTick = bKelvoAppLaunched ? GetTickCount() : 0;
 }
 
 void CLumExtension::SetKelvoPlayerLaunched(bool bKelvoPlayerLaunched) {
-    MacInfoTrace("CLumExtension::SetKelvoPlayerLaunched,bKelvoPlayerLaunched=%d", bKelvoPlayerLaunched);
+    MacInfoTrace(LUM_TRACE_PLAYER_LAUNCHED, bKelvoPlayerLaunched);
     m_bKelvoPlayerLaunched = bKelvoPlayerLaunched;
     m_dwKelvoPlayerLaunchTick = bKelvoPlayerLaunched ? GetTickCount() : 0;
 }
 
 void CLumExtension::SetOrbPlayerLaunched(bool bOrbPlayerLaunched) {
-    MacInfoTrace("CLumExtension::SetOrbPlayerLaunched,bOrbPlayerLaunched=%d", bOrbPlayerLaunched);
+    MacInfoTrace(LUM_TRACE_ORB_PLAYER_LAUNCHED, bOrbPlayerLaunched);
     m_bOrbPlayerLaunched = bOrbPlayerLaunched;
     m_dwOrbPlayerLaunchTick = bOrbPlayerLaunched ? GetTickCount() : 0;
-}
-
-const char *CLumExtension::GetParameter(const char *name) const {
-    if (!m_pLUMInterface || !m_pLUMInterface->pfnGetParameter) {
-        return nullptr;
-    }
-    return m_pLUMInterface->pfnGetParameter(m_pLUMCookie, name);
-}
-
-void CLumExtension::OpenURL(const char *target, const char *url) const {
-    if (m_pLUMInterface && m_pLUMInterface->pfnOpenURL) {
-        m_pLUMInterface->pfnOpenURL(m_pLUMCookie, target, url);
-    }
 }

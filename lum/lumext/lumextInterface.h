@@ -2,12 +2,14 @@
 //
 // The host loads lumext.bundle, fills a tagLUMInterface and calls the entry points at the end of this header on its
 // main thread, one at a time. For each page instance: LumInitInstance once, then LumSetWindow, LumHandleEvent,
-// LumActionNotify and LumHeartbeat as often as it likes (the heartbeat several times a second, for everything timed is
-// looked at on a heartbeat only), and LumExitInstance at last.
+// LumActionNotify and LumHeartbeat as often as it likes (the heartbeat several times a second, because all timed
+// behaviour is evaluated on heartbeats only), and finally LumExitInstance.
 //
 // For the whole file:
-// - Texts are UTF-8, terminated with NUL. A text that one side hands the other stays the giver's; the receiver copies
-//   what it keeps and frees nothing. A text handed to a function need not live longer than the call.
+// - Texts are UTF-8, terminated with NUL. A text that one side passes to the other stays the sender's; the receiver
+// copies
+//   what it keeps and frees nothing. A text handed to a function, or returned by one, is not looked at after the next
+//   call between the two.
 // - The cookie is the host's own; the extension hands it back as the first argument of every service call and does not
 //   look into it.
 // - The host's functions may call back into the extension (a callback from within pfnGetFile, for example), on the same
@@ -17,6 +19,8 @@
 #define LUM_LUMEXT_LUMEXTINTERFACE_H
 
 #include <stdint.h>
+
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
 
 #ifdef __cplusplus
 extern "C" {
@@ -32,10 +36,17 @@ enum {
     kLUMErrorNullArgument = 20007     /* the component, or the place for it, is null */
 };
 
-/* What a get-file callback reports. */
-typedef enum LUMGetFileNotifyMessageType {
-    LUMGetFileNotifyDone = 0,    /* the transfer has ended; data: local path (text), or null when it failed */
-    LUMGetFileNotifyProgress = 1 /* data: bytes newly received since the last report, in the low 32 bits */
+/* An enumeration that is an int in C++ as it is in C, so that any value of the other side's may be passed. */
+#ifdef __cplusplus
+#define LUM_INT_ENUM(name) enum name : int
+#else
+#define LUM_INT_ENUM(name) enum name
+#endif
+
+/* What a get-file callback reports. Other values are ignored. */
+typedef LUM_INT_ENUM(LUMGetFileNotifyMessageType){
+    LUMGetFileNotifyDone = 0,     /* the transfer has ended; data: local path (text), or null when it failed */
+    LUMGetFileNotifyProgress = 1, /* data: bytes newly received since the last report, in the low 32 bits */
 } LUMGetFileNotifyMessageType;
 
 /* `opaque` is ignored. `context` is the pointer given to pfnGetFile. The path of type 0 is read before the callback
@@ -48,6 +59,10 @@ typedef int LUMStdDownloadMessageType;
 struct tagLUMDownloadInfo;
 typedef void (*LUMStdDownloadCallback)(void *opaque, LUMStdDownloadMessageType type, const char *text1,
                                        const char *text2, int value, struct tagLUMDownloadInfo *info);
+
+/* The value of the page parameter "klvpagewaiting_value" by which the page says that it waits for the application's
+ * report: "true" in base64. */
+#define LUM_PAGE_WAITS "dHJ1ZQ=="
 
 /* A slot that the extension never calls. */
 typedef void (*LUMUnusedSlot)(void);
@@ -64,8 +79,9 @@ typedef struct tagLUMInterface {
     LUMUnusedSlot pfnSlot6;
     LUMUnusedSlot pfnSlot7;
 
-    /* 8: the page's value for a parameter, or null when the page does not define it. The text stays valid until the
-     * instance ends or the page changes the parameter. Names are asked for exactly as documented. */
+    /* 8: the page's value for a parameter, or null when the page does not define it. Copied at once, so the text need
+     * not outlive the host's next call, and one buffer will do for all answers. Names are asked for exactly as
+     * documented. */
     const char *(*pfnGetParameter)(void *cookie, const char *name);
 
     LUMUnusedSlot pfnSlot9;
@@ -117,7 +133,11 @@ LUM_EXPORT void LumActionNotify(void *cookie, uint32_t value1, uint32_t value2, 
 LUM_EXPORT uint32_t LumHeartbeat(void *cookie, void *component);
 
 /* Ends the instance and destroys the component; the handle is dead afterwards, and so are the contexts of its
- * downloads: the host ends them without a callback. 0, or 20007 for a null component. */
+ * downloads: the host ends them without a callback. 0, or 20007 for a null component.
+ *
+ * It may be called while another call of the extension is on the stack (from within pfnShowMessage, pfnInstallFile or
+ * pfnStop, or while an alert or a panel is open): no service is called from then on, not even by that call, and the
+ * memory is freed when that call returns. */
 LUM_EXPORT uint32_t LumExitInstance(void *cookie, void *component);
 
 #ifdef __cplusplus
@@ -125,3 +145,5 @@ LUM_EXPORT uint32_t LumExitInstance(void *cookie, void *component);
 #endif
 
 #endif
+
+// NOLINTEND(readability-identifier-naming)

@@ -4,34 +4,36 @@
 //          |                     |                  |
 //          +---------------------+------------------+--> stopped (by a failure, or by the user)
 //
-// The watches over launched applications run in every state, the installation only while it is initialised and not
-// stopped. Time is looked at here and nowhere else: the differences of millisecond ticks, unsigned, so that they
-// survive the counter's wrap.
-#include <cstring>
-
+// Launched applications are watched in every state; the installation advances only while it is initialised and not
+// stopped. All timing is here: unsigned differences of millisecond ticks, which stay right when the counter wraps.
 #include "lum/common/lumutil.h"
 #include "lum/lumext/lumext.h"
 #import "lum/lumext/LUMBridge.h"
+#include "lum/lumext/TraceLines.h"
 
 namespace {
 
 constexpr std::uint32_t kDefaultWait = 200;
 constexpr std::uint32_t kPageWait = 300000;
-constexpr char kBase64True[] = "dHJ1ZQ==";
 
 bool IsRunning(const char *processName) {
-    return GetPIDForProcessName(processName) != 0xFFFFFFFFu;
+    return GetPIDForProcessName(processName) != kNoProcessId;
 }
 
-bool Contains(const char *text, const char *part) {
-    return std::strstr(text, part) != nullptr;
+// Their downloads are not reported.
+bool IsPlayer(const std::string &component) {
+    for (const char *player : {"orbpfw.bundle", "replayview.bundle", "REPLAYVIEW.BUNDLE"}) {
+        if (component.find(player) != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
 }
 
 } // namespace
 
 std::uint32_t CLumExtension::PageWait() const {
-    const char *waiting = GetParameter("klvpagewaiting_value");
-    if (!waiting || std::strcmp(waiting, kBase64True) != 0) {
+    if (Services().GetParameter("klvpagewaiting_value") != LUM_PAGE_WAITS) {
         return kDefaultWait;
     }
     if (m_pBridge && [m_pBridge launchFlag]) {
@@ -41,9 +43,9 @@ std::uint32_t CLumExtension::PageWait() const {
     return kPageWait;
 }
 
-const char *CLumExtension::FrameName() const {
-    const char *frame = GetParameter("szFrameName");
-    return frame ? frame : "_self";
+void CLumExtension::OpenInPageFrame(const char *url) const {
+    const HostServices services = Services();
+    services.OpenURL(services.GetParameter("szFrameName").value_or("_self").c_str(), url);
 }
 
 void CLumExtension::Heartbeat() {
@@ -63,15 +65,16 @@ void CLumExtension::Heartbeat() {
 }
 
 void CLumExtension::WatchPlayer(const char *processName, void (CLumExtension::*setLaunched)(bool)) {
-    const char *homePage = GetParameter("szHomePage");
+    const std::optional<std::string> homePage = Services().GetParameter("szHomePage");
     if (!IsRunning(processName)) {
         (this->*setLaunched)(false);
-        OpenURL("_self", homePage); // an absent home page is passed on: the host decides what that means
+        Services().OpenURL("_self",
+                           TextOrNull(homePage)); // absent: null, and the host decides what that means
         return;
     }
-    // The flag stays set, so that this repeats on every tick until the page is replaced.
+    // The flag stays set on purpose: this repeats on every tick until the page is replaced.
     if (homePage) {
-        OpenURL(FrameName(), homePage);
+        OpenInPageFrame(homePage->c_str());
     }
     m_pluginView.SetComponantAsFrontProcess();
 }
@@ -83,9 +86,9 @@ bool CLumExtension::WatchApplication(std::uint32_t wait) {
     if (m_fuzzyWindowMgr.isUsingFuzzyWindow() && !m_fuzzyWindowMgr.isReady()) {
         return true;
     }
-    const char *component = GetParameter("LumComponentName");
+    const std::optional<std::string> component = Services().GetParameter("LumComponentName");
     std::string path;
-    if (CItem *item = m_installationMgr.FindItem(component)) {
+    if (CItem *item = m_installationMgr.FindItem(TextOrNull(component))) {
         m_installationMgr.GetItemInstallPath(item, path);
     }
     SetKelvoAppLaunched(false);
@@ -93,25 +96,26 @@ bool CLumExtension::WatchApplication(std::uint32_t wait) {
     const bool started =
         (component && m_pluginView.IsMainComponantRunning(path)) || (m_pBridge && [m_pBridge launchFlag]);
     if (!started) {
-        ShowMessage(18, component ? component : "");
+        ShowMessage(18, component.value_or("").c_str());
         Stop();
         return false;
     }
-    // The inversion is meant: only an empty address is opened, one that says something gives way to the page's own.
+    // Inverted on purpose: only an empty address is opened; for any other, or none, the page's own is used.
     NSString *jumpURL = [m_pBridge jumpURL];
     if (jumpURL && [jumpURL length] == 0) {
-        OpenURL(FrameName(), [jumpURL UTF8String]);
-    } else if (const char *nextUrl = GetParameter("szNextUrl")) {
-        OpenURL(FrameName(), nextUrl);
+        OpenInPageFrame("");
+    } else if (const auto nextUrl = Services().GetParameter("szNextUrl")) {
+        OpenInPageFrame(nextUrl->c_str());
     }
     m_pluginView.SetComponantAsFrontProcess();
     return true;
 }
 
 void CLumExtension::AdvanceInstallation() {
-    const char *component = GetParameter("LumComponentName");
+    const std::optional<std::string> parameter = Services().GetParameter("LumComponentName");
+    const char *component = TextOrNull(parameter);
     if (!m_bMainComponentReady && m_installationMgr.IsMainComponentReadyToInstall(component)) {
-        MacInfoTrace("Main component is ready to be loaded");
+        MacInfoTrace(LUM_TRACE_MAIN_READY);
         m_bMainComponentReady = 1;
         m_installationMgr.DoActionsForMainComponent(component);
     }
@@ -124,11 +128,11 @@ void CLumExtension::FinishDownload(const char *component) {
     if (m_fuzzyWindowMgr.isUsingFuzzyWindow()) {
         m_fuzzyWindowMgr.noticeDownloadSuccess();
     }
-    MacInfoTrace("Download is done");
+    MacInfoTrace(LUM_TRACE_ALL_INSTALLED);
     m_bDownloadDoneNotified = 1;
     MacInfoTrace("Suppress installation:notify download completion");
     m_installationMgr.DoActionsForBackgroundComponent(component);
-    if (safe_strcasecmp(GetParameter("LumDownloadOnly"), "TRUE") == 0) {
+    if (Services().IsParameter("LumDownloadOnly", "TRUE")) {
         OpenNextUrl();
     } else {
         InitComponent();
@@ -137,21 +141,21 @@ void CLumExtension::FinishDownload(const char *component) {
 
 void CLumExtension::OpenNextUrl() {
     MacInfoTrace("Prepare to go the next URL");
-    const char *nextUrl = GetParameter("szNextUrl");
+    const std::optional<std::string> nextUrl = Services().GetParameter("szNextUrl");
     if (!nextUrl) {
         return;
     }
-    std::string url = nextUrl;
+    std::string url = *nextUrl;
     url += url.find('?') == std::string::npos ? '?' : '&';
     url += m_bExtensionChanged ? "ExtensionChanged=1" : "ExtensionChanged=0";
-    OpenURL("_self", url.c_str());
+    Services().OpenURL("_self", url.c_str());
 }
 
 void CLumExtension::InitComponent() {
-    MacInfoTrace("Init the main component...");
-    const char *parameter = GetParameter("LumComponentName");
-    const std::string component = parameter ? parameter : "";
-    CItem *item = m_installationMgr.FindItem(parameter);
+    MacInfoTrace(LUM_TRACE_STARTS);
+    const std::optional<std::string> parameter = Services().GetParameter("LumComponentName");
+    const std::string component = parameter.value_or("");
+    CItem *item = m_installationMgr.FindItem(TextOrNull(parameter));
     if (!item) {
         ShowMessage(17, component.c_str());
         Stop();
@@ -160,17 +164,12 @@ void CLumExtension::InitComponent() {
     WriteErrorLog(990, nullptr);
     if (m_dwDownloadTotalSize != 0) {
         m_dwDownloadStartTick = GetTickCount() - m_dwDownloadStartTick;
-        if (!Contains(component.c_str(), "orbpfw.bundle") && !Contains(component.c_str(), "replayview.bundle") &&
-            !Contains(component.c_str(), "REPLAYVIEW.BUNDLE")) {
+        if (!IsPlayer(component)) {
             WriteErrorLogForReportDownloadTime();
         }
     }
     std::string path;
     m_installationMgr.GetItemInstallPath(item, path);
     m_pluginView.LoadMainComponant(path.c_str());
-    _NPWindow *window = nullptr;
-    if (m_pLUMInterface && m_pLUMInterface->pfnGetWindow) {
-        window = m_pLUMInterface->pfnGetWindow(m_pLUMCookie);
-    }
-    m_pluginView.SetWindow(window);
+    m_pluginView.SetWindow(Services().GetWindow());
 }

@@ -3,7 +3,10 @@
 #include <cstring>
 
 #include "base/Ascii.h"
+#include "lum/common/Assertion.h"
 #include "lum/common/lumutil.h"
+#include "lum/lumext/Folders.h"
+#include "lum/lumext/ControllerFrame.h"
 #include "lum/lumext/Guard.h"
 #include "lum/lumext/lumext.h"
 #include "lum/lumext/MeetingAlert.h"
@@ -11,7 +14,7 @@
 
 namespace {
 
-constexpr char kSource[] = "lum/lumext/lumext";
+constexpr SourceUnit kSource("lum/lumext/lumext");
 constexpr std::size_t kUrlRootLimit = 950;
 constexpr std::size_t kIniNameLimit = 1024;
 constexpr unsigned int kItemLineSize = 2048;
@@ -20,9 +23,9 @@ constexpr unsigned int kShortestItemLine = 2;
 
 } // namespace
 
-const char *CLumExtension::GetUrlRoot() const {
-    const char *root = GetParameter("LumUrlRoot");
-    return root && std::strlen(root) < kUrlRootLimit ? root : nullptr;
+std::optional<std::string> CLumExtension::GetUrlRoot() const {
+    std::optional<std::string> root = Services().GetParameter("LumUrlRoot");
+    return root && root->size() < kUrlRootLimit ? root : std::nullopt;
 }
 
 bool CLumExtension::IsURLPath(const char *text) {
@@ -32,36 +35,31 @@ bool CLumExtension::IsURLPath(const char *text) {
 }
 
 bool CLumExtension::GetIniFileUrl(std::string &out) {
-    if (!m_pLUMInterface) {
-        TraceAssertionFailure("m_pLUMInterface", kSource, __LINE__);
+    if (!AssertionHolds(m_pLUMInterface != nullptr, "m_pLUMInterface", kSource)) {
         MacWarnTrace("CLumExtension::GetIniFileUrl, m_pLUMInterface is nil");
     }
-    const char *root = GetUrlRoot();
+    const std::optional<std::string> root = GetUrlRoot();
     if (!root) {
         ShowMessage(2);
         Stop();
         return false;
     }
-    out = root;
-    if (!out.empty() && out.back() != '/') {
-        out += '/';
-    }
-    out += "lummac.ini";
+    out = WithTrailingSlash(*root) + "lummac.ini";
     MacInfoTrace("GetIniFileUrl:[%s]", out.c_str());
     return true;
 }
 
 bool CLumExtension::GetIniFileNamePValue(char *dest, unsigned int size) {
-    const char *name = GetParameter("LumIniFileName");
-    MacInfoTrace("LumInifile is %s", name ? name : "");
+    const std::optional<std::string> name = Services().GetParameter("LumIniFileName");
+    MacInfoTrace("LumInifile is %s", name.value_or("").c_str());
     if (!name) {
         return false;
     }
-    if (std::strlen(name) >= kIniNameLimit) {
+    if (name->size() >= kIniNameLimit) {
         MacWarnTrace("Error: Invalid value of the parameter 'LumIniFileName', use default name");
         return false;
     }
-    base::CopyBounded(dest, size, name);
+    base::CopyBounded(dest, size, *name);
     return true;
 }
 
@@ -87,9 +85,7 @@ bool CLumExtension::AsyncDownloadIniFileUrl(const char *url) {
     if (!request.empty()) {
         request += request.back() == '?' ? "random=0" : "?random=0";
         MacInfoTrace("CLumExtension::AsyncDownloadIniFileUrl url=%s", request.c_str());
-        if (m_pLUMInterface && m_pLUMInterface->pfnGetFile) {
-            m_pLUMInterface->pfnGetFile(m_pLUMCookie, GetIniFileCallback, this, request.c_str());
-        }
+        Services().GetFile(GetIniFileCallback, this, request);
     }
     m_pluginView.Create();
     MacInfoTrace("CLumExtension::AsyncDownloadIniFileUrl(),end");
@@ -110,13 +106,13 @@ bool CLumExtension::StdDownloadExt(const char *, LUMStdDownloadCallback, void *)
 
 void CLumExtension::GetIniFileCallback(void *, void *context, LUMGetFileNotifyMessageType type, void *data) {
     auto *pExtension = static_cast<CLumExtension *>(context);
-    if (!pExtension) {
-        TraceAssertionFailure("pExtension", kSource, __LINE__);
-        return; // to go on without the controller would be the end of the browser
+    if (!AssertionHolds(pExtension != nullptr, "pExtension", kSource)) {
+        return; // going on without the controller would crash the browser
     }
     if (pExtension->m_bStopped) {
-        return; // a host that does not know pfnStop may still finish a download that nobody waits for
+        return; // a host without pfnStop may still report a download that is no longer wanted
     }
+    const ControllerFrame frame(*pExtension);
     Guarded("CLumExtension::GetIniFileCallback", [&] { pExtension->HandleIniFileCallback(type, data); });
 }
 
@@ -125,9 +121,7 @@ void CLumExtension::HandleIniFileCallback(LUMGetFileNotifyMessageType type, void
         return;
     }
     MacInfoTrace("CLumExtension::HandleIniFileCallback,Begin");
-    if (!m_pLUMInterface) {
-        TraceAssertionFailure("m_pLUMInterface", kSource, __LINE__);
-    }
+    AssertionHolds(m_pLUMInterface != nullptr, "m_pLUMInterface", kSource);
     const char *path = static_cast<const char *>(data);
     m_fuzzyWindowMgr.saveLumIniFile(path);
     if (!path) {
@@ -137,48 +131,49 @@ void CLumExtension::HandleIniFileCallback(LUMGetFileNotifyMessageType type, void
         return;
     }
     InitInstallationMgr(path);
-    const char *component = GetParameter("LumComponentName");
+    const std::optional<std::string> component = Services().GetParameter("LumComponentName");
     if (!component) {
         ShowMessage(5);
         Stop();
         MacInfoTrace("CLumExtension::HandleIniFileCallback,End 2");
         return;
     }
-    MacInfoTrace("CLumExtension::HandleIniFileCallback,End %d", RefuseSecondMeeting(component));
+    const InstructionsEnd end = RefuseSecondMeeting(*component);
+    MacInfoTrace("CLumExtension::HandleIniFileCallback,End %d", static_cast<int>(end));
 }
 
-int CLumExtension::RefuseSecondMeeting(const char *component) {
+CLumExtension::InstructionsEnd CLumExtension::RefuseSecondMeeting(const std::string &component) {
     std::string installPath;
-    if (CItem *item = m_installationMgr.FindItem(component)) {
+    if (CItem *item = m_installationMgr.FindItem(component.c_str())) {
         m_installationMgr.GetItemInstallPath(item, installPath);
     }
     if (installPath.empty()) {
-        return 5;
+        return InstructionsEnd::InstallationGoesOn;
     }
     if (installPath.find("replayview.bundle") != std::string::npos ||
         installPath.find("orbpfw.bundle") != std::string::npos) {
-        return 3; // a player may be opened while another one runs
+        return InstructionsEnd::PlayerMayStart; // while another one runs, too
     }
     if (!m_pluginView.IsMainComponantRunning(installPath)) {
-        return 5;
+        return InstructionsEnd::InstallationGoesOn;
     }
-    const char *product = GetParameter("ParmProductType_Value");
-    if (product && std::strtol(product, nullptr, 10) == 1) {
+    const std::optional<std::string> product = Services().GetParameter("ParmProductType_Value");
+    if (product && std::strtol(product->c_str(), nullptr, 10) == 1) {
         RefuseTooManyMeetings();
     } else {
         ShowMessage(24);
         Stop();
     }
-    return 4;
+    return InstructionsEnd::SecondMeetingRefused;
 }
 
 void CLumExtension::RefuseTooManyMeetings() {
     WriteErrorLog(24, nullptr);
     Stop();
-    if (!ShowTooManyMeetingsAlert(GetParameter("lumlocalsetting")) && m_pLUMInterface &&
-        m_pLUMInterface->pfnShowMessage) {
+    const std::optional<std::string> language = Services().GetParameter("lumlocalsetting");
+    if (!ShowTooManyMeetingsAlert(TextOrNull(language))) {
         // Without a window server the host's way of telling the user is the only one.
-        m_pLUMInterface->pfnShowMessage(m_pLUMCookie, TooManyMeetingsText(GetParameter("lumlocalsetting")).c_str());
+        Services().ShowMessage(TooManyMeetingsText(TextOrNull(language)));
     }
     // The heartbeat takes the running meeting for the launched application and sends the page on.
     SetKelvoAppLaunched(true);
@@ -186,14 +181,11 @@ void CLumExtension::RefuseTooManyMeetings() {
 }
 
 void CLumExtension::ParseIniFile(const char *iniPath, bool suppress) {
-    if (iniPath) {
+    if (AssertionHolds(iniPath != nullptr, "lpszIniFile", kSource)) {
         WriteErrorLog(1002, nullptr);
         ReadItemLines(iniPath);
-    } else {
-        TraceAssertionFailure("lpszIniFile", kSource, __LINE__);
-        if (const char *items = GetParameter("LumDependency")) {
-            m_installationMgr.ParseInstructions(items);
-        }
+    } else if (const auto items = Services().GetParameter("LumDependency")) {
+        m_installationMgr.ParseInstructions(items->c_str());
     }
     if (suppress) {
         m_installationMgr.SuppressInstallation();
@@ -208,8 +200,7 @@ void CLumExtension::ParseIniFile(const char *iniPath, bool suppress) {
 }
 
 void CLumExtension::ReadItemLines(const char *iniPath) {
-    const char *parameter = GetParameter("LumActiveIniSection");
-    const std::string section = parameter ? parameter : "Kelvo";
+    const std::string section = Services().GetParameter("LumActiveIniSection").value_or("Kelvo");
     MacInfoTrace("qxlumext64: regular sec [%s]", section.c_str());
     const int count = static_cast<int>(QXGetPrivateProfileInt(section.c_str(), "Count", 0, iniPath));
     if (count < 1) {
@@ -229,7 +220,7 @@ void CLumExtension::ReadItemLines(const char *iniPath) {
         }
         m_installationMgr.ParseItem(line, true);
         if (i == count) {
-            return; // also keeps the index from running past the largest count
+            return; // also keeps the index from overflowing at the largest count
         }
     }
 }

@@ -8,59 +8,43 @@
 
 #import <Foundation/Foundation.h>
 
+#include "lum/common/Assertion.h"
+#include "lum/common/FormatCheck.h"
 #include "lum/common/lumutil.h"
+#include "lum/lumext/Guard.h"
 #include "lum/lumext/lumext.h"
+#include "lum/lumext/TraceLines.h"
 
 namespace {
 
-constexpr char kSource[] = "lum/lumext/lumext";
+constexpr SourceUnit kSource("lum/lumext/lumext");
 constexpr std::size_t kMessageSize = 4096;
+constexpr char kNoWarnings[] = "no%20error";
 constexpr char kDownloadTimeCode[] = "1106";
-
-constexpr char kShortText[] = "Setup was unsuccessful. Please restart browser and try again.\n\n\nError [%d]\n\n";
-constexpr char kUrlText[] = "Setup was unsuccessful. Please restart browser and try again.\n\n\nError [%d], URL [%s]\n";
-constexpr char kFileText[] =
-    "Setup was unsuccessful. Please restart browser and try again.\n\n\nError [%d], File [%s]\n";
-constexpr char kMeetingText[] = "You already have one meeting in progress. You can start or join a new meeting after "
-                                "you leave the previous meeting.";
 
 // The English text of a message, null for an id that has none.
 const char *EnglishText(int number) {
     if (number > 7000 && number < 7012) {
-        return kFileText;
+        return LUM_TEXT_FAILURE_FILE;
     }
     switch (number) {
     case 1:
     case 2:
     case 5:
     case 23:
-        return kShortText;
+        return LUM_TEXT_FAILURE;
     case 6:
-        return kUrlText;
+        return LUM_TEXT_FAILURE_URL;
     case 7:
     case 15:
     case 17:
     case 18:
-        return kFileText;
+        return LUM_TEXT_FAILURE_FILE;
     case 24:
-        return kMeetingText;
+        return LUM_TEXT_SECOND_MEETING;
     default:
         return nullptr;
     }
-}
-
-// The conversions of a format, in order: "%d%s" for "a %d b %s".
-std::string Conversions(const std::string &format) {
-    std::string found;
-    for (std::size_t i = format.find('%'); i != std::string::npos; i = format.find('%', i + 1)) {
-        const std::size_t end = format.find_first_of("diouxXeEfFgGaAcspn%", i + 1);
-        found += format.substr(i, end == std::string::npos ? end : end - i + 1);
-        if (end == std::string::npos) {
-            break;
-        }
-        i = end;
-    }
-    return found;
 }
 
 // What the trace collector of the host's process has kept of warnings, ready for a URL.
@@ -72,39 +56,38 @@ std::string CollectedWarnings() {
                                                       userInfo:query];
     id warnings = [query objectForKey:@"QUERYTRACESKEY"];
     const char *text = [warnings isKindOfClass:[NSString class]] ? [warnings UTF8String] : nullptr;
-    return text && *text ? text : "no%20error";
+    return text && *text ? text : kNoWarnings;
 }
 
 } // namespace
 
-bool CLumExtension::GetLogParameters(LogParameters &parameters, const char *&missing) const {
+const char *CLumExtension::GetLogParameters(LogParameters &parameters) const {
     const std::array<std::pair<const char *, std::string *>, 3> wanted{
         {{"LoggingURL", &parameters.url}, {"MeetingID", &parameters.meeting}, {"SessionID", &parameters.session}}};
     for (const auto &[name, place] : wanted) {
-        const char *value = GetParameter(name);
+        std::optional<std::string> value = Services().GetParameter(name);
         if (!value) {
-            missing = name;
-            return false;
+            return name;
         }
-        *place = value;
+        *place = std::move(*value);
     }
-    return true;
+    return nullptr;
 }
 
 bool CLumExtension::WriteErrorLog(std::int32_t code, const char *optInfo) {
     MacWarnTrace("CLumExtension::WriteErrorLog,Begin,errorcode =%d", code);
-    const std::string warnings = CollectedWarnings();
+    std::string warnings = kNoWarnings;
+    Catching([&] { warnings = CollectedWarnings(); }); // the collector is the host's
     LogParameters parameters;
-    const char *missing = nullptr;
-    if (!GetLogParameters(parameters, missing)) {
+    if (const char *missing = GetLogParameters(parameters)) {
         MacErrorTrace("CLumExtension::WriteErrorLog,End,%s is nil!", missing);
         return false;
     }
     MacInfoTrace("CLumExtension::WriteErrorLog,JMF parameters: %s,%s,%s", parameters.url.c_str(),
                  parameters.meeting.c_str(), parameters.session.c_str());
-    try {
+    const auto exception = Catching([&] {
         std::string tail = "ConfID=" + parameters.meeting + "&SessionID=" + parameters.session +
-                           "&Module=1&ErrorCode=" + std::to_string(code);
+                           "&Module=1&" LUM_LOG_CODE "=" + std::to_string(code);
         if (optInfo) {
             tail += std::string("&OptInfo1=") + optInfo;
         }
@@ -125,36 +108,35 @@ bool CLumExtension::WriteErrorLog(std::int32_t code, const char *optInfo) {
         const bool saved = SaveMsgLogToUrl(url.c_str(), nullptr);
         MacInfoTrace("CLumExtension::WriteErrorLog,End,Save the error message log to [%s] is [%s]", url.c_str(),
                      saved ? "successful" : "failed");
-        return true;
-    } catch (const std::exception &) {
+    });
+    if (exception) {
         MacErrorTrace("CLumExtension::WriteErrorLog,End,Write Log to server fails!");
-        return false;
     }
+    return !exception;
 }
 
 bool CLumExtension::WriteErrorLogForReportDownloadTime() {
     MacInfoTrace("CLumExtension::WriteErrorLogForReportDownloadTime,Begin");
     LogParameters parameters;
-    const char *missing = nullptr;
-    if (!GetLogParameters(parameters, missing)) {
+    if (GetLogParameters(parameters)) {
         MacErrorTrace("CLumExtension::WriteErrorLogForReportDownloadTime,End,LoggingURL/MeetingID/SessionID is nil!");
         return false;
     }
     MacInfoTrace("CLumExtension::WriteErrorLogForReportDownloadTime,JMF parameters: %s,%s,%s", parameters.url.c_str(),
                  parameters.meeting.c_str(), parameters.session.c_str());
-    try {
+    const auto exception = Catching([&] {
         // Joined with "&" whatever the form of the logging URL, unlike the other report: sites rely on it.
-        const std::string url = parameters.url + "&ConfID=" + parameters.meeting + "&SessionID=" + parameters.session +
-                                "&Module=1&ErrorCode=" + kDownloadTimeCode + "&OptInfo3=" + GetGMTTimeForLogEvent() +
-                                "&RefNum4=" + std::to_string(m_dwDownloadTotalSize) +
-                                "&RefNum5=" + std::to_string(m_dwDownloadStartTick);
+        const std::string url =
+            parameters.url + "&ConfID=" + parameters.meeting + "&SessionID=" + parameters.session +
+            "&Module=1&" LUM_LOG_CODE "=" + kDownloadTimeCode + "&OptInfo3=" + GetGMTTimeForLogEvent() +
+            "&RefNum4=" + std::to_string(m_dwDownloadTotalSize) + "&RefNum5=" + std::to_string(m_dwDownloadStartTick);
         SaveMsgLogToUrl(url.c_str(), nullptr);
         MacInfoTrace("CLumExtension::WriteErrorLogForReportDownloadTime,End");
-        return true;
-    } catch (const std::exception &) {
+    });
+    if (exception) {
         MacErrorTrace("CLumExtension::WriteErrorLogForReportDownloadTime,End,Write Log to server fails!");
-        return false;
     }
+    return !exception;
 }
 
 std::string CLumExtension::GetGMTTimeForLogEvent() {
@@ -179,23 +161,23 @@ bool CLumExtension::SaveMsgLogToUrl(const char *lpszUrl, void *) {
         return false;
     }
     MacWarnTrace("CLumExtension::SaveMsgLogToUrl,lpszUrl=%s", lpszUrl);
-    OpenURL(nullptr, lpszUrl);
+    Services().OpenURL(nullptr, lpszUrl);
     return true;
 }
 
 std::string CLumExtension::LoadResourceString(int nResourceId) {
     const char *english = EnglishText(nResourceId);
-    if (!english) {
-        TraceAssertionFailure("FALSE", kSource, __LINE__);
+    if (!AssertionHolds(english != nullptr, "FALSE", kSource)) {
         return {};
     }
+    const std::optional<std::string> language = Services().GetParameter("lumlocalsetting");
     NSString *translated =
-        LocalizedText(ExtensionBundle(), GetParameter("lumlocalsetting"), [NSString stringWithUTF8String:english]);
+        LocalizedText(ExtensionBundle(), TextOrNull(language), [NSString stringWithUTF8String:english]);
     const char *format = [translated UTF8String];
     std::string text = format ? format : "";
-    // A table is a file that others translate: what it holds is a format only when it asks for the same arguments.
-    if (text.empty() || Conversions(text) != Conversions(english)) {
-        MacErrorTrace("invalid format string in file[%s], line[%d], nResourceId[%d]", kSource, __LINE__, nResourceId);
+    if (text.empty() || !TakesSameArguments(text, english)) {
+        MacErrorTrace("invalid format string in file[%s], line[%d], nResourceId[%d]", kSource.path(), __LINE__,
+                      nResourceId);
         return {};
     }
     replaceall(text, "%d", std::to_string(nResourceId));
@@ -203,7 +185,7 @@ std::string CLumExtension::LoadResourceString(int nResourceId) {
 }
 
 void CLumExtension::ShowMessage(int nResourceId, ...) {
-    MacWarnTrace("CLumExtension::ShowMessage,nResourceId=%d", nResourceId);
+    MacWarnTrace(LUM_TRACE_SHOWS_MESSAGE, nResourceId);
     const std::string format = LoadResourceString(nResourceId);
     char text[kMessageSize];
     if (format.empty()) {
@@ -217,7 +199,5 @@ void CLumExtension::ShowMessage(int nResourceId, ...) {
     }
     WriteErrorLog(nResourceId, nullptr);
     MacWarnTrace("CLumExtension::ShowMessage = %s", text);
-    if (m_pLUMInterface && m_pLUMInterface->pfnShowMessage) {
-        m_pLUMInterface->pfnShowMessage(m_pLUMCookie, text);
-    }
+    Services().ShowMessage(text);
 }

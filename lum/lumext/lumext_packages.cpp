@@ -1,73 +1,54 @@
 // What the host reports of a package download, and what the user is told of its installation.
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
 
+#include "lum/common/Assertion.h"
 #include "lum/common/lumutil.h"
+#include "lum/lumext/ControllerFrame.h"
 #include "lum/lumext/Guard.h"
+#include "lum/lumext/InstallResult.h"
 #include "lum/lumext/lumext.h"
 
 namespace {
 
-constexpr char kSource[] = "lum/lumext/lumext";
+constexpr SourceUnit kSource("lum/lumext/lumext");
 constexpr int kNoMessage = 0;
-constexpr int kUnknownResult = -1;
 
-// The message for a result of DoItemInstallation that ends the start.
-int MessageForResult(int result) {
-    switch (result) {
-    case -32:
-        return 7011;
-    case -31:
-        return 7010;
-    case -30:
-        return 7009;
-    case -16:
-        return 7008;
-    case -15:
-        return 7007;
-    case -14:
-        return 7006;
-    case -13:
-        return 7005;
-    case -12:
-        return 7004;
-    case -11:
-        return 7003;
-    case -10:
-        return 7002;
-    case -8:
-        return 23;
-    case -7:
-        return 7001;
-    case -5:
-    case -1:
-        return 15;
-    case -3:
-    case -2:
-        return 7;
-    case -100:
-        return kNoMessage;
-    default:
-        return kUnknownResult;
-    }
-}
+struct ResultMessage {
+    InstallResult result;
+    int message;
+};
 
-constexpr bool IsSuccess(int result) {
-    return result == 0 || result == -4;
+// The messages for the results that end the start.
+constexpr ResultMessage kMessages[] = {
+    {InstallResult::UnpackError20100, 7011},    {InstallResult::UnpackError20007, 7010},
+    {InstallResult::UnpackError20009, 7009},    {InstallResult::UnpackError12, 7008},
+    {InstallResult::UnpackError6, 7007},        {InstallResult::UnpackError5, 7006},
+    {InstallResult::UnpackError4, 7005},        {InstallResult::UnpackError3, 7004},
+    {InstallResult::UnpackError2, 7003},        {InstallResult::UnpackError1, 7002},
+    {InstallResult::NotAuthentic, 23},          {InstallResult::NoHostTable, 7001},
+    {InstallResult::NothingToInstall, 15},      {InstallResult::Unused1, 15},
+    {InstallResult::GeneralFailure, 7},         {InstallResult::Unused2, 7},
+    {InstallResult::SilentFailure, kNoMessage},
+};
+
+constexpr bool IsSuccess(InstallResult result) {
+    return result == InstallResult::Installed || result == InstallResult::RestartAfterFailure;
 }
 
 } // namespace
 
 void CLumExtension::GetFileCallback(void *, void *context, LUMGetFileNotifyMessageType type, void *data) {
     auto *pItem = static_cast<CItem *>(context);
-    if (!pItem) {
-        TraceAssertionFailure("pItem", kSource, __LINE__);
+    if (!AssertionHolds(pItem != nullptr, "pItem", kSource)) {
         return;
     }
     CLumExtension *pExtension = pItem->m_pExtension;
-    if (!pExtension) {
-        TraceAssertionFailure("pExtension", kSource, __LINE__);
+    if (!AssertionHolds(pExtension != nullptr, "pExtension", kSource)) {
         return;
     }
+    const ControllerFrame frame(*pExtension);
     Guarded("CLumExtension::GetFileCallback", [&] { pExtension->HandleGetFileCallback(pItem, type, data); });
 }
 
@@ -96,23 +77,28 @@ void CLumExtension::HandleGetFileCallback(CItem *item, LUMGetFileNotifyMessageTy
 
 void CLumExtension::InstallPackage(CItem *item, const char *file) {
     bool extensionChanged = false;
-    const int result = m_installationMgr.DoItemInstallation(item, file, extensionChanged, false);
-    if (IsSuccess(result)) {
-        if (extensionChanged) {
-            m_bExtensionChanged = 1;
-        }
-    } else if (const int message = MessageForResult(result); message == kUnknownResult) {
-        TraceAssertionFailure("FALSE", kSource, __LINE__);
-    } else {
-        if (message != kNoMessage) {
-            ShowMessage(message, item->m_strName.c_str());
-        }
-        if (!m_bMainComponentReady) {
-            Stop();
-        }
+    const std::int32_t result = m_installationMgr.DoItemInstallation(item, file, extensionChanged, false);
+    if (!IsSuccess(InstallResult{result})) {
+        TellFailedInstallation(*item, InstallResult{result});
+    } else if (extensionChanged) {
+        m_bExtensionChanged = 1;
     }
     MacInfoTrace("DoItemInstall: %d, IGNORE: %d", result, 0);
     if (m_bMainComponentReady) {
         m_installationMgr.DoItemAction(item);
+    }
+}
+
+void CLumExtension::TellFailedInstallation(const CItem &item, InstallResult result) {
+    const auto *const known =
+        std::ranges::find_if(kMessages, [&](const ResultMessage &entry) { return entry.result == result; });
+    if (!AssertionHolds(known != std::end(kMessages), "FALSE", kSource)) {
+        return;
+    }
+    if (known->message != kNoMessage) {
+        ShowMessage(known->message, item.m_strName.c_str());
+    }
+    if (!m_bMainComponentReady) {
+        Stop();
     }
 }

@@ -5,9 +5,12 @@
 #include <string>
 #include <vector>
 
+#include "lum/lumext/HostServices.h"
+#include "lum/lumext/InstallResult.h"
 #include "lum/lumext/lumdownloaditem.h"
-#include "lum/lumext/lumextInterface.h"
 #include "lum/platform/ObjcForward.h"
+
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
 
 LUM_FORWARD_CLASS(CDownloadWindow);
 class CLumExtension;
@@ -54,7 +57,12 @@ public:
     void DestoryDownloadWindow();
 
     // Installation of one item.
-    int DoItemInstallation(CItem *item, const char *file, bool &bNeedReboot, bool flag);
+    //
+    // Checks the downloaded package `file`, prepares its place, has the host unpack it, and returns an InstallResult's
+    // value. Nothing on the disk is touched before the checks have passed. The item's state tells the outcome too; it
+    // stays pending when the checks refuse the package, so that the list is not done before the extension stops.
+    // `bNeedReboot` is cleared, then set when the item asks for a restart. The last argument is not used.
+    std::int32_t DoItemInstallation(CItem *item, const char *file, bool &bNeedReboot, bool flag);
     void GetItemInstallDir(const CItem *item, std::string &dir);
     void GetItemInstallPath(const CItem *item, std::string &path);
     void GetItemUrlPath(const CItem *item, std::string &url);
@@ -64,14 +72,12 @@ public:
     bool PreparePathEnv();
 
 private:
-    const char *GetParameter(const char *name) const;
-    tagLUMInterface *HostTable() const;
+    HostServices Services() const;
+    InstallResult InstallItem(CItem &item, const char *file, bool &bNeedReboot);
     bool IsUpdateNeeded(CItem &item, bool bBackward);
-    std::string GetVersionedLibraryPath(const CItem &item);
     void OpenDownloadWindowOnce();
-    int FinishInstalled(CItem &item, bool &bNeedReboot);
-    int FinishFailed(CItem &item, const std::string &path, int error, bool &bNeedReboot);
-    void ShowTimeLeft();
+    static InstallResult FinishInstalled(CItem &item, bool &bNeedReboot);
+    static InstallResult FinishFailed(CItem &item, const std::string &path, int error, bool &bNeedReboot);
 
 public:
     std::uint8_t m_hasWriteShowDownloadWindonLog = 0;
@@ -89,7 +95,6 @@ public:
     std::vector<CItem *> m_aItems;
     CDownloadWindow *m_pDownloadWindow = nullptr;
     rsa_st *m_pRSAObject = nullptr;
-
-private:
-    unsigned int m_nShownMinutes = 0; // what the window's time line says
 };
+
+// NOLINTEND(readability-identifier-naming)

@@ -2,13 +2,15 @@
 
 #import <Foundation/Foundation.h>
 
+#include "lum/common/Assertion.h"
 #include "lum/common/lumutil.h"
+#include "lum/lumext/ControllerFrame.h"
 #include "lum/lumext/lumext.h"
 #import "lum/security/CryptoWrapper.h"
 
 namespace {
 
-constexpr char kSource[] = "lum/lumext/luminstallationmgr";
+constexpr SourceUnit kSource("lum/lumext/luminstallationmgr");
 
 constexpr bool IsUnfinished(std::uint32_t state) {
     return state == kItemPending || state == kItemNotStarted;
@@ -35,19 +37,13 @@ void LumInstallationMgr::Cleanup() {
     }
 }
 
-const char *LumInstallationMgr::GetParameter(const char *name) const {
-    return m_pExtension ? m_pExtension->GetParameter(name) : nullptr;
-}
-
-tagLUMInterface *LumInstallationMgr::HostTable() const {
-    return m_pExtension ? m_pExtension->m_pLUMInterface : nullptr;
+HostServices LumInstallationMgr::Services() const {
+    return m_pExtension ? m_pExtension->Services() : HostServices(nullptr, nullptr);
 }
 
 bool LumInstallationMgr::IsStart() {
     for (const CItem *pItem : m_aItems) {
-        if (!pItem) {
-            TraceAssertionFailure("pItem", kSource, __LINE__);
-        } else if (pItem->m_dwState != kItemNotStarted) {
+        if (AssertionHolds(pItem != nullptr, "pItem", kSource) && pItem->m_dwState != kItemNotStarted) {
             return true;
         }
     }
@@ -56,9 +52,7 @@ bool LumInstallationMgr::IsStart() {
 
 bool LumInstallationMgr::IsDone() {
     for (const CItem *pItem : m_aItems) {
-        if (!pItem) {
-            TraceAssertionFailure("pItem", kSource, __LINE__);
-        } else if (IsUnfinished(pItem->m_dwState)) {
+        if (AssertionHolds(pItem != nullptr, "pItem", kSource) && IsUnfinished(pItem->m_dwState)) {
             MacInfoTrace("item=%s is still installing.", pItem->m_strName.c_str());
             return false;
         }
@@ -69,8 +63,7 @@ bool LumInstallationMgr::IsDone() {
 
 bool LumInstallationMgr::IsMainComponentReadyToInstall(const char *name) {
     for (const CItem *pItem : m_aItems) {
-        if (!pItem) {
-            TraceAssertionFailure("pItem", kSource, __LINE__);
+        if (!AssertionHolds(pItem != nullptr, "pItem", kSource)) {
             continue;
         }
         if (IsUnfinished(pItem->m_dwState)) {
@@ -95,8 +88,7 @@ bool LumInstallationMgr::DoActionsForBackgroundComponent(const char *name) {
 
 void LumInstallationMgr::SuppressInstallation() {
     for (CItem *pItem : m_aItems) {
-        if (!pItem) {
-            TraceAssertionFailure("pItem", kSource, __LINE__);
+        if (!AssertionHolds(pItem != nullptr, "pItem", kSource)) {
             MacErrorTrace("LumInstallationMgr::SuppressInstallation, Empty item");
             continue;
         }
@@ -105,14 +97,16 @@ void LumInstallationMgr::SuppressInstallation() {
 }
 
 void LumInstallationMgr::Cancel() {
+    std::optional<ControllerFrame> frame; // the button calls from the event loop, not through an entry point
+    if (m_pExtension) {
+        frame.emplace(*m_pExtension);
+    }
     MacWarnTrace("LumInstallationMgr::Cancel");
     if (m_pExtension) {
         m_pExtension->Stop();
     }
     EndDownloadProgressShowing();
-    if (const tagLUMInterface *host = HostTable(); host && host->pfnStop) {
-        host->pfnStop(m_pExtension->m_pLUMCookie);
-    }
+    Services().Stop();
     if (m_pExtension) {
         m_pExtension->WriteErrorLog(901, nullptr);
     }

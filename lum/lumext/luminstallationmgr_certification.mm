@@ -38,6 +38,11 @@ NSArray *Intermediates(const std::vector<std::string> &pieces) {
     return certificates;
 }
 
+// Character by character: a composed letter is not its parts.
+bool EndsWith(NSString *text, NSString *end) {
+    return [text rangeOfString:end options:NSLiteralSearch | NSBackwardsSearch | NSAnchoredSearch].length > 0;
+}
+
 Verdict JudgeName(SecCertificateRef leaf) {
     NSString *name = CommonNameOfCert(leaf);
     if (!name) {
@@ -45,7 +50,7 @@ Verdict JudgeName(SecCertificateRef leaf) {
         return Verdict::Rejected;
     }
     MacInfoTrace("Certification's common name = %s", [name UTF8String]);
-    if ([name hasSuffix:@LUM_VENDOR_SUFFIX] || [name hasSuffix:@LUM_VENDOR_ORGANISATION]) {
+    if (EndsWith(name, @LUM_VENDOR_SUFFIX) || EndsWith(name, @LUM_VENDOR_ORGANISATION)) {
         return Verdict::Accepted;
     }
     MacErrorTrace("invalid certification file or cannot believe, common name is not end by %s", LUM_VENDOR_SUFFIX);
@@ -75,8 +80,8 @@ Verdict Judge(const std::string &certification) {
 } // namespace
 
 void LumInstallationMgr::VerifyCertification() {
-    const char *parameter = GetParameter("lumcertification");
-    if (!parameter || !*parameter) {
+    const std::string certification = Services().GetParameter("lumcertification").value_or("");
+    if (certification.empty()) {
         return;
     }
     SInt32 systemVersion = 0;
@@ -89,7 +94,7 @@ void LumInstallationMgr::VerifyCertification() {
         return;
     }
     const base::ScopedPool pool;
-    const Verdict verdict = Judge(parameter);
+    const Verdict verdict = Judge(certification);
     if (verdict == Verdict::Undecided) {
         return;
     }

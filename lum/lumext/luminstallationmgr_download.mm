@@ -6,15 +6,18 @@
 #include <algorithm>
 #include <limits>
 
+#import "base/objc/ScopedPool.h"
+#include "lum/common/Assertion.h"
 #include "lum/common/lumutil.h"
 #include "lum/lumext/lumext.h"
 #include "lum/lumext/luminstallationmgr.h"
+#include "lum/lumext/TraceLines.h"
 #include "lum/platform/Session.h"
 #import "lum/ui/CDownloadWindow.h"
 
 namespace {
 
-constexpr char kSource[] = "lum/lumext/luminstallationmgr";
+constexpr SourceUnit kSource("lum/lumext/luminstallationmgr");
 
 void BringOwnProcessToFront() {
     ProcessSerialNumber own;
@@ -23,11 +26,19 @@ void BringOwnProcessToFront() {
     }
 }
 
+// Rounded up.
+int WholeMinutes(unsigned int seconds) {
+    return static_cast<int>(seconds / 60 + (seconds % 60 != 0));
+}
+
 } // namespace
 
+void CancelDownload(LumInstallationMgr &manager) {
+    manager.Cancel();
+}
+
 void LumInstallationMgr::PrepareDownload(CItem *pItem, bool flag) {
-    if (!pItem) {
-        TraceAssertionFailure("pItem", kSource, __LINE__);
+    if (!AssertionHolds(pItem != nullptr, "pItem", kSource)) {
         return;
     }
     if (!flag) {
@@ -40,10 +51,8 @@ void LumInstallationMgr::PrepareDownload(CItem *pItem, bool flag) {
     GetItemUrlPath(pItem, url);
     // Makes every request unique, so that no cache on the way answers it.
     url += "?random=" + std::to_string(static_cast<unsigned long>(GetTickCount()));
-    MacInfoTrace("LumInstallationMgr::PrepareDownload Down file=%s, TotalSize=%d", url.c_str(), m_dwTotalSize);
-    if (const tagLUMInterface *host = HostTable(); host && host->pfnGetFile) {
-        host->pfnGetFile(m_pExtension->m_pLUMCookie, CLumExtension::GetFileCallback, pItem, url.c_str());
-    }
+    MacInfoTrace(LUM_TRACE_PACKAGE_ASKED, url.c_str(), m_dwTotalSize);
+    Services().GetFile(CLumExtension::GetFileCallback, pItem, url);
 }
 
 void LumInstallationMgr::UpdateDownloadProgress(std::uint32_t bytes) {
@@ -53,7 +62,7 @@ void LumInstallationMgr::UpdateDownloadProgress(std::uint32_t bytes) {
     m_dwDownloadSpeed = m_dwDownloadedSize / seconds;
     if (m_pDownloadWindow && m_dwTotalSize != 0 && !m_isJsonDownload) {
         UpdateDownloadWindowProgress();
-        ShowTimeLeft();
+        [m_pDownloadWindow setProgressTime:WholeMinutes(CalcEstimatedTimeLeft())];
     }
 }
 
@@ -73,47 +82,33 @@ unsigned int LumInstallationMgr::CalcEstimatedTimeLeft() {
     return (m_dwTotalSize - m_dwDownloadedSize) / m_dwDownloadSpeed;
 }
 
-// Whole minutes, rounded up, and only when the window's text changes by it: it has one text for everything up to one
-// minute, which is also the one it starts with.
-void LumInstallationMgr::ShowTimeLeft() {
-    const unsigned int seconds = CalcEstimatedTimeLeft();
-    const unsigned int minutes = std::max(1u, seconds / 60 + (seconds % 60 != 0));
-    if (minutes != m_nShownMinutes) {
-        m_nShownMinutes = minutes;
-        [m_pDownloadWindow setProgressTime:static_cast<int>(minutes)];
-    }
-}
-
 bool LumInstallationMgr::isNeedDownload() {
     if (mNeedUpdate == 0 || mCurrentUpdate != 0 || m_pDownloadWindow) {
         return false;
     }
-    const char *suppress = GetParameter("LumSuppressProgressBar");
-    return !suppress || safe_strcasecmp(suppress, "True") != 0;
+    return !Services().IsParameter("LumSuppressProgressBar", "True");
 }
 
 void LumInstallationMgr::InitialDownloadWindow() {
     if (!IsWindowServerAvailable()) {
         return;
     }
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    const base::ScopedPool pool;
     [NSApplication sharedApplication];
-    const char *language = GetParameter("lumlocalsetting");
+    const std::optional<std::string> language = Services().GetParameter("lumlocalsetting");
     m_pDownloadWindow = [[CDownloadWindow alloc] initWithInstallMgr:this];
-    [m_pDownloadWindow setLanguageID:language];
-    m_nShownMinutes = 1;
+    [m_pDownloadWindow setLanguageID:TextOrNull(language)];
 
     NSWindow *window = [m_pDownloadWindow window];
     [window center];
     [window makeKeyAndOrderFront:nil];
     [window setLevel:CGWindowLevelForKey(kCGFloatingWindowLevelKey)];
     BringOwnProcessToFront();
-    if (const char *title = GetParameter("LumProgressBarTitle")) {
-        [m_pDownloadWindow setWindowTitle:[NSString stringWithUTF8String:title]];
+    if (const auto title = Services().GetParameter("LumProgressBarTitle")) {
+        [m_pDownloadWindow setWindowTitle:[NSString stringWithUTF8String:title->c_str()]];
         [window makeKeyAndOrderFront:nil];
     }
     [window makeKeyAndOrderFront:nil];
-    [pool drain];
 }
 
 void LumInstallationMgr::InitDownloadWindowProgress() {
@@ -143,9 +138,8 @@ void LumInstallationMgr::DestoryDownloadWindow() {
     if (!m_pDownloadWindow) {
         return;
     }
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    const base::ScopedPool pool;
     [[m_pDownloadWindow window] orderOut:nil];
     [m_pDownloadWindow release];
     m_pDownloadWindow = nil;
-    [pool drain];
 }

@@ -5,13 +5,14 @@
 #include <memory>
 #include <new>
 
+#include "lum/common/Assertion.h"
 #include "lum/common/lumutil.h"
 #include "lum/lumext/lumext.h"
 #include "lum/lumext/luminstallationmgr.h"
 
 namespace {
 
-constexpr char kSource[] = "lum/lumext/luminstallationmgr";
+constexpr SourceUnit kSource("lum/lumext/luminstallationmgr");
 constexpr std::size_t kRequiredAttributes = 10;
 // Exactly this run is taken out of an attribute, not each of its characters: a lone blank belongs to the value.
 constexpr char kRemovedRun[] = " \t\r\n";
@@ -82,8 +83,9 @@ constexpr std::array<TakeAttribute, 13> kTakers{
     },
     [](CItem &item, const std::string &value) {
         item.m_strSignature = value;
-        const char *certification = item.m_pExtension ? item.m_pExtension->GetParameter("lumcertification") : nullptr;
-        item.m_strCertification = certification ? certification : "";
+        if (item.m_pExtension) {
+            item.m_strCertification = item.m_pExtension->Services().GetParameter("lumcertification").value_or("");
+        }
     },
 };
 
@@ -98,8 +100,7 @@ void CleanAttribute(std::string &attribute) {
 } // namespace
 
 bool LumInstallationMgr::ParseInstructions(const char *lpszInstructions) {
-    if (!lpszInstructions) {
-        TraceAssertionFailure("lpszInstructions", kSource, __LINE__);
+    if (!AssertionHolds(lpszInstructions != nullptr, "lpszInstructions", kSource)) {
         return false;
     }
     const std::size_t size = std::strlen(lpszInstructions) + 2;
@@ -165,11 +166,9 @@ CItem *LumInstallationMgr::FindItem(const char *name) {
 
 void LumInstallationMgr::RemoveAllItem() {
     for (CItem *pItem : m_aItems) {
-        if (!pItem) {
-            TraceAssertionFailure("pItem", kSource, __LINE__);
-            continue;
+        if (AssertionHolds(pItem != nullptr, "pItem", kSource)) {
+            delete pItem;
         }
-        delete pItem;
     }
     m_aItems.clear();
 }

@@ -1,16 +1,16 @@
 // Which items to fetch: the walk over the list and its decisions.
-#include <algorithm>
-
+#include "lum/common/Assertion.h"
 #include "lum/common/lumutil.h"
 #include "lum/common/versionfordylib.h"
 #include "lum/lumext/Folders.h"
+#include "lum/lumext/LibraryName.h"
 #include "lum/lumext/lumext.h"
 #include "lum/lumext/luminstallationmgr.h"
 #include "lum/lumext/VersionOrder.h"
 
 namespace {
 
-constexpr char kSource[] = "lum/lumext/luminstallationmgr";
+constexpr SourceUnit kSource("lum/lumext/luminstallationmgr");
 
 // An installed copy of this library is newer than the one offered, so it stays: what needs the offered one runs with
 // it.
@@ -42,8 +42,7 @@ bool LumInstallationMgr::PrepareInstallation(bool bNoDownload) {
     for (std::size_t i = 0; i < m_aItems.size(); ++i) {
         MacInfoTrace("Count=%d, item=%d", static_cast<int>(m_aItems.size()), static_cast<int>(i));
         CItem *pItem = m_aItems[i];
-        if (!pItem) {
-            TraceAssertionFailure("pItem", kSource, __LINE__);
+        if (!AssertionHolds(pItem != nullptr, "pItem", kSource)) {
             continue;
         }
         if (!IsUpdateNeeded(*pItem, bBackward)) {
@@ -53,7 +52,9 @@ bool LumInstallationMgr::PrepareInstallation(bool bNoDownload) {
         ++mNeedUpdate;
         VerifyCertification();
         pItem->m_dwState = kItemPending;
-        if (!bNoDownload) {
+        // A host may report a failure from within the request; nothing more is wanted then.
+        const bool stopped = m_pExtension && m_pExtension->m_bStopped;
+        if (!bNoDownload && !stopped) {
             PrepareDownload(pItem, false);
         }
     }
@@ -64,8 +65,10 @@ bool LumInstallationMgr::IsUpdateNeeded(CItem &item, bool bBackward) {
     std::string path;
     GetItemInstallPath(&item, path);
     bool isLibrary = false;
-    if (path.find("dylib") != std::string::npos) {
-        path = GetVersionedLibraryPath(item);
+    if (IsLookedForAsLibrary(path)) {
+        std::string dir;
+        GetItemInstallDir(&item, dir);
+        path = WithTrailingSlashOrRoot(dir) + NameOfLibraryLookedFor(item.m_strName, item.m_strVersion);
         MacInfoTrace("LumInstallationMgr::PrepareInstallation,real file is %s", path.c_str());
         isLibrary = true;
     }
@@ -80,18 +83,9 @@ bool LumInstallationMgr::IsUpdateNeeded(CItem &item, bool bBackward) {
     return !(bBackward && isLibrary && HasNewerCopy(item, path));
 }
 
-std::string LumInstallationMgr::GetVersionedLibraryPath(const CItem &item) {
-    const std::string &name = item.m_strName;
-    std::string version = item.m_strVersion;
-    std::replace(version.begin(), version.end(), ',', '.');
-    std::string dir;
-    GetItemInstallDir(&item, dir);
-    return WithTrailingSlashOrRoot(dir) + name.substr(0, name.rfind('.')) + "-" + version + ".dylib";
-}
-
 bool LumInstallationMgr::IsBackwardCompatible() {
-    const char *component = GetParameter("LumComponentName");
-    if (!component || std::string(component).find("orbpfw.bundle") == std::string::npos) {
+    const std::string component = Services().GetParameter("LumComponentName").value_or("");
+    if (component.find("orbpfw.bundle") == std::string::npos) {
         return false;
     }
     MacInfoTrace("LumInstallationMgr::IsBackwardCompatible,it is backward compatible!");

@@ -1,5 +1,5 @@
 // The elements of an array in a range-based for: `for (NSString *name : Each<NSString *>(names))`. The compiler's
-// Objective-C++ has no fast enumeration. The array, which may be nil, must not be changed meanwhile.
+// Objective-C++ has no fast enumeration. The array, which may be nil, must not change during the loop.
 #pragma once
 
 #import <Foundation/NSArray.h>

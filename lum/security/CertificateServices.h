@@ -2,7 +2,7 @@
 //
 // Null where an object is expected gives the function's failure value; no function throws. A function with "From" in
 // its name and TrustCertification return an object that the caller owns (CFRelease for certificates and trust objects,
-// libcrypto's RSA_free for keys, CryptoWrapper.h); other objects are autoreleased. Failures are told by the result
+// libcrypto's RSA_free for keys, CryptoWrapper.h); other objects are autoreleased. Failures are reported by the result
 // alone, apart from the two signature functions, which also write one line to the log (NSLog). Without libcrypto, or
 // without a function of it that is needed, the functions on RSA keys fail and log nothing. Can be included from plain
 // C++. Main thread only.
@@ -10,11 +10,9 @@
 
 #include <Security/Security.h>
 
-#include <optional>
-#include <string>
-#include <string_view>
-
 #include "lum/platform/ObjcForward.h"
+
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
 
 LUM_FORWARD_CLASS(NSData);
 LUM_FORWARD_CLASS(NSString);
@@ -25,7 +23,6 @@ struct rsa_st; // libcrypto's RSA
 SecCertificateRef SecFromFile(const char *path);
 // A certificate from its DER.
 SecCertificateRef SecFromData(NSData *data);
-SecCertificateRef SecFromBytes(std::string_view der);
 // The subject's common name, or nil when it has none.
 NSString *CommonNameOfCert(SecCertificateRef cert);
 // The certificate's public key, or null when it is not an RSA key.
@@ -35,9 +32,9 @@ rsa_st *RSAFromCertification(SecCertificateRef cert);
 // The system's policy of this identifier (the caller owns it), or null.
 SecPolicyRef policyForOID(const CSSM_OID *oid);
 // Judges `cert` under `policy`. `anchors` (null: the system's own roots) are then the only certificates that its chain
-// may end in. Returns the platform's status, 0 when there is a result; -108 for want of memory. `*trust`, which the
-// caller owns, is set when the trust object could be made, even if the status is not 0; otherwise neither out-argument
-// is touched.
+// may end in. Returns the platform's status, 0 when there is a result; -108 when there is no memory. `*trust`, which
+// the caller owns, is set when the trust object could be made, even if the status is not 0; otherwise neither
+// out-argument is touched.
 OSStatus EvaluateCert(SecCertificateRef cert, CFArrayRef anchors, SecPolicyRef policy, SecTrustResultType *result,
                       SecTrustRef *trust);
 // The trust object when `cert` is to be believed, otherwise null. `anchors` are the further certificates that came with
@@ -54,8 +51,8 @@ bool displayPanelForTrust(SecTrustRef trust);
 //
 // True when `signature` was made over exactly these bytes with the private key that belongs to `rsa`.
 bool verifyDataWithSSL(rsa_st *rsa, NSData *data, NSData *signature);
-bool VerifyBytes(rsa_st *rsa, std::string_view data, std::string_view signature);
 // The signature, as long as the key's modulus, or nil. The key file holds an RSA private key in PEM form; only its
 // first 2045 bytes are read, so a longer one that is cut within the key fails. The file is left open on failure.
 NSData *SignDataWithSSL(const char *keyPath, NSData *data);
-std::optional<std::string> SignBytes(const char *keyPath, std::string_view data);
+
+// NOLINTEND(readability-identifier-naming)

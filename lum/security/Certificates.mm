@@ -1,8 +1,8 @@
 // Certificates: made from bytes, and what is read out of them.
-#include <fstream>
-#include <sstream>
 #include <vector>
 
+#include "base/Files.h"
+#import "base/objc/ScopedPool.h"
 #import "lum/security/CryptoWrapper.h"
 #import "lum/security/CertificateServices.h"
 #import "lum/security/KeptAllocated.h"
@@ -11,15 +11,8 @@
 
 namespace {
 
-std::optional<std::string> WholeFile(const char *path) {
-    std::ifstream stream(path, std::ios::binary);
-    if (!stream) {
-        return std::nullopt;
-    }
-    std::ostringstream content;
-    content << stream.rdbuf();
-    return stream.bad() ? std::nullopt : std::optional(content.str());
-}
+// More than any certificate.
+constexpr std::uint64_t kLargestFile = 16 * 1024 * 1024;
 
 bool CanTakeOutKey(CryptoWrapper *crypto) {
     return [crypto d2i_X509] && [crypto X509_get_pubkey] && [crypto X509_free] && [crypto EVP_PKEY_get1_RSA] &&
@@ -32,19 +25,17 @@ SecCertificateRef SecFromFile(const char *path) {
     if (!path) {
         return nullptr;
     }
-    const std::optional<std::string> der = WholeFile(path);
-    return der ? SecFromBytes(*der) : nullptr;
+    const base::ScopedPool pool;
+    const base::Result<std::string> der = base::ReadWhole(path, kLargestFile);
+    return der ? SecFromData([NSData dataWithBytes:der->data() length:der->size()]) : nullptr;
 }
 
 SecCertificateRef SecFromData(NSData *data) {
     if (!data) {
         return nullptr;
     }
-    return SecFromBytes({static_cast<const char *>([data bytes]), [data length]});
-}
-
-SecCertificateRef SecFromBytes(std::string_view der) {
-    const CSSM_DATA descriptor = {der.size(), reinterpret_cast<uint8_t *>(const_cast<char *>(der.data()))};
+    auto *bytes = static_cast<uint8_t *>(const_cast<void *>([data bytes]));
+    const CSSM_DATA descriptor = {[data length], bytes};
     SecCertificateRef certificate = nullptr;
     // The type is that of an attribute certificate, which the target's service takes for any. The output alone tells
     // whether it worked.

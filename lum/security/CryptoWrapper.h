@@ -1,9 +1,9 @@
 // libcrypto, opened at run time and bound symbol by symbol, and the text decoders.
 //
 // The extension links no cryptographic library. The first +sharedInstance opens the first of CryptoLibraryPaths()
-// (lum/platform/session.h) that can be opened and looks up the functions of the table below; +destorySharedInstance
+// (lum/platform/Session.h) that can be opened and looks up the functions of the table below; +destorySharedInstance
 // closes it again. An accessor answers the function's address, or null when the library has no such function or could
-// not be opened, which is reported nowhere: whoever uses an accessor decides what its absence means. An address is good
+// not be opened, which is not reported: the caller of an accessor decides what its absence means. An address is good
 // until the instance is released, and never changes before.
 //
 // Three functions need more than their symbol:
@@ -13,7 +13,7 @@
 //   are the same bytes either way. These functions work through the shared instance.
 //
 // Main thread only: there is no lock. Can be included from plain C++, which finds the plain decoders in
-// lum/security/decoders.h.
+// lum/security/Decoders.h.
 #pragma once
 
 #include <openssl/aes.h>
@@ -26,7 +26,9 @@
 
 #include "lum/security/Sha1WithRsa.h"
 
-// The byte that two hexadecimal digits stand for. Reads as strtol does, base 16, and keeps the low 8 bits: an invalid
+// NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
+
+// The byte that two hexadecimal digits encode. Reads as strtol does, base 16, and keeps the low 8 bits: an invalid
 // character ends the number early ('1','G' is 1; 'G','1' is 0).
 unsigned char strToChar(char high, char low);
 
@@ -127,16 +129,16 @@ extern CryptoWrapper *g_sharedCryptoInstance;
     Lum_d2i_X509 myd2i_X509;
     Lum_RSA_sign myRSA_sign;
 @public
-    // What the two functions for digest type 115 stand on.
+    // What the two functions for digest type 115 use.
     RawRsa myRawRsa;
     Lum_RSA_verify myLibraryRSA_verify;
     Lum_RSA_sign myLibraryRSA_sign;
 }
 
-// The shared instance, made at the first call. Not the caller's: never nil but for want of memory.
+// The shared instance, made at the first call. Not the caller's to release; nil only without memory.
 + (CryptoWrapper *)sharedInstance;
-// Releases the shared instance and with it the library; the next +sharedInstance opens it anew. The addresses that its
-// accessors have answered are void then.
+// Releases the shared instance and with it the library; the next +sharedInstance opens it again. Addresses that
+// its accessors have returned are invalid then.
 + (void)destorySharedInstance;
 
 // One accessor per function, named like it: -SHA_Init, -RSA_verify, ...
@@ -147,16 +149,18 @@ LUM_CRYPTO_FUNCTIONS(LUM_CRYPTO_ACCESSOR)
 @end
 
 @interface NSString (Base64Decode)
-// The bytes that this base64 text stands for, autoreleased; never nil. The text is expected on one line; what cannot be
+// The bytes that this base64 text encodes, autoreleased; never nil. The text is expected on one line; what cannot be
 // decoded ends it, so a damaged text gives the bytes before the damage, or none. As many bytes of the text's UTF-8 are
 // read as it has characters. Empty without libcrypto.
 - (NSMutableData *)base64Decode;
 @end
 
 @interface NSString (HEXConvertSupport)
-// The bytes that the pairs of hexadecimal digits stand for (each as strToChar), autoreleased; never nil. An odd last
+// The bytes that the pairs of hexadecimal digits encode (each as strToChar), autoreleased; never nil. An odd last
 // digit is left out; a NUL character ends the text.
 - (NSData *)decodeFromHexidecimal;
 @end
 
 #endif // __OBJC__
+
+// NOLINTEND(readability-identifier-naming)

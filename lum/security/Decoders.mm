@@ -29,10 +29,10 @@ void ExpectNoLineBreaks(CryptoWrapper *crypto, BIO *filter) {
 
 bool CanDecodeBase64(CryptoWrapper *crypto) {
     return [crypto BIO_new_mem_buf] && [crypto BIO_new] && [crypto BIO_f_base64] && [crypto BIO_push] &&
-           [crypto BIO_read] && [crypto BIO_free] && [crypto BIO_free_all];
+           [crypto BIO_read] && [crypto BIO_free_all];
 }
 
-// A base64 filter over the text's bytes, which must outlive it; null for want of memory.
+// A base64 filter over the text's bytes, which must outlive it; null when there is no memory.
 BIO *NewDecodingChain(CryptoWrapper *crypto, std::string_view text) {
     BIO *memory = [crypto BIO_new_mem_buf](text.data(), static_cast<int>(text.size()));
     if (!memory) {
@@ -40,7 +40,7 @@ BIO *NewDecodingChain(CryptoWrapper *crypto, std::string_view text) {
     }
     BIO *filter = [crypto BIO_new]([crypto BIO_f_base64]());
     if (!filter) {
-        [crypto BIO_free](memory);
+        [crypto BIO_free_all](memory);
         return nullptr;
     }
     ExpectNoLineBreaks(crypto, filter);

@@ -14,12 +14,12 @@ namespace {
 constexpr std::size_t kMostOfKeyFile = 2045;
 constexpr std::size_t kSignatureBufferSize = 1024 * 1024;
 
-const unsigned char *Bytes(std::string_view text) {
-    return reinterpret_cast<const unsigned char *>(text.data());
+const unsigned char *Bytes(NSData *data) {
+    return static_cast<const unsigned char *>([data bytes]);
 }
 
-std::string_view Characters(NSData *data) {
-    return {static_cast<const char *>([data bytes]), [data length]};
+unsigned int Length(NSData *data) {
+    return static_cast<unsigned int>([data length]);
 }
 
 bool CanSign(CryptoWrapper *crypto) {
@@ -43,59 +43,48 @@ void LogFailure() {
     NSLog(@"SignDataWithSSL RSA_sign return failed!");
 }
 
-std::optional<std::string> Sign(CryptoWrapper *crypto, RSA *key, std::string_view data) {
+NSData *Sign(CryptoWrapper *crypto, RSA *key, NSData *data) {
     std::vector<unsigned char> signature(kSignatureBufferSize);
     unsigned int length = 0;
-    if (![crypto RSA_sign](kSha1WithRsa, Bytes(data), static_cast<unsigned int>(data.size()), signature.data(), &length,
-                           key)) {
+    if (![crypto RSA_sign](kSha1WithRsa, Bytes(data), Length(data), signature.data(), &length, key)) {
         LogFailure();
-        return std::nullopt;
+        return nil;
     }
-    return std::string(signature.begin(), signature.begin() + length);
+    return [NSData dataWithBytes:signature.data() length:length];
 }
 
 } // namespace
 
-bool VerifyBytes(rsa_st *rsa, std::string_view data, std::string_view signature) {
+bool verifyDataWithSSL(rsa_st *rsa, NSData *data, NSData *signature) {
     CryptoWrapper *crypto = [CryptoWrapper sharedInstance];
     if (!rsa || ![crypto RSA_verify]) {
         return false;
     }
-    if (![crypto RSA_verify](kSha1WithRsa, Bytes(data), static_cast<unsigned int>(data.size()), Bytes(signature),
-                             static_cast<unsigned int>(signature.size()), rsa)) {
+    if (![crypto RSA_verify](kSha1WithRsa, Bytes(data), Length(data), Bytes(signature), Length(signature), rsa)) {
         LogFailure();
         return false;
     }
     return true;
 }
 
-bool verifyDataWithSSL(rsa_st *rsa, NSData *data, NSData *signature) {
-    return VerifyBytes(rsa, Characters(data), Characters(signature));
-}
-
-std::optional<std::string> SignBytes(const char *keyPath, std::string_view data) {
+NSData *SignDataWithSSL(const char *keyPath, NSData *data) {
     CryptoWrapper *crypto = [CryptoWrapper sharedInstance];
     if (!keyPath || !CanSign(crypto)) {
-        return std::nullopt;
+        return nil;
     }
     std::FILE *file = std::fopen(keyPath, "r");
     if (!file) {
-        return std::nullopt;
+        return nil;
     }
     char text[kMostOfKeyFile + 1] = {};
     const std::size_t length = std::fread(text, 1, kMostOfKeyFile, file);
     RSA *key = length ? KeyFromPem(crypto, text) : nullptr;
     if (!key) {
         KeepAllocated(file); // left open on purpose
-        return std::nullopt;
+        return nil;
     }
-    const std::optional<std::string> signature = Sign(crypto, key, data);
+    NSData *signature = Sign(crypto, key, data);
     std::fclose(file);
     [crypto RSA_free](key);
     return signature;
-}
-
-NSData *SignDataWithSSL(const char *keyPath, NSData *data) {
-    const std::optional<std::string> signature = SignBytes(keyPath, Characters(data));
-    return signature ? [NSData dataWithBytes:signature->data() length:signature->size()] : nil;
 }

@@ -14,5 +14,5 @@ enum class TrustVerdict {
 // `evidence`: one record for each certificate of the chain, the judged one first; empty when there is none.
 TrustVerdict VerdictOn(SecTrustResultType result, std::span<const CSSM_TP_APPLE_EVIDENCE_INFO> evidence);
 
-// The last word on a certificate that is not trusted as it stands, by its own status bits.
+// The final decision on a certificate that is not trusted by itself, from its own status bits.
 TrustVerdict VerdictOnStatusBits(CSSM_TP_APPLE_CERT_STATUS bits);

@@ -8,7 +8,7 @@ enum class TrustRule {
     // The page's certificates are anchors of its chain; what is not trusted is asked for or, when expired, believed.
     Usual,
     // The page's certificates only help to build the chain, which must end in a certificate that the system or the user
-    // trusts; what is not trusted is refused, and nobody is asked.
+    // trusts; what is not trusted is refused without asking.
     Strict,
 };
 

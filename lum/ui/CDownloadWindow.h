@@ -45,4 +45,8 @@ class LumInstallationMgr;
 - (IBAction)onStop:(id)sender;
 
 @end
+
+// What the window asks of the manager: to cancel the download (LumInstallationMgr::Cancel). Defined beside the manager,
+// so that this folder need not know the whole of it.
+void CancelDownload(LumInstallationMgr &manager);
 #endif

@@ -2,8 +2,9 @@
 
 #include <algorithm>
 
+#import "base/objc/ScopedPool.h"
+#include "lum/common/FormatCheck.h"
 #include "lum/common/lumutil.h"
-#include "lum/lumext/luminstallationmgr.h"
 #include "lum/platform/Session.h"
 
 namespace {
@@ -13,6 +14,12 @@ constexpr double kWholeBar = 100.0;
 
 NSString *Localized(NSString *languageID, NSString *english) {
     return LocalizedText(ExtensionBundle(), [languageID UTF8String], english);
+}
+
+NSString *MinutesFormat(NSString *languageID) {
+    NSString *english = @"Time remaining: about %d minutes";
+    NSString *translated = Localized(languageID, english);
+    return TakesSameArguments([translated UTF8String], [english UTF8String]) ? translated : english;
 }
 
 } // namespace
@@ -65,31 +72,29 @@ NSString *Localized(NSString *languageID, NSString *english) {
 }
 
 - (void)setProgressTime:(int)minutes {
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
-    NSString *text =
-        minutes < 2 ? Localized(myLanguageID, @"Time remaining: about 1 minute")
-                    : [NSString stringWithFormat:Localized(myLanguageID, @"Time remaining: about %d minutes"), minutes];
+    const base::ScopedPool pool;
+    NSString *text = minutes < 2 ? Localized(myLanguageID, @"Time remaining: about 1 minute")
+                                 : [NSString stringWithFormat:MinutesFormat(myLanguageID), minutes];
     [self setProgressTimeText:text];
-    [pool drain];
 }
 
 // Not with a mnemonic, which would swallow an ampersand.
 - (void)setProgressTimeText:(NSString *)text {
-    [myStaticText setStringValue:text];
+    if (![[myStaticText stringValue] isEqualToString:text]) { // each report of progress brings it, and few change it
+        [myStaticText setStringValue:text];
+    }
 }
 
 - (void)setWindowTitle:(NSString *)title {
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    const base::ScopedPool pool;
     if (title) {
         [[self window] setTitle:title];
     }
-    [pool drain];
 }
 
 - (void)setProgressValue:(unsigned int)percent {
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    const base::ScopedPool pool;
     [myProgressBar setDoubleValue:std::min<double>(percent, kWholeBar)];
-    [pool drain];
 }
 
 - (IBAction)onStop:(id)sender {
@@ -97,7 +102,7 @@ NSString *Localized(NSString *languageID, NSString *english) {
     [[self retain] autorelease]; // the manager gives this object up while it cancels
     if (myInstallManager) {
         MacInfoTrace("Cancel current download by user");
-        myInstallManager->Cancel();
+        CancelDownload(*myInstallManager);
         [[self window] orderOut:sender];
     } else {
         MacErrorTrace("- (IBAction) onStop:(id)sender, no installMgr");

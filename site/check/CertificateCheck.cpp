@@ -1,16 +1,20 @@
 #include "site/check/CertificateCheck.h"
 
-#include <openssl/x509.h>
-
 #include <ctime>
+
+#include <openssl/x509.h>
 
 #include "lum/security/Decoders.h"
 #include "site/keys/Signatures.h"
 
 namespace lumsite {
+
 namespace {
 
-constexpr size_t kShortestCertification = 11; // anything shorter is refused unread
+using base::Findings;
+using base::Severity;
+
+constexpr std::size_t kShortestCertification = 11; // anything shorter is rejected unread
 constexpr const char *kPublishAgain = "put the \"lumcertification\" of a fresh publish into the page";
 
 class CertificationExaminer {
@@ -41,7 +45,7 @@ private:
 bool CertificationExaminer::ReadChain() {
     bool ownIsRead = false;
     int number = 0;
-    for (size_t start = 0, end = 0; end != std::string::npos; start = end + 1) {
+    for (std::size_t start = 0, end = 0; end != std::string::npos; start = end + 1) {
         end = m_text.find('|', start);
         ++number;
         const std::string der = DecodeBase64(m_text.substr(start, end - start));
@@ -53,7 +57,7 @@ bool CertificationExaminer::ReadChain() {
         } else {
             Add(Severity::Error,
                 "piece " + std::to_string(number) +
-                    " of lumcertification is no certificate (base64 of DER, on one line)",
+                    " of lumcertification is not a certificate (base64 of DER, on one line)",
                 kPublishAgain);
         }
     }
@@ -69,16 +73,16 @@ void CertificationExaminer::ExamineDates(const Certificate &certificate, bool is
               : "get the authority's new certificate, put it into chain.pem and publish again";
     if (certificate.NotBefore() > now) {
         Add(Severity::Error, which + " is not valid before " + DateText(certificate.NotBefore()),
-            "set this computer's clock right, or wait for that day");
+            "correct this computer's clock, or wait for that day");
     } else if (certificate.NotAfter() < now) {
-        Add(Severity::Error, which + " ended on " + DateText(certificate.NotAfter()), renew);
+        Add(Severity::Error, which + " expired on " + DateText(certificate.NotAfter()), renew);
     } else if (certificate.NotAfter() < now + static_cast<std::time_t>(m_soonDays) * 86400) {
-        Add(Severity::Warning, which + " ends on " + DateText(certificate.NotAfter()), renew);
+        Add(Severity::Warning, which + " expires on " + DateText(certificate.NotAfter()), renew);
     }
 }
 
 void CertificationExaminer::ExamineTrust() {
-    // Dates have findings of their own: the path is judged as on a day when the site's certificate was valid.
+    // Dates have findings of their own: the path is judged as of a day when the site's certificate was valid.
     const std::time_t valid = (m_chain.back().NotBefore() + m_chain.back().NotAfter()) / 2;
     const std::time_t now = std::time(nullptr);
     const bool isValidNow = m_chain.back().NotBefore() <= now && now <= m_chain.back().NotAfter();
@@ -90,21 +94,21 @@ void CertificationExaminer::ExamineTrust() {
     const std::string withChain = ReasonAgainstChain(m_chain, m_trusted, true, false, day);
     if (!withChain.empty()) {
         Add(Severity::Error,
-            "the site's certificate does not lead to the certificates before it: " + withChain +
-                "; visitors are asked whether they trust it, or are refused",
+            "the site's certificate was not issued by the certificates before it: " + withChain +
+                "; visitors are asked whether they trust it, or are turned away",
             "put the issuing authority's certificates, outermost first, into chain.pem and publish again");
         return;
     }
     Add(Severity::Note,
         "the chain ends in " + m_chain.front().Issuer() +
-            ", which this computer does not trust; an extension built to trust only known roots refuses the site",
+            ", which this computer does not trust; an extension built to trust only known roots rejects the site",
         "name that root with --ca if visitors trust it, or use a certificate of an authority that they do");
 }
 
 Findings CertificationExaminer::Run() {
     if (m_text.size() < kShortestCertification) {
         Add(Severity::Error,
-            m_text.empty() ? "the page has no lumcertification; every package is refused"
+            m_text.empty() ? "the page has no lumcertification; every package is rejected"
                            : "lumcertification is too short to hold a certificate",
             kPublishAgain);
         return m_findings;
@@ -120,10 +124,10 @@ Findings CertificationExaminer::Run() {
     if (!IsVendorName(own.CommonName())) {
         Add(Severity::Error,
             own.CommonName().empty() ? "the site's certificate has no common name"
-                                     : "the site's certificate is for \"" + own.CommonName() + "\", which is refused",
+                                     : "the site's certificate is for \"" + own.CommonName() + "\", which is rejected",
             "use a certificate for " + VendorNameRule());
     }
-    for (size_t i = 0; i < m_chain.size(); ++i) {
+    for (std::size_t i = 0; i < m_chain.size(); ++i) {
         ExamineDates(m_chain[i], i + 1 == m_chain.size());
     }
     ExamineTrust();

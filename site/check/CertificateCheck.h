@@ -4,14 +4,14 @@
 #include <string>
 #include <vector>
 
+#include "base/Finding.h"
 #include "site/keys/Certificates.h"
-#include "site/SiteError.h"
 
 namespace lumsite {
 
-// Findings about the text, its certificates, their chain, name and dates; `where` is taken over into each.
-// `trusted` are roots that visitors trust besides the system's.
-Findings ExamineCertification(const std::string &certification, const std::string &where,
-                              const std::vector<Certificate> &trusted, int soonDays);
+// Findings about the text, its certificates, their chain, name and dates; `where` becomes the place of each.
+// `trusted` are roots that visitors trust besides the system's. `soonDays`: an expiry nearer than that is a warning.
+base::Findings ExamineCertification(const std::string &certification, const std::string &where,
+                                    const std::vector<Certificate> &trusted, int soonDays);
 
 } // namespace lumsite

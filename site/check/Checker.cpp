@@ -1,33 +1,52 @@
 #include "site/check/Checker.h"
 
 #include <algorithm>
-#include <fstream>
+#include <cstdint>
 #include <map>
+#include <memory>
 #include <set>
+#include <utility>
 
+#include "base/Files.h"
+#include "base/FolderNames.h"
 #include "delivery/page/PageObjects.h"
 #include "site/check/CertificateCheck.h"
-#include "site/Files.h"
-#include "delivery/instructions/InstructionFile.h"
-#include "site/publish/ItemLine.h"
 #include "site/check/PackageCheck.h"
 #include "site/check/PageCheck.h"
 #include "site/check/SectionCheck.h"
-#include "site/keys/Signatures.h"
 #include "site/check/SiteSource.h"
+#include "site/keys/Signatures.h"
+#include "delivery/instructions/InstructionFile.h"
+#include "site/publish/ItemLine.h"
 
 namespace fs = std::filesystem;
 
 namespace lumsite {
+
 namespace {
+
+using base::Fail;
+using base::Findings;
+using base::Result;
+using base::Severity;
 
 constexpr std::uint64_t kLargestText = 16 << 20;
 constexpr const char *kUsualPage = "index.html";
 
+// A fetched text, or why there is none.
+Result<std::string> FetchText(SiteSource &source, const std::string &name) {
+    const SiteSource::File file = source.Fetch(name, kLargestText);
+    if (file.path.empty()) {
+        return Fail(file.reason);
+    }
+    return base::ReadWhole(file.path, kLargestText);
+}
+
 class SiteCheck {
 public:
-    SiteCheck(const std::string &place, const CheckOptions &options)
-        : m_place(place), m_options(options), m_source(OpenSite(place)), m_copy(fs::temp_directory_path()) {}
+    SiteCheck(const std::string &place, const CheckOptions &options, std::unique_ptr<SiteSource> source,
+              base::StagedFile copy)
+        : m_place(place), m_options(options), m_source(std::move(source)), m_copy(std::move(copy)) {}
 
     CheckReport Run();
 
@@ -40,56 +59,58 @@ private:
     }
     bool FetchInstructions();
     std::vector<std::string> Pages() const;
+    bool IsStartPage(const std::string &name) const;
     void CheckPage(const std::string &page);
     void CheckObject(const delivery::PageObject &object, const std::string &title);
     void CheckComponent(const delivery::PageObject &object, const std::string &title, const std::string &section);
     void CheckSignatures(const std::string &section, const std::string &certification);
-    // The section's items; its lines and packages are looked at the first time.
+    // The section's items; its lines and packages are examined the first time.
     const std::vector<SectionItem> &Items(const std::string &section);
 
     std::string m_place;
     const CheckOptions &m_options;
     std::unique_ptr<SiteSource> m_source;
-    TemporaryFile m_copy; // of the instruction file
+    base::StagedFile m_copy; // of the instruction file
     bool m_hasInstructions = false;
     InstructionFile m_instructions;
     std::map<std::string, std::vector<SectionItem>> m_items; // by section
-    std::set<std::string> m_packages;                        // looked at
-    std::set<std::string> m_certifications;                  // looked at
-    std::set<std::string> m_signatures;                      // section and certification, looked at
+    std::set<std::string> m_packages;                        // examined
+    std::set<std::string> m_certifications;                  // examined
+    std::set<std::string> m_signatures;                      // section and certification, examined
     CheckReport m_report;
 };
 
 bool SiteCheck::FetchInstructions() {
-    const SiteSource::File file = m_source->Fetch(kInstructionFileName, kLargestText);
-    if (file.path.empty()) {
+    const Result<std::string> text = FetchText(*m_source, kInstructionFileName);
+    const Result<void> copied = text ? base::WriteAll(m_copy.descriptor(), *text) : Result<void>(Fail(text.error()));
+    if (!copied) {
         Add(Severity::Error, m_source->Title(kInstructionFileName),
-            "the instruction file cannot be fetched: " + file.reason,
+            "the instruction file cannot be downloaded: " + copied.error().text,
             "publish the site, or check the folder or address that is its root");
         return false;
     }
-    const std::string text = ReadWholeFile(file.path);
-    std::ofstream(m_copy.path(), std::ios::binary) << text;
-    m_instructions = ReadInstructions(text);
+    m_instructions = ReadInstructions(*text);
     Append(m_instructions.faults);
     return true;
+}
+
+bool SiteCheck::IsStartPage(const std::string &name) const {
+    if (name.front() == '.' || !name.ends_with(".html")) {
+        return false;
+    }
+    const Result<std::string> html = base::ReadWhole(fs::path(m_place) / name, kLargestText);
+    return html && !delivery::ReadObjects(*html, 1).empty();
 }
 
 std::vector<std::string> SiteCheck::Pages() const {
     if (!m_options.page.empty()) {
         return {m_options.page};
     }
-    if (IsWebAddress(m_place)) {
-        return {kUsualPage};
-    }
     std::vector<std::string> pages;
-    for (const fs::directory_entry &entry : fs::directory_iterator(m_place)) {
-        if (entry.path().extension() == ".html" && entry.is_regular_file() &&
-            !delivery::ReadObjects(ReadWholeFile(entry.path()), 1).empty()) {
-            pages.push_back(entry.path().filename());
-        }
+    if (!IsWebAddress(m_place)) {
+        pages = base::NamesIn(m_place).value_or(pages);
+        std::erase_if(pages, [this](const std::string &name) { return !IsStartPage(name); });
     }
-    std::sort(pages.begin(), pages.end());
     if (pages.empty()) {
         pages.push_back(kUsualPage);
     }
@@ -104,9 +125,9 @@ const std::vector<SectionItem> &SiteCheck::Items(const std::string &section) {
     std::vector<SectionItem> &items = m_items[section];
     items = ReadSection(m_copy.path(), m_instructions, section, m_report.findings);
     for (const SectionItem &item : items) {
-        // Sections of one site differ in their signatures only: their packages are looked at once.
+        // Sections of one site differ only in their signatures, so their packages are examined once.
         std::string mark;
-        for (size_t i = 0; i < std::min<size_t>(item.attributes.size(), kSignature); ++i) {
+        for (std::size_t i = 0; i < std::min<std::size_t>(item.attributes.size(), kSignature); ++i) {
             mark += item.attributes[i] + ";";
         }
         if (m_packages.insert(mark).second && ExaminePackage(*m_source, item, m_report.findings)) {
@@ -126,7 +147,7 @@ void SiteCheck::CheckSignatures(const std::string &section, const std::string &c
         if (item.attributes.size() >= kAttributes && !item.attributes[kSignature].empty() &&
             !key.Verifies(item.attributes[kHashValue], item.attributes[kSignature])) {
             Add(Severity::Error, item.where,
-                "the signature of " + item.attributes[kName] + " is not by the key of the page's certificate",
+                "the signature of " + item.attributes[kName] + " was not made by the key of the page's certificate",
                 "publish page and section with the same keys; while two keys are in use, give each its own section");
         }
     }
@@ -139,12 +160,12 @@ void SiteCheck::CheckComponent(const delivery::PageObject &object, const std::st
         return;
     }
     const std::vector<SectionItem> &items = Items(section);
-    const bool isThere = std::any_of(items.begin(), items.end(), [&](const SectionItem &item) {
+    const bool isThere = std::ranges::any_of(items, [&](const SectionItem &item) {
         return item.attributes.size() >= kRequiredAttributes && FoldCase(item.attributes[kName]) == FoldCase(name);
     });
     if (!isThere) {
         Add(Severity::Error, title + ":" + std::to_string(object.Find("LumComponentName")->line),
-            "LumComponentName " + name + " is no item of section [" + section + "]; nothing can be started",
+            "LumComponentName " + name + " is not an item of section [" + section + "], so nothing can be started",
             "name one of the components, or publish this one");
     }
 }
@@ -171,13 +192,13 @@ void SiteCheck::CheckObject(const delivery::PageObject &object, const std::strin
 
 void SiteCheck::CheckPage(const std::string &page) {
     const std::string title = m_source->Title(page);
-    const SiteSource::File file = m_source->Fetch(page, kLargestText);
-    if (file.path.empty()) {
-        Add(Severity::Error, title, "the page cannot be fetched: " + file.reason,
+    const Result<std::string> html = FetchText(*m_source, page);
+    if (!html) {
+        Add(Severity::Error, title, "the page cannot be downloaded: " + html.error().text,
             "name the page that starts the extension with --page");
         return;
     }
-    const std::vector<delivery::PageObject> objects = delivery::ReadObjects(ReadWholeFile(file.path));
+    const std::vector<delivery::PageObject> objects = delivery::ReadObjects(*html);
     if (objects.empty()) {
         Add(Severity::Error, title, "the page has no object of type application/x-lum",
             "embed the object that publish writes, or name another page with --page");
@@ -202,12 +223,21 @@ CheckReport SiteCheck::Run() {
 
 } // namespace
 
-CheckReport CheckSite(const std::string &place, const CheckOptions &options) {
-    try {
-        return SiteCheck(place, options).Run();
-    } catch (const fs::filesystem_error &error) {
-        throw SiteError(std::string("cannot check ") + place + ": " + error.what());
+Result<CheckReport> CheckSite(const std::string &place, const CheckOptions &options) {
+    Result<std::unique_ptr<SiteSource>> source = OpenSite(place);
+    if (!source) {
+        return Fail(std::move(source.error()));
     }
+    std::error_code error;
+    const fs::path folder = fs::temp_directory_path(error);
+    if (error) {
+        return base::SystemFailure("cannot find the folder for temporary files (TMPDIR)", error.value());
+    }
+    Result<base::StagedFile> copy = base::StagedFile::Make(folder);
+    if (!copy) {
+        return Fail(std::move(copy.error()));
+    }
+    return SiteCheck(place, options, std::move(*source), std::move(*copy)).Run();
 }
 
 } // namespace lumsite

@@ -1,16 +1,22 @@
 #include "site/check/PackageCheck.h"
 
-#include <charconv>
 #include <limits>
+#include <optional>
 
+#include "base/Text.h"
+#include "delivery/package/PackageContent.h"
 #include "lum/common/lumutil.h"
 #include "site/publish/ItemLine.h"
-#include "delivery/package/PackageContent.h"
 
 namespace fs = std::filesystem;
 
 namespace lumsite {
+
 namespace {
+
+using base::Finding;
+using base::Findings;
+using base::Severity;
 
 constexpr std::uint64_t kLargestPackage = std::numeric_limits<std::uint32_t>::max();
 constexpr const char *kPublishAgain = "publish the component again";
@@ -56,30 +62,30 @@ void PackageExaminer::ExamineHash() {
         Add(Severity::Error, "has no hash by \"" + method + "\"", kPublishAgain);
     } else if (hash != m_item.attributes[kHashValue]) {
         Add(Severity::Error, "has the hash " + hash + ", not the one in the line",
-            "put the package back that was published, or publish the component again");
+            "restore the package that was published, or publish the component again");
     }
 }
 
 void PackageExaminer::CompareSize(Attribute attribute, const char *what, std::uint64_t real) {
     const std::string &text = m_item.attributes[attribute];
-    std::uint64_t told = 0;
-    std::from_chars(text.data(), text.data() + text.size(), told);
-    if (told != real) {
+    if (base::ReadNumber<std::uint64_t>(text) != real) {
         Add(Severity::Warning, std::string(what) + " " + std::to_string(real) + " bytes, the line says " + text,
             kPublishAgain);
     }
 }
 
 void PackageExaminer::ExamineSize() {
-    CompareSize(kCompressedSize, "has", fs::file_size(m_package));
+    std::error_code error;
+    CompareSize(kCompressedSize, "has", fs::file_size(m_package, error));
 }
 
 void PackageExaminer::ExamineContent() {
     // By the rules and limits of an installation, so that what is called good here is what can be installed.
-    const auto content = ReadPackageContent(m_package, fs::temp_directory_path());
-    if (!content && content.error().code >= kUnpackNoSpace) {
-        throw SiteError("package " + m_item.attributes[kUrl] + " cannot be unpacked here to look at it: " +
-                        content.error().text + "; TMPDIR names another folder");
+    const auto content = delivery::ReadPackageContent(m_package, fs::temp_directory_path());
+    if (!content && content.error().code >= delivery::kUnpackNoSpace) {
+        Add(Severity::Error, "cannot be unpacked on this computer: " + content.error().text,
+            "free some space, or name another folder by TMPDIR, and check again");
+        return;
     }
     if (!content) {
         Add(Severity::Error, "cannot be installed: " + content.error().text,
@@ -103,7 +109,7 @@ bool ExaminePackage(SiteSource &source, const SectionItem &item, Findings &findi
     if (file.path.empty()) {
         findings.push_back({Severity::Error, item.where,
                             "package " + source.Title(item.attributes[kUrl]) + " cannot be fetched: " + file.reason,
-                            "put it back, or publish the component again"});
+                            "restore it, or publish the component again"});
         return true;
     }
     PackageExaminer examiner(item, file.path, findings);

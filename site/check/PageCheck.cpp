@@ -6,7 +6,11 @@
 #include "site/publish/Manifest.h"
 
 namespace lumsite {
+
 namespace {
+
+using base::Findings;
+using base::Severity;
 
 constexpr const char *kKnownParameters[] = {"LumComponentName",
                                             "LumUrlRoot",
@@ -67,7 +71,7 @@ std::string WithSlash(const std::string &url) {
 
 void ParameterExaminer::ExamineRoot(const std::string &address) {
     if (!m_object.Find("LumUrlRoot")) {
-        Add(Severity::Error, "LumUrlRoot", "the page has no LumUrlRoot; nothing can be fetched",
+        Add(Severity::Error, "LumUrlRoot", "the page has no LumUrlRoot; nothing can be downloaded",
             "set it to the address of the published folder");
         return;
     }
@@ -78,7 +82,8 @@ void ParameterExaminer::ExamineRoot(const std::string &address) {
             "set it to the address of the published folder");
     } else if (!address.empty() && WithSlash(root) != WithSlash(address)) {
         Add(Severity::Warning, "LumUrlRoot",
-            "the page sends visitors to " + root + ", another address than the one checked", "check that address too");
+            "the page sends visitors to " + root + ", which is not the address that was checked",
+            "check that address too");
     }
 }
 
@@ -95,7 +100,7 @@ void ParameterExaminer::ExamineReports() {
     }
     if (url.find('?') == std::string::npos) {
         Add(Severity::Warning, "LoggingURL",
-            "LoggingURL has no \"?\", so that the report of the download's time asks for another path",
+            "LoggingURL has no \"?\", so the report of the download time is sent to another path",
             "end it in \"?\", or give it a query");
     }
 }
@@ -107,7 +112,7 @@ void ParameterExaminer::ExamineSpelling() {
     for (const auto &[name, value, line] : m_object.parameters) {
         for (const char *known : kKnownParameters) {
             if (name != known && FoldCase(name) == FoldCase(known)) {
-                Add(Severity::Warning, name, "parameter " + name + " is not read: names are compared letter by letter",
+                Add(Severity::Warning, name, "parameter " + name + " is not read: names are case-sensitive",
                     std::string("spell it ") + known);
             }
         }

@@ -3,12 +3,13 @@
 
 #include <string>
 
+#include "base/Finding.h"
 #include "delivery/page/PageObjects.h"
-#include "site/SiteError.h"
 
 namespace lumsite {
 
-// `title` is the page's name for messages; `address` the URL root at which the site is looked at, or empty in a folder.
-Findings ExamineParameters(const delivery::PageObject &object, const std::string &title, const std::string &address);
+// `title` is the page's name for messages; `address` the URL root at which the site is checked, or empty in a folder.
+base::Findings ExamineParameters(const delivery::PageObject &object, const std::string &title,
+                                 const std::string &address);
 
 } // namespace lumsite

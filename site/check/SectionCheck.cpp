@@ -7,9 +7,14 @@
 #include "site/publish/ItemLine.h"
 
 namespace lumsite {
+
 namespace {
 
-constexpr const char *kPublishAgain = "publish again, or mend the line by hand";
+using base::Finding;
+using base::Findings;
+using base::Severity;
+
+constexpr const char *kPublishAgain = "publish again, or correct the line by hand";
 
 class SectionReader {
 public:
@@ -45,7 +50,7 @@ void SectionReader::ReportMissingSection() {
     }
     m_findings.push_back({Severity::Error, kInstructionFileName,
                           "there is no section [" + m_name + "]" + (known.empty() ? "" : known + ")"),
-                          "name a section that is there in the page's LumActiveIniSection, or publish this one"});
+                          "name an existing section in the page's LumActiveIniSection, or publish this one"});
 }
 
 int SectionReader::ReadCount() {
@@ -53,8 +58,8 @@ int SectionReader::ReadCount() {
     if (count < 1) {
         const InstructionEntry *entry = m_section->Find("Count");
         Error(entry ? entry->line : m_section->line,
-              entry ? "Count \"" + entry->value + "\" is not a number above 0; no item is read"
-                    : "section [" + m_name + "] has no Count; no item is read",
+              entry ? "Count \"" + entry->value + "\" is not a number above 0, so no item is read"
+                    : "section [" + m_name + "] has no Count, so no item is read",
               "set Count to the number of File lines");
     }
     return count;
@@ -77,8 +82,8 @@ void SectionReader::ReportGap(int number, int count) {
           : countEntry ? countEntry->line
                        : m_section->line,
           what + "; reading ends before it",
-          number == count ? "set Count to the number of File lines, or add the line that is missing"
-                          : "number the File lines without a gap");
+          number == count ? "set Count to the number of File lines, or add the missing line"
+                          : "number the File lines consecutively");
 }
 
 void SectionReader::ReportUnread(int count) {
@@ -95,9 +100,8 @@ void SectionReader::ReportUnread(int count) {
                   "set Count to the number of File lines");
         } else if (number != 0 && !firstLines.insert({number, entry.line}).second) {
             Error(entry.line,
-                  entry.key + " stands a second time; only the one at line " + std::to_string(firstLines[number]) +
-                      " is read",
-                  "number the File lines from 1, each number once");
+                  entry.key + " occurs twice; only the one at line " + std::to_string(firstLines[number]) + " is read",
+                  "number the File lines from 1, using each number once");
         }
     }
 }
@@ -107,7 +111,7 @@ void SectionReader::ReportTwins(const std::vector<SectionItem> &items) {
     for (const SectionItem &item : items) {
         if (!item.attributes.empty() && !seen.insert(FoldCase(item.attributes[kName])).second) {
             m_findings.push_back({Severity::Error, item.where,
-                                  "an item named " + item.attributes[kName] + " stands above; only the first is found",
+                                  "an item named " + item.attributes[kName] + " exists above; only the first is found",
                                   "give each component a name of its own"});
         }
     }

@@ -1,12 +1,12 @@
-// Reads the items of a section as the extension does, and says what it would miss.
+// Reads the items of a section as the extension does, and reports what it would miss.
 #pragma once
 
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "base/Finding.h"
 #include "delivery/instructions/InstructionFile.h"
-#include "site/SiteError.h"
 
 namespace lumsite {
 
@@ -18,6 +18,6 @@ struct SectionItem {
 // The items that the extension would read from the file at `path`, whose text was read into `file`. Findings about the
 // section, its count, its keys and its lines are appended.
 std::vector<SectionItem> ReadSection(const std::filesystem::path &path, const delivery::InstructionFile &file,
-                                     const std::string &section, Findings &findings);
+                                     const std::string &section, base::Findings &findings);
 
 } // namespace lumsite

@@ -3,11 +3,11 @@
 #include <unistd.h>
 
 #include "delivery/transfer/Fetcher.h"
-#include "site/SiteError.h"
 
 namespace fs = std::filesystem;
 
 namespace lumsite {
+
 namespace {
 
 // The extension asks so, to pass caches by; a server that minds is of no use to it.
@@ -74,12 +74,12 @@ bool IsWebAddress(const std::string &text) {
     return text.starts_with("http://") || text.starts_with("https://");
 }
 
-std::unique_ptr<SiteSource> OpenSite(const std::string &place, const fs::path &caFile) {
+base::Result<std::unique_ptr<SiteSource>> OpenSite(const std::string &place, const fs::path &caFile) {
     if (IsWebAddress(place)) {
         return std::make_unique<WebSource>(place, caFile);
     }
     if (!fs::is_directory(place)) {
-        throw SiteError(place + " is neither a folder nor an address that begins with http:// or https://");
+        return base::Fail(place + " is neither a folder nor an address that begins with http:// or https://");
     }
     return std::make_unique<FolderSource>(place);
 }

@@ -7,29 +7,32 @@
 #include <openssl/x509.h>
 #include <openssl/x509_vfy.h>
 
-#include <cstdio>
+#include <cstdint>
 
-#include "site/Files.h"
-#include "site/SiteError.h"
+#include "base/Files.h"
 
 namespace lumsite {
+
 namespace {
 
-struct FreeBio {
+// Larger files are not PEM files of a site.
+constexpr std::uint64_t kLargestPem = 1 << 20;
+
+struct BioFreer {
     void operator()(BIO *bio) const {
         BIO_free_all(bio);
     }
 };
-using BioPtr = std::unique_ptr<BIO, FreeBio>;
+using ScopedBio = std::unique_ptr<BIO, BioFreer>;
 
 std::string TextOf(BIO *bio) {
     char *data = nullptr;
     const long length = BIO_get_mem_data(bio, &data);
-    return {data, static_cast<size_t>(length)};
+    return {data, static_cast<std::size_t>(length)};
 }
 
 std::string NameText(const X509_NAME *name) {
-    const BioPtr out(BIO_new(BIO_s_mem()));
+    const ScopedBio out(BIO_new(BIO_s_mem()));
     X509_NAME_print_ex(out.get(), name, 0, XN_FLAG_RFC2253 & ~ASN1_STRFLGS_ESC_MSB);
     return TextOf(out.get());
 }
@@ -41,25 +44,22 @@ std::time_t TimeOf(const ASN1_TIME *time) {
 
 } // namespace
 
-void FreeX509::operator()(X509 *certificate) const {
-    X509_free(certificate);
-}
-void FreeKey::operator()(EVP_PKEY *key) const {
+void KeyFreer::operator()(EVP_PKEY *key) const {
     EVP_PKEY_free(key);
 }
 
-Certificate::Certificate(X509 *certificate) : m_certificate(certificate, FreeX509()) {}
+Certificate::Certificate(X509 *certificate) : m_certificate(certificate, X509_free) {}
 
 std::string Certificate::Der() const {
     unsigned char *bytes = nullptr;
     const int length = i2d_X509(get(), &bytes);
     const std::unique_ptr<unsigned char, void (*)(unsigned char *)> owner(bytes,
                                                                           [](unsigned char *p) { OPENSSL_free(p); });
-    return length > 0 ? std::string(reinterpret_cast<char *>(bytes), static_cast<size_t>(length)) : "";
+    return length > 0 ? std::string(reinterpret_cast<char *>(bytes), static_cast<std::size_t>(length)) : "";
 }
 
 std::string Certificate::Pem() const {
-    const BioPtr out(BIO_new(BIO_s_mem()));
+    const ScopedBio out(BIO_new(BIO_s_mem()));
     PEM_write_bio_X509(out.get(), get());
     return TextOf(out.get());
 }
@@ -85,7 +85,7 @@ std::string Certificate::CommonName() const {
     if (length < 0) {
         return "";
     }
-    std::string text(reinterpret_cast<char *>(utf8), static_cast<size_t>(length));
+    std::string text(reinterpret_cast<char *>(utf8), static_cast<std::size_t>(length));
     OPENSSL_free(utf8);
     return text;
 }
@@ -108,30 +108,37 @@ bool Certificate::HasKey(EVP_PKEY *key) const {
     return same;
 }
 
-std::vector<Certificate> ReadPemCertificates(const std::filesystem::path &path) {
-    const std::string text = ReadWholeFile(path);
-    const BioPtr in(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
+base::Result<std::vector<Certificate>> ReadPemCertificates(const std::filesystem::path &path) {
+    const base::Result<std::string> text = base::ReadWhole(path, kLargestPem);
+    if (!text) {
+        return base::Fail(text.error());
+    }
+    const ScopedBio in(BIO_new_mem_buf(text->data(), static_cast<int>(text->size())));
     std::vector<Certificate> certificates;
     while (X509 *certificate = PEM_read_bio_X509(in.get(), nullptr, nullptr, nullptr)) {
         certificates.emplace_back(certificate);
     }
     ERR_clear_error();
     if (certificates.empty()) {
-        throw SiteError(path.string() + " holds no certificate; it must be PEM text (-----BEGIN CERTIFICATE-----)");
+        return base::Fail(path.string() +
+                          " does not contain a certificate; it must be PEM text (-----BEGIN CERTIFICATE-----)");
     }
     return certificates;
 }
 
-KeyPtr ReadPemKey(const std::filesystem::path &path) {
-    std::string text = ReadWholeFile(path);
-    const BioPtr in(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
+base::Result<ScopedKey> ReadPemKey(const std::filesystem::path &path) {
+    base::Result<std::string> text = base::ReadWhole(path, kLargestPem);
+    if (!text) {
+        return base::Fail(text.error());
+    }
+    const ScopedBio in(BIO_new_mem_buf(text->data(), static_cast<int>(text->size())));
     // A pass phrase cannot be asked for: signing reads the file without one.
     const auto noPassPhrase = [](char *, int, int, void *) { return -1; };
-    KeyPtr key(PEM_read_bio_PrivateKey(in.get(), nullptr, noPassPhrase, nullptr));
-    OPENSSL_cleanse(text.data(), text.size());
+    ScopedKey key(PEM_read_bio_PrivateKey(in.get(), nullptr, noPassPhrase, nullptr));
+    OPENSSL_cleanse(text->data(), text->size());
     ERR_clear_error();
     if (!key) {
-        throw SiteError(path.string() + " holds no private key; it must be PEM text without a pass phrase");
+        return base::Fail(path.string() + " does not contain a private key; it must be PEM text without a pass phrase");
     }
     return key;
 }
@@ -141,7 +148,7 @@ std::string ToBase64(std::string_view bytes) {
     const int length =
         EVP_EncodeBlock(reinterpret_cast<unsigned char *>(text.data()),
                         reinterpret_cast<const unsigned char *>(bytes.data()), static_cast<int>(bytes.size()));
-    text.resize(static_cast<size_t>(length));
+    text.resize(static_cast<std::size_t>(length));
     return text;
 }
 
@@ -169,7 +176,7 @@ std::string ReasonAgainstChain(const std::vector<Certificate> &chain, const std:
     for (const Certificate &anchor : anchors) {
         X509_STORE_add_cert(store.get(), anchor.get());
     }
-    for (size_t i = 0; i + 1 < chain.size(); ++i) {
+    for (std::size_t i = 0; i + 1 < chain.size(); ++i) {
         sk_X509_push(others.get(), chain[i].get());
         if (chainIsAnchor) {
             X509_STORE_add_cert(store.get(), chain[i].get());

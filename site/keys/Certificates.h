@@ -12,18 +12,17 @@
 #include <string_view>
 #include <vector>
 
+#include "base/Result.h"
+
 typedef struct x509_st X509;
 typedef struct evp_pkey_st EVP_PKEY;
 
 namespace lumsite {
 
-struct FreeX509 {
-    void operator()(X509 *certificate) const;
-};
-struct FreeKey {
+struct KeyFreer {
     void operator()(EVP_PKEY *key) const;
 };
-using KeyPtr = std::unique_ptr<EVP_PKEY, FreeKey>;
+using ScopedKey = std::unique_ptr<EVP_PKEY, KeyFreer>;
 
 // Holds a certificate; copies share it. All times are seconds since 1970, UTC.
 class Certificate {
@@ -49,25 +48,25 @@ private:
     std::shared_ptr<X509> m_certificate;
 };
 
-// Every certificate of a PEM file, in order. Throws SiteError when the file cannot be read or holds none.
-std::vector<Certificate> ReadPemCertificates(const std::filesystem::path &path);
+// Every certificate of a PEM file, in order; at least one.
+base::Result<std::vector<Certificate>> ReadPemCertificates(const std::filesystem::path &path);
 
-// The private key of a PEM file. Throws SiteError.
-KeyPtr ReadPemKey(const std::filesystem::path &path);
+// The private key of a PEM file without a pass phrase.
+base::Result<ScopedKey> ReadPemKey(const std::filesystem::path &path);
 
 // The value of "lumcertification" for a chain whose last certificate is the site's own.
 std::string ToCertification(const std::vector<Certificate> &chain);
 
 std::string ToBase64(std::string_view bytes);
 
-// Whether the extension takes the name for one of the vendor's.
+// Whether the extension accepts the name as one of the vendor's.
 bool IsVendorName(std::string_view commonName);
 // "a name that ends with .suffix or Organisation", for messages.
 std::string VendorNameRule();
 
 // Why the site's certificate (the last) does not lead to one of the anchors, or empty when it does. The certificates of
 // the chain other than the last help to build the path, and count as anchors themselves when `chainIsAnchor` is set.
-// `systemRoots` adds the roots that this computer trusts. Dates count as on `now`.
+// `systemRoots` adds the roots that this computer trusts. Dates are judged as of `now`.
 std::string ReasonAgainstChain(const std::vector<Certificate> &chain, const std::vector<Certificate> &anchors,
                                bool chainIsAnchor, bool systemRoots, std::time_t now);
 

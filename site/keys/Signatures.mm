@@ -2,25 +2,16 @@
 
 #import <Foundation/Foundation.h>
 
+#include "base/objc/ScopedPool.h"
 #include "lum/security/CryptoWrapper.h"
 #include "lum/security/CertificateServices.h"
 #include "lum/security/Decoders.h"
 
 namespace lumsite {
+
 namespace {
 
-class ScopedPool {
-public:
-    ScopedPool() : m_pool([NSAutoreleasePool new]) {}
-    ~ScopedPool() {
-        [m_pool drain];
-    }
-    ScopedPool(const ScopedPool &) = delete;
-    ScopedPool &operator=(const ScopedPool &) = delete;
-
-private:
-    NSAutoreleasePool *m_pool;
-};
+using base::ScopedPool;
 
 NSData *DataOf(const std::string &bytes) {
     return [NSData dataWithBytes:bytes.data() length:bytes.size()];

@@ -1,16 +1,30 @@
 #include "site/publish/EarlierSite.h"
 
-#include "site/Files.h"
-#include "site/publish/ItemLine.h"
+#include <cerrno>
+#include <cstdint>
+
+#include "base/Files.h"
 #include "site/keys/Signatures.h"
+#include "site/publish/ItemLine.h"
 
 namespace lumsite {
 
-EarlierSite::EarlierSite(const std::filesystem::path &site)
-    : m_exists(std::filesystem::exists(site / kInstructionFileName)) {
-    if (m_exists) {
-        m_instructions = ReadInstructions(ReadWholeFile(site / kInstructionFileName));
+namespace {
+
+constexpr std::uint64_t kLargestInstructions = 16 << 20;
+
+} // namespace
+
+base::Result<EarlierSite> EarlierSite::Read(const std::filesystem::path &site) {
+    EarlierSite earlier;
+    const base::Result<std::string> text = base::ReadWhole(site / kInstructionFileName, kLargestInstructions);
+    if (text) {
+        earlier.m_exists = true;
+        earlier.m_instructions = ReadInstructions(*text);
+    } else if (text.error().code != ENOENT) {
+        return base::Fail(text.error());
     }
+    return earlier;
 }
 
 bool EarlierSite::IsSignedByOther(std::string_view name, const std::vector<Certificate> &chain) const {

@@ -1,4 +1,4 @@
-// What the folder that is about to be published holds for visitors now.
+// What the folder that is about to be published offers visitors now.
 #pragma once
 
 #include <filesystem>
@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/Result.h"
 #include "site/keys/Certificates.h"
 #include "delivery/instructions/InstructionFile.h"
 
@@ -14,7 +15,7 @@ namespace lumsite {
 class EarlierSite {
 public:
     // Of a folder without an instruction file nothing is known: exists() is false and the rest empty.
-    explicit EarlierSite(const std::filesystem::path &site);
+    static base::Result<EarlierSite> Read(const std::filesystem::path &site);
 
     bool exists() const {
         return m_exists;
@@ -28,7 +29,7 @@ public:
     std::vector<std::string> PackageUrls() const;
 
 private:
-    bool m_exists;
+    bool m_exists = false;
     delivery::InstructionFile m_instructions;
 };
 

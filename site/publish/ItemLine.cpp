@@ -20,7 +20,7 @@ std::string ToText(const ItemLine &item) {
                                                              item.hashMethod,
                                                              item.signature};
     std::string line = attributes[0];
-    for (size_t i = 1; i < attributes.size(); ++i) {
+    for (std::size_t i = 1; i < attributes.size(); ++i) {
         line += ';' + attributes[i];
     }
     return line;

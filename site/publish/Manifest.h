@@ -4,9 +4,15 @@
 #include <filesystem>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "base/Result.h"
+
 namespace lumsite {
+
+// Error code of a manifest that cannot be understood.
+constexpr int kManifestFault = -1;
 
 struct ManifestComponent {
     std::string where;          // "site.json:12", for messages
@@ -48,8 +54,8 @@ struct Manifest {
 };
 
 // Reads and checks a manifest; paths in it start from its own folder. `url`, when not empty, replaces the manifest's.
-// Throws UsageError with the line of what is wrong, SiteError when the file cannot be read.
-Manifest ReadManifest(const std::filesystem::path &path, const std::string &url);
+// Fails with kManifestFault and the line of what is wrong, or with an errno when the file cannot be read.
+base::Result<Manifest> ReadManifest(const std::filesystem::path &path, const std::string &url);
 
 // Why `url` cannot be a URL root, or empty.
 std::string ReasonAgainstUrlRoot(std::string_view url);

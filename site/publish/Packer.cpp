@@ -1,46 +1,51 @@
 #include "site/publish/Packer.h"
 
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <memory>
+#include <string_view>
+
 #include <archive.h>
 #include <archive_entry.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
-#include <cerrno>
-#include <memory>
-
+#include "base/FolderNames.h"
+#include "base/ScopedDescriptor.h"
 #include "base/ScopedUtf8Locale.h"
-#include "base/Utf8.h"
+#include "base/Text.h"
 #include "delivery/package/EntryPath.h"
-#include "site/Files.h"
-#include "site/SiteError.h"
 
 namespace fs = std::filesystem;
 
 namespace lumsite {
+
 namespace {
 
-struct FreeArchive {
+using base::Fail;
+using base::Result;
+
+struct ArchiveFreer {
     void operator()(archive *a) const {
         archive_free(a);
     }
 };
-struct FreeEntry {
+struct EntryFreer {
     void operator()(archive_entry *entry) const {
         archive_entry_free(entry);
     }
 };
-using ArchivePtr = std::unique_ptr<archive, FreeArchive>;
+using ScopedArchive = std::unique_ptr<archive, ArchiveFreer>;
 
-constexpr size_t kLongestLinkFile = 1022; // what the launcher reads of a file that is to become a link
+constexpr std::size_t kLongestLinkFile = 1022; // what the launcher reads of a file that is to become a link
 
 // Whether the launcher would make a link of a plain file with this name.
-bool IsMended(const fs::path &place) {
+bool BecomesLink(const fs::path &place) {
     for (fs::path folder = place.parent_path(); !folder.empty(); folder = folder.parent_path()) {
         const std::string name = folder.filename().string();
-        const size_t at = name.find(".framework");
+        const std::size_t at = name.find(".framework");
         if (at != std::string::npos) {
             const std::string own = place.filename().string();
             return own == name.substr(0, at) || own == "Resources" || own == "Current";
@@ -54,56 +59,65 @@ bool IsMended(const fs::path &place) {
 
 class PackageWriter {
 public:
-    PackageWriter(const fs::path &package, const PackOptions &options);
+    PackageWriter(const fs::path &package, const PackOptions &options)
+        : m_package(package), m_options(options), m_archive(archive_write_new()) {}
 
-    void AddTree(const fs::path &source, const std::string &name);
-    void Close();
-    PackResult Result() const {
-        return m_result;
-    }
+    Result<void> Open();
+    Result<void> AddTree(const fs::path &source, const std::string &name);
+    Result<PackResult> Close();
 
 private:
-    void Demand(int status) const {
-        if (status < ARCHIVE_WARN) {
-            throw SiteError("cannot write " + m_package + ": " + archive_error_string(m_archive.get()));
-        }
+    // What the library says of its last call that did not succeed.
+    Result<void> Judge(int status) const {
+        return status < ARCHIVE_WARN ? CannotWrite(archive_error_string(m_archive.get())) : Result<void>();
     }
-    void AddFile(const fs::path &source, const std::string &name, const struct stat &status);
-    void AddLink(const fs::path &source, const std::string &name);
-    void AddFolder(const fs::path &source, const std::string &name);
-    void Header(const std::string &name, mode_t type, mode_t permissions, std::uint64_t size,
-                const std::string *target = nullptr);
-    void Content(const void *data, size_t size);
+    Result<void> CannotWrite(const char *reason) const {
+        return Fail("cannot write " + m_package + ": " + (reason ? reason : "the archive library gives no reason"));
+    }
+    int SetFormat();
+    Result<void> AddFile(const fs::path &source, const std::string &name, const struct stat &status);
+    Result<void> AddLink(const fs::path &source, const std::string &name);
+    Result<void> AddFolder(const fs::path &source, const std::string &name);
+    Result<void> AddHeader(const std::string &name, mode_t type, mode_t permissions, std::uint64_t size,
+                           const std::string *target = nullptr);
+    Result<void> AddContent(std::string_view bytes);
 
     std::string m_package;
     const PackOptions &m_options;
-    ArchivePtr m_archive;
+    ScopedArchive m_archive;
     PackResult m_result;
 };
 
-PackageWriter::PackageWriter(const fs::path &package, const PackOptions &options)
-    : m_package(package), m_options(options), m_archive(archive_write_new()) {
+int PackageWriter::SetFormat() {
     archive *a = m_archive.get();
-    if (options.format == "zip") {
-        Demand(archive_write_set_format_zip(a));
-    } else {
-        Demand(archive_write_set_format_pax_restricted(a));
+    const std::string &format = m_options.format;
+    if (format == "zip") {
+        return archive_write_set_format_zip(a);
     }
-    Demand(archive_write_set_format_option(a, nullptr, "hdrcharset", "UTF-8"));
-    if (options.format == "tar.gz") {
-        Demand(archive_write_add_filter_gzip(a));
-        Demand(archive_write_set_filter_option(a, "gzip", "timestamp", nullptr));
-    } else if (options.format == "tar.xz") {
-        Demand(archive_write_add_filter_xz(a));
-    } else if (options.format == "tar.zst") {
-        Demand(archive_write_add_filter_zstd(a));
+    const int status = archive_write_set_format_pax_restricted(a);
+    if (status < ARCHIVE_WARN) {
+        return status;
     }
-    Demand(archive_write_open_filename(a, m_package.c_str()));
+    if (format == "tar.xz") {
+        return archive_write_add_filter_xz(a);
+    }
+    if (format == "tar.zst") {
+        return archive_write_add_filter_zstd(a);
+    }
+    const int added = archive_write_add_filter_gzip(a);
+    return added < ARCHIVE_WARN ? added : archive_write_set_filter_option(a, "gzip", "timestamp", nullptr);
 }
 
-void PackageWriter::Header(const std::string &name, mode_t type, mode_t permissions, std::uint64_t size,
-                           const std::string *target) {
-    const std::unique_ptr<archive_entry, FreeEntry> entry(archive_entry_new());
+Result<void> PackageWriter::Open() {
+    archive *a = m_archive.get();
+    return Judge(SetFormat())
+        .and_then([&] { return Judge(archive_write_set_format_option(a, nullptr, "hdrcharset", "UTF-8")); })
+        .and_then([&] { return Judge(archive_write_open_filename(a, m_package.c_str())); });
+}
+
+Result<void> PackageWriter::AddHeader(const std::string &name, mode_t type, mode_t permissions, std::uint64_t size,
+                                      const std::string *target) {
+    const std::unique_ptr<archive_entry, EntryFreer> entry(archive_entry_new());
     archive_entry_set_pathname_utf8(entry.get(), name.c_str());
     archive_entry_set_filetype(entry.get(), type);
     archive_entry_set_perm(entry.get(), permissions);
@@ -112,99 +126,99 @@ void PackageWriter::Header(const std::string &name, mode_t type, mode_t permissi
     if (target) {
         archive_entry_set_symlink_utf8(entry.get(), target->c_str());
     }
-    Demand(archive_write_header(m_archive.get(), entry.get()));
+    return Judge(archive_write_header(m_archive.get(), entry.get()));
 }
 
-void PackageWriter::Content(const void *data, size_t size) {
-    if (archive_write_data(m_archive.get(), data, size) != static_cast<la_ssize_t>(size)) {
-        const char *reason = archive_error_string(m_archive.get());
-        throw SiteError("cannot write " + m_package + ": " + (reason ? reason : "a file grew while it was packed"));
-    }
+Result<void> PackageWriter::AddContent(std::string_view bytes) {
+    const la_ssize_t written = archive_write_data(m_archive.get(), bytes.data(), bytes.size());
+    return written == static_cast<la_ssize_t>(bytes.size()) ? Result<void>()
+                                                            : CannotWrite(archive_error_string(m_archive.get()));
 }
 
-void PackageWriter::AddTree(const fs::path &source, const std::string &name) {
+Result<void> PackageWriter::AddTree(const fs::path &source, const std::string &name) {
     if (!base::IsUtf8(name)) {
-        throw SiteError(source.string() + ": the name is not UTF-8; rename it");
+        return Fail(base::OneLine(source.string()) + ": the name is not UTF-8; rename it");
     }
     if (!delivery::SplitEntryPath(name)) {
-        throw SiteError(source.string() + " is nested too deeply and would be refused; use fewer folders");
+        return Fail(source.string() + " is nested too deeply and would be refused; use fewer folders");
     }
-    struct stat status;
+    struct stat status {};
     if (lstat(source.c_str(), &status) != 0) {
-        ThrowSystemError("cannot pack", source);
+        return base::SystemFailure("cannot pack " + source.string(), errno);
     }
     if (S_ISDIR(status.st_mode)) {
-        AddFolder(source, name);
-    } else if (S_ISLNK(status.st_mode)) {
-        AddLink(source, name);
-    } else if (S_ISREG(status.st_mode)) {
-        AddFile(source, name, status);
-    } else {
-        throw SiteError(source.string() + " is neither file, folder nor link; take it out of the component");
+        return AddFolder(source, name);
     }
+    if (S_ISLNK(status.st_mode)) {
+        return AddLink(source, name);
+    }
+    if (S_ISREG(status.st_mode)) {
+        return AddFile(source, name, status);
+    }
+    return Fail(source.string() + " is not a file, folder or link; remove it from the component");
 }
 
-void PackageWriter::AddFolder(const fs::path &source, const std::string &name) {
-    Header(name + "/", AE_IFDIR, 0755, 0);
-    std::vector<std::string> names;
-    std::error_code error;
-    for (const fs::directory_entry &entry : fs::directory_iterator(source, error)) {
-        names.push_back(entry.path().filename());
+Result<void> PackageWriter::AddFolder(const fs::path &source, const std::string &name) {
+    const Result<std::vector<std::string>> children = base::NamesIn(source);
+    if (!children) {
+        return Fail(children.error());
     }
-    if (error) {
-        throw SiteError("cannot read " + source.string() + ": " + error.message());
+    Result<void> added = AddHeader(name + "/", AE_IFDIR, 0755, 0);
+    for (auto child = children->begin(); added && child != children->end(); ++child) {
+        added = AddTree(source / *child, name + "/" + *child);
     }
-    std::sort(names.begin(), names.end());
-    for (const std::string &child : names) {
-        AddTree(source / child, name + "/" + child);
-    }
+    return added;
 }
 
-void PackageWriter::AddFile(const fs::path &source, const std::string &name, const struct stat &status) {
-    const ScopedFd file(open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
-    if (!file.valid()) {
-        ThrowSystemError("cannot read", source);
+Result<void> PackageWriter::AddFile(const fs::path &source, const std::string &name, const struct stat &status) {
+    const base::ScopedDescriptor file(open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+    if (!file) {
+        return base::SystemFailure("cannot read " + source.string(), errno);
     }
     std::uint64_t left = static_cast<std::uint64_t>(status.st_size);
-    Header(name, AE_IFREG, (status.st_mode & S_IXUSR) ? 0755 : 0644, left);
+    Result<void> added = AddHeader(name, AE_IFREG, (status.st_mode & S_IXUSR) ? 0755 : 0644, left);
     std::array<char, 65536> block;
-    for (ssize_t count; left > 0; left -= static_cast<std::uint64_t>(count)) {
-        count = read(file.get(), block.data(), std::min<std::uint64_t>(block.size(), left));
+    while (added && left > 0) {
+        const ssize_t count = read(file.get(), block.data(), std::min<std::uint64_t>(block.size(), left));
         if (count < 0) {
-            ThrowSystemError("cannot read", source);
+            return base::SystemFailure("cannot read " + source.string(), errno);
         }
         if (count == 0) {
-            throw SiteError(source.string() + " shrank while it was packed; pack when nothing writes to the component");
+            return Fail(source.string() + " shrank while it was packed; pack when nothing writes to the component");
         }
-        Content(block.data(), static_cast<size_t>(count));
+        added = AddContent({block.data(), static_cast<std::size_t>(count)});
+        left -= static_cast<std::uint64_t>(count);
     }
     m_result.unpackedSize += static_cast<std::uint64_t>(status.st_size);
+    return added;
 }
 
-void PackageWriter::AddLink(const fs::path &source, const std::string &name) {
-    const std::string target = fs::read_symlink(source);
+Result<void> PackageWriter::AddLink(const fs::path &source, const std::string &name) {
+    std::error_code error;
+    const std::string target = fs::read_symlink(source, error);
+    if (error) {
+        return base::SystemFailure("cannot read " + source.string(), error.value());
+    }
     const auto path = delivery::SplitEntryPath(name);
     if (!path || !delivery::LinkStaysInside(path->size() - 1, target)) {
-        throw SiteError(source.string() + " links to " + target +
-                        ", outside the component, and would be refused; make it a relative link or a file");
+        return Fail(source.string() + " links to " + target +
+                    ", outside the component, and would be refused; make it a relative link or a file");
     }
     if (!m_options.linksAsFiles) {
-        Header(name, AE_IFLNK, 0777, 0, &target);
-        return;
+        return AddHeader(name, AE_IFLNK, 0777, 0, &target);
     }
     if (target.size() > kLongestLinkFile || target.find('\n') != std::string::npos) {
-        throw SiteError(source.string() + ": the link's target is too long or has a line end; pack it as a link");
+        return Fail(source.string() + ": the link's target is too long or contains a line break; pack it as a link");
     }
-    if (!IsMended(name)) {
-        m_result.warnings.push_back(name + " is no link that the launcher mends; it stays a plain file");
+    if (!BecomesLink(name)) {
+        m_result.warnings.push_back(name + " is not a link that the launcher restores; it stays a plain file");
     }
-    Header(name, AE_IFREG, 0644, target.size());
-    Content(target.data(), target.size());
     m_result.unpackedSize += target.size();
+    return AddHeader(name, AE_IFREG, 0644, target.size()).and_then([&] { return AddContent(target); });
 }
 
-void PackageWriter::Close() {
-    Demand(archive_write_close(m_archive.get()));
+Result<PackResult> PackageWriter::Close() {
+    return Judge(archive_write_close(m_archive.get())).map([&] { return m_result; });
 }
 
 } // namespace
@@ -214,23 +228,24 @@ const std::vector<std::string> &PackageFormats() {
     return formats;
 }
 
-PackResult Pack(const fs::path &component, const fs::path &package, const PackOptions &options) {
-    if (std::find(PackageFormats().begin(), PackageFormats().end(), options.format) == PackageFormats().end()) {
-        throw SiteError("unknown package format " + options.format + "; use tar.gz, tar.zst, tar.xz or zip");
+Result<PackResult> Pack(const fs::path &component, const fs::path &package, const PackOptions &options) {
+    if (std::ranges::find(PackageFormats(), options.format) == PackageFormats().end()) {
+        return Fail("unknown package format " + options.format + "; use tar.gz, tar.zst, tar.xz or zip");
     }
     const fs::path path = fs::absolute(component).lexically_normal();
     const fs::path source = path.has_filename() ? path : path.parent_path();
-    if (fs::is_symlink(fs::symlink_status(source))) {
-        throw SiteError(component.string() + " is a link; name the component itself");
+    std::error_code error;
+    if (fs::is_symlink(fs::symlink_status(source, error))) {
+        return Fail(component.string() + " is a link; name the component itself");
     }
     const base::ScopedUtf8Locale utf8;
     if (!utf8) {
-        throw SiteError("this system has no locale C.UTF-8, which names in packages need");
+        return Fail("this system has no locale C.UTF-8, which names in packages need");
     }
     PackageWriter writer(package, options);
-    writer.AddTree(source, source.filename());
-    writer.Close();
-    return writer.Result();
+    return writer.Open().and_then([&] { return writer.AddTree(source, source.filename()); }).and_then([&] {
+        return writer.Close();
+    });
 }
 
 } // namespace lumsite

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "base/Result.h"
+
 namespace lumsite {
 
 struct PackOptions {
@@ -25,9 +27,9 @@ struct PackResult {
 
 const std::vector<std::string> &PackageFormats();
 
-// Writes the component (a folder or a file) as a package to `package`, an existing or new file. Throws SiteError for a
-// component that the container would refuse: a link that leads outside, a device, a name that is not UTF-8.
-PackResult Pack(const std::filesystem::path &component, const std::filesystem::path &package,
-                const PackOptions &options);
+// Writes the component (a folder or a file) as a package to `package`, an existing or new file. Fails for a component
+// that the container would refuse: a link that leads outside, a device, a name that is not UTF-8.
+base::Result<PackResult> Pack(const std::filesystem::path &component, const std::filesystem::path &package,
+                              const PackOptions &options);
 
 } // namespace lumsite

@@ -1,45 +1,79 @@
 #include "site/publish/Publisher.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <set>
+#include <utility>
 
+#include "base/Digest.h"
+#include "base/Files.h"
+#include "base/FolderNames.h"
 #include "lum/common/lumutil.h"
+#include "site/keys/SiteKeys.h"
 #include "site/publish/EarlierSite.h"
-#include "site/Files.h"
 #include "delivery/instructions/InstructionFile.h"
 #include "site/publish/ItemLine.h"
-#include "site/keys/SiteKeys.h"
 #include "site/publish/Packer.h"
 #include "site/publish/Page.h"
 
 namespace fs = std::filesystem;
 
 namespace lumsite {
+
 namespace {
 
+using base::Fail;
+using base::Result;
+
 constexpr const char *kPackageFolder = "packages";
-constexpr size_t kHashCharactersInName = 16;
+constexpr const char *kLockName = ".lumsite-lock";
+constexpr std::size_t kHashCharactersInName = 16;
+constexpr std::uint64_t kLargestText = 64 << 20;
 
 // The version by which the extension would know the installed component, or empty when it could not tell.
 std::string OwnVersion(const fs::path &component) {
-    if (fs::is_directory(component)) {
+    std::error_code error;
+    if (fs::is_directory(component, error)) {
         std::string path = component;
         char version[1024] = "";
         return GetFileVersionString(path.data(), version, sizeof version) ? version : "";
     }
     const std::string name = component.filename();
-    const size_t from = name.find('-');
-    const size_t to = name.rfind('.');
+    const std::size_t from = name.find('-');
+    const std::size_t to = name.rfind('.');
     return from < to && to != std::string::npos ? VersionWithCommas(name.substr(from + 1, to - from - 1)) : "";
 }
 
-// Letters that need no escape in a URL.
+// Only characters that need no escape in a URL.
 std::string PlainName(std::string name) {
-    std::replace_if(
-        name.begin(), name.end(),
-        [](char c) { return !std::isalnum(static_cast<unsigned char>(c)) && c != '.' && c != '_' && c != '-'; }, '_');
+    std::ranges::replace_if(
+        name, [](char c) { return !std::isalnum(static_cast<unsigned char>(c)) && c != '.' && c != '_' && c != '-'; },
+        '_');
     return name;
+}
+
+base::DigestMethod MethodOf(const ManifestComponent &component) {
+    return component.hash == "sha1" ? base::DigestMethod::Sha1 : base::DigestMethod::Sha256;
+}
+
+// False when the file has this content already.
+Result<bool> ReplaceIfChanged(const fs::path &file, const std::string &content) {
+    std::error_code error;
+    if (fs::is_regular_file(fs::symlink_status(file, error)) && base::ReadWhole(file, kLargestText) == content) {
+        return false;
+    }
+    return base::ReplaceFile(file, content, base::Readers::Everyone).map([] { return true; });
+}
+
+Result<base::FileLock> LockSite(const fs::path &site) {
+    return base::FileLock::Try(site / kLockName).map_error([&](base::Error error) {
+        if (error.code == EWOULDBLOCK) {
+            error.text = "another lumsite is publishing to " + site.string() + "; wait until it has finished";
+        }
+        return error;
+    });
 }
 
 class PublishRun {
@@ -47,7 +81,7 @@ public:
     PublishRun(const Manifest &manifest, const fs::path &site, const PublishOptions &options)
         : m_manifest(manifest), m_site(site), m_packages(site / kPackageFolder), m_options(options) {}
 
-    PublishResult Run();
+    Result<PublishResult> Run();
 
 private:
     void Checkpoint(const std::string &step) const {
@@ -55,18 +89,27 @@ private:
             m_options.checkpoint(step);
         }
     }
-    void ReadKeys();
-    std::string VersionOf(const ManifestComponent &component);
-    ItemLine MakeItem(const ManifestComponent &component);
-    std::string NameOf(const ManifestComponent &component, const ItemLine &item, const fs::path &package) const;
-    bool Place(TemporaryFile &package, const std::string &name, const ManifestComponent &component) const;
-    void Examine(const ManifestComponent &component, const ItemLine &item);
-    std::string InstructionText();
+    void Warn(const std::string &where, const std::string &what, const std::string &remedy) {
+        m_result.findings.push_back({base::Severity::Warning, where, what, remedy});
+    }
+    Result<void> Work();
+    Result<void> ReadKeys();
+    Result<void> RefuseHarm(const EarlierSite &earlier);
+    Result<void> MakeItems();
+    Result<std::string> VersionOf(const ManifestComponent &component);
+    Result<ItemLine> MakeItem(const ManifestComponent &component);
+    Result<ItemLine> Describe(const ManifestComponent &component);
+    Result<void> PackInto(const fs::path &package, const ManifestComponent &component, ItemLine &item);
+    Result<void> Sign(const ManifestComponent &component, ItemLine &item);
+    Result<std::string> NameOf(const ManifestComponent &component, const ItemLine &item, const fs::path &package) const;
+    Result<bool> Place(base::StagedFile &package, const std::string &name, const ManifestComponent &component) const;
+    Result<void> Examine(const ManifestComponent &component, const ItemLine &item);
+    Result<std::string> InstructionText();
     std::map<std::string, std::string> Parameters(const ManifestPage &page) const;
-    void Replace(const fs::path &name, const std::string &content);
-    void RefuseHarm(const EarlierSite &earlier);
-    void MarkRetired(const EarlierSite &earlier);
-    void Prune();
+    Result<void> Replace(const fs::path &name, const std::string &content);
+    void MarkRetired(const EarlierSite &earlier) const;
+    Result<void> Prune();
+    Result<bool> IsOutdated(const fs::path &package) const;
 
     const Manifest &m_manifest;
     fs::path m_site;
@@ -78,26 +121,31 @@ private:
     PublishResult m_result;
 };
 
-void PublishRun::ReadKeys() {
-    const std::string root = fs::weakly_canonical(m_site).string() + "/";
+Result<void> PublishRun::ReadKeys() {
+    std::error_code error;
+    const std::string root = fs::weakly_canonical(m_site, error).string() + "/";
     for (const ManifestSection &section : m_manifest.sections) {
-        if ((fs::weakly_canonical(section.keys).string() + "/").starts_with(root)) {
-            throw SiteError(section.where + ": the keys in " + section.keys.string() +
-                            " lie in the published folder; move them where no visitor can ask for them");
+        if ((fs::weakly_canonical(section.keys, error).string() + "/").starts_with(root)) {
+            return Fail(section.where + ": the keys in " + section.keys.string() +
+                        " are inside the published folder; move them where no visitor can download them");
         }
-        m_keys.emplace_back(section.keys);
-        m_result.findings.insert(m_result.findings.end(), m_keys.back().findings().begin(),
-                                 m_keys.back().findings().end());
+        Result<SiteKeys> keys = SiteKeys::Read(section.keys);
+        if (!keys) {
+            return Fail(std::move(keys.error()));
+        }
+        m_result.findings.insert(m_result.findings.end(), keys->findings().begin(), keys->findings().end());
+        m_keys.push_back(std::move(*keys));
     }
+    return {};
 }
 
-std::string PublishRun::VersionOf(const ManifestComponent &component) {
+Result<std::string> PublishRun::VersionOf(const ManifestComponent &component) {
     const bool isLibrary = component.name.ends_with(".dylib");
     const std::string own = isLibrary ? "" : OwnVersion(component.path);
     if (component.version.empty()) {
         if (VersionWithCommas(own).empty()) {
-            throw SiteError(component.where + ": " + component.name +
-                            " carries no version of four numbers itself; give \"version\" in the manifest");
+            return Fail(component.where + ": " + component.name +
+                        " does not contain a version of four numbers; give \"version\" in the manifest");
         }
         return own;
     }
@@ -105,113 +153,180 @@ std::string PublishRun::VersionOf(const ManifestComponent &component) {
         return component.version;
     }
     if (!own.empty()) {
-        throw SiteError(component.where + ": " + component.name + " says that it is version " + own +
-                        ", the manifest says " + component.version +
-                        "; visitors would fetch it on every visit. Make them the same, or leave \"version\" out");
+        return Fail(component.where + ": " + component.name + " says that it is version " + own +
+                    ", the manifest says " + component.version +
+                    "; visitors would download it on every visit. Make them the same, or leave \"version\" out");
     }
-    m_result.findings.push_back(
-        {Severity::Warning, component.where,
-         "no version can be read from " + component.name + " once it is installed, so it is fetched on every visit",
-         "give it a CFBundleVersion in Contents/Info.plist and an executable of its name in "
-         "Contents/MacOS, or use \"update\": \"existence\""});
+    Warn(component.where,
+         "no version can be read from " + component.name + " once it is installed, so it is downloaded on every visit",
+         "give it a CFBundleVersion in Contents/Info.plist and an executable of its name in Contents/MacOS, or use "
+         "\"update\": \"existence\"");
     return component.version;
 }
 
-std::string PublishRun::NameOf(const ManifestComponent &component, const ItemLine &item,
-                               const fs::path &package) const {
+Result<std::string> PublishRun::NameOf(const ManifestComponent &component, const ItemLine &item,
+                                       const fs::path &package) const {
     std::string mark = item.version;
-    std::replace(mark.begin(), mark.end(), ',', '.');
+    std::ranges::replace(mark, ',', '.');
     if (!m_manifest.versionInNames) {
-        mark = DigestOfFile(package, "sha256").substr(0, kHashCharactersInName);
+        const Result<std::string> digest = base::DigestOfFile(package);
+        if (!digest) {
+            return Fail(digest.error());
+        }
+        mark = digest->substr(0, kHashCharactersInName);
     }
     return PlainName(component.name) + "-" + mark + "." + component.format;
 }
 
-// False when the package was there already.
-bool PublishRun::Place(TemporaryFile &package, const std::string &name, const ManifestComponent &component) const {
+// False when the package exists already.
+Result<bool> PublishRun::Place(base::StagedFile &package, const std::string &name,
+                               const ManifestComponent &component) const {
     const fs::path final = m_packages / name;
-    if (fs::exists(final)) {
-        if (DigestOfFile(final, "sha256") == DigestOfFile(package.path(), "sha256")) {
+    std::error_code error;
+    if (fs::is_regular_file(fs::symlink_status(final, error))) {
+        const Result<std::string> before = base::DigestOfFile(final);
+        const Result<std::string> now = base::DigestOfFile(package.path());
+        if (!before || !now) {
+            return Fail(before ? now.error() : before.error());
+        }
+        if (*before == *now) {
             return false;
         }
         if (m_manifest.versionInNames) {
-            throw SiteError(
-                component.where + ": " + name +
-                " was published with other content, which visitors may be fetching now; raise the version, or "
-                "use \"packageNames\": \"content\"");
+            return Fail(component.where + ": " + name +
+                        " was published with other content, which visitors may be downloading now; raise the "
+                        "version, or use \"packageNames\": \"content\"");
         }
     }
-    package.Commit(final);
-    return true;
+    return package.Commit(final).map([] { return true; });
 }
 
-// Refuses what the extension would stumble over.
-void PublishRun::Examine(const ManifestComponent &component, const ItemLine &item) {
-    for (Finding finding : ExamineItem(SplitItemLine(ToText(item)))) {
-        if (finding.severity == Severity::Error) {
-            throw SiteError(component.where + ": " + finding.what + "; " + finding.remedy);
+// Refuses what the extension would not install.
+Result<void> PublishRun::Examine(const ManifestComponent &component, const ItemLine &item) {
+    for (base::Finding finding : ExamineItem(SplitItemLine(ToText(item)))) {
+        if (finding.severity == base::Severity::Error) {
+            return Fail(component.where + ": " + finding.what + "; " + finding.remedy);
         }
         finding.where = component.where;
         m_result.findings.push_back(std::move(finding));
     }
+    return {};
 }
 
-ItemLine PublishRun::MakeItem(const ManifestComponent &component) {
-    if (!fs::exists(component.path)) {
-        throw SiteError(component.where + ": there is no " + component.path.string() +
-                        "; paths start from the manifest's folder");
+Result<ItemLine> PublishRun::Describe(const ManifestComponent &component) {
+    std::error_code error;
+    if (!fs::exists(component.path, error)) {
+        return Fail(component.where + ": there is no " + component.path.string() +
+                    "; paths start from the manifest's folder");
     }
-    if (component.name.ends_with(".dylib") && !fs::is_regular_file(component.path)) {
-        throw SiteError(component.where + ": " + component.path.string() + " is no file, and a library must be one");
+    if (component.name.ends_with(".dylib") && !fs::is_regular_file(component.path, error)) {
+        return Fail(component.where + ": " + component.path.string() + " is not a file, and a library must be one");
+    }
+    Result<std::string> version = VersionOf(component);
+    if (!version) {
+        return Fail(std::move(version.error()));
     }
     ItemLine item;
     item.name = component.name;
     item.target = component.target;
-    item.version = VersionOf(component);
+    item.version = std::move(*version);
     item.action = component.action;
     item.updateControl = component.update;
     item.failureControl = component.failure;
     item.osVersion = component.osVersion;
     item.hashMethod = component.hash;
-
-    TemporaryFile package(m_packages);
-    PackOptions pack;
-    pack.format = component.format;
-    pack.linksAsFiles = component.linksAsFiles;
-    const PackResult packed = Pack(component.path, package.path(), pack);
-    for (const std::string &warning : packed.warnings) {
-        m_result.findings.push_back({Severity::Warning, component.where, warning, "pack the link as a link"});
-    }
-    item.fileSize = packed.unpackedSize;
-    item.compressedSize = fs::file_size(package.path());
-    item.hashValue = DigestOfFile(package.path(), component.hash);
-    const std::string name = NameOf(component, item, package.path());
-    item.url = std::string(kPackageFolder) + "/" + name;
-    item.signature = m_keys.front().Sign(item.hashValue);
-    Examine(component, item);
-    if (!m_current.insert(name).second) {
-        throw SiteError(component.where + ": another component's package is named " + name +
-                        " too; rename one of the components");
-    }
-    Checkpoint("package " + name);
-    const bool written = Place(package, name, component);
-    m_result.items.push_back({item.name, item.url, written, InstalledLibraryName(item.name, item.version)});
     return item;
 }
 
-std::string PublishRun::InstructionText() {
+Result<void> PublishRun::PackInto(const fs::path &package, const ManifestComponent &component, ItemLine &item) {
+    PackOptions options;
+    options.format = component.format;
+    options.linksAsFiles = component.linksAsFiles;
+    const Result<PackResult> packed = Pack(component.path, package, options);
+    if (!packed) {
+        return Fail(packed.error());
+    }
+    for (const std::string &warning : packed->warnings) {
+        Warn(component.where, warning, "pack the link as a link");
+    }
+    std::error_code error;
+    item.fileSize = packed->unpackedSize;
+    item.compressedSize = fs::file_size(package, error);
+    Result<std::string> hash = base::DigestOfFile(package, MethodOf(component));
+    const Result<std::string> name = NameOf(component, item, package);
+    if (!hash || !name) {
+        return Fail(hash ? name.error() : hash.error());
+    }
+    item.hashValue = std::move(*hash);
+    item.url = std::string(kPackageFolder) + "/" + *name;
+    return {};
+}
+
+Result<void> PublishRun::Sign(const ManifestComponent &component, ItemLine &item) {
+    Result<std::string> signature = m_keys.front().Sign(item.hashValue);
+    if (!signature) {
+        return Fail(std::move(signature.error()));
+    }
+    item.signature = std::move(*signature);
+    return Examine(component, item);
+}
+
+Result<ItemLine> PublishRun::MakeItem(const ManifestComponent &component) {
+    Result<ItemLine> item = Describe(component);
+    if (!item) {
+        return item;
+    }
+    Result<base::StagedFile> package = base::StagedFile::Make(m_packages, base::Readers::Everyone);
+    if (!package) {
+        return Fail(std::move(package.error()));
+    }
+    const Result<void> made =
+        PackInto(package->path(), component, *item).and_then([&] { return Sign(component, *item); });
+    if (!made) {
+        return Fail(made.error());
+    }
+    const std::string name = fs::path(item->url).filename();
+    if (!m_current.insert(name).second) {
+        return Fail(component.where + ": another component's package is named " + name +
+                    " too; rename one of the components");
+    }
+    Checkpoint("package " + name);
+    const Result<bool> written = Place(*package, name, component);
+    if (!written) {
+        return Fail(written.error());
+    }
+    m_result.items.push_back({item->name, item->url, *written, InstalledLibraryName(item->name, item->version)});
+    return item;
+}
+
+Result<void> PublishRun::MakeItems() {
+    for (const ManifestComponent &component : m_manifest.components) {
+        Result<ItemLine> item = MakeItem(component);
+        if (!item) {
+            return Fail(std::move(item.error()));
+        }
+        m_items.push_back(std::move(*item));
+    }
+    return {};
+}
+
+Result<std::string> PublishRun::InstructionText() {
     std::string text;
-    for (size_t s = 0; s < m_keys.size(); ++s) {
+    for (std::size_t s = 0; s < m_keys.size(); ++s) {
         text += "[" + m_manifest.sections[s].name + "]\nCount=" + std::to_string(m_items.size()) + "\n";
-        for (size_t i = 0; i < m_items.size(); ++i) {
+        for (std::size_t i = 0; i < m_items.size(); ++i) {
             ItemLine item = m_items[i];
-            item.signature = m_keys[s].Sign(item.hashValue);
+            Result<std::string> signature = m_keys[s].Sign(item.hashValue);
+            if (!signature) {
+                return signature;
+            }
+            item.signature = std::move(*signature);
             text += "File" + std::to_string(i + 1) + "=" + ToText(item) + "\n";
         }
     }
-    // Read it back: a long or bracketed line shows only in the whole.
-    for (const Finding &fault : ReadInstructions(text).faults) {
-        throw SiteError(fault.where + " (not published): " + fault.what + "; " + fault.remedy);
+    // Read it back: a line that is too long or has brackets shows only in the whole.
+    for (const base::Finding &fault : ReadInstructions(text).faults) {
+        return Fail(fault.where + " (not published): " + fault.what + "; " + fault.remedy);
     }
     return text;
 }
@@ -220,7 +335,7 @@ std::map<std::string, std::string> PublishRun::Parameters(const ManifestPage &pa
     std::map<std::string, std::string> parameters = page.parameters;
     parameters["LumUrlRoot"] = m_manifest.url;
     parameters["LumComponentName"] = page.component;
-    for (size_t s = 0; s < m_keys.size(); ++s) {
+    for (std::size_t s = 0; s < m_keys.size(); ++s) {
         if (m_manifest.sections[s].name == page.section) {
             parameters["lumcertification"] = ToCertification(m_keys[s].chain());
         }
@@ -231,96 +346,131 @@ std::map<std::string, std::string> PublishRun::Parameters(const ManifestPage &pa
     return parameters;
 }
 
-void PublishRun::Replace(const fs::path &name, const std::string &content) {
+Result<void> PublishRun::Replace(const fs::path &name, const std::string &content) {
     Checkpoint("replace " + name.string());
-    if (ReplaceFile(m_site / name, content)) {
+    const Result<bool> replaced = ReplaceIfChanged(m_site / name, content);
+    if (!replaced) {
+        return Fail(replaced.error());
+    }
+    if (*replaced) {
         m_result.written.push_back(name);
     }
+    return {};
 }
 
-void PublishRun::RefuseHarm(const EarlierSite &earlier) {
-    for (size_t s = 0; s < m_keys.size(); ++s) {
+Result<void> PublishRun::RefuseHarm(const EarlierSite &earlier) {
+    for (std::size_t s = 0; s < m_keys.size(); ++s) {
         const ManifestSection &section = m_manifest.sections[s];
         if (!m_options.replaceKeys && earlier.IsSignedByOther(section.name, m_keys[s].chain())) {
-            throw SiteError(section.where + ": section " + section.name +
-                            " was signed by another key until now, and visitors who hold an earlier page would refuse "
-                            "every package; give the new key a section of its own beside it, or use --replace-keys");
+            return Fail(section.where + ": section " + section.name +
+                        " was signed by another key until now, and visitors with an earlier page would reject every "
+                        "package; give the new key a section of its own beside it, or use --replace-keys");
         }
     }
     for (const ManifestPage &page : m_manifest.pages) {
         if (earlier.exists() && !earlier.HasSection(page.section)) {
-            m_result.findings.push_back(
-                {Severity::Warning, page.where,
+            Warn(page.where,
                  "section " + page.section +
                      " of this page is new; visitors with a saved instruction file cannot start",
-                 "publish the section first, and name it in the page a day later"});
+                 "publish the section first, and name it in the page a day later");
         }
     }
+    return {};
 }
 
-// A package that falls out of the instruction file gets the time of this moment, from which pruning counts.
-void PublishRun::MarkRetired(const EarlierSite &earlier) {
+// Pruning counts from the time at which a package is no longer named: that becomes the file's time.
+void PublishRun::MarkRetired(const EarlierSite &earlier) const {
     const std::string prefix = std::string(kPackageFolder) + "/";
+    std::error_code error;
     for (const std::string &url : earlier.PackageUrls()) {
         const std::string name = url.starts_with(prefix) ? url.substr(prefix.size()) : "";
         if (!name.empty() && name.find('/') == std::string::npos && m_current.count(name) == 0 &&
-            fs::exists(m_packages / name)) {
-            fs::last_write_time(m_packages / name, fs::file_time_type::clock::now());
+            fs::exists(m_packages / name, error)) {
+            fs::last_write_time(m_packages / name, fs::file_time_type::clock::now(), error);
         }
     }
 }
 
-void PublishRun::Prune() {
-    const auto limit = fs::file_time_type::clock::now() - std::chrono::hours(*m_options.pruneAfterHours);
-    std::vector<fs::path> old;
-    for (const fs::directory_entry &entry : fs::directory_iterator(m_packages)) {
-        const std::string name = entry.path().filename();
-        if (entry.is_regular_file() && !entry.is_symlink() && m_current.count(name) == 0 &&
-            entry.last_write_time() <= limit) {
-            old.push_back(entry.path());
-        }
+Result<bool> PublishRun::IsOutdated(const fs::path &package) const {
+    const std::string name = package.filename();
+    std::error_code error;
+    if (name.front() == '.' || m_current.count(name) != 0 || !fs::is_regular_file(fs::symlink_status(package, error))) {
+        return false;
     }
-    std::sort(old.begin(), old.end());
-    for (const fs::path &path : old) {
-        Checkpoint("remove " + path.filename().string());
-        fs::remove(path);
-        m_result.removed.push_back(fs::path(kPackageFolder) / path.filename());
+    const fs::file_time_type time = fs::last_write_time(package, error);
+    if (error) {
+        return base::SystemFailure("cannot read the time of " + package.string(), error.value());
     }
+    return time <= fs::file_time_type::clock::now() - std::chrono::hours(*m_options.pruneAfterHours);
 }
 
-PublishResult PublishRun::Run() {
-    ReadKeys();
-    fs::create_directories(m_packages);
-    const FolderLock lock(m_site);
-    RemoveStaleTemporaries(m_site);
-    RemoveStaleTemporaries(m_packages);
-    const EarlierSite earlier(m_site);
-    RefuseHarm(earlier);
-    for (const ManifestComponent &component : m_manifest.components) {
-        m_items.push_back(MakeItem(component));
+Result<void> PublishRun::Prune() {
+    const Result<std::vector<std::string>> names = base::NamesIn(m_packages);
+    if (!names) {
+        return Fail(names.error());
     }
-    const std::string instructions = InstructionText();
+    for (const std::string &name : *names) {
+        const Result<bool> outdated = IsOutdated(m_packages / name);
+        if (!outdated) {
+            return Fail(outdated.error());
+        }
+        if (*outdated) {
+            Checkpoint("remove " + name);
+            std::error_code error;
+            if (!fs::remove(m_packages / name, error)) {
+                return base::SystemFailure("cannot remove " + (m_packages / name).string(), error.value());
+            }
+            m_result.removed.push_back(fs::path(kPackageFolder) / name);
+        }
+    }
+    return {};
+}
+
+Result<void> PublishRun::Work() {
+    base::RemoveUnfinished(m_site);
+    base::RemoveUnfinished(m_packages);
+    const Result<EarlierSite> earlier = EarlierSite::Read(m_site);
+    if (!earlier) {
+        return Fail(earlier.error());
+    }
+    const Result<void> made = RefuseHarm(*earlier).and_then([&] { return MakeItems(); });
+    if (!made) {
+        return made;
+    }
+    const Result<std::string> instructions = InstructionText();
+    if (!instructions) {
+        return Fail(instructions.error());
+    }
     Checkpoint("retire");
-    MarkRetired(earlier);
-    Replace(kInstructionFileName, instructions);
-    for (const ManifestPage &page : m_manifest.pages) {
-        Replace(page.file, WritePage(page.title, Parameters(page)));
+    MarkRetired(*earlier);
+    Result<void> done = Replace(kInstructionFileName, *instructions);
+    for (auto page = m_manifest.pages.begin(); done && page != m_manifest.pages.end(); ++page) {
+        done = Replace(page->file, WritePage(page->title, Parameters(*page)));
     }
-    if (m_options.pruneAfterHours) {
-        Prune();
+    if (done && m_options.pruneAfterHours) {
+        done = Prune();
     }
     Checkpoint("done");
-    return std::move(m_result);
+    return done;
+}
+
+Result<PublishResult> PublishRun::Run() {
+    if (const Result<void> ready =
+            ReadKeys().and_then([&] { return base::MakeFolder(m_packages, base::Readers::Everyone); });
+        !ready) {
+        return Fail(ready.error());
+    }
+    const Result<base::FileLock> lock = LockSite(m_site);
+    if (!lock) {
+        return Fail(lock.error());
+    }
+    return Work().map([&] { return std::move(m_result); });
 }
 
 } // namespace
 
-PublishResult Publish(const Manifest &manifest, const fs::path &site, const PublishOptions &options) {
-    try {
-        return PublishRun(manifest, site, options).Run();
-    } catch (const fs::filesystem_error &error) {
-        throw SiteError(std::string("cannot publish: ") + error.what());
-    }
+Result<PublishResult> Publish(const Manifest &manifest, const fs::path &site, const PublishOptions &options) {
+    return PublishRun(manifest, site, options).Run();
 }
 
 } // namespace lumsite

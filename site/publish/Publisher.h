@@ -1,13 +1,13 @@
-// Publishing: packages, instruction file and pages from a manifest, in an order that no visitor can be hurt by.
+// Publishing: packages, instruction file and pages from a manifest, in an order that is safe for visitors at any
+// moment.
 //
 //   1. Packages are written below packages/, each under a name that no other content ever has.
-//   2. "lummac.ini" is replaced in one step. Visitors who hold the older one still find its packages.
+//   2. "lummac.ini" is replaced in one step. Visitors with the older one still find its packages.
 //   3. Pages are replaced in one step.
 //   4. With pruning, packages that no instruction file has named for some time are removed. The time matters: a
-//   visitor's
-//      extension may use a saved instruction file for a day.
+//      visitor's extension may use a saved instruction file for a day.
 //
-// The same manifest and components give the same bytes. What would be written with the bytes that it has is left alone.
+// The same manifest and components give the same bytes. A file whose content would not change is left alone.
 #pragma once
 
 #include <filesystem>
@@ -16,24 +16,25 @@
 #include <string>
 #include <vector>
 
+#include "base/Finding.h"
+#include "base/Result.h"
 #include "site/publish/Manifest.h"
-#include "site/SiteError.h"
 
 namespace lumsite {
 
-constexpr int kKeepHours = 48; // a day of saved instruction files, and a day to be sure
+constexpr int kKeepHours = 48; // a day of saved instruction files, and another for safety
 
 struct PublishOptions {
     std::optional<int> pruneAfterHours; // nothing is removed without
     bool replaceKeys = false;           // let a section be signed by another key than before
-    // Told before every step that changes the published folder, and once after the last. For tests.
+    // Called before every step that changes the published folder, and once after the last. For tests.
     std::function<void(const std::string &step)> checkpoint;
 };
 
 struct PublishedItem {
     std::string name;
     std::string package;          // path below the site
-    bool written;                 // false: the package was there already
+    bool written;                 // false: the package existed already
     std::string installedLibrary; // the name under which the extension keeps it, when it is a library
 };
 
@@ -41,10 +42,11 @@ struct PublishResult {
     std::vector<PublishedItem> items;
     std::vector<std::string> written; // instruction file and pages that changed
     std::vector<std::string> removed; // pruned packages
-    Findings findings;                // warnings; errors are thrown
+    base::Findings findings;          // warnings
 };
 
-// Publishes to the folder `site`, made when it is not there. Throws SiteError; the published site is then what it was.
-PublishResult Publish(const Manifest &manifest, const std::filesystem::path &site, const PublishOptions &options = {});
+// Publishes to the folder `site`, which is made when it is missing. After a failure visitors find the site as it was.
+base::Result<PublishResult> Publish(const Manifest &manifest, const std::filesystem::path &site,
+                                    const PublishOptions &options = {});
 
 } // namespace lumsite

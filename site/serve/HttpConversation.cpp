@@ -10,21 +10,21 @@
 #include <ctime>
 #include <thread>
 
-#include "site/SiteError.h"
+#include "base/Text.h"
 
 namespace lumsite {
+
 namespace {
 
-constexpr size_t kLongestHead = 16384;
+constexpr std::size_t kLongestHead = 16384;
 
 // Text for one log line: what could break or forge one is escaped.
 std::string Printable(std::string_view text) {
-    static constexpr char kDigits[] = "0123456789abcdef";
     std::string printable;
     for (const char c : text) {
         const unsigned char byte = static_cast<unsigned char>(c);
         if (byte < 0x20 || byte == 0x7f) {
-            printable += std::string("\\x") + kDigits[byte >> 4] + kDigits[byte & 15];
+            printable += "\\x" + base::ToHex({&c, 1});
         } else {
             printable += c;
         }
@@ -40,7 +40,7 @@ std::string ReportLine(std::string_view query) {
         const std::string_view field = query.substr(0, query.find('&'));
         query.remove_prefix(std::min(query.size(), field.size() + 1));
         if (!field.empty()) {
-            line += " " + Printable(DecodePercent(field).value_or(std::string(field)));
+            line += " " + Printable(base::PercentDecode(field).value_or(std::string(field)));
         }
     }
     return line;
@@ -56,7 +56,7 @@ bool HttpConversation::ReadHead(std::string &head, int &status) {
     status = 0;
     for (;;) {
         m_received.erase(0, m_received.find_first_not_of("\r\n")); // blank lines before a request are allowed
-        const size_t at = m_received.find(end);
+        const std::size_t at = m_received.find(end);
         if (at != std::string::npos) {
             head = m_received.substr(0, at + end.size());
             m_received.erase(0, head.size());
@@ -75,7 +75,7 @@ bool HttpConversation::ReadHead(std::string &head, int &status) {
             status = count < 0 && !m_received.empty() ? 408 : 0;
             return false;
         }
-        m_received.append(block.data(), static_cast<size_t>(count));
+        m_received.append(block.data(), static_cast<std::size_t>(count));
     }
 }
 
@@ -118,24 +118,27 @@ void HttpConversation::Answer(const HttpRequest &request) {
         return;
     }
     const std::string_view target(request.target);
-    const std::optional<std::string> path = DecodePercent(target.substr(0, target.find_first_of("?#")));
+    const std::optional<std::string> path = base::PercentDecode(target.substr(0, target.find_first_of("?#")));
     if (!path) {
         AnswerWith(request, 400);
         return;
     }
     PublicFile file;
-    switch (m_folder.Open(*path, file)) {
-    case PublicFolder::Outcome::file:
+    switch (m_folder.Find(*path, file)) {
+    case PublicFolder::Outcome::File:
         AnswerFile(request, file);
         return;
-    case PublicFolder::Outcome::folderWithoutSlash: {
+    case PublicFolder::Outcome::FolderWithoutSlash: {
         const std::string encoded(target.substr(0, target.find_first_of("?#")));
         // Two slashes would name another host.
         AnswerWith(request, 301, "Location: /" + encoded.substr(encoded.find_first_not_of('/')) + "/\r\n");
         return;
     }
-    case PublicFolder::Outcome::absent:
+    case PublicFolder::Outcome::Absent:
         AnswerWith(request, 404);
+        return;
+    case PublicFolder::Outcome::Unreadable:
+        AnswerWith(request, 500);
         return;
     }
 }
@@ -172,16 +175,16 @@ void HttpConversation::AnswerFile(const HttpRequest &request, const PublicFile &
     const std::string_view onlyIf = request.Header("if-range");
     if (request.method == "GET" && (onlyIf.empty() || onlyIf == file.tag)) {
         switch (ParseRange(request.Header("range"), file.size, reply.range)) {
-        case RangeKind::whole:
+        case RangeKind::Whole:
             reply.range = {0, file.size};
             break;
-        case RangeKind::part:
+        case RangeKind::Part:
             reply.status = 206;
             reply.headers += "Content-Range: bytes " + std::to_string(reply.range.first) + "-" +
                              std::to_string(reply.range.first + reply.range.length - 1) + "/" +
                              std::to_string(file.size) + "\r\n";
             break;
-        case RangeKind::unsatisfiable:
+        case RangeKind::Unsatisfiable:
             AnswerWith(request, 416, "Content-Range: bytes */" + std::to_string(file.size) + "\r\n");
             return;
         }
@@ -230,7 +233,7 @@ bool HttpConversation::SendAll(std::string_view bytes) {
         if (sent <= 0) {
             return false;
         }
-        bytes.remove_prefix(static_cast<size_t>(sent));
+        bytes.remove_prefix(static_cast<std::size_t>(sent));
     }
     return true;
 }
@@ -245,12 +248,12 @@ bool HttpConversation::SendFile(const PublicFile &file, ByteRange range) {
         if (m_bytesPerSecond) {
             std::this_thread::sleep_for(std::chrono::milliseconds(most * 1000 / m_bytesPerSecond));
         }
-        const ssize_t count = pread(file.fd.get(), block.data(), std::min<std::uint64_t>(most, range.length),
+        const ssize_t count = pread(file.descriptor.get(), block.data(), std::min<std::uint64_t>(most, range.length),
                                     static_cast<off_t>(range.first));
         if (count < 0 && errno == EINTR) {
             continue;
         }
-        if (count <= 0 || !SendAll({block.data(), static_cast<size_t>(count)})) {
+        if (count <= 0 || !SendAll({block.data(), static_cast<std::size_t>(count)})) {
             return false;
         }
         range.first += static_cast<std::uint64_t>(count);

@@ -1,30 +1,19 @@
 #include "site/serve/HttpMessage.h"
 
 #include <algorithm>
-#include <charconv>
-#include <ctime>
 #include <utility>
 
+#include "base/Text.h"
+
 namespace lumsite {
+
 namespace {
 
-std::string Lower(std::string_view text) {
-    std::string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-    return lower;
-}
+using base::Lower;
+using base::Trim;
 
-std::string_view Trim(std::string_view text) {
-    const size_t first = text.find_first_not_of(" \t");
-    return first == std::string_view::npos ? std::string_view()
-                                           : text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
-
-std::optional<std::uint64_t> Number(std::string_view text, int base = 10) {
-    std::uint64_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
-    return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+std::optional<std::uint64_t> Number(std::string_view text) {
+    return base::ReadNumber<std::uint64_t>(text);
 }
 
 } // namespace
@@ -48,8 +37,8 @@ bool HttpRequest::HasBody() const {
 std::optional<HttpRequest> ParseRequest(std::string_view head) {
     HttpRequest request;
     const std::string_view first = head.substr(0, head.find("\r\n"));
-    const size_t space = first.find(' ');
-    const size_t last = first.rfind(' ');
+    const std::size_t space = first.find(' ');
+    const std::size_t last = first.rfind(' ');
     // Report URLs are not escaped, so a target may hold blanks: it is all that lies between the first and the last.
     if (space == std::string_view::npos || last == space || space == 0 || first.find('\0') != std::string_view::npos) {
         return std::nullopt;
@@ -68,7 +57,7 @@ std::optional<HttpRequest> ParseRequest(std::string_view head) {
         if (line.empty()) {
             break;
         }
-        const size_t colon = line.find(':');
+        const std::size_t colon = line.find(':');
         if (colon == std::string_view::npos || colon == 0 || line.find_first_of(" \t") < colon) {
             return std::nullopt;
         }
@@ -83,35 +72,35 @@ std::optional<HttpRequest> ParseRequest(std::string_view head) {
 RangeKind ParseRange(std::string_view header, std::uint64_t size, ByteRange &range) {
     constexpr std::string_view unit = "bytes=";
     if (!header.starts_with(unit) || header.find(',') != std::string_view::npos) {
-        return RangeKind::whole;
+        return RangeKind::Whole;
     }
     const std::string_view span = Trim(header.substr(unit.size()));
-    const size_t dash = span.find('-');
+    const std::size_t dash = span.find('-');
     if (dash == std::string_view::npos) {
-        return RangeKind::whole;
+        return RangeKind::Whole;
     }
     const std::optional<std::uint64_t> first = Number(span.substr(0, dash));
     const std::optional<std::uint64_t> last = Number(span.substr(dash + 1));
     if (dash == 0) {
         if (!last) {
-            return RangeKind::whole;
+            return RangeKind::Whole;
         }
         if (*last == 0 || size == 0) {
-            return RangeKind::unsatisfiable;
+            return RangeKind::Unsatisfiable;
         }
         range.length = std::min(*last, size);
         range.first = size - range.length;
-        return RangeKind::part;
+        return RangeKind::Part;
     }
     if (!first || (!last && dash + 1 != span.size()) || (last && *last < *first)) {
-        return RangeKind::whole;
+        return RangeKind::Whole;
     }
     if (*first >= size) {
-        return RangeKind::unsatisfiable;
+        return RangeKind::Unsatisfiable;
     }
     range.first = *first;
     range.length = (last ? std::min(*last, size - 1) : size - 1) - *first + 1;
-    return RangeKind::part;
+    return RangeKind::Part;
 }
 
 bool HoldsTag(std::string_view list, std::string_view tag, bool weakCounts) {
@@ -119,7 +108,7 @@ bool HoldsTag(std::string_view list, std::string_view tag, bool weakCounts) {
         return true;
     }
     while (!list.empty()) {
-        const size_t comma = list.find(',');
+        const std::size_t comma = list.find(',');
         std::string_view one = Trim(list.substr(0, comma));
         if (weakCounts && one.starts_with("W/")) {
             one.remove_prefix(2);
@@ -130,24 +119,6 @@ bool HoldsTag(std::string_view list, std::string_view tag, bool weakCounts) {
         list.remove_prefix(comma == std::string_view::npos ? list.size() : comma + 1);
     }
     return false;
-}
-
-std::optional<std::string> DecodePercent(std::string_view text) {
-    std::string bytes;
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '%') {
-            bytes += text[i];
-            continue;
-        }
-        const std::string_view digits = text.substr(i + 1, 2);
-        const std::optional<std::uint64_t> byte = digits.size() == 2 ? Number(digits, 16) : std::nullopt;
-        if (!byte) {
-            return std::nullopt;
-        }
-        bytes += static_cast<char>(*byte);
-        i += 2;
-    }
-    return bytes;
 }
 
 std::string HttpDate(std::time_t time) {

@@ -31,18 +31,15 @@ struct ByteRange {
     std::uint64_t length = 0;
 };
 enum class RangeKind {
-    whole,        // no range asked for, or one that is to be ignored
-    part,         // `range` holds it
-    unsatisfiable // nothing of the file lies in it
+    Whole,        // no range asked for, or one that is to be ignored
+    Part,         // `range` holds it
+    Unsatisfiable // the file has nothing in it
 };
 // What "bytes=..." asks of a file. Several ranges at once are answered with the whole file.
 RangeKind ParseRange(std::string_view header, std::uint64_t size, ByteRange &range);
 
 // Whether a list of entity tags ("\"a\", W/\"b\"" or "*") holds this strong one. `weakCounts`: W/"a" matches "a".
 bool HoldsTag(std::string_view list, std::string_view tag, bool weakCounts);
-
-// The bytes of percent-encoded text, or nothing when an escape is cut or no hexadecimal number.
-std::optional<std::string> DecodePercent(std::string_view text);
 
 // "Sun, 06 Nov 1994 08:49:37 GMT".
 std::string HttpDate(std::time_t time);

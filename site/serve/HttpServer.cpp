@@ -18,18 +18,18 @@
 
 #include "site/serve/HttpConversation.h"
 #include "site/serve/PublicFolder.h"
-#include "site/SiteError.h"
 
 namespace lumsite {
+
 namespace {
 
-constexpr size_t kMostConnections = 128;
+constexpr std::size_t kMostConnections = 128;
 constexpr int kIdleSeconds = 15;
 constexpr int kStalledSeconds = 60;
 constexpr const char kBusy[] = "HTTP/1.1 503 Service Unavailable\r\nConnection: close\r\nContent-Length: 0\r\n\r\n";
 
-ScopedFd Listen(std::uint16_t port) {
-    ScopedFd socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+base::Result<base::ScopedDescriptor> Listen(std::uint16_t port) {
+    base::ScopedDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const int yes = 1;
     setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
     sockaddr_in address{};
@@ -39,9 +39,9 @@ ScopedFd Listen(std::uint16_t port) {
     if (bind(socket.get(), reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 ||
         listen(socket.get(), SOMAXCONN) != 0) {
         if (errno == EADDRINUSE) {
-            throw SiteError("port " + std::to_string(port) + " is taken; choose another, or 0 for any that is free");
+            return base::Fail("port " + std::to_string(port) + " is in use; choose another, or 0 for any free one");
         }
-        ThrowSystemError("cannot listen on", "127.0.0.1:" + std::to_string(port));
+        return base::SystemFailure("cannot listen on 127.0.0.1:" + std::to_string(port), errno);
     }
     return socket;
 }
@@ -66,8 +66,8 @@ void SetPatience(int socket) {
 
 class HttpServer::Listener {
 public:
-    explicit Listener(HttpServerOptions options)
-        : m_options(std::move(options)), m_folder(m_options.folder), m_socket(Listen(m_options.port)),
+    Listener(HttpServerOptions options, std::unique_ptr<PublicFolder> folder, base::ScopedDescriptor socket)
+        : m_options(std::move(options)), m_folder(std::move(folder)), m_socket(std::move(socket)),
           m_port(PortOf(m_socket.get())), m_stop(eventfd(0, EFD_CLOEXEC)), m_thread([this] { Accept(); }) {}
     ~Listener();
 
@@ -77,22 +77,22 @@ public:
 
 private:
     struct Connection {
-        ScopedFd socket;
+        base::ScopedDescriptor socket;
         std::atomic<bool> ended = false;
         std::thread thread;
     };
 
     void Accept();
-    void Start(ScopedFd socket);
+    void Start(base::ScopedDescriptor socket);
     void Serve(Connection &connection);
     void Reap();
     void Log(const std::string &line);
 
     HttpServerOptions m_options;
-    PublicFolder m_folder;
-    ScopedFd m_socket;
+    std::unique_ptr<PublicFolder> m_folder;
+    base::ScopedDescriptor m_socket;
     std::uint16_t m_port;
-    ScopedFd m_stop;
+    base::ScopedDescriptor m_stop;
     std::mutex m_logMutex;
     std::list<Connection> m_connections; // only the accepting thread's, and the destructor's after it
     std::thread m_thread;
@@ -124,7 +124,7 @@ void HttpServer::Listener::Reap() {
     }
 }
 
-void HttpServer::Listener::Start(ScopedFd socket) {
+void HttpServer::Listener::Start(base::ScopedDescriptor socket) {
     SetPatience(socket.get());
     Reap();
     if (m_connections.size() >= kMostConnections) {
@@ -146,7 +146,7 @@ void HttpServer::Listener::Serve(Connection &connection) {
         if (m_options.log) {
             log = [this](const std::string &line) { Log(line); };
         }
-        HttpConversation(connection.socket.get(), m_folder, m_options.logEndpoint, m_options.bytesPerSecond,
+        HttpConversation(connection.socket.get(), *m_folder, m_options.logEndpoint, m_options.bytesPerSecond,
                          std::move(log))
             .Run();
     } catch (const std::exception &) {
@@ -169,8 +169,8 @@ void HttpServer::Listener::Accept() {
             Reap();
             continue;
         }
-        ScopedFd socket(accept4(m_socket.get(), nullptr, nullptr, SOCK_CLOEXEC));
-        if (socket.valid()) {
+        base::ScopedDescriptor socket(accept4(m_socket.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        if (socket) {
             Start(std::move(socket));
         } else if (errno == EMFILE || errno == ENFILE) {
             std::this_thread::sleep_for(std::chrono::milliseconds(50)); // until a connection ends
@@ -178,8 +178,21 @@ void HttpServer::Listener::Accept() {
     }
 }
 
-HttpServer::HttpServer(HttpServerOptions options) : m_listener(std::make_unique<Listener>(std::move(options))) {}
+HttpServer::HttpServer(std::unique_ptr<Listener> listener) : m_listener(std::move(listener)) {}
+HttpServer::HttpServer(HttpServer &&) noexcept = default;
 HttpServer::~HttpServer() = default;
+
+base::Result<HttpServer> HttpServer::Start(HttpServerOptions options) {
+    base::Result<std::unique_ptr<PublicFolder>> folder = PublicFolder::Open(options.folder);
+    if (!folder) {
+        return base::Fail(std::move(folder.error()));
+    }
+    base::Result<base::ScopedDescriptor> socket = Listen(options.port);
+    if (!socket) {
+        return base::Fail(std::move(socket.error()));
+    }
+    return HttpServer(std::make_unique<Listener>(std::move(options), std::move(*folder), std::move(*socket)));
+}
 
 std::uint16_t HttpServer::port() const {
     return m_listener->port();

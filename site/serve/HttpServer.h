@@ -10,16 +10,19 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
+
+#include "base/Result.h"
 
 namespace lumsite {
 
 struct HttpServerOptions {
     std::filesystem::path folder;
     std::uint16_t port = 0; // 0: the system picks one
-    // A path such as "/log" whose GET requests are the extension's reports: answered with nothing, and told with their
-    // query decoded. Empty: none.
+    // A path such as "/log" whose GET requests are the extension's reports: answered with status 204 and logged with
+    // their query decoded. Empty: none.
     std::string logEndpoint;
-    // Told one line, without its end, for every request. Called from several threads, one at a time.
+    // Called with one line, without its end, for every request. From several threads, one at a time.
     std::function<void(const std::string &line)> log = {};
     // Bytes of a file sent in a second, on each connection; 0: as fast as it goes.
     std::uint64_t bytesPerSecond = 0;
@@ -27,11 +30,10 @@ struct HttpServerOptions {
 
 class HttpServer {
 public:
-    // Serves from here on, until the object is destroyed. Throws SiteError when the port or the folder cannot be had.
-    explicit HttpServer(HttpServerOptions options);
+    // Serves until the object is destroyed. Fails when the port is taken or the folder cannot be opened.
+    static base::Result<HttpServer> Start(HttpServerOptions options);
     ~HttpServer();
-    HttpServer(const HttpServer &) = delete;
-    HttpServer &operator=(const HttpServer &) = delete;
+    HttpServer(HttpServer &&) noexcept;
 
     std::uint16_t port() const;
     // "http://127.0.0.1:PORT/".
@@ -39,10 +41,12 @@ public:
 
 private:
     class Listener;
+    explicit HttpServer(std::unique_ptr<Listener> listener);
+
     std::unique_ptr<Listener> m_listener;
 };
 
-// The line that is told of a report: "report ConfID=1 SessionID=2 ...", decoded, control characters as \xNN.
+// The line that is logged for a report: "report ConfID=1 SessionID=2 ...", decoded, control characters as \xNN.
 std::string ReportLine(std::string_view query);
 
 } // namespace lumsite

@@ -1,26 +1,28 @@
 // The files of a published folder, by the path of a request. Thread-safe.
 //
 // Nothing outside the folder can be reached: every step of the path is opened below the one before it, without
-// following symbolic links, and names that begin with "." are not there.
+// following symbolic links, and names that begin with "." do not exist for visitors.
 #pragma once
-
-#include <sys/stat.h>
 
 #include <cstdint>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <tuple>
+#include <utility>
 
-#include "site/Files.h"
+#include <sys/stat.h>
+
+#include "base/Result.h"
+#include "base/ScopedDescriptor.h"
 
 namespace lumsite {
 
 struct PublicFile {
-    ScopedFd fd;
+    base::ScopedDescriptor descriptor;
     std::string name; // the last step
     std::uint64_t size = 0;
     std::time_t modified = 0;
@@ -29,18 +31,22 @@ struct PublicFile {
 
 class PublicFolder {
 public:
-    // Throws SiteError when there is no such folder.
-    explicit PublicFolder(const std::filesystem::path &root);
+    static base::Result<std::unique_ptr<PublicFolder>> Open(const std::filesystem::path &root);
 
-    enum class Outcome { file, folderWithoutSlash, absent };
-    // `path` is a decoded absolute path ("/a/b"). A path that ends in "/" means the folder's index.html; a folder named
-    // without its "/" is told apart, because relative links in its page would lead astray.
-    Outcome Open(std::string_view path, PublicFile &file);
+    enum class Outcome {
+        File,               // `file` is set
+        FolderWithoutSlash, // relative links in its page would lead astray
+        Absent,
+        Unreadable
+    };
+    // `path` is a decoded absolute path ("/a/b"). A path that ends in "/" means the folder's index.html.
+    Outcome Find(std::string_view path, PublicFile &file);
 
 private:
-    std::string TagOf(int fd, const struct stat &status);
+    explicit PublicFolder(base::ScopedDescriptor root) : m_root(std::move(root)) {}
+    base::Result<std::string> TagOf(int descriptor, const struct stat &status);
 
-    ScopedFd m_root;
+    base::ScopedDescriptor m_root;
     // Digests by what changes whenever a file's content does.
     using Identity = std::tuple<dev_t, ino_t, off_t, time_t, long, time_t, long>;
     std::mutex m_mutex;

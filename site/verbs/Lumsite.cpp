@@ -2,62 +2,56 @@
 #include <cstdio>
 #include <exception>
 
-#include "site/SiteError.h"
+#include "site/publish/Manifest.h"
+#include "site/verbs/Commands.h"
 #include "site/verbs/Verbs.h"
 
 namespace lumsite {
+
 namespace {
+
+constexpr int kFailed = 1;
+constexpr int kMisused = 2;
 
 struct Verb {
     const char *name;
-    const char *help;
-    int (*run)(const std::vector<std::string> &arguments);
+    base::Result<int> (*run)(const base::CommandLine &line);
 };
 
 constexpr Verb kVerbs[] = {
-    {"init", "makes a demonstration authority, the site's key and its certificate", RunInit},
-    {"pack", "makes a package of one component", RunPack},
-    {"publish", "makes packages, instruction file and pages from a manifest", RunPublish},
-    {"serve", "serves a published folder on this computer's loopback address", RunServe},
-    {"check", "checks a published site the way the extension would", RunCheck},
+    {"init", RunInit}, {"pack", RunPack}, {"publish", RunPublish}, {"serve", RunServe}, {"check", RunCheck},
 };
 
-void PrintHelp(FILE *out) {
-    std::fputs("usage: lumsite VERB [options] ...\n\nPublishes components for the meeting-start extension.\n\n", out);
-    for (const Verb &verb : kVerbs) {
-        std::fprintf(out, "  %-9s %s\n", verb.name, verb.help);
-    }
-    std::fputs("\nlumsite VERB --help tells more. Exit status: 0 done, 1 failed, 2 misused.\n", out);
+int Complain(const std::string &text, int status) {
+    std::fprintf(stderr, "lumsite: %s\n", text.c_str());
+    return status;
 }
 
-int Dispatch(const std::vector<std::string> &arguments) {
+int Run(const std::vector<std::string> &arguments) {
     if (arguments.empty()) {
-        PrintHelp(stderr);
-        return 2;
+        std::fputs(base::HelpText(Commands()).c_str(), stderr);
+        return kMisused;
     }
-    if (arguments[0] == "--help" || arguments[0] == "-h" || arguments[0] == "help") {
-        PrintHelp(stdout);
+    const base::Result<base::CommandLine> line = base::ReadCommandLine(Commands(), arguments);
+    if (!line) {
+        return Complain(line.error().text, kMisused);
+    }
+    if (line->helpWanted()) {
+        std::fputs(base::HelpText(Commands(), line->verb()).c_str(), stdout);
         return 0;
     }
-    const auto verb =
-        std::find_if(std::begin(kVerbs), std::end(kVerbs), [&](const Verb &each) { return arguments[0] == each.name; });
-    if (verb == std::end(kVerbs)) {
-        throw UsageError("lumsite: unknown verb " + arguments[0] + "; see lumsite --help");
-    }
-    return verb->run({arguments.begin() + 1, arguments.end()});
+    const auto verb = std::ranges::find(kVerbs, line->verb(), &Verb::name);
+    const base::Result<int> status = verb->run(*line);
+    return status ? *status : Complain(status.error().text, status.error().code == kManifestFault ? kMisused : kFailed);
 }
 
 } // namespace
 
 int RunLumsite(const std::vector<std::string> &arguments) {
     try {
-        return Dispatch(arguments);
-    } catch (const UsageError &error) {
-        std::fprintf(stderr, "%s\n", error.what());
-        return 2;
-    } catch (const std::exception &error) {
-        std::fprintf(stderr, "lumsite: %s\n", error.what());
-        return 1;
+        return Run(arguments);
+    } catch (const std::exception &error) { // no memory
+        return Complain(error.what(), kFailed);
     }
 }
 

@@ -1,19 +1,23 @@
-// The verbs of lumsite. Each takes the arguments after its name and returns the exit status: 0 done, 1 not done. A
-// command line or a manifest that cannot be understood throws UsageError, any other failure SiteError.
+// The verbs of lumsite. Each returns the exit status, or why it failed: status 2 for a manifest that cannot be
+// understood (kManifestFault), otherwise 1.
 #pragma once
 
 #include <string>
 #include <vector>
 
+#include "base/CommandLine.h"
+#include "base/Result.h"
+
 namespace lumsite {
 
-int RunInit(const std::vector<std::string> &arguments);
-int RunPack(const std::vector<std::string> &arguments);
-int RunPublish(const std::vector<std::string> &arguments);
-int RunServe(const std::vector<std::string> &arguments);
-int RunCheck(const std::vector<std::string> &arguments);
+base::Result<int> RunInit(const base::CommandLine &line);
+base::Result<int> RunPack(const base::CommandLine &line);
+base::Result<int> RunPublish(const base::CommandLine &line);
+base::Result<int> RunServe(const base::CommandLine &line);
+base::Result<int> RunCheck(const base::CommandLine &line);
 
-// The whole program: `arguments` without the program's name. Returns 0, 1 or 2 (usage) and reports on standard error.
+// The whole program: `arguments` without the program's name. Returns 0, 1 or 2 (wrong usage) and reports on standard
+// error.
 int RunLumsite(const std::vector<std::string> &arguments);
 
 } // namespace lumsite

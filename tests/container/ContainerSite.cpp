@@ -1,26 +1,21 @@
 #include "tests/container/ContainerSite.h"
 
-#include <sys/wait.h>
-
 #include <cstdlib>
 
 void ContainerSite::Publish(const std::string &name, const std::string &update) {
     const std::string package = name + ".tgz";
-    RunCommand("tar -C '" + (dir / "src") + "' -czf '" + (dir / package) + "' '" + name + "'");
+    OutputOf("tar -C '" + (dir / "src") + "' -czf '" + (dir / package) + "' '" + name + "'");
     const TestSite::Item item{.name = name, .url = package, .update = update};
     m_lines += "File" + std::to_string(++m_count) + "=" + TestSite::ItemLine(m_identity, item, dir / package) + "\n";
     dir.Write("lummac.ini", "[Kelvo]\nCount=" + std::to_string(m_count) + "\n" + m_lines);
 }
 
 std::string ContainerSite::Run(const std::string &container, const std::string &extension, const std::string &component,
-                               const std::string &more, int &status) {
-    const std::string log = dir / "output";
-    const std::string command = "unset DISPLAY; '" + container + "' '" + extension + "' 'LumUrlRoot=file://" +
-                                dir.path().string() + "' 'LumComponentName=" + component +
-                                "' 'lumcertification=" + m_identity.certification + "' " + more + " >'" + log +
-                                "' 2>&1";
-    status = WEXITSTATUS(std::system(command.c_str()));
-    return ReadFile(log);
+                               const std::string &more, int status) {
+    return OutputOf("unset DISPLAY; '" + container + "' '" + extension + "' 'LumUrlRoot=file://" + dir.path().string() +
+                        "' 'LumComponentName=" + component + "' 'lumcertification=" + m_identity.certification + "' " +
+                        more,
+                    status);
 }
 
 std::string InstallFolder() {

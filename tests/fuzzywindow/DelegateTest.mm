@@ -5,23 +5,18 @@
 #include <filesystem>
 
 #include "lum/common/lumutil.h"
-#include "lum/lumext/lumext.h"
+#include "tests/support/LumFixture.h"
 #include "tests/support/ChildProcess.h"
-#include "tests/support/FakeHost.h"
-#include "tests/support/TempDir.h"
 #include "tests/support/TraceRecorder.h"
 
 #import <Foundation/Foundation.h>
 
 namespace {
 
-struct Fixture {
-    FakeHost host;
-    CLumExtension extension{&host};
+struct Fixture : LumFixture {
     LumFuzzyWindowDelegate delegate;
 
     Fixture() {
-        extension.m_pLUMInterface = &host.table;
         Init();
     }
     void Init() {
@@ -55,7 +50,7 @@ TEST(FuzzyDelegate, IsUsedForAFastJoinOfAnApplicationThatDoesNotRun) {
     const std::string player = place / "Kelvo Player";
     std::filesystem::copy_file("/bin/sleep", player);
     const ChildProcess running(player, {"60"});
-    ASSERT_TRUE(WaitUntil([] { return GetPIDForProcessName("Kelvo Player") != 0xFFFFFFFFu; }));
+    ASSERT_TRUE(WaitUntil([] { return GetPIDForProcessName("Kelvo Player") != kNoProcessId; }));
     const struct {
         const char *flag; // null: absent
         const char *component;
@@ -306,8 +301,7 @@ TEST(FuzzyWrapper, ASavedFileSparesTheDownloadWhileTheApplicationIsCurrent) {
     const TempDir place;
     const std::string ini = place.Write("arrived.ini", "[Kelvo]\nCount=0\n");
     const auto install = [](const std::string &version) {
-        FolderOfBundle().Write("2.4/Meeting Hall.app/Contents/Info.plist",
-                               "{ CFBundleVersion = \"" + version + "\"; }");
+        FolderOfBundle().WriteBundle("2.4/Meeting Hall.app", version);
     };
     LumFuzzyWindowMgrWrapper wrapper;
     wrapper.initWithParam({&fixture.host.table, &fixture.host, &fixture.extension, nullptr});

@@ -27,9 +27,7 @@ struct Site {
         Install("31.5.0");
     }
     void Install(const std::string &version) {
-        place.Write("2.4/Meeting Hall.app/Contents/Info.plist",
-                    "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>CFBundleVersion</key><string>" + version +
-                        "</string></dict></plist>");
+        place.WriteBundle("2.4/Meeting Hall.app", version);
     }
     void Save(const std::string &content = kInstructions) {
         manager->saveLumIniFile(place.Write("arrived.ini", content).c_str());

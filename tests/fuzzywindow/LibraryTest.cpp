@@ -1,21 +1,18 @@
 // The library as others see it.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <set>
-#include <string>
+#include <sstream>
 
 #include "tests/fuzzywindow/FakeDelegate.h"
+#include "tests/support/ChildProcess.h"
 
 TEST(FuzzyWindowLibrary, ExportsItsTwoFunctionsAlone) {
-    FILE *names = popen("nm -D --defined-only --format=just-symbols '" FUZZYWINDOW_LIBRARY "'", "r");
-    ASSERT_NE(names, nullptr);
+    std::istringstream lines(OutputOf("nm -D --defined-only --format=just-symbols '" FUZZYWINDOW_LIBRARY "'"));
     std::set<std::string> exported;
-    char line[1024];
-    while (std::fgets(line, sizeof line, names)) {
-        exported.insert(std::string(line, std::string(line).find_first_of("@\n")));
+    for (std::string line; std::getline(lines, line);) {
+        exported.insert(line.substr(0, line.find('@')));
     }
-    EXPECT_EQ(pclose(names), 0);
     EXPECT_EQ(exported, (std::set<std::string>{"createLumFuzzyWindow", "destroyLumFuzzyWindow"}));
 }
 

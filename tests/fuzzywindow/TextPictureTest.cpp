@@ -61,7 +61,7 @@ TEST(TextPicture, CutsAtTheLastLine) {
 }
 
 TEST(TextPicture, RightToLeftTextStartsAtTheRight) {
-    // The wide letter (shin) comes first in the text and so stands at the right, the narrow one (vav) at the left.
+    // The wide letter (shin) comes first in the text and so is at the right, the narrow one (vav) at the left.
     const TextPicture picture = DrawText("ש ו", {.size = 30}, kWidth, 1);
     double left = 0, right = 0;
     for (int y = 0; y < picture.pixelsHigh; ++y) {

@@ -6,6 +6,7 @@
 #include <functional>
 #include <set>
 
+#import "base/objc/ScopedPool.h"
 #include "tests/fuzzywindow/FakeDelegate.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Desktop.h"
@@ -70,7 +71,7 @@ namespace {
 
 // Runs the application until the condition holds, at most half a minute; returns whether it holds.
 bool Eventually(const std::function<bool()> &condition) {
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    const base::ScopedPool pool;
     LUMTestWatch *watch = [[LUMTestWatch new] autorelease];
     watch->condition = &condition;
     watch->limit = [NSDate dateWithTimeIntervalSinceNow:30];
@@ -82,7 +83,6 @@ bool Eventually(const std::function<bool()> &condition) {
     [NSApp run];
     [timer invalidate];
     const bool held = watch->held;
-    [pool drain];
     return held;
 }
 
@@ -99,7 +99,7 @@ protected:
     bool Disappears() {
         return Eventually([&] { return desktop.WindowsTitled(kTitle).empty(); });
     }
-    // Pixels of the accent colour in the lines where the bar stands: its length, for it is the only thing there.
+    // Pixels of the accent colour in the bar's line: its length, because nothing else there has that colour.
     int BarLength() {
         const auto window = desktop.WindowTitled(kTitle);
         if (!window) {
@@ -157,7 +157,7 @@ TEST_F(PlaceholderWindow, ShowsThatAllHasArrivedBeforeTheThreadIsBusy) {
     ASSERT_TRUE(Eventually([&] { return BarLength() > 0; }));
     manager->setTotalDownloadSize(1000);
     manager->noticeDownloadSuccess();
-    EXPECT_TRUE(WaitUntil([&] { return BarLength() >= 478; })) << BarLength(); // no event is handled meanwhile
+    EXPECT_TRUE(WaitUntil([&] { return BarLength() >= 478; })) << BarLength(); // without any event being handled
     EXPECT_TRUE(manager->isReady());
 }
 
@@ -207,7 +207,7 @@ TEST_F(PlaceholderWindow, MayBeDestroyedByTheEndOfTheStart) {
     EXPECT_TRUE(Disappears());
 }
 
-TEST_F(PlaceholderWindow, LooksAfterItsEventsWhereNobodyElseDoes) {
+TEST_F(PlaceholderWindow, HandlesItsEventsWhereNothingElseDoes) {
     manager->start();
     EXPECT_TRUE(WaitUntil([&] {
         manager->setTotalDownloadSize(1000);

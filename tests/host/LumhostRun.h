@@ -7,31 +7,15 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/ChildProcess.h"
 #include "tests/support/FaultServer.h"
-#include "tests/support/TempDir.h"
 
 // A run of the program; its output is read when it has ended.
-class Lumhost {
+class Lumhost : public ChildProcess {
 public:
-    explicit Lumhost(std::vector<std::string> arguments);
-    ~Lumhost(); // kills it
-    Lumhost(const Lumhost &) = delete;
-    Lumhost &operator=(const Lumhost &) = delete;
-
-    void Signal(int number) const;
-    // Waits for its end, not for ever. The exit status, or the negative number of the signal that ended it.
-    int Wait();
-    std::string Out();
-    std::string Err();
+    explicit Lumhost(std::vector<std::string> arguments)
+        : ChildProcess(TEST_LUMHOST, std::move(arguments), Streams::Kept) {}
     std::vector<Json::Value> Events(); // of --json
-    // What it has printed by now.
-    std::string OutSoFar() const;
-
-private:
-    const TempDir m_place;
-    pid_t m_pid = -1;
-    bool m_ended = false;
-    int m_status = 0;
 };
 
 class LumhostTest : public testing::Test {

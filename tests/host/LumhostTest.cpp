@@ -20,7 +20,7 @@ namespace {
 // A package with the component Hall.app in it.
 std::string Package(const TempDir &place) {
     place.Write("packing/Hall.app/run", "code");
-    EXPECT_EQ(0, system(("tar -C '" + (place / "packing") + "' -czf '" + (place / "hall.tgz") + "' Hall.app").c_str()));
+    OutputOf("tar -C '" + (place / "packing") + "' -czf '" + (place / "hall.tgz") + "' Hall.app");
     return ReadFile(place / "hall.tgz");
 }
 
@@ -223,7 +223,7 @@ TEST_F(LumhostWithoutWindowsTest, ReportForSupport) {
     struct stat status {};
     ASSERT_EQ(0, stat((place / "report.tgz").c_str(), &status));
     EXPECT_EQ(0600U, status.st_mode & 0777);
-    EXPECT_EQ(0, system(("tar -C '" + place.path().string() + "' -xzf '" + (place / "report.tgz") + "'").c_str()));
+    OutputOf("tar -C '" + place.path().string() + "' -xzf '" + (place / "report.tgz") + "'");
     const std::string report = place / "lumhost-report";
     const std::string trace = ReadFile(report + "/trace.txt");
     EXPECT_THAT(trace, HasSubstr("meeting <MeetingID> in ~"));

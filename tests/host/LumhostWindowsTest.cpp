@@ -21,10 +21,6 @@ class LumhostWindowsTest : public LumhostTest {
 protected:
     LumhostWindowsTest() : desktop(Desktop::Get()) {}
 
-    bool WaitForWindow(const std::string &title) const {
-        return WaitUntil([&] { return desktop.WindowTitled(title).has_value(); });
-    }
-
     // In the window of this title, once it has the keyboard.
     void Press(const std::string &title, const std::vector<std::string> &keys) const {
         EXPECT_TRUE(WaitUntil([&] { return desktop.HasKeyboard(title); }));
@@ -53,7 +49,7 @@ TEST_F(LumhostWindowsTest, AsksBeforeASiteMayAct) {
 
     EXPECT_EQ(0, Lumhost({"forbid", server.Url("")}).Wait());
     Lumhost ended(Arguments(Page("open _self /next")));
-    EXPECT_TRUE(WaitForWindow(title));
+    EXPECT_TRUE(desktop.WaitForWindow(title));
     ended.Signal(SIGTERM);
     EXPECT_EQ(128 + SIGTERM, ended.Wait());
 }
@@ -66,7 +62,7 @@ TEST_F(LumhostWindowsTest, MessagesAreAlertsToo) {
     EXPECT_THAT(run.Err(), HasSubstr("lumhost: message 5: Setup failed. Error [5]\n"));
 
     Lumhost ended(Arguments(Page("message 5 Setup failed. Error [5]", title)));
-    EXPECT_TRUE(WaitForWindow("Hall"));
+    EXPECT_TRUE(desktop.WaitForWindow("Hall"));
     ended.Signal(SIGTERM);
     EXPECT_EQ(128 + SIGTERM, ended.Wait());
     EXPECT_THAT(Record(), ElementsAre("exit"));
@@ -102,7 +98,7 @@ TEST_F(LumhostWindowsTest, StopWhileAPackageIsUnpacked) {
     Lumhost run(
         Arguments(Page("window\nstart " + server.Url("/kit/slow") + "\nplace " + (place / "Kelvo Folder/Hall.app") +
                        "\nget " + server.Url("/kit/large") + "\nmessage 5 never shown")));
-    EXPECT_TRUE(WaitForWindow("Fake"));
+    EXPECT_TRUE(desktop.WaitForWindow("Fake"));
     EXPECT_TRUE(WaitUntil([&] { return run.OutSoFar().find("Installing Hall.app") != std::string::npos; }));
     Press("Fake", {"Return"});
     EXPECT_EQ(7, run.Wait());
@@ -135,8 +131,8 @@ TEST_F(LumhostWindowsTest, TheWindowServerGoesAway) {
     // Killing its connection is what a server that ends does to a client.
     server.On("/kit/slow", {{.body = std::string(1'000'000, 'x'), .bytesPerSecond = 1000}});
     Lumhost run(Arguments(Page("window\nstart " + server.Url("/kit/slow")), {"--json"}));
-    EXPECT_TRUE(WaitForWindow("Fake"));
-    EXPECT_EQ(0, system("xkill -id $(xdotool search --name '^Fake$') >/dev/null"));
+    EXPECT_TRUE(desktop.WaitForWindow("Fake"));
+    OutputOf("xkill -id $(xdotool search --name '^Fake$')");
     EXPECT_EQ(9, run.Wait());
     EXPECT_EQ(9, run.Events().back()["status"].asInt());
 }

@@ -1,20 +1,18 @@
 // What a container can see of the bundle's code.
 #include <gmock/gmock.h>
-#include <stdio.h>
 
-#include <string>
-#include <vector>
+#include <sstream>
+
+#include "tests/support/ChildProcess.h"
 
 namespace {
 
 std::vector<std::string> ExportedNames() {
-    FILE *output = popen(LUM_NM " -D --defined-only --format=posix '" LUM_BUNDLE_CODE "'", "r");
+    std::istringstream lines(OutputOf(LUM_NM " -D --defined-only --format=posix '" LUM_BUNDLE_CODE "'"));
     std::vector<std::string> names;
-    char name[1024];
-    while (fscanf(output, "%1023s%*[^\n]", name) == 1) {
-        names.emplace_back(name);
+    for (std::string line; std::getline(lines, line);) {
+        names.push_back(line.substr(0, line.find(' ')));
     }
-    EXPECT_EQ(pclose(output), 0);
     return names;
 }
 

@@ -55,6 +55,10 @@ Floors Floors::Read(std::string_view markdown) {
     return floors;
 }
 
+bool Floors::HasRow(std::string_view folder) const {
+    return std::ranges::any_of(m_rows, [&](const Floor &row) { return row.folder == folder; });
+}
+
 bool Floors::HasRowsBelow(std::string_view folder) const {
     return std::ranges::any_of(
         m_rows, [&](const Floor &row) { return row.folder != folder && row.folder.starts_with(folder); });
@@ -75,6 +79,12 @@ bool Floors::IsOfTheProject(std::string_view path) const {
     return std::ranges::any_of(m_rows, [&](const Floor &row) { return TopFolder(row.folder) == TopFolder(path); });
 }
 
+bool Floors::NamesRow(const std::vector<std::string> &paths, const std::string &folder) const {
+    return std::ranges::any_of(paths, [&](const std::string &path) {
+        return path == folder || (path.ends_with('/') && folder.starts_with(path) && !HasRow(path));
+    });
+}
+
 bool Floors::MayInclude(const std::filesystem::path &source, const std::string &header) const {
     const Floor *from = RowOf(source);
     const Floor *to = RowOf(header);
@@ -82,7 +92,7 @@ bool Floors::MayInclude(const std::filesystem::path &source, const std::string &
         return false;
     }
     return from->everything || from == to || from->folder.starts_with(to->folder) ||
-           Contains(from->below, to->folder) || Contains(from->below, header) || Contains(from->above, header);
+           NamesRow(from->below, to->folder) || Contains(from->below, header) || Contains(from->above, header);
 }
 
 std::vector<std::vector<std::string>> FloorsInPicture(std::string_view markdown, std::string_view heading) {

@@ -34,7 +34,10 @@ public:
     bool MayInclude(const std::filesystem::path &source, const std::string &header) const;
 
 private:
+    bool HasRow(std::string_view folder) const;
     bool HasRowsBelow(std::string_view folder) const;
+    // Whether one of the paths names the row of this folder; one without a row of its own names all rows below it.
+    bool NamesRow(const std::vector<std::string> &paths, const std::string &folder) const;
 
     std::vector<Floor> m_rows;
 };

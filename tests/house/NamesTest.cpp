@@ -1,5 +1,5 @@
 // Names, sizes and places of files.
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <map>
@@ -10,7 +10,6 @@
 #include "tests/support/TempDir.h"
 
 namespace fs = std::filesystem;
-using testing::IsEmpty;
 
 namespace {
 
@@ -23,7 +22,7 @@ const std::set<std::string> kGivenNames = {
 };
 // The target system names these headers.
 const std::string kSystemHeaders = "lum/platform/linux/include/";
-// Written as a program of somebody else, who has other habits.
+// An example in C, named as its document links to it.
 const std::string kExample = "docs/minimal-container.c";
 
 constexpr std::ptrdiff_t kMaximumLines = 450;

@@ -1,4 +1,4 @@
-// A source file's directives, as far as the house's rules are about them.
+// A source file's directives, as far as the rules of the tree are about them.
 #pragma once
 
 #include <filesystem>

@@ -26,6 +26,7 @@ say() { printf '\n== %s\n' "$1"; }
 
 # within COMMAND...: in the new system, which sees no processes of this one; all that it started ends with it.
 within() {
+  # shellcheck disable=SC2016 # for the shell inside
   unshare --mount --pid --ipc --fork --kill-child bash -c '
     root=$1
     shift
@@ -61,6 +62,7 @@ nothing_left() {
 make_system() {
   local mirror release
   release=$(. /etc/os-release && echo "$VERSION_CODENAME")
+  # shellcheck disable=SC2016 # apt's own
   mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' "Codename: $release" | head -n 1)
   [ -n "$mirror" ] || fail "apt on this machine knows no mirror of $release; give a root folder"
   root=$work/root

@@ -14,7 +14,8 @@ if command -v Xvfb >/dev/null; then
   Xvfb -displayfd 3 -screen 0 1024x768x24 -nolisten tcp 3>display 2>/dev/null &
   pids+=($!)
   for _ in $(seq 100); do [ -s display ] && break; sleep 0.1; done
-  export DISPLAY=":$(cat display)"
+  DISPLAY=:$(cat display)
+  export DISPLAY
 fi
 
 lumhost --version

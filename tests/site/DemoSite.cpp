@@ -1,10 +1,9 @@
 #include "tests/site/DemoSite.h"
 
 #include <gtest/gtest.h>
-#include <stdio.h>
-#include <sys/wait.h>
 
 #include "delivery/instructions/InstructionFile.h"
+#include "site/FindingText.h"
 #include "site/publish/ItemLine.h"
 
 namespace fs = std::filesystem;
@@ -12,12 +11,9 @@ using namespace lumsite;
 
 void WriteBundle(const TempDir &place, const std::string &path, const std::string &version,
                  const std::string &content) {
-    const std::string base = fs::path(path).stem();
-    place.Write(
-        path + "/Contents/Info.plist",
-        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict><key>CFBundleVersion</key><string>" +
-            version + "</string></dict></plist>\n");
-    fs::permissions(place.Write(path + "/Contents/MacOS/" + base, content), fs::perms::owner_all);
+    place.WriteBundle(path, version);
+    fs::permissions(place.Write(path + "/Contents/MacOS/" + fs::path(path).stem().string(), content),
+                    fs::perms::owner_all);
 }
 
 namespace {
@@ -28,7 +24,7 @@ const fs::path &KeysOfThisProcess() {
     static const fs::path keys = [] {
         InitOptions options;
         options.commonName = "site" LUM_VENDOR_SUFFIX;
-        MakeKeys(place.path() / "keys", options);
+        EXPECT_EQ(ErrorOf(MakeKeys(place.path() / "keys", options)), "");
         return place.path() / "keys";
     }();
     return keys;
@@ -51,14 +47,20 @@ DemoSite::DemoSite() {
   ],
   "pages": [ { "component": "confshell.bundle" } ]
 })");
-    m_manifest = ReadManifest(path, "");
+    m_manifest = ReadManifest(path, "").value();
+}
+
+PublishResult DemoSite::Publish(const PublishOptions &options) const {
+    base::Result<PublishResult> result = TryPublish(options);
+    EXPECT_EQ(ErrorOf(result), "");
+    return result.value_or(PublishResult());
 }
 
 ManifestSection DemoSite::AddKeys(const std::string &name) const {
     InitOptions options;
     options.commonName = "site" LUM_VENDOR_SUFFIX;
     options.issuers = m_place.path() / "keys";
-    MakeKeys(m_place.path() / name, options);
+    EXPECT_EQ(ErrorOf(MakeKeys(m_place.path() / name, options)), "");
     return {"", name, m_place.path() / name};
 }
 
@@ -85,23 +87,16 @@ std::map<std::string, std::string> Tree(const fs::path &folder) {
     return files;
 }
 
-std::string OutputOf(const std::string &command, int status) {
-    FILE *pipe = popen(("{ " + command + "; } 2>&1").c_str(), "r");
-    std::string output;
-    char block[4096];
-    for (size_t count; (count = fread(block, 1, sizeof block, pipe)) > 0;) {
-        output.append(block, count);
-    }
-    const int ended = pclose(pipe);
-    EXPECT_TRUE(WIFEXITED(ended));
-    EXPECT_EQ(WEXITSTATUS(ended), status) << command << "\n" << output;
-    return output;
-}
-
-std::string TextOf(const Findings &findings) {
+std::string TextOf(const base::Findings &findings) {
     std::string text;
-    for (const Finding &finding : findings) {
+    for (const base::Finding &finding : findings) {
         text += ToText(finding);
     }
     return text;
+}
+
+CheckReport ReportOn(const std::string &place, const CheckOptions &options) {
+    base::Result<CheckReport> report = CheckSite(place, options);
+    EXPECT_EQ(ErrorOf(report), "");
+    return report.value_or(CheckReport());
 }

@@ -6,11 +6,14 @@
 #include <string>
 #include <vector>
 
+#include "base/Finding.h"
+#include "base/Result.h"
 #include "site/check/Checker.h"
+#include "site/keys/KeyFolder.h"
 #include "site/keys/SiteKeys.h"
 #include "site/publish/Manifest.h"
 #include "site/publish/Publisher.h"
-#include "tests/support/TempDir.h"
+#include "tests/support/ChildProcess.h"
 
 // Writes a bundle with an executable and an Info.plist that gives `version` ("2.1.3.4").
 void WriteBundle(const TempDir &place, const std::string &path, const std::string &version,
@@ -34,9 +37,11 @@ public:
         return m_manifest;
     }
 
-    lumsite::PublishResult Publish(const lumsite::PublishOptions &options = {}) const {
+    base::Result<lumsite::PublishResult> TryPublish(const lumsite::PublishOptions &options = {}) const {
         return lumsite::Publish(m_manifest, site(), options);
     }
+    // Fails the running test when it cannot be done.
+    lumsite::PublishResult Publish(const lumsite::PublishOptions &options = {}) const;
     // Makes keys by the authority of "keys", for a section of their own.
     lumsite::ManifestSection AddKeys(const std::string &name) const;
     // The section's lines ("Count=3", "File1=...").
@@ -54,8 +59,13 @@ private:
 // Every visible file below `folder` with its content, by relative path.
 std::map<std::string, std::string> Tree(const std::filesystem::path &folder);
 
-// What a command prints; fails the test when it does not end with `status`.
-std::string OutputOf(const std::string &command, int status = 0);
-
 // "error: lummac.ini:3: ..." lines, for messages of failed tests.
-std::string TextOf(const lumsite::Findings &findings);
+std::string TextOf(const base::Findings &findings);
+
+// What went wrong; empty when nothing did.
+template <class Value> std::string ErrorOf(const base::Result<Value> &result) {
+    return result ? "" : result.error().text;
+}
+
+// What check says of a site; fails the running test when it cannot be checked at all.
+lumsite::CheckReport ReportOn(const std::string &place, const lumsite::CheckOptions &options = {});

@@ -15,12 +15,7 @@
 
 namespace {
 
-struct Free {
-    void operator()(void *reply) const {
-        std::free(reply);
-    }
-};
-template <class T> using Reply = std::unique_ptr<T, Free>;
+using base::ScopedXcbReply;
 
 // A child that ends with this process, however that ends.
 void Launch(const std::vector<const char *> &command, int keptDescriptor = -1) {
@@ -37,10 +32,6 @@ void Launch(const std::vector<const char *> &command, int keptDescriptor = -1) {
     }
     execvp(command[0], const_cast<char **>(command.data()));
     _exit(127);
-}
-
-void Run(const std::string &command) {
-    EXPECT_EQ(std::system(command.c_str()), 0) << command;
 }
 
 } // namespace
@@ -75,29 +66,25 @@ Desktop::Desktop() {
 }
 
 void Desktop::Connect() {
-    m_connection = xcb_connect(nullptr, nullptr);
-    if (xcb_connection_has_error(m_connection)) {
+    m_owned = base::ConnectToWindowServer();
+    m_connection = m_owned.get();
+    if (!m_connection) {
         ADD_FAILURE() << "no connection to the window server";
         return;
     }
     m_root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
-    const std::uint32_t managed = Atom("_NET_SUPPORTING_WM_CHECK");
-    EXPECT_TRUE(WaitUntil([&] {
-        const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
-            m_connection, xcb_get_property(m_connection, 0, m_root, managed, XCB_ATOM_WINDOW, 0, 1), nullptr));
-        return reply && xcb_get_property_value_length(reply.get()) == 4;
-    })) << "openbox does not start";
+    EXPECT_TRUE(WaitUntil([&] { return OfRoot("_NET_SUPPORTING_WM_CHECK").size() == 1; })) << "openbox does not start";
 }
 
 std::uint32_t Desktop::Atom(const char *name) const {
     const auto cookie = xcb_intern_atom(m_connection, 0, static_cast<std::uint16_t>(std::strlen(name)), name);
-    const Reply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(m_connection, cookie, nullptr));
+    const ScopedXcbReply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(m_connection, cookie, nullptr));
     return reply ? reply->atom : 0;
 }
 
-std::vector<std::uint32_t> Desktop::Clients() const {
-    const auto cookie = xcb_get_property(m_connection, 0, m_root, Atom("_NET_CLIENT_LIST"), XCB_ATOM_WINDOW, 0, 1024);
-    const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(m_connection, cookie, nullptr));
+std::vector<std::uint32_t> Desktop::OfRoot(const char *property) const {
+    const auto cookie = xcb_get_property(m_connection, 0, m_root, Atom(property), XCB_ATOM_WINDOW, 0, 1024);
+    const ScopedXcbReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(m_connection, cookie, nullptr));
     if (!reply) {
         return {};
     }
@@ -107,7 +94,7 @@ std::vector<std::uint32_t> Desktop::Clients() const {
 
 std::string Desktop::Title(std::uint32_t window) const {
     const auto cookie = xcb_get_property(m_connection, 0, window, Atom("_NET_WM_NAME"), Atom("UTF8_STRING"), 0, 1024);
-    const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(m_connection, cookie, nullptr));
+    const ScopedXcbReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(m_connection, cookie, nullptr));
     if (!reply) {
         return "";
     }
@@ -117,14 +104,14 @@ std::string Desktop::Title(std::uint32_t window) const {
 
 std::vector<Desktop::Window> Desktop::WindowsTitled(const std::string &title) const {
     std::vector<Window> windows;
-    for (const std::uint32_t client : Clients()) {
+    for (const std::uint32_t client : OfRoot("_NET_CLIENT_LIST")) {
         if (Title(client) != title) {
             continue;
         }
         const auto size = xcb_get_geometry(m_connection, client);
         const auto corner = xcb_translate_coordinates(m_connection, client, m_root, 0, 0);
-        const Reply<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(m_connection, size, nullptr));
-        const Reply<xcb_translate_coordinates_reply_t> place(
+        const ScopedXcbReply<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(m_connection, size, nullptr));
+        const ScopedXcbReply<xcb_translate_coordinates_reply_t> place(
             xcb_translate_coordinates_reply(m_connection, corner, nullptr));
         if (geometry && place) {
             windows.push_back({place->dst_x, place->dst_y, geometry->width, geometry->height});
@@ -138,8 +125,17 @@ std::optional<Desktop::Window> Desktop::WindowTitled(const std::string &title) c
     return windows.size() == 1 ? std::optional(windows[0]) : std::nullopt;
 }
 
+bool Desktop::WaitForWindow(const std::string &title) const {
+    return WaitUntil([&] { return WindowTitled(title).has_value(); });
+}
+
+std::string Desktop::ActiveTitle() const {
+    const std::vector<std::uint32_t> active = OfRoot("_NET_ACTIVE_WINDOW");
+    return active.empty() ? "" : Title(active[0]);
+}
+
 bool Desktop::HasKeyboard(const std::string &title) const {
-    const Reply<xcb_get_input_focus_reply_t> focus(
+    const ScopedXcbReply<xcb_get_input_focus_reply_t> focus(
         xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
     return focus && Title(focus->focus) == title;
 }
@@ -148,7 +144,7 @@ int Desktop::CountPixels(int x, int y, int width, int height, std::uint32_t colo
     const auto cookie = xcb_get_image(m_connection, XCB_IMAGE_FORMAT_Z_PIXMAP, m_root, static_cast<std::int16_t>(x),
                                       static_cast<std::int16_t>(y), static_cast<std::uint16_t>(width),
                                       static_cast<std::uint16_t>(height), ~0u);
-    const Reply<xcb_get_image_reply_t> image(xcb_get_image_reply(m_connection, cookie, nullptr));
+    const ScopedXcbReply<xcb_get_image_reply_t> image(xcb_get_image_reply(m_connection, cookie, nullptr));
     if (!image) {
         ADD_FAILURE() << "no picture of the screen";
         return -1;
@@ -161,11 +157,27 @@ int Desktop::CountPixels(int x, int y, int width, int height, std::uint32_t colo
     return count;
 }
 
-void Desktop::Press(const std::string &key) const {
-    Run("xdotool key " + key);
+void Desktop::Do(const std::string &commands) const {
+    OutputOf("xdotool " + commands);
+}
+
+// A press and a release in the same moment would be taken for a press alone.
+void Desktop::Click(int x, int y) const {
+    Do("mousemove " + std::to_string(x) + " " + std::to_string(y) + " mousedown 1 sleep 0.1 mouseup 1");
 }
 
 void Desktop::MoveWindow(const std::string &title, int x, int y) const {
-    Run("xdotool search --name '^" + title + "$' windowmove --sync " + std::to_string(x) + " " + std::to_string(y) +
-        " >/dev/null");
+    Do("search --name '^" + title + "$' windowmove --sync " + std::to_string(x) + " " + std::to_string(y));
+}
+
+std::jthread Desktop::PressOnceShown(const std::string &title, const std::string &keys) const {
+    return std::jthread([this, title, keys](const std::stop_token &end) {
+        while (!HasKeyboard(title)) {
+            if (end.stop_requested()) {
+                return;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        Press(keys);
+    });
 }

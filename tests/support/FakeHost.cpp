@@ -2,14 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 
 namespace {
-
-FakeHost &Host(void *cookie) {
-    return *static_cast<FakeHost *>(cookie);
-}
 
 std::string TextOrNull(const char *text) {
     return text ? text : "(null)";
@@ -26,32 +23,44 @@ void FakeHost::Request::Done(const char *path) const {
     callback(nullptr, context, LUMGetFileNotifyDone, const_cast<char *>(path));
 }
 
+FakeHost &FakeHost::Called(void *cookie) {
+    auto &host = *static_cast<FakeHost *>(cookie);
+    std::fill(host.m_answer.begin(), host.m_answer.end(), '#');
+    return host;
+}
+
 FakeHost::FakeHost() {
+    m_answer.reserve(4096);
     install = [](const std::string &file, const std::string &destination) {
         std::filesystem::copy(file, destination, std::filesystem::copy_options::recursive);
         return 0;
     };
     table.pfnGetParameter = [](void *cookie, const char *name) -> const char * {
-        const auto &parameters = Host(cookie).parameters;
-        const auto found = parameters.find(name);
-        return found == parameters.end() ? nullptr : found->second.c_str();
+        FakeHost &host = Called(cookie);
+        const auto found = host.parameters.find(name);
+        if (found == host.parameters.end()) {
+            return nullptr;
+        }
+        host.m_answer.assign(found->second); // in the place of the last answer where it fits
+        return host.m_answer.c_str();
     };
     table.pfnOpenURL = [](void *cookie, const char *target, const char *url) {
-        Host(cookie).navigations.push_back({TextOrNull(target), TextOrNull(url)});
+        Called(cookie).navigations.push_back({TextOrNull(target), TextOrNull(url)});
     };
     table.pfnGetFile = [](void *cookie, LUMGetFileCallback callback, void *context, const char *url) {
-        Host(cookie).requests.push_back({callback, context, url});
+        Called(cookie).requests.push_back({callback, context, url});
     };
     table.pfnInstallFile = [](void *cookie, const char *file, const char *destination, void *) {
-        Host(cookie).installs.push_back({file, destination});
-        return Host(cookie).install(file, destination);
+        FakeHost &host = Called(cookie);
+        host.installs.push_back({file, destination});
+        return host.install(file, destination);
     };
     table.pfnGetWindow = [](void *cookie) -> _NPWindow * {
-        ++Host(cookie).windowQueries;
+        ++Called(cookie).windowQueries;
         return nullptr;
     };
-    table.pfnStop = [](void *cookie) { ++Host(cookie).stops; };
-    table.pfnShowMessage = [](void *cookie, const char *message) { Host(cookie).messages.emplace_back(message); };
+    table.pfnStop = [](void *cookie) { ++Called(cookie).stops; };
+    table.pfnShowMessage = [](void *cookie, const char *message) { Called(cookie).messages.emplace_back(message); };
 }
 
 void FakeHost::EnableLog() {

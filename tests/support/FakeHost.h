@@ -1,4 +1,5 @@
 // A container for tests: it answers parameters from a map, records every service call and finishes downloads when told.
+// All its answers lie in one buffer, which the next service call overwrites, as it may.
 #pragma once
 
 #include <functional>
@@ -50,4 +51,10 @@ public:
     int windowQueries = 0;
     // The result of pfnInstallFile; copies the package to the destination by default.
     std::function<int(const std::string &file, const std::string &destination)> install;
+
+private:
+    // The one that `cookie` stands for, its last answer made worthless.
+    static FakeHost &Called(void *cookie);
+
+    std::string m_answer;
 };

@@ -11,8 +11,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
-#include <charconv>
 #include <condition_variable>
 #include <fstream>
 #include <functional>
@@ -22,11 +20,14 @@
 #include <sstream>
 #include <thread>
 
+#include "base/Files.h"
+#include "base/Text.h"
 #include "tests/support/FaultServerTls.h"
 
 namespace {
 
 constexpr std::size_t kLongestHead = 1 << 20;
+constexpr std::uint64_t kLargestFile = 1 << 30;
 constexpr std::size_t kPiece = 1 << 16;
 constexpr std::size_t kReadPiece = 1 << 14;
 
@@ -95,11 +96,6 @@ private:
     bool m_broken = false;
 };
 
-std::string Lower(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-    return text;
-}
-
 FaultServer::Request ParseHead(std::string_view head) {
     FaultServer::Request request;
     std::istringstream lines{std::string(head)};
@@ -111,10 +107,7 @@ FaultServer::Request ParseHead(std::string_view head) {
         if (colon == line.npos) {
             continue;
         }
-        const std::size_t from = line.find_first_not_of(' ', colon + 1);
-        const std::size_t to = line.find_last_not_of("\r ");
-        request.headers.emplace_back(Lower(line.substr(0, colon)),
-                                     from == line.npos || to < from ? "" : line.substr(from, to - from + 1));
+        request.headers.emplace_back(base::Lower(line.substr(0, colon)), base::Trim(line.substr(colon + 1)));
     }
     std::string_view path = request.target;
     if (const std::size_t scheme = path.find("://"); scheme != path.npos) { // asked as a proxy
@@ -123,21 +116,6 @@ FaultServer::Request ParseHead(std::string_view head) {
     request.path = path.substr(0, path.find('?'));
     request.query = path.size() > request.path.size() ? path.substr(request.path.size() + 1) : "";
     return request;
-}
-
-std::string PercentDecoded(std::string_view text) {
-    std::string decoded;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        unsigned value = 0;
-        if (text[i] == '%' && i + 2 < text.size() &&
-            std::from_chars(&text[i + 1], &text[i + 3], value, 16).ptr == &text[i + 3]) {
-            decoded += static_cast<char>(value);
-            i += 2;
-        } else {
-            decoded += text[i];
-        }
-    }
-    return decoded;
 }
 
 // Where the part begins that the request asks for, if it may have one.
@@ -184,7 +162,7 @@ private:
     std::optional<Answer> FromFolder(const std::string &path) const;
     bool Reply(Stream &stream, const Request &request, const Answer &answer);
     bool SendBody(Stream &stream, const Answer &answer, std::uint64_t from, std::uint64_t size);
-    // False when the server ends meanwhile.
+    // False when the server ends before.
     bool Sleep(std::chrono::milliseconds time) const;
     static int ChooseProtocol(SSL *, const unsigned char **chosen, unsigned char *length, const unsigned char *offered,
                               unsigned offeredLength, void *self);
@@ -349,17 +327,16 @@ FaultServer::Answer FaultServer::Engine::NextAnswer(const Request &request) {
 }
 
 std::optional<FaultServer::Answer> FaultServer::Engine::FromFolder(const std::string &path) const {
-    const std::string name = PercentDecoded(path);
+    const std::string name = base::PercentDecode(path).value_or("");
     if (!folder || !name.starts_with('/') || (name + "/").find("/../") != name.npos) {
         return std::nullopt;
     }
-    const std::filesystem::path file = *folder / name.substr(1);
-    if (!std::filesystem::is_regular_file(file)) {
+    base::Result<std::string> content = base::ReadWhole(*folder / name.substr(1), kLargestFile);
+    if (!content) {
         return std::nullopt;
     }
-    std::ifstream stream(file, std::ios::binary);
     Answer answer = manner;
-    answer.body.assign(std::istreambuf_iterator<char>(stream), {});
+    answer.body = std::move(*content);
     answer.etag = "\"" + std::to_string(std::hash<std::string>()(answer.body)) + "\"";
     return answer;
 }

@@ -79,7 +79,7 @@ public:
     FaultServer &operator=(const FaultServer &) = delete;
 
     // The first request of `path` (without query) gets the first answer, and so on; the last one serves all further
-    // ones. Told again, it starts anew.
+    // ones. Told again, it starts from the first.
     void On(const std::string &path, std::vector<Answer> answers);
     // Any other path is looked up in `folder` (percent-decoded, never above it) at each request, and is answered in
     // that `manner` with the file as body and a strong tag made of its content.

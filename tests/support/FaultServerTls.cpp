@@ -3,10 +3,11 @@
 #include <openssl/bio.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
-#include <openssl/x509v3.h>
 
 #include <cstdio>
 #include <cstdlib>
+
+#include "tests/support/TestCertificates.h"
 
 namespace {
 
@@ -17,92 +18,45 @@ struct Free {
     void operator()(X509 *certificate) const {
         X509_free(certificate);
     }
-    void operator()(X509_EXTENSION *extension) const {
-        X509_EXTENSION_free(extension);
-    }
     void operator()(BIO *bio) const {
         BIO_free(bio);
     }
 };
 template <typename T> using Scoped = std::unique_ptr<T, Free>;
 
-constexpr long kDay = 86'400;
-
-void Check(bool done, const char *what) {
-    if (!done) {
-        std::fprintf(stderr, "fault server: cannot %s\n", what);
-        std::abort();
-    }
-}
-
-void AddExtension(X509 *certificate, X509 *issuer, int id, const char *value) {
-    X509V3_CTX context;
-    X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
-    const Scoped<X509_EXTENSION> extension(X509V3_EXT_conf_nid(nullptr, &context, id, value));
-    Check(extension && X509_add_ext(certificate, extension.get(), -1), "add an extension");
-}
-
-struct Identity {
-    Scoped<EVP_PKEY> key;
-    Scoped<X509> certificate;
-};
-
-// `issuer` null: its own issuer. `host` null: an authority.
-Identity Make(const char *name, const char *host, long fromDay, long toDay, const Identity *issuer) {
-    static long serial = 1;
-    Identity made{Scoped<EVP_PKEY>(EVP_EC_gen("P-256")), Scoped<X509>(X509_new())};
-    Check(made.key && made.certificate, "make a key");
-    X509 *const certificate = made.certificate.get();
-    X509 *const signer = issuer ? issuer->certificate.get() : certificate;
-    X509_set_version(certificate, 2);
-    ASN1_INTEGER_set(X509_get_serialNumber(certificate), serial++);
-    X509_gmtime_adj(X509_getm_notBefore(certificate), fromDay * kDay);
-    X509_gmtime_adj(X509_getm_notAfter(certificate), toDay * kDay);
-    X509_set_pubkey(certificate, made.key.get());
-    X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate), "CN", MBSTRING_UTF8,
-                               reinterpret_cast<const unsigned char *>(name), -1, -1, 0);
-    X509_set_issuer_name(certificate, X509_get_subject_name(signer));
-    if (host) {
-        AddExtension(certificate, signer, NID_subject_alt_name, host);
-    } else {
-        AddExtension(certificate, signer, NID_basic_constraints, "critical,CA:TRUE");
-        AddExtension(certificate, signer, NID_key_usage, "critical,keyCertSign,cRLSign");
-    }
-    Check(X509_sign(certificate, (issuer ? issuer : &made)->key.get(), EVP_sha256()), "sign a certificate");
-    return made;
-}
-
-Identity MakeServer(FaultServer::Tls kind, const Identity &authority) {
-    constexpr char here[] = "IP:127.0.0.1,DNS:localhost";
+TestCertificate MakeServer(FaultServer::Tls kind, const TestCertificate &authority) {
+    const std::vector<std::string> here = {"127.0.0.1", "localhost"};
     switch (kind) {
     case FaultServer::Tls::Expired:
-        return Make("expired", here, -20, -10, &authority);
+        return TestCertificate({.commonName = "expired", .fromDay = -20, .toDay = -10, .hosts = here}, authority);
     case FaultServer::Tls::WrongName:
-        return Make("elsewhere", "DNS:elsewhere.example", -1, 10, &authority);
+        return TestCertificate({.commonName = "elsewhere", .hosts = {"elsewhere.example"}}, authority);
     case FaultServer::Tls::SelfSigned:
-        return Make("self", here, -1, 10, nullptr);
+        return TestCertificate({.commonName = "self", .hosts = here});
     default:
-        return Make("good", here, -1, 10, &authority);
+        return TestCertificate({.commonName = "good", .hosts = here}, authority);
     }
 }
 
-std::string Pem(X509 *certificate) {
-    const Scoped<BIO> memory(BIO_new(BIO_s_mem()));
-    Check(memory && PEM_write_bio_X509(memory.get(), certificate), "write a certificate");
-    char *data = nullptr;
-    const long size = BIO_get_mem_data(memory.get(), &data);
-    return {data, static_cast<std::size_t>(size)};
+// What `read` makes of the PEM text.
+template <auto read> auto Parse(const std::string &pem) {
+    const Scoped<BIO> memory(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
+    return read(memory.get(), nullptr, nullptr, nullptr);
 }
 
 } // namespace
 
 ScopedTlsContext MakeTlsContext(FaultServer::Tls kind, std::string *authority) {
-    const Identity root = Make("fault server authority", nullptr, -30, 30, nullptr);
-    const Identity server = MakeServer(kind, root);
+    const TestCertificate root({.commonName = "fault server authority", .isAuthority = true, .fromDay = -30});
+    const TestCertificate server = MakeServer(kind, root);
+    const Scoped<X509> certificate(Parse<PEM_read_bio_X509>(server.Pem()));
+    const Scoped<EVP_PKEY> key(Parse<PEM_read_bio_PrivateKey>(server.KeyPem()));
     ScopedTlsContext context(SSL_CTX_new(TLS_server_method()));
-    Check(context && SSL_CTX_use_certificate(context.get(), server.certificate.get()) == 1 &&
-              SSL_CTX_use_PrivateKey(context.get(), server.key.get()) == 1,
-          "set up TLS");
-    *authority = Pem(root.certificate.get());
+    if (!context || SSL_CTX_use_certificate(context.get(), certificate.get()) != 1 ||
+        SSL_CTX_use_PrivateKey(context.get(), key.get()) != 1) {
+        std::fprintf(stderr, "fault server: cannot set up TLS\n");
+        std::abort();
+    }
+    *authority = root.Pem();
     return context;
 }

@@ -27,6 +27,13 @@ std::string TempDir::Write(std::string_view name, std::string_view content) cons
     return file.string();
 }
 
+std::string TempDir::WriteBundle(const std::string &name, const std::string &version) const {
+    Write(name + "/Contents/Info.plist",
+          R"(<?xml version="1.0"?><plist version="1.0"><dict><key>CFBundleVersion</key><string>)" + version +
+              "</string></dict></plist>\n");
+    return *this / name;
+}
+
 std::string ReadFile(const std::filesystem::path &path) {
     std::ifstream stream(path, std::ios::binary);
     EXPECT_TRUE(stream) << "cannot read " << path;

@@ -21,6 +21,8 @@ public:
     }
     // Writes a file (and the folders on its way) and returns its path.
     std::string Write(std::string_view name, std::string_view content) const;
+    // Writes the Info.plist of a bundle of this version; returns the bundle's path.
+    std::string WriteBundle(const std::string &name, const std::string &version) const;
 
 private:
     std::filesystem::path m_path;

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#import "base/objc/ScopedPool.h"
 #include "tests/support/TempDir.h"
 
 #import <Foundation/Foundation.h>
@@ -97,8 +98,7 @@ int main(int argc, char **argv) {
     }
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     unsetenv(kInsideVariable);
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    const base::ScopedPool pool;
     const int result = RUN_ALL_TESTS();
-    [pool drain];
     return result;
 }

@@ -1,11 +1,10 @@
-// A site for tests: a certificate authority, a vendor certificate and its key, made once per process with the openssl
-// command, and what a site publishes with them.
+// A site for tests: a certificate authority, a vendor certificate and its key, and what a site publishes with them.
 #pragma once
 
 #include <string>
 #include <string_view>
 
-#include "tests/support/TempDir.h"
+#include "tests/support/ChildProcess.h"
 
 struct SiteIdentity {
     std::string keyFile;     // PEM, RSA
@@ -33,6 +32,3 @@ public:
 
     static std::string Sign(const SiteIdentity &identity, std::string_view text); // base64
 };
-
-// Runs a shell command; fails the running test, with what it printed, when it does not exit with 0. Returns its output.
-std::string RunCommand(const std::string &command);

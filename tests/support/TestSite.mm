@@ -2,55 +2,37 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdlib>
-#include <cstdio>
-
 #import <Foundation/Foundation.h>
+
+#include "base/Files.h"
+#include "base/UserFolders.h"
 
 #include "lum/common/lumutil.h"
 #include "lum/security/CertificateServices.h"
+#include "tests/support/TestCertificates.h"
 
 namespace {
 
-std::string Base64(NSData *data) {
+std::string Base64(std::string_view bytes) {
+    NSData *data = [NSData dataWithBytes:bytes.data() length:bytes.size()];
     return [[data base64EncodedStringWithOptions:0] UTF8String];
-}
-
-std::string Base64OfFile(const std::string &path) {
-    return Base64([NSData dataWithContentsOfFile:[NSString stringWithUTF8String:path.c_str()]]);
 }
 
 } // namespace
 
-std::string RunCommand(const std::string &command) {
-    FILE *pipe = popen(("(" + command + ") 2>&1").c_str(), "r");
-    std::string output;
-    std::array<char, 4096> buffer;
-    while (const std::size_t count = fread(buffer.data(), 1, buffer.size(), pipe)) {
-        output.append(buffer.data(), count);
-    }
-    EXPECT_EQ(pclose(pipe), 0) << command << "\n" << output;
-    return output;
-}
-
 SiteIdentity TestSite::MakeIdentity(const TempDir &place, const std::string &commonName, const std::string &label) {
-    const std::string base = place / label;
-    const std::string authority = base + "-ca";
-    RunCommand("openssl req -x509 -newkey rsa:2048 -nodes -sha256 -days 30 -subj '/CN=Test Authority " + label +
-               "' -keyout " + authority + ".key -out " + authority + ".pem");
-    RunCommand("openssl req -newkey rsa:2048 -nodes -subj '/CN=" + commonName + "' -keyout " + base + ".key -out " +
-               base + ".csr && openssl x509 -req -sha256 -days 20 -in " + base + ".csr -CA " + authority +
-               ".pem -CAkey " + authority + ".key -CAcreateserial -outform DER -out " + base +
-               ".der && openssl x509 -in " + authority + ".pem -outform DER -out " + authority + ".der");
-#ifdef LUM_STRICT_TRUST // what the page supplies is no anchor then: the person of the test trusts the authority
-    const std::string trusted = std::string(getenv("HOME")) + "/.config/lum/certificates/trusted";
-    RunCommand("mkdir -p -m 700 '" + trusted + "' && cp '" + authority + ".pem' '" + trusted + "/" + label + ".pem'");
+    const TestCertificate authority({.commonName = "Test Authority " + label, .isAuthority = true});
+    const TestCertificate site({.commonName = commonName, .organisation = "", .toDay = 20, .key = KeyKind::Rsa2048},
+                               authority);
+    place.Write(label + "-ca.pem", authority.Pem());
+#ifdef LUM_STRICT_TRUST // what the page supplies is no anchor then: the test's user trusts the authority
+    EXPECT_TRUE(
+        base::ReplaceFile(base::ConfigFolder() / "lum/certificates/trusted" / (label + ".pem"), authority.Pem()));
 #endif
     SiteIdentity identity;
-    identity.keyFile = base + ".key";
-    identity.certificate = Base64OfFile(base + ".der");
-    identity.certification = Base64OfFile(authority + ".der") + "|" + identity.certificate;
+    identity.keyFile = place.Write(label + ".key", site.KeyPem());
+    identity.certificate = Base64(site.der());
+    identity.certification = Base64(authority.der()) + "|" + identity.certificate;
     return identity;
 }
 
@@ -58,7 +40,7 @@ std::string TestSite::Sign(const SiteIdentity &identity, std::string_view text) 
     NSData *signature = SignDataWithSSL(identity.keyFile.c_str(), [NSData dataWithBytes:text.data()
                                                                                  length:text.size()]);
     EXPECT_TRUE(signature);
-    return Base64(signature);
+    return Base64({static_cast<const char *>([signature bytes]), [signature length]});
 }
 
 std::string TestSite::ItemLine(const SiteIdentity &identity, const Item &item, const std::string &packageFile) {

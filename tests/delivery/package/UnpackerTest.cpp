@@ -289,22 +289,6 @@ TEST_F(UnpackerTest, RefusesWhatWouldLeaveTheComponent) {
     EXPECT_FALSE(fs::exists("/tmp/lum-escaped"));
 }
 
-TEST(UnpackFailure, QuotesNamesThatAnythingCanShow) {
-    const struct {
-        std::string name, quoted;
-    } cases[] = {{"a b", "\"a b\""},
-                 {"ü日😀", "\"ü日😀\""},
-                 {"\x1b[2J\x7f\n", "\"?[2J??\""},
-                 {"\xc2\x9b"
-                  "1m",
-                  "\"??1m\""},
-                 {"\xff\xc0\xaf\xed\xa0\x80\xe6\x97", "\"????????\""},
-                 {std::string(199, 'a') + "üb", "\"" + std::string(199, 'a') + "ü...\""}};
-    for (const auto &[name, quoted] : cases) {
-        EXPECT_EQ(base::Quoted(name), quoted);
-    }
-}
-
 TEST(UnpackPath, JudgesLinksByTheirText) {
     const struct {
         std::size_t depth;

@@ -13,106 +13,68 @@ using testing::IsEmpty;
 
 namespace {
 
-struct Case {
-    const char *what;
-    std::string html;
-    bool found;
-    Parameters parameters;
-};
-
 const std::string kObject = R"(<object type="application/x-lum">)";
 
+// `parameters`: those of the object, or nothing when the page has none.
+void Case(const char *what, const std::string &html, const std::optional<Parameters> &parameters) {
+    SCOPED_TRACE(what);
+    Page page;
+    EXPECT_EQ(parameters.has_value(), page.ReadObject(html));
+    EXPECT_EQ(parameters.value_or(Parameters()), page.parameters());
+}
+
 TEST(Page, ReadsTheFirstObject) {
-    const Case cases[] = {
-        {"nothing", "", false, {}},
-        {"a plain page", "<html><body><p>hello</body></html>", false, {}},
-        {"an object with parameters",
-         kObject + R"(<param name="A" value="1"><param name="B" value="2"></object>)",
-         true,
-         {{"A", "1"}, {"B", "2"}}},
-        {"the type in other letters and with blanks",
-         R"(<OBJECT TYPE=" Application/X-Lum "><PARAM NAME=A VALUE=1></OBJECT>)",
-         true,
-         {{"A", "1"}}},
-        {"a type that only begins so",
-         R"(<object type="application/x-lumx"><param name=A value=1></object>)",
-         false,
-         {}},
-        {"a type with a parameter",
-         R"(<object type="application/x-lum;v=1"><param name=A value=1></object>)",
-         false,
-         {}},
-        {"no type", R"(<object><param name="A" value="1"></object>)", false, {}},
-        {"in a comment", "<!-- " + kObject + "<param name=A value=1></object> -->", false, {}},
-        {"in a script", "<script>document.write('" + kObject + "<param name=A value=1>')</script>", false, {}},
-        {"entities",
-         kObject + R"(<param name="A&amp;B" value="&lt;x&gt; &quot;&#65;&#x42;&copy;&nope; a&b"></object>)",
-         true,
-         {{"A&B", "<x> \"AB\u00A9&nope; a&b"}}},
-        {"quotes in quotes",
+    Case("nothing", "", std::nullopt);
+    Case("a plain page", "<html><body><p>hello</body></html>", std::nullopt);
+    Case("an object with parameters", kObject + R"(<param name="A" value="1"><param name="B" value="2"></object>)",
+         Parameters{{"A", "1"}, {"B", "2"}});
+    Case("the type in other letters and with blanks",
+         R"(<OBJECT TYPE=" Application/X-Lum "><PARAM NAME=A VALUE=1></OBJECT>)", Parameters{{"A", "1"}});
+    Case("a type that only begins so", R"(<object type="application/x-lumx"><param name=A value=1></object>)",
+         std::nullopt);
+    Case("a type with a parameter", R"(<object type="application/x-lum;v=1"><param name=A value=1></object>)",
+         std::nullopt);
+    Case("no type", R"(<object><param name="A" value="1"></object>)", std::nullopt);
+    Case("in a comment", "<!-- " + kObject + "<param name=A value=1></object> -->", std::nullopt);
+    Case("in a script", "<script>document.write('" + kObject + "<param name=A value=1>')</script>", std::nullopt);
+    Case("entities", kObject + R"(<param name="A&amp;B" value="&lt;x&gt; &quot;&#65;&#x42;&copy;&nope; a&b"></object>)",
+         Parameters{{"A&B", "<x> \"AB\u00A9&nope; a&b"}});
+    Case("quotes in quotes",
          kObject + R"(<param name='A' value='say "hi"'><param name="B" value="it's > that"></object>)",
-         true,
-         {{"A", "say \"hi\""}, {"B", "it's > that"}}},
-        {"no quotes", kObject + "<param name=A value=http://h/p?a=1&b=2>", true, {{"A", "http://h/p?a=1&b=2"}}},
-        {"line breaks in a value", kObject + "<param name=A value='one\ntwo'></object>", true, {{"A", "one\ntwo"}}},
-        {"no value, empty value, no name",
-         kObject + R"(<param name=A><param name=B value=""><param value=3></object>)",
-         true,
-         {{"A", ""}, {"B", ""}}},
-        {"UTF-8",
-         kObject + "<param name=A value='\u00e4\u6771\U0001F600'></object>",
-         true,
-         {{"A", "\u00e4\u6771\U0001F600"}}},
-        {"Latin 1, not said", kObject + "<param name=A value='\xe4'></object>", true, {{"A", "\u00e4"}}},
-        {"a declared encoding",
-         "<meta charset=windows-1252>" + kObject + "<param name=A value='\x80'></object>",
-         true,
-         {{"A", "\u20ac"}}},
-        {"two objects",
-         kObject + "<param name=A value=1></object>" + kObject + "<param name=A value=2></object>",
-         true,
-         {{"A", "1"}}},
-        {"another object before",
+         Parameters{{"A", "say \"hi\""}, {"B", "it's > that"}});
+    Case("no quotes", kObject + "<param name=A value=http://h/p?a=1&b=2>", Parameters{{"A", "http://h/p?a=1&b=2"}});
+    Case("line breaks in a value", kObject + "<param name=A value='one\ntwo'></object>", Parameters{{"A", "one\ntwo"}});
+    Case("no value, empty value, no name", kObject + R"(<param name=A><param name=B value=""><param value=3></object>)",
+         Parameters{{"A", ""}, {"B", ""}});
+    Case("UTF-8", kObject + "<param name=A value='\u00e4\u6771\U0001F600'></object>",
+         Parameters{{"A", "\u00e4\u6771\U0001F600"}});
+    Case("Latin 1, not said", kObject + "<param name=A value='\xe4'></object>", Parameters{{"A", "\u00e4"}});
+    Case("a declared encoding", "<meta charset=windows-1252>" + kObject + "<param name=A value='\x80'></object>",
+         Parameters{{"A", "\u20ac"}});
+    Case("two objects", kObject + "<param name=A value=1></object>" + kObject + "<param name=A value=2></object>",
+         Parameters{{"A", "1"}});
+    Case("another object before",
          "<object type=x/y><param name=X value=0></object>" + kObject + "<param name=A value=1>",
-         true,
-         {{"A", "1"}}},
-        {"within another object",
+         Parameters{{"A", "1"}});
+    Case("within another object",
          "<object type=x/y><param name=X value=0>" + kObject + "<param name=A value=1></object>",
-         true,
-         {{"A", "1"}}},
-        {"with another object in it",
+         Parameters{{"A", "1"}});
+    Case("with another object in it",
          kObject +
              "<param name=A value=1><object type=x/y><param name=X value=0></object><param name=B value=2></object>",
-         true,
-         {{"A", "1"}, {"B", "2"}}},
-        {"parameters deeper in the object",
+         Parameters{{"A", "1"}, {"B", "2"}});
+    Case("parameters deeper in the object",
          kObject + "<p><b><param name=A value=1></b><p><param name=B value=2></object>",
-         true,
-         {{"A", "1"}, {"B", "2"}}},
-        {"nothing after the object counts", kObject + "</object><param name=A value=1>", true, {}},
-        {"the page breaks off in the object",
-         kObject + "<param name=A value=1><param name=B val",
-         true,
-         {{"A", "1"}, {"B", ""}}},
-        {"an embed",
-         R"(<embed type="application/x-lum" LumUrlRoot="http://h/" Flag>)",
-         true,
-         {{"type", "application/x-lum"}, {"lumurlroot", "http://h/"}, {"flag", ""}}},
-        {"an object with an embed for old browsers",
-         kObject + "<param name=A value=1><embed type=application/x-lum A=2></object>",
-         true,
-         {{"A", "1"}}},
-        {"broken markup around",
-         "<table><tr></div></p><b><i></b>" + kObject + "<param name=A value=1></objec",
-         true,
-         {{"A", "1"}}},
-    };
-    for (const Case &test : cases) {
-        SCOPED_TRACE(test.what);
-        Page page;
-        EXPECT_EQ(test.found, page.ReadObject(test.html));
-        EXPECT_EQ(test.parameters, page.parameters());
-    }
+         Parameters{{"A", "1"}, {"B", "2"}});
+    Case("nothing after the object counts", kObject + "</object><param name=A value=1>", Parameters{});
+    Case("the page breaks off in the object", kObject + "<param name=A value=1><param name=B val",
+         Parameters{{"A", "1"}, {"B", ""}});
+    Case("an embed", R"(<embed type="application/x-lum" LumUrlRoot="http://h/" Flag>)",
+         Parameters{{"type", "application/x-lum"}, {"lumurlroot", "http://h/"}, {"flag", ""}});
+    Case("an object with an embed for old browsers",
+         kObject + "<param name=A value=1><embed type=application/x-lum A=2></object>", Parameters{{"A", "1"}});
+    Case("broken markup around", "<table><tr></div></p><b><i></b>" + kObject + "<param name=A value=1></objec",
+         Parameters{{"A", "1"}});
 }
 
 std::string Repeat(const std::string &text, std::size_t times) {

@@ -9,7 +9,7 @@
 
 #include "host/browser/BrowserIds.h"
 #include "base/Digest.h"
-#include "tests/support/TempDir.h"
+#include "tests/support/ChildProcess.h"
 
 namespace fs = std::filesystem;
 using lumhost::BrowserHost;
@@ -118,21 +118,17 @@ TEST(BrowserHosts, TheExtensionIsTheOneThatIsLetIn) {
 }
 
 TEST(BrowserHosts, TheVerb) {
-    const std::string verb = "'" TEST_LUMHOST "' browser ";
-    const auto status = [&](const std::string &words) {
-        return WEXITSTATUS(std::system((verb + words + " >\"$TMPDIR/out\" 2>&1").c_str()));
+    const auto said = [](const std::string &words, int status) {
+        return OutputOf("'" TEST_LUMHOST "' browser " + words, status);
     };
-    const auto said = [] { return ReadFile(fs::path(std::getenv("TMPDIR")) / "out"); };
-    EXPECT_EQ(1, status("status --user"));
-    EXPECT_THAT(said(), testing::HasSubstr("Type: lumhost browser install"));
-    EXPECT_EQ(0, status("install"));
-    EXPECT_THAT(said(), testing::HasSubstr("chrome://extensions"));
-    EXPECT_EQ(0, status("status"));
+    EXPECT_THAT(said("status --user", 1), testing::HasSubstr("Type: lumhost browser install"));
+    EXPECT_THAT(said("install", 0), testing::HasSubstr("chrome://extensions"));
+    said("status", 0);
     const fs::path file = fs::path(std::getenv("HOME")) / ".mozilla/native-messaging-hosts/example.kelvo.lumhost.json";
     EXPECT_EQ(fs::canonical(TEST_LUMHOST), Read(ReadFile(file))["path"].asString());
-    EXPECT_EQ(0, status("uninstall"));
+    said("uninstall", 0);
     EXPECT_FALSE(fs::exists(file));
-    EXPECT_EQ(2, status("reinstall"));
+    said("reinstall", 2);
 }
 
 } // namespace

@@ -1,19 +1,16 @@
 // The program as the browsers' extension meets it: two pipes, and a fake extension that does as the page says.
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <json/json.h>
 #include <poll.h>
 #include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstring>
 #include <sstream>
 
+#include "base/Files.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/FaultServer.h"
-#include "tests/support/TempDir.h"
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -31,48 +28,16 @@ std::string Framed(const std::string &message) {
     return frame + message;
 }
 
-class NativeHost {
+class NativeHost : public ChildProcess {
 public:
-    explicit NativeHost(std::vector<std::string> caller = {}) {
-        std::vector<std::string> arguments = {TEST_LUMHOST, "--native", "--extension", TEST_FAKE_EXTENSION};
-        arguments.insert(arguments.end(), caller.begin(), caller.end());
-        std::vector<char *> words;
-        for (std::string &argument : arguments) {
-            words.push_back(argument.data());
-        }
-        words.push_back(nullptr);
-        int in[2];
-        int out[2];
-        EXPECT_EQ(0, pipe2(in, O_CLOEXEC) + pipe2(out, O_CLOEXEC));
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, in[0], 0);
-        posix_spawn_file_actions_adddup2(&actions, out[1], 1);
-        posix_spawn_file_actions_addopen(&actions, 2, (m_place / "err").c_str(), O_WRONLY | O_CREAT, 0600);
-        EXPECT_EQ(0, posix_spawn(&m_pid, TEST_LUMHOST, &actions, nullptr, words.data(), environ));
-        posix_spawn_file_actions_destroy(&actions);
-        close(in[0]);
-        close(out[1]);
-        m_in = in[1];
-        m_out = out[0];
-    }
-    ~NativeHost() {
-        if (m_pid > 0) {
-            kill(m_pid, SIGKILL);
-            Wait();
-        }
-        Leave();
-        close(m_out);
-    }
+    explicit NativeHost(const std::vector<std::string> &caller = {})
+        : ChildProcess(TEST_LUMHOST, Arguments(caller), Streams::Piped) {}
 
     void Send(const std::string &bytes) const {
-        EXPECT_EQ(static_cast<ssize_t>(bytes.size()), write(m_in, bytes.data(), bytes.size()));
+        EXPECT_TRUE(base::WriteAll(in(), bytes));
     }
     void Leave() {
-        if (m_in >= 0) {
-            close(m_in);
-            m_in = -1;
-        }
+        CloseIn();
     }
 
     // The next event; null at the end.
@@ -102,33 +67,22 @@ public:
         return names;
     }
 
-    int Wait() {
-        int status = 0;
-        waitpid(m_pid, &status, 0);
-        m_pid = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-    }
-    std::string Err() const {
-        return ReadFile(m_place / "err");
-    }
-
 private:
+    static std::vector<std::string> Arguments(std::vector<std::string> caller) {
+        caller.insert(caller.begin(), {"--native", "--extension", TEST_FAKE_EXTENSION});
+        return caller;
+    }
     bool Read(void *bytes, std::size_t size) const {
         auto *place = static_cast<char *>(bytes);
         for (ssize_t part = 0; size > 0; place += part, size -= static_cast<std::size_t>(part)) {
-            pollfd ready{m_out, POLLIN, 0};
+            pollfd ready{out(), POLLIN, 0};
             EXPECT_EQ(1, poll(&ready, 1, 60'000)) << "says nothing";
-            if ((part = read(m_out, place, size)) <= 0) {
+            if ((part = read(out(), place, size)) <= 0) {
                 return false;
             }
         }
         return true;
     }
-
-    const TempDir m_place;
-    pid_t m_pid = -1;
-    int m_in = -1;
-    int m_out = -1;
 };
 
 class NativeTest : public testing::Test {

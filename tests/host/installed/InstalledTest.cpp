@@ -28,11 +28,8 @@ protected:
     }
 
     std::string WriteBundle(const std::string &name, const std::string &version) const {
-        place.Write("Kelvo Folder/2.4/" + name + "/Contents/Info.plist",
-                    R"(<?xml version="1.0"?><plist version="1.0"><dict><key>CFBundleVersion</key><string>)" + version +
-                        "</string></dict></plist>");
         place.Write("Kelvo Folder/2.4/" + name + "/Contents/MacOS/run", "code");
-        return place / ("Kelvo Folder/2.4/" + name);
+        return place.WriteBundle("Kelvo Folder/2.4/" + name, version);
     }
 
     ComponentState State(const std::string &name) const {

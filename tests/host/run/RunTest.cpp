@@ -13,24 +13,13 @@ namespace {
 
 const RunWatch::Clock::time_point kStart{1000s};
 
-// What happens, and when; then what the watch says at which time.
+// What happens, and when.
 struct Event {
     std::chrono::milliseconds at;
     enum { Heard, Shown, SentOn, Stop, Reported, Called } what; // the call ends then
     Kind kind = Kind::Starts;
     int number = 0;
     std::chrono::milliseconds took{0};
-};
-
-struct Story {
-    const char *what;
-    bool pageWaits;
-    std::vector<Event> events;
-    bool busy;
-    std::chrono::milliseconds notYet; // nothing is decided then
-    std::chrono::milliseconds then;   // but then
-    std::optional<Ending> ending;     // nothing: not even then
-    int message;
 };
 
 void Tell(RunWatch &watch, const Event &event) {
@@ -57,135 +46,62 @@ void Tell(RunWatch &watch, const Event &event) {
     }
 }
 
+// Tells what happens, each when its time has come. Nothing is decided at `notYet`, but the end at `then`; no ending:
+// not even then.
+void Case(const char *what, const std::vector<Event> &events, bool busy, std::chrono::milliseconds notYet,
+          std::chrono::milliseconds then, std::optional<Ending> ending, int message = 0, bool pageWaits = false) {
+    SCOPED_TRACE(what);
+    RunWatch watch(pageWaits, kStart);
+    std::size_t told = 0;
+    const auto tellUntil = [&](std::chrono::milliseconds until) {
+        for (; told < events.size() && events[told].at <= until; ++told) {
+            Tell(watch, events[told]);
+        }
+    };
+    tellUntil(notYet);
+    EXPECT_FALSE(watch.Judge(busy, kStart + notYet));
+    tellUntil(then);
+    const auto verdict = watch.Judge(busy, kStart + then);
+    ASSERT_EQ(ending.has_value(), verdict.has_value());
+    if (verdict) {
+        EXPECT_EQ(*ending, verdict->ending);
+        EXPECT_EQ(message, verdict->message);
+    }
+}
+
 TEST(RunWatch, DecidesTheEnd) {
     const auto heard = [](std::chrono::milliseconds at, Kind kind) { return Event{at, Event::Heard, kind}; };
     const auto shown = [](std::chrono::milliseconds at, int number) {
         return Event{at, Event::Shown, Kind::Starts, number};
     };
-    const std::vector<Story> stories = {
-        {"nothing happens", false, {}, false, 9s, 10s, Ending::NothingMore, 0},
-        {"downloads run", false, {}, true, 1h, 2h, std::nullopt, 0},
-        {"all installed, nothing to start",
-         false,
-         {heard(1s, Kind::AllInstalled)},
-         false,
-         3s,
-         4s,
-         Ending::NothingMore,
-         0},
-        {"a call that took long",
-         false,
-         {{60s, Event::Called, Kind::Starts, 0, 55s}},
-         false,
-         69s,
-         70s,
-         Ending::NothingMore,
-         0},
-        {"calls that did not",
-         false,
-         {{9s, Event::Called, Kind::Starts, 0, 50ms}},
-         false,
-         9s,
-         10s,
-         Ending::NothingMore,
-         0},
-        {"sent on", false, {{1s, Event::SentOn}}, true, 999ms, 1s, Ending::Done, 0},
-        {"sent on although a package failed",
-         false,
-         {heard(0s, Kind::MainReady), shown(1s, 7003), {2s, Event::SentOn}},
-         false,
-         1999ms,
-         2s,
-         Ending::Done,
-         7003},
-        {"stopped",
-         false,
-         {heard(0s, Kind::MainReady), shown(0s, 7), {1s, Event::Stop}},
-         true,
-         999ms,
-         1s,
-         Ending::Stopped,
-         7},
-        {"a message stops at once, whatever still runs",
-         false,
-         {shown(1s, 7003)},
-         true,
-         999ms,
-         1s,
-         Ending::Message,
-         7003},
-        {"one about a package does not when the main component is ready",
-         false,
-         {heard(0s, Kind::MainReady), shown(1s, 7)},
-         true,
-         1h,
-         2h,
-         std::nullopt,
-         0},
-        {"but when all the others are dealt with",
-         false,
-         {heard(0s, Kind::MainReady), shown(1s, 7)},
-         false,
-         2999ms,
-         3s,
-         Ending::Message,
-         7},
-        {"any other one stops all the same",
-         false,
-         {heard(0s, Kind::MainReady), shown(1s, 6)},
-         true,
-         999ms,
-         1s,
-         Ending::Message,
-         6},
-        {"a meeting that was looked after",
-         false,
-         {heard(0s, Kind::MeetingRuns), heard(1s, Kind::MeetingSeen)},
-         false,
-         999ms,
-         1s,
-         Ending::Done,
-         0},
-        {"a meeting that nobody looks after", false, {heard(1s, Kind::MeetingRuns)}, false, 60s, 61s, Ending::Done, 0},
-        {"a page that waits for it", true, {heard(0s, Kind::MeetingRuns)}, false, 304s, 305s, Ending::Done, 0},
-        {"a player", false, {heard(1s, Kind::PlayerRuns)}, false, 5s, 6s, Ending::Done, 0},
-        {"an application that reported itself", false, {{1s, Event::Reported}}, false, 5s, 6s, Ending::Done, 0},
-        {"a start that failed",
-         false,
-         {heard(1s, Kind::MeetingRuns), shown(1s, 18)},
-         false,
-         999ms,
-         1s,
-         Ending::Message,
-         18},
-        {"an application that went away",
-         false,
-         {heard(0s, Kind::MeetingRuns), heard(1s, Kind::MeetingSeen), shown(1s, 18)},
-         false,
-         999ms,
-         1s,
-         Ending::Message,
-         18},
-    };
-    for (const Story &story : stories) {
-        SCOPED_TRACE(story.what);
-        RunWatch watch(story.pageWaits, kStart);
-        std::size_t told = 0;
-        const auto tellUntil = [&](std::chrono::milliseconds until) {
-            for (; told < story.events.size() && story.events[told].at <= until; ++told) {
-                Tell(watch, story.events[told]);
-            }
-        };
-        tellUntil(story.notYet);
-        EXPECT_FALSE(watch.Judge(story.busy, kStart + story.notYet));
-        tellUntil(story.then);
-        const auto verdict = watch.Judge(story.busy, kStart + story.then);
-        ASSERT_EQ(story.ending.has_value(), verdict.has_value());
-        if (verdict) {
-            EXPECT_EQ(*story.ending, verdict->ending);
-            EXPECT_EQ(story.message, verdict->message);
-        }
-    }
+    constexpr bool kBusy = true;
+    constexpr bool kIdle = false;
+    Case("nothing happens", {}, kIdle, 9s, 10s, Ending::NothingMore);
+    Case("downloads run", {}, kBusy, 1h, 2h, std::nullopt);
+    Case("all installed, nothing to start", {heard(1s, Kind::AllInstalled)}, kIdle, 3s, 4s, Ending::NothingMore);
+    Case("a call that took long", {{60s, Event::Called, Kind::Starts, 0, 55s}}, kIdle, 69s, 70s, Ending::NothingMore);
+    Case("calls that did not", {{9s, Event::Called, Kind::Starts, 0, 50ms}}, kIdle, 9s, 10s, Ending::NothingMore);
+    Case("sent on", {{1s, Event::SentOn}}, kBusy, 999ms, 1s, Ending::Done);
+    Case("sent on although a package failed", {heard(0s, Kind::MainReady), shown(1s, 7003), {2s, Event::SentOn}}, kIdle,
+         1999ms, 2s, Ending::Done, 7003);
+    Case("stopped", {heard(0s, Kind::MainReady), shown(0s, 7), {1s, Event::Stop}}, kBusy, 999ms, 1s, Ending::Stopped,
+         7);
+    Case("a message stops at once, whatever still runs", {shown(1s, 7003)}, kBusy, 999ms, 1s, Ending::Message, 7003);
+    Case("one about a package does not when the main component is ready", {heard(0s, Kind::MainReady), shown(1s, 7)},
+         kBusy, 1h, 2h, std::nullopt);
+    Case("but when all the others are dealt with", {heard(0s, Kind::MainReady), shown(1s, 7)}, kIdle, 2999ms, 3s,
+         Ending::Message, 7);
+    Case("any other one stops all the same", {heard(0s, Kind::MainReady), shown(1s, 6)}, kBusy, 999ms, 1s,
+         Ending::Message, 6);
+    Case("a meeting that was looked after", {heard(0s, Kind::MeetingRuns), heard(1s, Kind::MeetingSeen)}, kIdle, 999ms,
+         1s, Ending::Done);
+    Case("a meeting that nobody looks after", {heard(1s, Kind::MeetingRuns)}, kIdle, 60s, 61s, Ending::Done);
+    Case("a page that waits for it", {heard(0s, Kind::MeetingRuns)}, kIdle, 304s, 305s, Ending::Done, 0, true);
+    Case("a player", {heard(1s, Kind::PlayerRuns)}, kIdle, 5s, 6s, Ending::Done);
+    Case("an application that reported itself", {{1s, Event::Reported}}, kIdle, 5s, 6s, Ending::Done);
+    Case("a start that failed", {heard(1s, Kind::MeetingRuns), shown(1s, 18)}, kIdle, 999ms, 1s, Ending::Message, 18);
+    Case("an application that went away", {heard(0s, Kind::MeetingRuns), heard(1s, Kind::MeetingSeen), shown(1s, 18)},
+         kIdle, 999ms, 1s, Ending::Message, 18);
 }
 
 TEST(RunWatch, TellsOfTheApplicationOnce) {

@@ -139,15 +139,4 @@ TEST(Redactor, HidesThePersonFromTheSite) {
     EXPECT_EQ("no%20room%20in%20~", collector.Warnings());
 }
 
-TEST(Text, IsFitForOneLine) {
-    EXPECT_EQ("a b c", base::OneLine("  a\t\nb \r\n c\n"));
-    EXPECT_EQ("?[31m red", base::OneLine("\x1b[31m red"));
-    EXPECT_EQ("?x\u00e4", base::OneLine("\xc2\x9bx\u00e4")) << "control characters of the second row";
-    EXPECT_EQ("?? \u6771?", base::OneLine("\xff\xc0 \u6771\xe6")) << "no UTF-8";
-    EXPECT_EQ("???", base::OneLine("\xed\xa0\x80")) << "a surrogate";
-    EXPECT_EQ("999 bytes", base::HumanBytes(999));
-    EXPECT_EQ("1.0 MB", base::HumanBytes(999'999));
-    EXPECT_EQ("4.3 GB", base::HumanBytes(4'294'967'296));
-}
-
 } // namespace

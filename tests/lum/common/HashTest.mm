@@ -1,24 +1,18 @@
 #include <dlfcn.h>
 #include <gmock/gmock.h>
-#include <stdio.h>
 
 #include <filesystem>
 
 #include "lum/common/lumutil.h"
 #include "lum/platform/Session.h"
 #import "lum/security/CryptoWrapperLibrary.h"
-#include "tests/support/TempDir.h"
+#include "tests/support/ChildProcess.h"
 
 namespace {
 
 // What the openssl command says of the file.
 std::string Peer(const char *digest, const std::string &path) {
-    const std::string command = std::string("openssl dgst -r -") + digest + " '" + path + "'";
-    FILE *output = popen(command.c_str(), "r");
-    char text[128] = "";
-    EXPECT_TRUE(fgets(text, sizeof text, output)) << command;
-    pclose(output);
-    const std::string line = text;
+    const std::string line = OutputOf(std::string("openssl dgst -r -") + digest + " '" + path + "'");
     return line.substr(0, line.find(' '));
 }
 

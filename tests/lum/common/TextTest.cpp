@@ -60,11 +60,8 @@ TEST(Text, FormalizeVersionString) {
 }
 
 TEST(Text, LocalizationNames) {
-    const char *const names[] = {"English", "English", "zh_CN",   "zh_TW",   "Japanese", "ko", "French",
-                                 "French",  "German",  "Italian", "Spanish", "es_419",   "sv", "Dutch",
-                                 "pt",      "ru",      "English", "da",      "fi",       "pl"};
-    for (int id = 1; id <= 20; ++id) {
-        EXPECT_EQ(localizedExtNameFromLanguageID(std::to_string(id).c_str()), names[id - 1]) << id;
+    for (const auto &[id, name] : {std::pair{"1", "English"}, {"3", "zh_CN"}, {"12", "es_419"}, {"20", "pl"}}) {
+        EXPECT_EQ(localizedExtNameFromLanguageID(id), name);
     }
     for (const char *id : {"", "0", "03", " 3", "3 ", "+3", "3a", "21", "-3", "4294967299", "de"}) {
         EXPECT_EQ(localizedExtNameFromLanguageID(id), "English") << id;

@@ -15,14 +15,11 @@
 #include <string>
 #include <vector>
 
-#include "lum/launcher/CPluginView.h"
 #include "lum/launcher/Application.h"
-#include "lum/lumext/lumext.h"
 #include "lum/platform/linux/session/SystemVersion.h"
+#include "tests/support/LumFixture.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Desktop.h"
-#include "tests/support/FakeHost.h"
-#include "tests/support/TempDir.h"
 #include "tests/support/TraceRecorder.h"
 
 namespace {
@@ -38,15 +35,14 @@ constexpr int kInformation = 1;
 constexpr int kWarning = 2;
 constexpr int kError = 3;
 
-class Launch : public testing::Test {
+class Launch : public testing::Test, protected LumFixture {
 protected:
-    Launch() : m_extension(&m_host), m_view(m_extension.m_pluginView) {
-        m_extension.m_pLUMInterface = &m_host.table;
+    Launch() {
         unsetenv("DISPLAY");
     }
 
     std::string Executable(const std::string &name) {
-        return m_folder / (name + ".app/Contents/MacOS/" + name);
+        return dir / (name + ".app/Contents/MacOS/" + name);
     }
 
     std::string Install(const std::string &name, const std::string &program = APPLICATION_PROGRAM) {
@@ -57,12 +53,12 @@ protected:
     }
 
     bool Load(const std::string &component) {
-        return m_view.LoadMainComponant((m_folder / component).c_str());
+        return m_view.LoadMainComponant((dir / component).c_str());
     }
 
     // What the application has found, its lines that begin with `kind`.
     std::vector<std::string> Report(const std::string &kind) {
-        const std::string file = m_folder / "report";
+        const std::string file = dir / "report";
         std::string text;
         EXPECT_TRUE(WaitUntil([&] {
             text = fs::exists(file) ? ReadFile(file) : "";
@@ -79,7 +75,7 @@ protected:
     }
 
     bool WaitForEvents(const std::string &events) {
-        const std::string file = m_folder / "events";
+        const std::string file = dir / "events";
         std::string text;
         const bool came = WaitUntil([&] {
             [[NSRunLoop currentRunLoop] runUntilDate:[NSDate dateWithTimeIntervalSinceNow:0.01]];
@@ -93,9 +89,9 @@ protected:
     // Who was told of a launch.
     std::string Told() const {
         std::string told;
-        told += m_extension.m_bKelvoAppLaunched ? "application " : "";
-        told += m_extension.m_bKelvoPlayerLaunched ? "player " : "";
-        told += m_extension.m_bOrbPlayerLaunched ? "recording player " : "";
+        told += extension.m_bKelvoAppLaunched ? "application " : "";
+        told += extension.m_bKelvoPlayerLaunched ? "player " : "";
+        told += extension.m_bOrbPlayerLaunched ? "recording player " : "";
         return told;
     }
 
@@ -110,23 +106,19 @@ protected:
     }
 
     void ExpectLaunchFailure(const std::string &name) const {
-        ASSERT_EQ(m_host.messages.size(), 1U);
-        EXPECT_EQ(m_host.messages[0], "Setup was unsuccessful. Please restart browser and try again.\n\n\nError [18], "
-                                      "File [" +
-                                          m_folder.path().string() + "/" + name + ".app/Contents/MacOS/" + name +
-                                          "]\n");
+        ASSERT_EQ(host.messages.size(), 1U);
+        EXPECT_EQ(host.messages[0], "Setup was unsuccessful. Please restart browser and try again.\n\n\nError [18], "
+                                    "File [" +
+                                        dir.path().string() + "/" + name + ".app/Contents/MacOS/" + name + "]\n");
     }
 
-    TempDir m_folder;
-    FakeHost m_host;
-    CLumExtension m_extension;
-    CPluginView &m_view;
+    CPluginView &m_view = extension.m_pluginView;
     TraceRecorder m_traces;
 };
 
 TEST_F(Launch, GivesTheApplicationASessionAndNothingElseOfTheContainer) {
     const std::string executable = Install("Class Hall");
-    m_folder.Write("Y.framework/Versions/Current", "A");
+    dir.Write("Y.framework/Versions/Current", "A");
     ASSERT_GE(open("/etc/passwd", O_RDONLY), 0) << "a file that others inherit";
     setenv("SECRET", "1", 1);
     setenv("HOSTTYPE", "of the shell", 1);
@@ -134,7 +126,7 @@ TEST_F(Launch, GivesTheApplicationASessionAndNothingElseOfTheContainer) {
 
     EXPECT_TRUE(Load("klvmgrch.bundle"));
 
-    const std::string pid = std::to_string(m_extension.m_nMainComponentPid);
+    const std::string pid = std::to_string(extension.m_nMainComponentPid);
     EXPECT_THAT(Report("pid"), ElementsAre(pid));
     EXPECT_THAT(Report("own session"), ElementsAre("1"));
     EXPECT_THAT(Report("argument"), IsEmpty());
@@ -144,7 +136,7 @@ TEST_F(Launch, GivesTheApplicationASessionAndNothingElseOfTheContainer) {
     EXPECT_THAT(Report("variable"), Contains("HOME=" + std::string(getenv("HOME"))));
     EXPECT_THAT(Report("variable"), Not(Contains(StartsWith("SECRET="))));
     EXPECT_THAT(Report("variable"), Not(Contains(StartsWith("PATH="))));
-    EXPECT_TRUE(fs::is_symlink(m_folder.path() / "Y.framework/Versions/Current"));
+    EXPECT_TRUE(fs::is_symlink(dir.path() / "Y.framework/Versions/Current"));
 
     EXPECT_THAT(Traces(kInformation),
                 ElementsAre("Class Hall is not Running", "Create framework links before launch, folder = " + executable,
@@ -153,7 +145,7 @@ TEST_F(Launch, GivesTheApplicationASessionAndNothingElseOfTheContainer) {
                                               "Launch successfully but bring process to front failed!"));
     EXPECT_THAT(Traces(kError), IsEmpty());
     EXPECT_EQ(Told(), "application ");
-    EXPECT_THAT(m_host.messages, IsEmpty());
+    EXPECT_THAT(host.messages, IsEmpty());
 
     ASSERT_TRUE(m_view.mpComponantPSN);
     m_view.SetComponantAsFrontProcess();
@@ -163,10 +155,10 @@ TEST_F(Launch, GivesTheApplicationASessionAndNothingElseOfTheContainer) {
 
 TEST_F(Launch, SaysThatAPlaceholderWindowIsShown) {
     Install("Remly Client");
-    m_extension.m_fuzzyWindowMgr.m_lumFuzzyWindowDelegate.m_isUsingFuzzyWindow = true;
+    extension.m_fuzzyWindowMgr.m_lumFuzzyWindowDelegate.m_isUsingFuzzyWindow = true;
     EXPECT_TRUE(Load("Remly Client.app"));
     EXPECT_THAT(Report("argument"), ElementsAre("-LaunchByLUM"));
-    m_extension.m_fuzzyWindowMgr.m_lumFuzzyWindowDelegate.m_isUsingFuzzyWindow = false;
+    extension.m_fuzzyWindowMgr.m_lumFuzzyWindowDelegate.m_isUsingFuzzyWindow = false;
 }
 
 TEST_F(Launch, LeavesTheEnvironmentOnOldSystems) {
@@ -191,52 +183,60 @@ TEST_F(Launch, OutlivesTheContainer) {
     const auto pid = Report("pid");
     ASSERT_EQ(pid.size(), 1U);
     EXPECT_EQ(kill(std::stoi(pid[0]), 0), 0);
-    EXPECT_TRUE(m_view.IsMainComponantRunning(m_folder / "Remly Process Manager.app"));
+    EXPECT_TRUE(m_view.IsMainComponantRunning(dir / "Remly Process Manager.app"));
     kill(std::stoi(pid[0]), SIGKILL);
 }
 
 TEST_F(Launch, OfWhatCannotBeRunIsNone) {
-    const std::string noProgram = m_folder.Write("no program", "text");
-    const std::string noInterpreter = m_folder.Write("no interpreter", "#!/nowhere\n");
+    const std::string noProgram = dir.Write("no program", "text");
+    const std::string noInterpreter = dir.Write("no interpreter", "#!/nowhere\n");
     for (const std::string &path : {noProgram, noInterpreter}) {
         fs::permissions(path, fs::perms::owner_all);
     }
-    for (const std::string &path : {m_folder / "missing", m_folder.Write("text", ""), noProgram, noInterpreter,
-                                    m_folder.path().string(), std::string(), std::string("\xFF")}) {
+    for (const std::string &path : {dir / "missing", dir.Write("text", ""), noProgram, noInterpreter,
+                                    dir.path().string(), std::string(), std::string("\xFF")}) {
         EXPECT_EQ(StartApplication(path, false), std::nullopt) << path;
     }
 }
 
+TEST_F(Launch, FailsAtOnceWhenThereIsNothingToRun) {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(Load("klvmgrdh.bundle"));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    EXPECT_EQ(Told(), "application ");
+    ExpectLaunchFailure("Deal Hall");
+    EXPECT_THAT(Traces(kWarning), Contains("Error when launch main commpent"));
+    EXPECT_THAT(Traces(kWarning), Not(Contains(StartsWith("cannot launch")))) << "it would travel to the site's log";
+}
+
 TEST_F(Launch, FailsWhenTheProcessNeverShowsUp) {
-    const std::string executable = m_folder.Write("Deal Hall.app/Contents/MacOS/Deal Hall", "#!/bin/sh\nexit 3\n");
+    const std::string executable = dir.Write("Deal Hall.app/Contents/MacOS/Deal Hall", "#!/bin/sh\nexit 3\n");
     fs::permissions(executable, fs::perms::owner_all);
     const auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(Load("klvmgrdh.bundle"));
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(15'200));
-    EXPECT_GT(m_extension.m_nMainComponentPid, 0) << "it was started";
+    EXPECT_GT(extension.m_nMainComponentPid, 0) << "it was started";
     EXPECT_EQ(Told(), "application ");
     ExpectLaunchFailure("Deal Hall");
     EXPECT_THAT(Traces(kWarning), Contains("Error when launch main commpent"));
     EXPECT_FALSE(m_view.mpComponantPSN);
-    EXPECT_EQ(kill(m_extension.m_nMainComponentPid, 0), -1) << "it was collected";
+    EXPECT_EQ(kill(extension.m_nMainComponentPid, 0), -1) << "it was collected";
 }
 
 TEST_F(Launch, IsLeftOutForAnApplicationThatRuns) {
     Desktop::Get();
     const ChildProcess running(Install("PRACTICE lab", WINDOWS_PROGRAM), {"-Titles", "Lab"});
     const ChildProcess other(WINDOWS_PROGRAM, {"-Titles", "Other"});
-    ASSERT_TRUE(WaitUntil([] {
-        return Desktop::Get().WindowTitled("Lab").has_value() && Desktop::Get().WindowTitled("Other").has_value();
-    }));
+    ASSERT_TRUE(Desktop::Get().WaitForWindow("Lab") && Desktop::Get().WaitForWindow("Other"));
     EXPECT_TRUE(m_view.IsMainComponantRunning("/chplmgr.bundle"));
     EXPECT_FALSE(m_view.IsMainComponantRunning("/chplmgr.bundl"));
     EXPECT_FALSE(m_view.IsMainComponantRunning("/klvmgrfh.bundle"));
 
     EXPECT_TRUE(Load("chplmgr.bundle"));
-    EXPECT_TRUE(WaitUntil([] { return system("xdotool getactivewindow getwindowname 2>&1 | grep -qx Lab") == 0; }));
+    EXPECT_TRUE(WaitUntil([] { return Desktop::Get().ActiveTitle() == "Lab"; }));
     EXPECT_THAT(Traces(kInformation),
                 ElementsAre("Practice Lab is Running", "Launch successfully and bring process to front successfully!"));
-    EXPECT_EQ(m_extension.m_nMainComponentPid, -1);
+    EXPECT_EQ(extension.m_nMainComponentPid, -1);
     EXPECT_EQ(Told(), "application ");
     pid_t found = 0;
     ASSERT_TRUE(m_view.mpComponantPSN);
@@ -251,7 +251,7 @@ TEST_F(Launch, TellsAPlayerWhatToOpen) {
     EXPECT_EQ(Told(), "");
     ExpectLaunchFailure("Kelvo Player");
 
-    m_host.parameters["RecordAddress"] = "http://site.example/r?a=1&b=%20";
+    host.parameters["RecordAddress"] = "http://site.example/r?a=1&b=%20";
     EXPECT_TRUE(Load("replayview.bundle"));
     EXPECT_THAT(Traces(kInformation), Contains("Get RecordAddress= http://site.example/r?a=1&b=%20"));
     EXPECT_EQ(Told(), "player ");
@@ -278,13 +278,13 @@ TEST_F(Launch, MatchesTheBundleNameFirst) {
                           {"ParmProductType_Value", "3", "Meeting Hall"},
                           {"ParmProductType_Value", "1", "Kelvo Meetings"}};
     const std::string strings = "Meeting Hall.app/Contents/Resources/English.lproj/InfoPlist.strings";
-    m_folder.Write("Meeting Hall.app/Contents/Info.plist", "{ CFBundleName = Old; }");
-    m_folder.Write(strings, "CFBundleName = Old;");
+    dir.Write("Meeting Hall.app/Contents/Info.plist", "{ CFBundleName = Old; }");
+    dir.Write(strings, "CFBundleName = Old;");
     const ChildProcess running(Install("Meeting Hall"));
     for (const Case &c : cases) {
-        m_host.parameters[c.parameter] = c.value;
+        host.parameters[c.parameter] = c.value;
         EXPECT_TRUE(Load("confshell.bundle"));
-        EXPECT_THAT(ReadFile(m_folder / strings), testing::HasSubstr(std::string("<string>") + c.name)) << c.value;
+        EXPECT_THAT(ReadFile(dir / strings), testing::HasSubstr(std::string("<string>") + c.name)) << c.value;
     }
 }
 
@@ -316,7 +316,7 @@ TEST_F(Launch, IsAnnouncedEvenWhenThereIsNothingToLaunch) {
         return observer->count == 2;
     })) << observer->count;
     EXPECT_EQ(Told(), "");
-    EXPECT_THAT(m_host.messages, IsEmpty());
+    EXPECT_THAT(host.messages, IsEmpty());
     [centre removeObserver:observer];
 }
 

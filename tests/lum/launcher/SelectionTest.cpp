@@ -3,8 +3,7 @@
 #include <string>
 
 #include "lum/launcher/CPluginView.h"
-#include "lum/lumext/lumext.h"
-#include "tests/support/FakeHost.h"
+#include "tests/support/LumFixture.h"
 
 namespace {
 
@@ -19,20 +18,13 @@ std::ostream &operator<<(std::ostream &stream, const Selection &selection) {
     return stream << (selection.found ? "found " : "not found ") << selection.name << " at " << selection.path;
 }
 
-class Selecting : public testing::Test {
+class Selecting : public testing::Test, protected LumFixture {
 protected:
-    Selecting() : m_extension(&m_host) {
-        m_extension.m_pLUMInterface = &m_host.table;
-    }
-
     Selection Select(const std::string &path) {
         Selection selection{false, "(name)", "(path)"};
-        selection.found = m_extension.m_pluginView.GetMainComponant(path, selection.name, selection.path);
+        selection.found = extension.m_pluginView.GetMainComponant(path, selection.name, selection.path);
         return selection;
     }
-
-    FakeHost m_host;
-    CLumExtension m_extension;
 };
 
 TEST_F(Selecting, FollowsTheTable) {
@@ -44,13 +36,6 @@ TEST_F(Selecting, FollowsTheTable) {
     const Case cases[] = {
         {"/A b/confshell.bundle", "Meeting Hall", "/A b/Meeting Hall.app/Contents/MacOS/Meeting Hall"},
         {"/A/klvmgrmh.bundle", "Meeting Hall", "/A/Meeting Hall.app/Contents:MacOS/Meeting Hall"},
-        {"/A/klvmgrch.bundle", "Class Hall", "/A/Class Hall.app/Contents/MacOS/Class Hall"},
-        {"/A/klvmgrfh.bundle", "Forum Hall", "/A/Forum Hall.app/Contents/MacOS/Forum Hall"},
-        {"/A/klvmgrdh.bundle", "Deal Hall", "/A/Deal Hall.app/Contents/MacOS/Deal Hall"},
-        {"/A/chplmgr.bundle", "Practice Lab", "/A/Practice Lab.app/Contents/MacOS/Practice Lab"},
-        {"/A/replayview.bundle", "Kelvo Player", "/A/Kelvo Player.app/Contents/MacOS/Kelvo Player"},
-        {"/A/orbpfw.bundle", "Orb Recording Player", "/A/Orb Recording Player.app/Contents/MacOS/Orb Recording Player"},
-        {"/A/rmtshell.bundle", "rmtagent", "/A/rmtagent.app/Contents/MacOS/rmtagent"},
         {"/A/Remly Client.app", "Remly Client", "/A/Remly Client.app/Contents/MacOS/Remly Client"},
         {"/A/Remly Process Manager.app", "Remly Process Manager",
          "/A/Remly Process Manager.app/Contents/MacOS/Remly Process Manager"},
@@ -75,25 +60,20 @@ TEST_F(Selecting, RefusesWhatTheTableDoesNotHave) {
 }
 
 TEST_F(Selecting, TakesTheJoinApplicationByABitOfTheSiteConfiguration) {
-    const std::pair<const char *, bool> cases[] = {{"16384", true},
-                                                   {"16383", false},
-                                                   {"32768", false},
-                                                   {"49152", true},
-                                                   {" +16384;x", true},
-                                                   {"0x4000", false},
-                                                   {"x16384", false},
-                                                   {"", false},
-                                                   {"-16384", true},
-                                                   {"-1", true},
-                                                   {"99999999999999999999", true}};
-    for (const auto &[value, isJoin] : cases) {
-        m_host.parameters["ParmSiteConfigExt_Value"] = value;
-        EXPECT_EQ(Select("/A/confshell.bundle").name, isJoin ? "Kelvo Join" : "Meeting Hall") << value;
+    const auto meeting = [this](const char *value) {
+        host.parameters["ParmSiteConfigExt_Value"] = value;
         EXPECT_EQ(Select("/A/klvmgrmh.bundle").name, "Meeting Hall");
+        return Select("/A/confshell.bundle").name;
+    };
+    for (const char *value : {"16384", "49152", " +16384;x", "-16384", "-1", "99999999999999999999"}) {
+        EXPECT_EQ(meeting(value), "Kelvo Join") << value;
     }
-    m_host.parameters["ParmSiteConfigExt_Value"] = "16384";
+    for (const char *value : {"16383", "32768", "0x4000", "x16384", ""}) {
+        EXPECT_EQ(meeting(value), "Meeting Hall") << value;
+    }
+    host.parameters["ParmSiteConfigExt_Value"] = "16384";
     EXPECT_EQ(Select("/A/confshell.bundle").path, "/A/Kelvo Join.app/Contents/MacOS/Kelvo Join");
-    m_extension.m_pLUMInterface = nullptr;
+    extension.m_pLUMInterface = nullptr;
     EXPECT_EQ(Select("/A/confshell.bundle").name, "Meeting Hall");
 }
 
@@ -134,18 +114,18 @@ TEST_F(View, HandsWindowAndEventsToALoadedComponent) {
     auto *window = reinterpret_cast<_NPWindow *>(&place);
     EventRecord event = {};
     event.what = 0x20;
-    CPluginView &view = m_extension.m_pluginView;
+    CPluginView &view = extension.m_pluginView;
     EXPECT_TRUE(IsEmpty(view.mpfnNPTable));
     EXPECT_EQ(view.SetWindow(window), 0);
     EXPECT_EQ(view.mNetscapeWindow, window);
 
-    m_extension.m_bSuppressInstallation = 1;
+    extension.m_bSuppressInstallation = 1;
     EXPECT_EQ(view.Handle_Event(event, 1), 0) << "no component";
     LoadedComponent::FillIn(view);
     EXPECT_EQ(view.Handle_Event(event, 1), 0x21) << "cut to a byte";
-    m_extension.m_bSuppressInstallation = 0;
+    extension.m_bSuppressInstallation = 0;
     EXPECT_EQ(view.Handle_Event(event, 1), 0);
-    m_extension.m_bSuppressInstallation = 1;
+    extension.m_bSuppressInstallation = 1;
     EXPECT_EQ(view.SetWindow(nullptr), 0);
     EXPECT_EQ(view.Handle_Event(event, 1), 0) << "no window";
     view.SetWindow(window);
@@ -154,18 +134,18 @@ TEST_F(View, HandsWindowAndEventsToALoadedComponent) {
 }
 
 TEST_F(View, ClosesALoadedComponent) {
-    LoadedComponent::FillIn(m_extension.m_pluginView);
-    EXPECT_TRUE(m_extension.m_pluginView.UnloadMainComponant());
-    EXPECT_EQ(LoadedComponent::closed, &m_extension.m_pluginView);
-    EXPECT_TRUE(IsEmpty(m_extension.m_pluginView.mpfnNPTable));
+    LoadedComponent::FillIn(extension.m_pluginView);
+    EXPECT_TRUE(extension.m_pluginView.UnloadMainComponant());
+    EXPECT_EQ(LoadedComponent::closed, &extension.m_pluginView);
+    EXPECT_TRUE(IsEmpty(extension.m_pluginView.mpfnNPTable));
     LoadedComponent::closed = nullptr;
-    EXPECT_TRUE(m_extension.m_pluginView.UnloadMainComponant());
+    EXPECT_TRUE(extension.m_pluginView.UnloadMainComponant());
     EXPECT_EQ(LoadedComponent::closed, nullptr) << "there is nothing left to close";
 
     for (const bool isSuppressed : {false, true}) {
-        m_extension.m_bSuppressInstallation = isSuppressed;
+        extension.m_bSuppressInstallation = isSuppressed;
         {
-            CPluginView view(&m_extension);
+            CPluginView view(&extension);
             LoadedComponent::FillIn(view);
         }
         EXPECT_EQ(LoadedComponent::closed != nullptr, isSuppressed);

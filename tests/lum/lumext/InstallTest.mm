@@ -1,4 +1,5 @@
 // Installation of a package: hash x signature x certificate, the host's unpack errors, libraries, outcomes.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -7,30 +8,21 @@
 #import <Foundation/Foundation.h>
 
 #include "lum/common/lumutil.h"
-#include "lum/lumext/lumext.h"
 #include "lum/platform/linux/session/SystemVersion.h"
-#include "tests/support/FakeHost.h"
-#include "tests/support/TempDir.h"
+#include "tests/support/LumFixture.h"
 #include "tests/support/TestSite.h"
 #include "tests/support/TraceRecorder.h"
 
 namespace {
 
-struct Fixture {
-    TempDir dir;
-    FakeHost host;
-    CLumExtension extension{&host};
-    LumInstallationMgr &manager = extension.m_installationMgr;
+using testing::HasSubstr;
+
+struct Fixture : LumFixture {
     std::string package = dir.Write("downloaded", "the package's bytes");
 
     Fixture() {
-        extension.m_pLUMInterface = &host.table;
         host.parameters["LumSuppressProgressBar"] = "true";
         manager.m_strDefInstallDir = dir / "install/deep";
-    }
-    CItem &Add(const std::string &line) {
-        EXPECT_TRUE(manager.ParseItem(line.c_str(), true));
-        return *manager.m_aItems.back();
     }
     int Install(CItem &item, bool *restart = nullptr) {
         bool flag = true;
@@ -66,7 +58,7 @@ TEST(Install, NoItemOrNoFile) {
     bool restart = true;
     EXPECT_EQ(fixture.manager.DoItemInstallation(nullptr, "x", restart, false), -5);
     EXPECT_FALSE(restart);
-    CItem &item = fixture.Add("a;u;;1;1;1;;;;0");
+    CItem &item = fixture.Add("a" + kItemTail);
     EXPECT_EQ(fixture.manager.DoItemInstallation(&item, nullptr, restart, false), -5);
     EXPECT_EQ(item.m_dwState, 0u);
 }
@@ -121,61 +113,43 @@ TEST(Install, HashSignatureAndCertificateCrossed) {
     std::string bentSignature = sign(hash);
     bentSignature[10] = bentSignature[10] == 'A' ? 'B' : 'A';
 
-    const struct {
-        const char *what;
-        std::string line;
-        std::string certification;
-        int result;
-        const char *trace; // of error level; null: none
-    } cases[] = {
-        {"good sha256", open + hash + ";sha256;" + sign(hash), fixture.site.certification, 0, nullptr},
-        {"good sha1", open + hash1 + ";sha1;" + sign(hash1), fixture.site.certification, 0, nullptr},
-        {"certificate alone", open + hash + ";sha256;" + sign(hash), fixture.site.certificate, 0, nullptr},
-        {"hash differs", open + wrong + ";sha256;" + sign(wrong), fixture.site.certification, -3,
-         "hash value not same"},
-        {"hash in capitals", open + upper + ";sha256;" + sign(upper), fixture.site.certification, -3,
-         "hash value not same"},
-        {"method in capitals", open + hash1 + ";SHA1;" + sign(hash1), fixture.site.certification, -3,
-         "hash value of part.bundle is empty"},
-        {"other method", open + hash + ";md5;" + sign(hash), fixture.site.certification, -3,
-         "hash value of part.bundle is empty"},
-        {"signature over something else", open + hash + ";sha256;" + sign(hash1), fixture.site.certification, -8,
-         "[part.bundle]'s Signature verify failed!"},
-        {"signature of another key", open + hash + ";sha256;" + TestSite::Sign(other, hash), fixture.site.certification,
-         -8, "[part.bundle]'s Signature verify failed!"},
-        {"signature bent in one bit", open + hash + ";sha256;" + bentSignature, fixture.site.certification, -8,
-         "[part.bundle]'s Signature verify failed!"},
-        {"signature cut", open + hash + ";sha256;" + sign(hash).substr(0, 80), fixture.site.certification, -8,
-         "[part.bundle]'s Signature verify failed!"},
-        {"signature no base64", open + hash + ";sha256;***", fixture.site.certification, -8,
-         "[part.bundle]'s Signature verify failed!"},
-        {"signature empty", open + hash + ";sha256;;", fixture.site.certification, 0, nullptr},
-        {"certificate of 10 characters", open + hash + ";sha256;" + sign(hash), "0123456789", -8,
-         "Certification Invalid!"},
-        {"certificate of 11 characters", open + hash + ";sha256;" + sign(hash), "0123456789A", -8,
-         "invalid certification file!"},
-        {"certificate of bars", open + hash + ";sha256;" + sign(hash), "||||||||||||", -8,
-         "invalid certification file!"},
-        {"certificate no base64", open + hash + ";sha256;" + sign(hash), "!!!!!!!!!!!!!!!!", -8,
-         "invalid certification file!"},
-        {"certificate cut", open + hash + ";sha256;" + sign(hash), fixture.site.certificate.substr(0, 400), -8,
-         "invalid certification file!"},
-        {"another's certificate", open + hash + ";sha256;" + sign(hash), other.certificate, -8,
-         "[part.bundle]'s Signature verify failed!"},
-    };
-    for (const auto &test : cases) {
+    const std::string good = hash + ";sha256;" + sign(hash);
+    const char *const kBadSignature = "[part.bundle]'s Signature verify failed!";
+    const char *const kBadCertificate = "invalid certification file!";
+
+    // `trace` of error level; null: none
+    const auto expect = [&](const std::string &material, const std::string &certification, int result,
+                            const char *trace) {
         fixture.Forget();
-        fixture.host.parameters["lumcertification"] = test.certification;
-        CItem &item = fixture.Add(test.line);
+        fixture.host.parameters["lumcertification"] = certification;
+        CItem &item = fixture.Add(open + material);
         TraceRecorder traces;
-        EXPECT_EQ(fixture.Install(item), test.result) << test.what;
-        EXPECT_EQ(item.m_dwState, test.result == 0 ? 2u : 1u) << test.what;
-        EXPECT_EQ(fixture.host.installs.size(), test.result == 0 ? 1u : 0u) << test.what;
-        EXPECT_EQ(traces.Texts(3).empty(), test.trace == nullptr) << test.what << traces.Texts(3).front();
-        if (test.trace) {
-            EXPECT_TRUE(traces.HasPart(test.trace, 3)) << test.what << ": " << traces.Texts(3).front();
-        }
-    }
+        EXPECT_EQ(fixture.Install(item), result) << material;
+        EXPECT_EQ(item.m_dwState, result == 0 ? 2u : 1u) << material;
+        EXPECT_EQ(fixture.host.installs.size(), result == 0 ? 1u : 0u) << material;
+        EXPECT_EQ(traces.Texts(3).empty(), trace == nullptr) << material;
+        EXPECT_TRUE(!trace || traces.HasPart(trace, 3)) << material << " " << certification;
+    };
+    const std::string &chain = fixture.site.certification;
+    expect(good, chain, 0, nullptr);
+    expect(hash1 + ";sha1;" + sign(hash1), chain, 0, nullptr);
+    expect(good, fixture.site.certificate, 0, nullptr); // alone
+    expect(hash + ";sha256;;", chain, 0, nullptr);      // no signature, and no key yet
+    expect(wrong + ";sha256;" + sign(wrong), chain, -3, "hash value not same");
+    expect(upper + ";sha256;" + sign(upper), chain, -3, "hash value not same");
+    expect(hash1 + ";SHA1;" + sign(hash1), chain, -3, "hash value of part.bundle is empty");
+    expect(hash + ";md5;" + sign(hash), chain, -3, "hash value of part.bundle is empty");
+    expect(hash + ";sha256;" + sign(hash1), chain, -8, kBadSignature); // over something else
+    expect(hash + ";sha256;" + TestSite::Sign(other, hash), chain, -8, kBadSignature);
+    expect(hash + ";sha256;" + bentSignature, chain, -8, kBadSignature);
+    expect(hash + ";sha256;" + sign(hash).substr(0, 80), chain, -8, kBadSignature);
+    expect(hash + ";sha256;***", chain, -8, kBadSignature);
+    expect(good, other.certificate, -8, kBadSignature);
+    expect(good, "0123456789", -8, "Certification Invalid!");
+    expect(good, "0123456789A", -8, kBadCertificate);
+    expect(good, "||||||||||||", -8, kBadCertificate);
+    expect(good, "!!!!!!!!!!!!!!!!", -8, kBadCertificate);
+    expect(good, fixture.site.certificate.substr(0, 400), -8, kBadCertificate);
 }
 
 TEST(Install, OldSystemsSkipTheSha256ComparisonButNotTheSignature) {
@@ -208,11 +182,14 @@ TEST(Install, OnlyTheItemThatMakesTheKeyIsAskedForItsVerdict) {
 
 TEST(Install, UnpackErrorsAndFailureControl) {
     SignedFixture fixture;
-    const std::pair<int, int> results[] = {{1, -10}, {2, -11},     {3, -12},     {4, -13},     {5, -14},
-                                           {6, -15}, {7, -3},      {11, -3},     {12, -16},    {13, -3},
-                                           {-1, -3}, {20009, -30}, {20007, -31}, {20100, -32}, {20005, -3}};
-    for (const auto &[error, result] : results) {
-        const int code = error; // a lambda cannot take a structured binding by name here
+    const struct {
+        int error, result;
+        const char *message;
+    } cases[] = {{1, -10, "7002"}, {2, -11, "7003"}, {3, -12, "7004"},     {4, -13, "7005"},     {5, -14, "7006"},
+                 {6, -15, "7007"}, {7, -3, "7"},     {11, -3, "7"},        {12, -16, "7008"},    {13, -3, "7"},
+                 {-1, -3, "7"},    {20005, -3, "7"}, {20007, -31, "7010"}, {20009, -30, "7009"}, {20100, -32, "7011"}};
+    for (const auto &test : cases) {
+        const int code = test.error;
         fixture.Forget();
         fixture.host.install = [code](const std::string &, const std::string &destination) {
             std::filesystem::create_directories(destination + "/half");
@@ -220,10 +197,15 @@ TEST(Install, UnpackErrorsAndFailureControl) {
         };
         CItem &item = fixture.AddSigned({.name = "a.bundle"});
         bool restart = true;
-        EXPECT_EQ(fixture.Install(item, &restart), result) << error;
+        EXPECT_EQ(fixture.Install(item, &restart), test.result) << code;
         EXPECT_FALSE(restart);
         EXPECT_EQ(item.m_dwState, 0u);
         EXPECT_FALSE(std::filesystem::exists(fixture.dir / "install/deep/a.bundle"));
+        fixture.extension.m_bStopped = 0;
+        fixture.host.messages.clear();
+        fixture.extension.HandleGetFileCallback(&item, LUMGetFileNotifyDone, fixture.package.data());
+        ASSERT_EQ(fixture.host.messages.size(), 1u);
+        EXPECT_THAT(fixture.host.messages[0], HasSubstr(std::string("[") + test.message + "], File [a.bundle]"));
 
         for (const char *word : {"ignore", "IGNORE"}) {
             CItem &ignored = fixture.AddSigned({.name = "b.bundle", .failure = word});
@@ -270,9 +252,39 @@ TEST(Install, NameWithoutADotIsTreatedAsALibrary) {
     EXPECT_EQ(std::filesystem::read_symlink(folder + "tool.dylib"), folder + "tool-1.0.0.0.dylib");
 }
 
+TEST(Install, NamesThatAreNoneTouchNothing) {
+    SignedFixture fixture;
+    fixture.dir.Write("precious", "x");
+    fixture.dir.Write("install/deep/kept", "x");
+    for (const char *name : {"", ".", "..", "../../precious", "a/", "/a", "a//b", "a/../../kept", "./kept"}) {
+        CItem item(&fixture.extension);
+        item = fixture.AddSigned({.name = "part.bundle"});
+        item.m_strName = name;
+        EXPECT_EQ(fixture.Install(item), -5) << name;
+        EXPECT_EQ(item.m_dwState, 0u);
+    }
+    EXPECT_TRUE(fixture.host.installs.empty());
+    EXPECT_TRUE(std::filesystem::exists(fixture.dir / "precious"));
+    EXPECT_TRUE(std::filesystem::exists(fixture.dir / "install/deep/kept"));
+    EXPECT_EQ(fixture.Install(fixture.AddSigned({.name = "..b.bundle"})), 0);
+}
+
+TEST(Install, RemovesTheOldComponentAndOnlyThat) {
+    SignedFixture fixture;
+    fixture.dir.Write("install/deep/part.bundle/old", "x");
+    fixture.dir.Write("install/deep/.part.bundle.old", "somebody else's");
+    fixture.dir.Write("install/deep/.lumext-removed-7.tmp/half", "of a killed start");
+    TraceRecorder traces;
+    ASSERT_EQ(fixture.Install(fixture.AddSigned({.name = "part.bundle"})), 0);
+    EXPECT_TRUE(traces.Has("RemoveFile: remove file[" + (fixture.dir / "install/deep/part.bundle") + "] success!", 1));
+    EXPECT_TRUE(std::filesystem::exists(fixture.dir / "install/deep/.part.bundle.old"));
+    EXPECT_FALSE(std::filesystem::exists(fixture.dir / "install/deep/.lumext-removed-7.tmp"));
+    EXPECT_EQ(ReadFile(fixture.dir / "install/deep/part.bundle"), "the package's bytes");
+}
+
 TEST(Install, WithoutAHostTable) {
     Fixture fixture;
-    CItem &item = fixture.Add("a;u;;1;1;1;;;;0"); // no material, but nobody to check it for
+    CItem &item = fixture.Add("a" + kItemTail); // no material, but nobody to check it for
     fixture.extension.m_pLUMInterface = nullptr;
     TraceRecorder traces;
     EXPECT_EQ(fixture.Install(item), -7);
@@ -291,35 +303,15 @@ TEST(Install, TheDownloadEventIsLoggedOnceWhereTheWindowWouldOpen) {
     EXPECT_EQ(fixture.manager.mCurrentUpdate, 0u);
 }
 
-TEST(Install, ResultsBecomeMessages) {
-    SignedFixture fixture;
-    const std::pair<int, const char *> messages[] = {{1, "7002"},     {2, "7003"},     {3, "7004"},  {4, "7005"},
-                                                     {5, "7006"},     {6, "7007"},     {12, "7008"}, {20009, "7009"},
-                                                     {20007, "7010"}, {20100, "7011"}, {99, "7"}};
-    for (const auto &[error, message] : messages) {
-        const int code = error;
-        for (const bool ready : {false, true}) {
-            fixture.Forget();
-            fixture.host.messages.clear();
-            fixture.extension.m_bStopped = 0;
-            fixture.extension.m_bMainComponentReady = ready;
-            fixture.host.install = [code](const std::string &, const std::string &) { return code; };
-            CItem &item = fixture.AddSigned({.name = "a.bundle"});
-            TraceRecorder traces;
-            fixture.extension.HandleGetFileCallback(&item, LUMGetFileNotifyDone, fixture.package.data());
-            ASSERT_EQ(fixture.host.messages.size(), 1u);
-            EXPECT_NE(fixture.host.messages[0].find(std::string("[") + message + "], File [a.bundle]"),
-                      std::string::npos)
-                << fixture.host.messages[0];
-            EXPECT_EQ(fixture.extension.m_bStopped, !ready); // once the main component is ready, the start goes on
-            EXPECT_EQ(traces.traces().back().text.find("DoItemInstall: -"), 0u);
-        }
+TEST(Install, AFailureStopsTheStartUntilTheMainComponentIsReady) {
+    for (const bool ready : {false, true}) {
+        Fixture fixture;
+        fixture.extension.m_bMainComponentReady = ready;
+        fixture.extension.HandleGetFileCallback(&fixture.Add("a" + kItemTail), LUMGetFileNotifyDone,
+                                                fixture.package.data());
+        EXPECT_THAT(fixture.host.messages.at(0), HasSubstr("Error [23]")); // not signed
+        EXPECT_EQ(fixture.extension.m_bStopped, !ready);
     }
-    fixture.extension.m_bStopped = 0;
-    fixture.host.messages.clear();
-    CItem &unsignedItem = fixture.Add("a;u;;1;1;1;;;;0");
-    fixture.extension.HandleGetFileCallback(&unsignedItem, LUMGetFileNotifyDone, fixture.package.data());
-    EXPECT_NE(fixture.host.messages.at(0).find("Error [23]"), std::string::npos);
 }
 
 TEST(Certification, VerdictsMarkEveryItem) {
@@ -335,8 +327,8 @@ TEST(Certification, VerdictsMarkEveryItem) {
         Fixture fixture;
         const SiteIdentity site = TestSite::MakeIdentity(dir, commonName, "s" + std::to_string(label++));
         fixture.host.parameters["lumcertification"] = site.certification;
-        CItem &first = fixture.Add("a;u;;1;1;1;;;;0");
-        CItem &second = fixture.Add("b;u;;1;1;1;;;;0");
+        CItem &first = fixture.Add("a" + kItemTail);
+        CItem &second = fixture.Add("b" + kItemTail);
         TraceRecorder traces;
         fixture.manager.VerifyCertification();
         EXPECT_EQ(first.m_nCertVerified, -1); // nothing to update: nothing is judged
@@ -371,10 +363,10 @@ TEST(Certification, RejectionsSayWhyAndMarkEveryItem) {
     for (const auto &test : cases) {
         Fixture fixture;
         fixture.host.parameters["lumcertification"] = test.certification;
-        CItem &judged = fixture.Add("a;u;;1;1;1;;;;0");
+        CItem &judged = fixture.Add("a" + kItemTail);
         judged.m_nCertVerified = 1;
         fixture.manager.m_aItems.push_back(nullptr);
-        CItem &unjudged = fixture.Add("b;u;;1;1;1;;;;0");
+        CItem &unjudged = fixture.Add("b" + kItemTail);
         fixture.manager.mNeedUpdate = 1;
         TraceRecorder traces;
         fixture.manager.VerifyCertification();
@@ -394,7 +386,7 @@ TEST(Certification, ShortAndBrokenTexts) {
     for (const auto &test : cases) {
         Fixture fixture;
         fixture.host.parameters["lumcertification"] = test.text;
-        CItem &item = fixture.Add("a;u;;1;1;1;;;;0");
+        CItem &item = fixture.Add("a" + kItemTail);
         fixture.manager.mNeedUpdate = 1;
         const ScopedSystemVersion system(test.systemVersion);
         fixture.manager.VerifyCertification();

@@ -1,30 +1,15 @@
 // The instruction file: its address, its download, its reading.
 #include <gtest/gtest.h>
 
-#include "lum/lumext/lumext.h"
-#include "tests/support/FakeHost.h"
-#include "tests/support/TempDir.h"
+#include "tests/support/LumFixture.h"
 #include "tests/support/TraceRecorder.h"
 
 namespace {
 
-const std::string kTail = ";u;;1;1;1;;;;0";
-
-struct Fixture {
-    TempDir dir;
-    FakeHost host;
-    CLumExtension extension{&host};
+struct Fixture : LumFixture {
     Fixture() {
-        extension.m_pLUMInterface = &host.table;
         host.parameters["LumComponentName"] = "main";
         host.parameters["LumUrlRoot"] = "http://s";
-    }
-    std::string Names() const {
-        std::string names;
-        for (const CItem *item : extension.m_installationMgr.m_aItems) {
-            names += item->m_strName + "/";
-        }
-        return names;
     }
 };
 
@@ -110,7 +95,7 @@ TEST(Instructions, SavedName) {
 }
 
 TEST(Instructions, ReadingTheSection) {
-    const std::string a = "a" + kTail, b = "b" + kTail, c = "c" + kTail;
+    const std::string a = "a" + kItemTail, b = "b" + kItemTail, c = "c" + kItemTail;
     const struct {
         std::string text;
         const char *section; // null: default
@@ -150,12 +135,12 @@ TEST(Instructions, ReadingTheSection) {
 
 TEST(Instructions, WithoutAFileTheInlineListServes) {
     Fixture fixture;
-    fixture.host.parameters["LumDependency"] = "a" + kTail + "|b" + kTail;
+    fixture.host.parameters["LumDependency"] = "a" + kItemTail + "|b" + kItemTail;
     TraceRecorder traces;
     fixture.extension.ParseIniFile(nullptr, true);
     EXPECT_EQ(fixture.Names(), "a/b/");
     EXPECT_TRUE(traces.HasPart("ASSERT lpszIniFile failed at file lum/lumext/lumext, line", 3));
-    EXPECT_TRUE(fixture.extension.m_installationMgr.IsDone()); // suppressed
+    EXPECT_TRUE(fixture.manager.IsDone()); // suppressed
 }
 
 TEST(Instructions, CallbackExits) {
@@ -174,7 +159,7 @@ TEST(Instructions, CallbackExits) {
         Fixture fixture;
         fixture.host.EnableLog();
         fixture.host.parameters.erase(test.removed);
-        std::string path = fixture.dir.Write("lummac.ini", "[Kelvo]\nCount=1\nFile1=main" + kTail + "\n");
+        std::string path = fixture.dir.Write("lummac.ini", "[Kelvo]\nCount=1\nFile1=main" + kItemTail + "\n");
         TraceRecorder traces;
         fixture.extension.HandleIniFileCallback(LUMGetFileNotifyProgress, path.data());
         EXPECT_TRUE(traces.traces().empty());

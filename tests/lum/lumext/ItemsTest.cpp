@@ -1,34 +1,16 @@
 // The item list: from its text to records.
 #include <gtest/gtest.h>
 
-#include "lum/lumext/lumext.h"
-#include "tests/support/FakeHost.h"
+#include "tests/support/LumFixture.h"
 #include "tests/support/TraceRecorder.h"
 
 namespace {
 
 constexpr char kTen[] = "lib.dylib;p/lib.tgz;;2, 1.3;10;20;run;version;ignore;5";
 
-struct Fixture {
-    FakeHost host;
-    CLumExtension extension{&host};
-    LumInstallationMgr &manager = extension.m_installationMgr;
-    Fixture() {
-        extension.m_pLUMInterface = &host.table;
-    }
-    std::string Names() const {
-        std::string names;
-        for (const CItem *item : extension.m_installationMgr.m_aItems) {
-            names += item->m_strName + "/";
-        }
-        return names;
-    }
-};
-
 } // namespace
 
 TEST(Items, ListIsCutAtBarsAndTrimmed) {
-    const std::string tail = ";u;;1;1;1;;;;0";
     const struct {
         const char *list;
         const char *names;
@@ -37,22 +19,22 @@ TEST(Items, ListIsCutAtBarsAndTrimmed) {
         {"", ""},     {"|", ""},     {"a@|too;short|b@", "a/b/"}, {"b@|a@|b@", "b/a/b/"},
     };
     for (const auto &test : cases) {
-        Fixture fixture;
+        LumFixture fixture;
         std::string list = test.list;
         for (std::size_t at; (at = list.find('@')) != std::string::npos;) {
-            list.replace(at, 1, tail);
+            list.replace(at, 1, kItemTail);
         }
         EXPECT_TRUE(fixture.manager.ParseInstructions(list.c_str()));
         EXPECT_EQ(fixture.Names(), test.names) << test.list;
     }
-    Fixture fixture;
+    LumFixture fixture;
     TraceRecorder traces;
     EXPECT_FALSE(fixture.manager.ParseInstructions(nullptr));
     EXPECT_TRUE(traces.HasPart("ASSERT lpszInstructions failed at file lum/lumext/luminstallationmgr, line", 3));
 }
 
 TEST(Items, AttributesGoToTheirFields) {
-    Fixture fixture;
+    LumFixture fixture;
     fixture.host.parameters["lumcertification"] = "CERT";
     TraceRecorder traces;
     ASSERT_TRUE(fixture.manager.ParseItem((std::string(kTen) + ";abc;sha1;SIG;more;still more").c_str(), true));
@@ -101,7 +83,7 @@ TEST(Items, NumberOfAttributes) {
         {";;;;;;;;;;", true, false, false},
     };
     for (const auto &test : cases) {
-        Fixture fixture;
+        LumFixture fixture;
         fixture.host.parameters["lumcertification"] = "CERT";
         TraceRecorder traces;
         EXPECT_EQ(fixture.manager.ParseItem(test.line, true), test.accepted) << test.line;
@@ -113,7 +95,7 @@ TEST(Items, NumberOfAttributes) {
         }
     }
     for (const char *nothing : {static_cast<const char *>(nullptr), ""}) {
-        Fixture fixture;
+        LumFixture fixture;
         TraceRecorder traces;
         EXPECT_FALSE(fixture.manager.ParseItem(nothing, true));
         EXPECT_TRUE(traces.Has("LumInstallationMgr::ParseItem , lpszItem is NULL", 2));
@@ -129,9 +111,9 @@ TEST(Items, CleaningTakesOutTheRunOnly) {
         {" \t\r\na \t\r\nb", "ab"}, {"a\t \r\n", "a\t \r\n"}, {"a\r\n", "a\r\n"},
     };
     for (const auto &test : cases) {
-        Fixture fixture;
+        LumFixture fixture;
         TraceRecorder traces;
-        fixture.manager.ParseItem((std::string(test.name) + ";u;;1;1;1;;;;0").c_str(), true);
+        fixture.manager.ParseItem((std::string(test.name) + kItemTail).c_str(), true);
         ASSERT_EQ(fixture.manager.m_aItems.size(), 1u);
         EXPECT_EQ(fixture.manager.m_aItems[0]->m_strName, test.kept);
         EXPECT_EQ(traces.Has("LumInstallationMgr::ParseItem, item seperate by (\";\") not same", 2),
@@ -153,7 +135,7 @@ TEST(Items, NumbersAreReadFromTheStartOfTheText) {
         {"4294967295", 4294967295u, -1},
     };
     for (const auto &test : cases) {
-        Fixture fixture;
+        LumFixture fixture;
         const std::string n = test.text;
         fixture.manager.ParseItem(("a;u;;1;" + n + ";" + n + ";;;;" + n + ";h").c_str(), true);
         ASSERT_EQ(fixture.manager.m_aItems.size(), 1u);
@@ -164,9 +146,9 @@ TEST(Items, NumbersAreReadFromTheStartOfTheText) {
 }
 
 TEST(Items, NamesAreFoundWithoutRegardToCase) {
-    Fixture fixture;
+    LumFixture fixture;
     for (const char *name : {"Ärger.bundle", "two", "TWO"}) {
-        fixture.manager.ParseItem((std::string(name) + ";u;;1;1;1;;;;0").c_str(), true);
+        fixture.manager.ParseItem((std::string(name) + kItemTail).c_str(), true);
     }
     const auto &items = fixture.manager.m_aItems;
     EXPECT_EQ(fixture.manager.FindItem("äRGER.BUNDLE"), items[0]);
@@ -187,6 +169,7 @@ TEST(Items, NamesAreFoundWithoutRegardToCase) {
 TEST(Items, TextComparison) {
     EXPECT_EQ(safe_strcasecmp("Straße", "STRASSE"), -1);
     EXPECT_EQ(safe_strcasecmp("ÉTÉ", "été"), 0);
+    EXPECT_EQ(safe_strcasecmp("\u00e9", "e\u0301"), -1); // composed or not: other characters
     EXPECT_EQ(safe_strcasecmp("a", "b"), -1);
     EXPECT_EQ(safe_strcasecmp("b", "a"), -1);
     EXPECT_EQ(safe_strcasecmp(nullptr, nullptr), -1);

@@ -5,35 +5,24 @@
 #include <filesystem>
 #include <fstream>
 
-#include "lum/lumext/lumext.h"
-#include "tests/support/FakeHost.h"
-#include "tests/support/TempDir.h"
+#include "tests/support/LumFixture.h"
 #include "tests/support/TraceRecorder.h"
 
 namespace {
 
-struct Fixture {
-    TempDir dir;
-    FakeHost host;
-    CLumExtension extension{&host};
-    LumInstallationMgr &manager = extension.m_installationMgr;
-
+struct Fixture : LumFixture {
     Fixture() {
-        extension.m_pLUMInterface = &host.table;
         manager.m_strDefInstallDir = dir.path();
         manager.m_strUrlRoot = "http://site.example";
     }
     CItem &Add(const std::string &name, const std::string &version, const std::string &update = "version") {
-        manager.ParseItem((name + ";" + name + ".tgz;;" + version + ";1;100;;" + update + ";;0").c_str(), true);
-        return *manager.m_aItems.back();
+        return LumFixture::Add(name + ";" + name + ".tgz;;" + version + ";1;100;;" + update + ";;0");
     }
     // A bundle of this version, as an earlier start has installed it.
     void InstallBundle(const std::string &name, const std::string &version) {
         const std::string base = name.substr(0, name.find('.'));
         dir.Write(name + "/Contents/MacOS/" + base, "x");
-        dir.Write(name + "/Contents/Info.plist",
-                  "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>CFBundleVersion</key><string>" + version +
-                      "</string></dict></plist>");
+        dir.WriteBundle(name, version);
     }
     void InstallLibrary(const std::string &stem, const std::string &version) {
         dir.Write(stem + "-" + version + ".dylib", "x");
@@ -73,10 +62,17 @@ TEST(Update, BackwardCompatibilityRanksTheBuildFirst) {
         const char *offered;
         bool fetched;
     } cases[] = {
-        {"1.0.5.0", "2,0,4,0", false},  {"1.0.4.0", "0,0,5,0", true},  {"1.0.4.1", "9,9,4,0", false},
-        {"1.0.4.0", "1,0,4,0", false},  {"1.0.4.0", "1,0,04,0", true}, // equal numbers under another text
-        {"2.0.4.0", "1,0,4,0", false},  {"1.0.4", "1,0,3,0", true},    {"1.0.4.0", "1,0,5x,0", true},
-        {"1.0.4.0", "1,0,-5,0", false}, // read up to the first character that is no digit
+        {"1.0.5.0", "2,0,4,0", false},
+        {"1.0.4.0", "0,0,5,0", true},
+        {"1.0.4.1", "9,9,4,0", false},
+        {"1.0.4.0", "1,0,4,0", false},
+        {"1.0.4.0", "1,0,04,0", true}, // equal numbers under another text
+        {"2.0.4.0", "1,0,4,0", false},
+        {"1.0.4", "1,0,3,0", true},
+        {"1.0.4.0", "1,0,5x,0", true},
+        {"1.0.4.0", "1,0,-5,0", false},         // read up to the first character that is not a digit
+        {"1.0.4294967296.0", "1,0,5,0", false}, // more than a part can hold is still more
+        {"1.0.99999999999999999999.0", "1,0,5,0", false},
     };
     for (const auto &test : cases) {
         Fixture fixture;
@@ -126,29 +122,38 @@ TEST(Update, LibraryWithoutItsLinkIsFetchedAgain) {
 
 TEST(Update, LibraryWithoutAFolderIsLookedForInTheRoot) {
     Fixture fixture;
-    fixture.manager.ParseItem("libnowhere.dylib;u;%system%;1,0,0,4;1;1;;version;;0", true);
+    fixture.LumFixture::Add("libnowhere.dylib;u;%system%;1,0,0,4;1;1;;version;;0");
     TraceRecorder traces;
     fixture.manager.PrepareInstallation(true);
     EXPECT_TRUE(traces.Has("LumInstallationMgr::PrepareInstallation,real file is /libnowhere-1.0.0.4.dylib", 1));
 }
 
-TEST(Update, WalkTracesAndRequestsInOrder) {
+TEST(Update, WalkRequestsInOrder) {
     Fixture fixture;
     fixture.InstallBundle("b.bundle", "1.0.0.0");
     fixture.Add("a.bundle", "1,0,0,0");
     fixture.Add("b.bundle", "1,0,0,0");
     fixture.Add("c.bundle", "1,0,0,0");
-    TraceRecorder traces;
     fixture.manager.PrepareInstallation(false);
     ASSERT_EQ(fixture.host.requests.size(), 2u);
     EXPECT_EQ(fixture.host.requests[0].url.find("http://site.example/a.bundle.tgz?random="), 0u);
     EXPECT_EQ(fixture.host.requests[1].url.find("http://site.example/c.bundle.tgz?random="), 0u);
     EXPECT_EQ(fixture.host.requests[0].context, fixture.manager.m_aItems[0]);
     EXPECT_EQ(fixture.manager.m_dwTotalSize, 200u);
-    EXPECT_TRUE(traces.Has("Count=3, item=2", 1));
-    EXPECT_TRUE(
-        traces.Has("LumInstallationMgr::PrepareInstallation," + (fixture.dir / "a.bundle") + " is not exist!", 1));
-    EXPECT_TRUE(traces.HasPart("LumInstallationMgr::PrepareDownload Down file=http://site.example/c.bundle.tgz", 1));
+}
+
+// A host that reports a failed download from within the request.
+TEST(Update, NothingMoreIsAskedForAfterAFailure) {
+    Fixture fixture;
+    fixture.host.table.pfnGetFile = [](void *cookie, LUMGetFileCallback callback, void *context, const char *url) {
+        static_cast<FakeHost *>(cookie)->requests.push_back({callback, context, url});
+        callback(nullptr, context, LUMGetFileNotifyDone, nullptr);
+    };
+    fixture.Add("a.bundle", "1,0,0,0");
+    fixture.Add("b.bundle", "1,0,0,0");
+    fixture.manager.PrepareInstallation(false);
+    EXPECT_EQ(fixture.host.requests.size(), 1u);
+    EXPECT_EQ(fixture.host.messages.size(), 1u);
 }
 
 TEST(Update, MainComponentIsReadyWhenNothingBeforeItIsOpen) {

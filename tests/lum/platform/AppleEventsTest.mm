@@ -74,7 +74,7 @@ TEST_F(AppleEvents, WaitForAProcessThatDoesNotListenYet) {
                                                "AppleEvent.kvvt.kvou [second]\n"));
 }
 
-TEST_F(AppleEvents, AreNotSentToNobodyNorWithoutSense) {
+TEST_F(AppleEvents, NeedAReceiverAndValidContent) {
     ChildProcess child(RECEIVER_PROGRAM, {m_folder / "file"});
     const ProcessSerialNumber psn = SerialNumber(child.pid());
     EXPECT_EQ(Send(psn, kOpenUrl, typeUTF8Text, "\xFF"), errAECoercionFail) << "not a text";

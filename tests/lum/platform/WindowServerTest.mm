@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
-#include <cstdio>
 #include <string>
 
 #include "lum/platform/Session.h"
@@ -19,44 +18,32 @@ OSErr BringToFront(const ChildProcess &child) {
     return SetFrontProcess(&psn);
 }
 
-bool WaitForWindow(const std::string &title) {
-    return WaitUntil([&] { return Desktop::Get().WindowTitled(title).has_value(); });
-}
-
-std::string ActiveWindow() {
-    FILE *pipe = popen("xdotool getactivewindow getwindowname 2>/dev/null", "r");
-    char title[100] = "";
-    const size_t length = fread(title, 1, sizeof title, pipe);
-    pclose(pipe);
-    return {title, length};
-}
-
 bool WaitForActiveWindow(const std::string &title) {
-    return WaitUntil([&] { return ActiveWindow() == title + "\n"; });
+    return WaitUntil([&] { return Desktop::Get().ActiveTitle() == title; });
 }
 
 TEST(WindowServer, BringsApplicationsToTheFront) {
     Desktop::Get();
     const ChildProcess first(WINDOWS_PROGRAM, {"-Titles", "first"});
-    ASSERT_TRUE(WaitForWindow("first"));
+    ASSERT_TRUE(Desktop::Get().WaitForWindow("first"));
     const ChildProcess second(WINDOWS_PROGRAM, {"-Titles", "second"});
-    ASSERT_TRUE(WaitForWindow("second"));
+    ASSERT_TRUE(Desktop::Get().WaitForWindow("second"));
     for (int round = 0; round < 2; ++round) {
         EXPECT_EQ(BringToFront(first), noErr);
-        EXPECT_TRUE(WaitForActiveWindow("first")) << ActiveWindow();
+        EXPECT_TRUE(WaitForActiveWindow("first")) << Desktop::Get().ActiveTitle();
         EXPECT_EQ(BringToFront(second), noErr);
-        EXPECT_TRUE(WaitForActiveWindow("second")) << ActiveWindow();
+        EXPECT_TRUE(WaitForActiveWindow("second")) << Desktop::Get().ActiveTitle();
     }
 }
 
 TEST(WindowServer, PrefersTheUppermostWindowWithATitle) {
     Desktop::Get();
     const ChildProcess many(PLAIN_WINDOWS_PROGRAM, {"low", "high", ""});
-    ASSERT_TRUE(WaitForWindow("high"));
+    ASSERT_TRUE(Desktop::Get().WaitForWindow("high"));
     const ChildProcess other(PLAIN_WINDOWS_PROGRAM, {"other"});
-    ASSERT_TRUE(WaitForActiveWindow("other")) << ActiveWindow();
+    ASSERT_TRUE(WaitForActiveWindow("other")) << Desktop::Get().ActiveTitle();
     EXPECT_EQ(BringToFront(many), noErr);
-    EXPECT_TRUE(WaitForActiveWindow("high")) << ActiveWindow();
+    EXPECT_TRUE(WaitForActiveWindow("high")) << Desktop::Get().ActiveTitle();
 }
 
 TEST(WindowServer, TakesAWindowWithoutATitleWhenThereIsNoOther) {

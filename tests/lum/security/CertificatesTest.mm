@@ -3,21 +3,21 @@
 #import <Foundation/Foundation.h>
 
 #import "lum/security/CryptoWrapper.h"
-#import "lum/security/CertificateServices.h"
-#import "tests/lum/security/TestCertificates.h"
+#include "tests/lum/security/Bytes.h"
+#import "tests/lum/security/SecCertificates.h"
 #import "tests/support/TempDir.h"
 
 namespace {
 
 std::string NameOf(const CertificatePlan &plan) {
-    SecCertificateRef certificate = TestCertificate(plan).NewRef();
+    SecCertificateRef certificate = NewRef(TestCertificate(plan));
     NSString *name = CommonNameOfCert(certificate);
     CFRelease(certificate);
     return name ? [name UTF8String] : "(nil)";
 }
 
 bool HasRsaKey(KeyKind kind) {
-    SecCertificateRef certificate = TestCertificate({.commonName = "x", .key = kind}).NewRef();
+    SecCertificateRef certificate = NewRef(TestCertificate({.commonName = "x", .key = kind}));
     RSA *key = RSAFromCertification(certificate);
     CFRelease(certificate);
     if (!key) {
@@ -44,7 +44,7 @@ TEST(Certificates, ComeFromFilesThatHoldOne) {
                                           certificate.der().substr(0, certificate.der().size() - 1)};
     for (const std::string &content : noCertificates) {
         EXPECT_EQ(SecFromFile(folder.Write("other", content).c_str()), nullptr);
-        EXPECT_EQ(SecFromBytes(content), nullptr);
+        EXPECT_EQ(SecFromData(DataOf(content)), nullptr);
     }
     EXPECT_EQ(SecFromData(nil), nullptr);
     EXPECT_EQ(SecFromData([NSData data]), nullptr);
@@ -68,7 +68,7 @@ TEST(Certificates, RsaKeys) {
 
 // What the functions above never do to the system's services, but another caller may.
 TEST(Certificates, ServicesRefuseNonsense) {
-    SecCertificateRef certificate = TestCertificate({.commonName = "x"}).NewRef();
+    SecCertificateRef certificate = NewRef(TestCertificate({.commonName = "x"}));
     SecPolicyRef policy = policyForOID(&CSSMOID_APPLE_X509_BASIC);
     SecTrustRef trust = nullptr;
     EXPECT_EQ(SecTrustCreateWithCertificates([NSArray array], policy, &trust), errSecParam);

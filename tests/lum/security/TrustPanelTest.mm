@@ -11,7 +11,7 @@
 #import "lum/platform/linux/trust/Names.h"
 #import "lum/platform/linux/trust/TrustPanelView.h"
 #import "lum/security/CertificateServices.h"
-#import "tests/lum/security/TestCertificates.h"
+#import "tests/lum/security/SecCertificates.h"
 #import "tests/support/ChildProcess.h"
 #import "tests/support/Desktop.h"
 
@@ -23,7 +23,7 @@ CertificatePlan Site() {
 
 // What asks, as TrustCertification does.
 SecTrustRef NewEvaluatedTrust() {
-    SecCertificateRef leaf = TestCertificate(Site()).NewRef();
+    SecCertificateRef leaf = NewRef(TestCertificate(Site()));
     SecPolicyRef policy = policyForOID(&CSSMOID_APPLE_X509_BASIC);
     SecTrustResultType result = 0;
     SecTrustRef trust = nullptr;
@@ -33,19 +33,12 @@ SecTrustRef NewEvaluatedTrust() {
     return trust;
 }
 
-// The toolkit collects ended children of its own accord, so the exit status may be gone.
-void Xdotool(const std::string &arguments) {
-    const std::string command = "xdotool " + arguments + " >/dev/null";
-    const int status = std::system(command.c_str());
-    EXPECT_TRUE(status == 0 || (status == -1 && errno == ECHILD)) << command;
-}
-
 // The panel's answer to what the hands do once it has the keyboard.
 bool AnswerTo(SecTrustRef trust, const std::function<void(const Desktop::Window &)> &hands) {
     const Desktop &desktop = Desktop::Get();
     std::thread person([&] {
-        EXPECT_TRUE(WaitUntil([&] { return desktop.WindowTitled("Certificate").has_value(); }));
-        Xdotool("search --sync --onlyvisible --name '^Certificate$' windowactivate --sync");
+        EXPECT_TRUE(desktop.WaitForWindow("Certificate"));
+        desktop.Do("search --sync --onlyvisible --name '^Certificate$' windowactivate --sync");
         hands(desktop.WindowTitled("Certificate").value_or(Desktop::Window{}));
     });
     const bool answer = displayPanelForTrust(trust);
@@ -54,26 +47,15 @@ bool AnswerTo(SecTrustRef trust, const std::function<void(const Desktop::Window 
     return answer;
 }
 
-void Click(int x, int y) {
-    Xdotool("mousemove " + std::to_string(x) + " " + std::to_string(y) + " mousedown 1 sleep 0.1 mouseup 1");
-}
-
 TEST(TrustPanel, Keys) {
     Desktop::Get();
     SecTrustRef trust = NewEvaluatedTrust();
     const std::pair<const char *, bool> cases[] = {
-        {"Return", true},
-        {"KP_Enter", true},
-        {"space", true},
-        {"Escape", false},
-        {"alt+F4", false},
-        {"Tab key space", false},
-        {"Tab key Tab key space", true},
-        {"Tab key Return", true},
-        {"Tab key Escape", false},
+        {"Return", true},     {"KP_Enter", true},      {"space", true},      {"Escape", false},     {"alt+F4", false},
+        {"Tab space", false}, {"Tab Tab space", true}, {"Tab Return", true}, {"Tab Escape", false},
     };
     for (const auto &[keys, expected] : cases) {
-        EXPECT_EQ(AnswerTo(trust, [&](const auto &) { Xdotool(std::string("key ") + keys); }), expected) << keys;
+        EXPECT_EQ(AnswerTo(trust, [&](const auto &) { Desktop::Get().Press(keys); }), expected) << keys;
     }
     CFRelease(trust);
 }
@@ -84,14 +66,14 @@ TEST(TrustPanel, Clicks) {
     SecTrustRef trust = NewEvaluatedTrust();
     const auto clickFromCorner = [](int right, int bottom) {
         return [=](const Desktop::Window &window) {
-            Click(window.x + window.width - right, window.y + window.height - bottom);
+            Desktop::Get().Click(window.x + window.width - right, window.y + window.height - bottom);
         };
     };
     EXPECT_TRUE(AnswerTo(trust, clickFromCorner(60, 34)));
     EXPECT_FALSE(AnswerTo(trust, clickFromCorner(165, 34)));
     EXPECT_FALSE(AnswerTo(trust, [](const Desktop::Window &window) { // a text takes the keyboard, but not Escape
-        Click(window.x + window.width / 2, window.y + 145);
-        Xdotool("key Escape");
+        Desktop::Get().Click(window.x + window.width / 2, window.y + 145);
+        Desktop::Get().Press("Escape");
     }));
     CFRelease(trust);
 }
@@ -134,7 +116,7 @@ TEST(TrustPanel, CutsNoText) {
                 name += word;
             }
             sec::Judgement judgement;
-            judgement.chain = {TestCertificate({.commonName = name, .organisation = name}).Parsed()};
+            judgement.chain = {Parsed(TestCertificate({.commonName = name, .organisation = name}))};
             NSView *view = NewTrustPanelView(judgement, nil, 520);
             EXPECT_EQ(NSWidth([view frame]), 520);
             EXPECT_LT(NSHeight([view frame]), 600);
@@ -145,7 +127,7 @@ TEST(TrustPanel, CutsNoText) {
 }
 
 std::string Shown(const std::string &name) {
-    NSArray *parts = sec::SubjectForShowing(TestCertificate({.commonName = name, .organisation = ""}).Parsed());
+    NSArray *parts = sec::SubjectForShowing(Parsed(TestCertificate({.commonName = name, .organisation = ""})));
     return [[parts componentsJoinedByString:@"|"] UTF8String];
 }
 

@@ -12,7 +12,7 @@
 #import "lum/platform/linux/trust/TrustStore.h"
 #import "lum/security/CertificateServices.h"
 #import "lum/security/TrustRule.h"
-#import "tests/lum/security/TestCertificates.h"
+#import "tests/lum/security/SecCertificates.h"
 #import "tests/support/TempDir.h"
 
 namespace {
@@ -68,7 +68,7 @@ void UserRefuses(const TestCertificate &certificate) {
 NSArray *Objects(const std::vector<TestCertificate> &certificates) {
     NSMutableArray *objects = [NSMutableArray array];
     for (const TestCertificate &certificate : certificates) {
-        SecCertificateRef object = certificate.NewRef();
+        SecCertificateRef object = NewRef(certificate);
         [objects addObject:(id)object];
         CFRelease(object);
     }
@@ -109,7 +109,7 @@ protected:
     void Judge(const TestCertificate &site, std::optional<std::vector<TestCertificate>> page,
                const Expectation &expected, const std::vector<TestCertificate> &roots) {
         const sec::SystemRootsForTest system(Parsed(roots));
-        SecCertificateRef leaf = site.NewRef();
+        SecCertificateRef leaf = NewRef(site);
         CFArrayRef list = page ? (CFArrayRef)Objects(*page) : nullptr;
         ExpectEvaluation(leaf, list, expected);
         ExpectRule(TrustRule::Usual, leaf, list, expected.usual == Asked, {false, expected.usual == Accepted});
@@ -304,7 +304,7 @@ TEST_F(Trust, CirclesAndCrowdsEnd) {
 }
 
 TEST_F(Trust, TheBuildChoosesTheRule) {
-    SecCertificateRef leaf = m_selfSigned.NewRef();
+    SecCertificateRef leaf = NewRef(m_selfSigned);
     SecTrustRef trust = TrustCertification(leaf, (CFArrayRef)[NSArray arrayWithObject:(id)leaf]);
 #ifdef LUM_STRICT_TRUST
     EXPECT_EQ(trust, nullptr);
@@ -317,7 +317,7 @@ TEST_F(Trust, TheBuildChoosesTheRule) {
 
 TEST_F(Trust, ThisSystemHasRoots) {
     EXPECT_FALSE(sec::ReadTrustStore(true).systemRoots.empty());
-    SecCertificateRef leaf = m_underStranger.NewRef();
+    SecCertificateRef leaf = NewRef(m_underStranger);
     EXPECT_EQ(TrustCertificationBy(TrustRule::Strict, leaf, nullptr, Ask), nullptr);
     CFRelease(leaf);
 }
@@ -331,7 +331,7 @@ TEST_F(Trust, NullIsNotTrusted) {
     SecTrustResultType result = 77;
     SecTrustRef trust = nullptr;
     EXPECT_EQ(EvaluateCert(nullptr, nullptr, nullptr, &result, &trust), -108);
-    SecCertificateRef leaf = m_site.NewRef();
+    SecCertificateRef leaf = NewRef(m_site);
     EXPECT_EQ(EvaluateCert(leaf, nullptr, nullptr, &result, &trust), errSecParam);
     EXPECT_EQ(trust, nullptr);
     CFRelease(leaf);

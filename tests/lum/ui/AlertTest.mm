@@ -13,7 +13,7 @@ TEST(MeetingAlert, CarriesItsTitleAndClosesByKey) {
                  {"9", "Zu viele Meetings", "Escape"},
                  {"5", "ミーティングが多すぎます", "space"}};
     for (const auto &test : cases) {
-        const auto person = AnswerWhenShown(test.title, test.key);
+        const auto person = Desktop::Get().PressOnceShown(test.title, test.key);
         EXPECT_TRUE(ShowTooManyMeetingsAlert(test.language));
     }
 }

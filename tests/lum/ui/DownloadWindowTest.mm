@@ -9,12 +9,10 @@
 
 #import <AppKit/AppKit.h>
 
-#include "lum/lumext/lumext.h"
 #include "lum/platform/ObjcEach.h"
 #include "base/objc/ScopedPool.h"
 #import "lum/ui/CDownloadWindow.h"
-#include "tests/support/FakeHost.h"
-#include "tests/support/TempDir.h"
+#include "tests/support/LumFixture.h"
 #include "tests/support/TraceRecorder.h"
 #include "tests/lum/ui/Windows.h"
 
@@ -45,8 +43,6 @@ namespace {
 using ::testing::ElementsAre;
 
 constexpr char kTitle[] = "Kelvo Meetings";
-constexpr char kBegin[] = "[CDownloadWindow onStop],Begin";
-constexpr char kEnd[] = "[CDownloadWindow onStop],End";
 
 std::string LineOf(CDownloadWindow *controller) {
     return [[[controller line] stringValue] UTF8String];
@@ -63,19 +59,19 @@ CDownloadWindow *NewWindow(const char *languageId) {
 }
 
 // The manager's own window, in front of the person.
-class ShownWindow : public ::testing::Test {
+class ShownWindow : public ::testing::Test, protected LumFixture {
 protected:
     ShownWindow() {
-        extension.m_pLUMInterface = &host.table;
         host.EnableLog();
         host.parameters["LumProgressBarTitle"] = kTitle;
-        extension.m_installationMgr.InitialDownloadWindow();
+        manager.InitialDownloadWindow();
     }
     CDownloadWindow *controller() {
-        return extension.m_installationMgr.m_pDownloadWindow;
+        return manager.m_pDownloadWindow;
     }
     bool Appears() {
-        return Eventually([&] { return IsShown() && HasKeyboard(kTitle) && [[controller() window] isKeyWindow]; });
+        return Eventually(
+            [&] { return IsShown() && Desktop::Get().HasKeyboard(kTitle) && [[controller() window] isKeyWindow]; });
     }
     bool IsShown() {
         return desktop.WindowTitled(kTitle).has_value();
@@ -83,12 +79,11 @@ protected:
     void ClickStop() {
         const auto window = *desktop.WindowTitled(kTitle);
         const NSRect button = [[controller() stopButton] frame];
-        Click(window.x + static_cast<int>(NSMidX(button)), window.y + window.height - static_cast<int>(NSMidY(button)));
+        Desktop::Get().Click(window.x + static_cast<int>(NSMidX(button)),
+                             window.y + window.height - static_cast<int>(NSMidY(button)));
     }
 
     Desktop &desktop = StartWindows();
-    FakeHost host;
-    CLumExtension extension{&host};
 };
 
 struct Way {
@@ -193,7 +188,8 @@ TEST(DownloadWindow, ValuesTextAndTitle) {
     [controller release];
 }
 
-TEST(DownloadWindow, AMissingTextIsShownInEnglish) {
+// What the window says for two minutes in German when the bundle has only this text for it.
+std::string OwnMinutes(const char *text) {
     Desktop::Get();
     const TempDir place;
     const std::filesystem::path resources(place / "own.bundle/Resources");
@@ -202,15 +198,24 @@ TEST(DownloadWindow, AMissingTextIsShownInEnglish) {
         std::filesystem::copy(std::filesystem::path(TEST_BUNDLE "/Resources") / name, resources);
     }
     place.Write("own.bundle/Resources/Localizable_German.strings",
-                "\"Time remaining: about %d minutes\" = \"%d Minuten\";");
+                std::string("\"Time remaining: about %d minutes\" = \"") + text + "\";");
     [NSBundle bundleWithPath:[NSString stringWithUTF8String:(place / "own.bundle").c_str()]];
     [NSApplication sharedApplication];
     CDownloadWindow *controller = NewWindow("9");
-    EXPECT_EQ(StopOf(controller), "Stop");
+    EXPECT_EQ(StopOf(controller), "Stop") << "a missing text is shown in English";
     EXPECT_EQ(LineOf(controller), "Time remaining: about 1 minute");
     [controller setProgressTime:2];
-    EXPECT_EQ(LineOf(controller), "2 Minuten");
+    const std::string line = LineOf(controller);
     [controller release];
+    return line;
+}
+
+TEST(DownloadWindow, UsesATranslatedFormat) {
+    EXPECT_EQ(OwnMinutes("%d Minuten"), "2 Minuten");
+}
+
+TEST(DownloadWindow, DoesNotUseAFormatThatAsksForSomethingElse) {
+    EXPECT_EQ(OwnMinutes("%s Minuten"), "Time remaining: about 2 minutes");
 }
 
 TEST(DownloadWindow, TextsFitInEachLanguage) {
@@ -233,11 +238,8 @@ TEST(DownloadWindow, StopWithoutAManagerLeavesTheWindow) {
         [controller onStop:nil];
         EXPECT_TRUE([[controller window] isVisible]);
     }
-    EXPECT_THAT(traces.Texts(1), ElementsAre(kBegin, kEnd));
     EXPECT_THAT(traces.Texts(3), ElementsAre("- (IBAction) onStop:(id)sender, no installMgr"));
-    traces.Clear();
     [controller release];
-    EXPECT_THAT(traces.Texts(1), ElementsAre("[CDownloadWindow dealloc],Begin", "[CDownloadWindow dealloc],End"));
 }
 
 TEST_F(ShownWindow, StopOutlivesTheManagersRelease) {
@@ -247,17 +249,10 @@ TEST_F(ShownWindow, StopOutlivesTheManagersRelease) {
         const base::ScopedPool pool;
         [controller() onStop:nil];
         EXPECT_EQ(controller(), nil);
-        EXPECT_EQ(traces.Texts(1).back(), kEnd);
+        EXPECT_FALSE(traces.HasPart("[CDownloadWindow dealloc]"));
     }
     EXPECT_FALSE([window isVisible]);
-    std::vector<std::string> own;
-    for (const std::string &text : traces.Texts(1)) {
-        if (text.starts_with("[CDownloadWindow") || text.starts_with("Cancel")) {
-            own.push_back(text);
-        }
-    }
-    EXPECT_THAT(own, ElementsAre(kBegin, "Cancel current download by user", kEnd, "[CDownloadWindow dealloc],Begin",
-                                 "[CDownloadWindow dealloc],End"));
+    EXPECT_TRUE(traces.HasPart("[CDownloadWindow dealloc]"));
     EXPECT_EQ([window delegate], nil);
     [window release];
 }

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <regex>
 #include <set>
 #include <string>
@@ -10,6 +11,7 @@
 #import <Foundation/Foundation.h>
 
 #include "lum/common/lumutil.h"
+#include "lum/lumext/TraceLines.h"
 #include "lum/platform/ObjcEach.h"
 #include "tests/support/TempDir.h"
 
@@ -17,48 +19,43 @@ namespace {
 
 constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
 
-// Every text that the extension looks up, in the words in which it does.
-const std::vector<std::string> kTexts = {
-    "Setup was unsuccessful. Please restart browser and try again.\n\n\nError [%d]\n\n",
-    "Setup was unsuccessful. Please restart browser and try again.\n\n\nError [%d], URL [%s]\n",
-    "Setup was unsuccessful. Please restart browser and try again.\n\n\nError [%d], File [%s]\n",
-    "You already have one meeting in progress. You can start or join a new meeting after you leave the previous "
-    "meeting.",
-    "You already have one meeting in progress.",
-    "You can start or join a new meeting after you leave the previous meeting.",
-    "Too Many Meetings",
-    "OK",
-    "Stop",
-    "Time remaining: about 1 minute",
-    "Time remaining: about %d minutes",
-    "Cancel",
-    "Host: ",
-    "Preparing your meeting...",
-    "Connecting...",
-};
+NSDictionary *ReadTable(const std::string &table, const std::string &language) {
+    const std::string content = ReadFile(TEST_BUNDLE "/Resources/" + table + "_" + language + ".strings");
+    EXPECT_TRUE(content.starts_with(kByteOrderMark)) << language << " would be read in the locale's encoding";
+    NSDictionary *texts = [[NSString stringWithUTF8String:content.c_str()] propertyListFromStringsFileFormat];
+    EXPECT_NE(texts, nil) << language << " is not UTF-8 or not a table";
+    return texts;
+}
 
-// What the certificate trust panel says.
-const std::vector<std::string> kPanelTexts = {
-    "Certificate",
-    "OK",
-    "Cancel",
-    "Your settings refuse this certificate or one that vouches for it.",
-    "Nobody whom this computer trusts vouches for this certificate.",
-    "This certificate or one that vouches for it is too weak or was issued against the rules.",
-    "This certificate or one that vouches for it is not valid yet.",
-    "This certificate or one that vouches for it has expired.",
-    "Please confirm this certificate.",
-    "from %@ to %@",
-    "(no name)",
-    "Issued to",
-    "Issued by",
-    "Valid",
-    "SHA-256 fingerprint",
-    "Do you trust the certificate of this site?",
-    "Software from this site can run on this computer if you continue. Continue only if the fingerprint below is the "
-    "one "
-    "that the site's owner told you.",
-};
+std::vector<std::string> KeysOf(NSDictionary *table) {
+    std::vector<std::string> keys;
+    for (NSString *key : Each<NSString *>([table allKeys])) {
+        keys.push_back([key UTF8String]);
+    }
+    return keys;
+}
+
+// The texts of a table: what its English file has.
+std::vector<std::string> TextsOf(const std::string &table) {
+    return KeysOf(ReadTable(table, "English"));
+}
+
+// The extension's sources as one text, literals that the compiler would join joined.
+std::string AllSources() {
+    std::string text;
+    for (const auto &entry : std::filesystem::recursive_directory_iterator(LUM_SOURCES)) {
+        const std::string extension = entry.path().extension();
+        if (extension == ".mm" || extension == ".cpp" || extension == ".h") {
+            text += ReadFile(entry.path());
+        }
+    }
+    return std::regex_replace(text, std::regex("\"[ \\\\]*\n *@?\""), "");
+}
+
+std::string AsInSource(std::string text) {
+    replaceall(text, "\n", "\\n");
+    return text;
+}
 
 struct Language {
     std::string identifier; // of the page
@@ -79,14 +76,10 @@ std::vector<Language> Languages() {
     return languages;
 }
 
-NSBundle *Bundle() {
-    return [NSBundle bundleWithPath:@TEST_BUNDLE];
-}
-
 std::string Translated(const Language &language, const std::string &text, const std::string &table = "Localizable") {
     NSString *key = [NSString stringWithUTF8String:text.c_str()];
     NSString *name = [NSString stringWithUTF8String:(table + "_" + language.name).c_str()];
-    return [[Bundle() localizedStringForKey:key value:key table:name] UTF8String];
+    return [[[NSBundle bundleWithPath:@TEST_BUNDLE] localizedStringForKey:key value:key table:name] UTF8String];
 }
 
 std::vector<std::string> Conversions(const std::string &text) {
@@ -107,28 +100,38 @@ TEST(Texts, ThereAreSeventeenLanguages) {
 }
 
 TEST(Texts, EnglishIsTheKey) {
-    for (const std::string &text : kPanelTexts) {
-        EXPECT_EQ(Translated(Languages().front(), text, "CertificateTrustPanel"), text);
-    }
-    for (const std::string &text : kTexts) {
-        EXPECT_EQ(Translated(Languages().front(), text), text);
+    for (const char *table : {"Localizable", "CertificateTrustPanel"}) {
+        for (const std::string &text : TextsOf(table)) {
+            EXPECT_EQ(Translated(Languages().front(), text, table), text);
+        }
     }
 }
 
-class TextTables : public ::testing::TestWithParam<std::pair<std::string, std::vector<std::string>>> {};
+TEST(Texts, TablesAndSourcesHoldTheSame) {
+    const std::string sources = AllSources();
+    std::set<std::string> keys;
+    for (const char *table : {"Localizable", "CertificateTrustPanel"}) {
+        for (const std::string &text : TextsOf(table)) {
+            EXPECT_NE(sources.find('"' + AsInSource(text) + '"'), std::string::npos) << "nothing looks up: " << text;
+            keys.insert(AsInSource(text));
+        }
+    }
+    // The calls that name their text.
+    const std::regex lookUp(R"r(\b(?:(?:Localized|Text|TrustPanelText)\((?:\w+, )?@|getLocalizedString\()"([^"]+)")r");
+    std::size_t found = 0;
+    for (std::sregex_iterator match(sources.begin(), sources.end(), lookUp), end; match != end; ++match, ++found) {
+        EXPECT_TRUE(keys.contains((*match)[1])) << "in no table: " << (*match)[1];
+    }
+    EXPECT_GT(found, 20u);
+}
+
+class TextTables : public ::testing::TestWithParam<const char *> {};
 
 TEST_P(TextTables, EachHasEachTextAndNothingElse) {
     for (const Language &language : Languages()) {
-        const std::string file = GetParam().first + "_" + language.name + ".strings";
-        const std::string content = ReadFile(TEST_BUNDLE "/Resources/" + file);
-        EXPECT_TRUE(content.starts_with(kByteOrderMark)) << language.name << " would be read in the locale's encoding";
-        NSDictionary *table = [[NSString stringWithUTF8String:content.c_str()] propertyListFromStringsFileFormat];
-        ASSERT_NE(table, nil) << language.name << " is not UTF-8 or not a table";
-        std::vector<std::string> keys;
-        for (NSString *key : Each<NSString *>([table allKeys])) {
-            keys.push_back([key UTF8String]);
-        }
-        EXPECT_THAT(keys, ::testing::UnorderedElementsAreArray(GetParam().second)) << language.name;
+        EXPECT_THAT(KeysOf(ReadTable(GetParam(), language.name)),
+                    ::testing::UnorderedElementsAreArray(TextsOf(GetParam())))
+            << language.name;
     }
 }
 
@@ -138,8 +141,8 @@ TEST_P(TextTables, ATranslationIsOneAndCanTakeTheSameValues) {
         if (language.name == "English") {
             continue;
         }
-        for (const std::string &text : GetParam().second) {
-            const std::string translated = Translated(language, text, GetParam().first);
+        for (const std::string &text : TextsOf(GetParam())) {
+            const std::string translated = Translated(language, text, GetParam());
             EXPECT_TRUE(translated != text || mayStay.contains(text)) << language.name << ": " << text;
             EXPECT_EQ(Conversions(translated), Conversions(text)) << language.name << ": " << translated;
             EXPECT_EQ(LineEndsOf(translated), LineEndsOf(text)) << language.name << ": " << translated;
@@ -149,14 +152,15 @@ TEST_P(TextTables, ATranslationIsOneAndCanTakeTheSameValues) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Texts, TextTables,
-                         ::testing::Values(std::pair("Localizable", kTexts),
-                                           std::pair("CertificateTrustPanel", kPanelTexts)));
+INSTANTIATE_TEST_SUITE_P(Texts, TextTables, ::testing::Values("Localizable", "CertificateTrustPanel"));
 
 TEST(Texts, TheAlertAndTheMessageSayTheSame) {
     for (const Language &language : Languages()) {
-        const std::string message = Translated(language, kTexts[3]);
-        EXPECT_TRUE(message.starts_with(Translated(language, kTexts[4]))) << language.name;
-        EXPECT_TRUE(message.ends_with(Translated(language, kTexts[5]))) << language.name;
+        const std::string message = Translated(language, LUM_TEXT_SECOND_MEETING);
+        EXPECT_TRUE(message.starts_with(Translated(language, "You already have one meeting in progress.")))
+            << language.name;
+        EXPECT_TRUE(message.ends_with(
+            Translated(language, "You can start or join a new meeting after you leave the previous meeting.")))
+            << language.name;
     }
 }

@@ -22,7 +22,7 @@ int AnswerTo(const std::string &keys) {
                                    alternateButton:@"Cancel"
                                        otherButton:nil
                          informativeTextWithFormat:@"It cannot be undone."];
-    const auto person = AnswerWhenShown("Alert", keys);
+    const auto person = Desktop::Get().PressOnceShown("Alert", keys);
     return static_cast<int>([alert runModal]);
 }
 

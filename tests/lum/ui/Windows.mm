@@ -1,9 +1,5 @@
 #include "tests/lum/ui/Windows.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-
 #import <AppKit/AppKit.h>
 
 #include "base/objc/ScopedPool.h"
@@ -29,29 +25,4 @@ bool Eventually(const std::function<bool()> &condition) {
         }
         return condition();
     });
-}
-
-namespace {
-
-// The command that succeeds while the window of this title has the keyboard.
-std::string HasKeyboardCommand(const std::string &title) {
-    return "test \"$(xdotool getwindowfocus getwindowname 2>/dev/null)\" = '" + title + "'";
-}
-
-} // namespace
-
-bool HasKeyboard(const std::string &title) {
-    return std::system(HasKeyboardCommand(title).c_str()) == 0;
-}
-
-std::unique_ptr<ChildProcess> AnswerWhenShown(const std::string &title, const std::string &keys) {
-    const std::string script = "until " + HasKeyboardCommand(title) + "; do sleep 0.05; done; xdotool key " + keys;
-    return std::make_unique<ChildProcess>("/bin/sh", std::vector<std::string>{"-c", script});
-}
-
-// A press and a release in the same moment would be taken for a press alone.
-void Click(int x, int y) {
-    const std::string place = std::to_string(x) + " " + std::to_string(y);
-    const std::string command = "xdotool mousemove " + place + " mousedown 1 sleep 0.1 mouseup 1";
-    EXPECT_EQ(std::system(command.c_str()), 0) << command;
 }

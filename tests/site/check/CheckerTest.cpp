@@ -11,6 +11,7 @@
 #include "delivery/page/PageObjects.h"
 #include "site/serve/HttpServer.h"
 #include "delivery/instructions/InstructionFile.h"
+#include "site/keys/Issue.h"
 #include "site/publish/ItemLine.h"
 #include "site/publish/Page.h"
 #include "tests/site/DemoSite.h"
@@ -40,8 +41,8 @@ protected:
     // The instruction file with one attribute of one item changed.
     std::string With(int item, Attribute attribute, const std::string &value) const {
         std::string text = Instructions();
-        const size_t start = text.find("File" + std::to_string(item) + "=") + 6;
-        const size_t end = text.find('\n', start);
+        const std::size_t start = text.find("File" + std::to_string(item) + "=") + 6;
+        const std::size_t end = text.find('\n', start);
         std::vector<std::string> attributes = SplitItemLine(text.substr(start, end - start));
         attributes[attribute] = value;
         std::string line;
@@ -51,7 +52,7 @@ protected:
         return text.replace(start, end - start, line);
     }
     static std::string Replaced(std::string text, const std::string &from, const std::string &to) {
-        const size_t at = text.find(from);
+        const std::size_t at = text.find(from);
         EXPECT_NE(at, std::string::npos) << from;
         return at == std::string::npos ? text : text.replace(at, from.size(), to);
     }
@@ -67,7 +68,7 @@ protected:
         demo.place().Write("site/index.html", WritePage("Start", parameters));
     }
     std::string Report(const CheckOptions &options = {}) const {
-        return TextOf(CheckSite(demo.site(), options).findings);
+        return TextOf(ReportOn(demo.site(), options).findings);
     }
 
     DemoSite demo;
@@ -94,7 +95,7 @@ TEST_F(Checker, FaultsOfTheInstructionFile) {
         {Replaced(good, "[Kelvo]", "[Kelvin]"), "lummac.ini: ", "no section [Kelvo] (there are: Kelvin)"},
         {Replaced(good, "File2", "File4"), "lummac.ini:2: ", "there is no File2; reading ends before it"},
         {Replaced(good, "File2", "File02"), "lummac.ini:4: ", "key File02 is not read"},
-        {Replaced(good, "File3", "File2"), "lummac.ini:5: ", "File2 stands a second time"},
+        {Replaced(good, "File3", "File2"), "lummac.ini:5: ", "File2 occurs twice"},
         {Replaced(good, "File3=", "File3=x;y\nFile9="), "lummac.ini:5: ", "fewer than 10"},
         {Replaced(good, "File3=", "File3=\nFile9="), "lummac.ini:5: ", "shorter than two characters"},
         {Replaced(good, "File3=", "\n[kelvo]\nFile3="), "lummac.ini:6: ", "stands a second time"},
@@ -103,7 +104,7 @@ TEST_F(Checker, FaultsOfTheInstructionFile) {
          "lummac.ini:5: ", "is cut after"},
         {good + "File4=" + thirdLine.substr(6), "lummac.ini:6: ", "File4 is not read"},
         {Replaced(good, "Count=3", "Count=4") + "File4=" + thirdLine.substr(6),
-         "lummac.ini:6: ", "an item named confshell.bundle stands above"},
+         "lummac.ini:6: ", "an item named confshell.bundle exists above"},
         {With(2, kUrl, "packages/gone.tar.zst"), "lummac.ini:4: ", "cannot be fetched: there is no such file"},
         {With(2, kUrl, "../keys/vendor.key"), "lummac.ini:4: ", "\"..\" step"},
         {With(2, kHashValue, flippedHash), "lummac.ini:4: ", "not the one in the line"},
@@ -115,13 +116,13 @@ TEST_F(Checker, FaultsOfTheInstructionFile) {
         {With(1, kCompressedSize, "99"), "lummac.ini:3: ", "bytes, the line says 99"},
         {With(1, kFileSize, "99"), "lummac.ini:3: ", "unpacks to 8 bytes, the line says 99"},
         {With(1, kName, "libother.dylib"), "lummac.ini:3: ", "holds libklv.dylib instead of libother.dylib"},
-        {With(3, kName, "other.bundle"), "index.html:9: ", "LumComponentName confshell.bundle is no item"},
+        {With(3, kName, "other.bundle"), "index.html:9: ", "LumComponentName confshell.bundle is not an item"},
     };
     ASSERT_THAT(Report(), Not(HasSubstr("error: ")));
     for (const Case &each : cases) {
         WriteInstructions(each.text);
-        const Findings findings = CheckSite(demo.site()).findings;
-        const bool isFound = std::any_of(findings.begin(), findings.end(), [&](const Finding &finding) {
+        const base::Findings findings = ReportOn(demo.site()).findings;
+        const bool isFound = std::any_of(findings.begin(), findings.end(), [&](const base::Finding &finding) {
             return (finding.where + ": ").starts_with(each.where) &&
                    finding.what.find(each.says) != std::string::npos && !finding.remedy.empty();
         });
@@ -156,15 +157,17 @@ TEST_F(Checker, FaultsOfThePage) {
     const Case cases[] = {
         {"no LumUrlRoot", [](Parameters &p) { p.erase("LumUrlRoot"); }},
         {"fewer than 950", [](Parameters &p) { p["LumUrlRoot"] = "http://" + std::string(943, 'a'); }},
-        {"holds \"?\"", [](Parameters &p) { p["LumUrlRoot"] += "?x"; }},
+        {"contains \"?\"", [](Parameters &p) { p["LumUrlRoot"] += "?x"; }},
         {"no LumComponentName", [](Parameters &p) { p.erase("LumComponentName"); }},
-        {"LumComponentName gone.bundle is no item", [](Parameters &p) { p["LumComponentName"] = "gone.bundle"; }},
+        {"LumComponentName gone.bundle is not an item", [](Parameters &p) { p["LumComponentName"] = "gone.bundle"; }},
         {"no section [Other]", [](Parameters &p) { p["LumActiveIniSection"] = "Other"; }},
         {"no lumcertification", [](Parameters &p) { p.erase("lumcertification"); }},
         {"too short", [](Parameters &p) { p["lumcertification"] = "AAAABBBBCC"; }},
-        {"piece 1 of lumcertification is no certificate", [](Parameters &p) { p["lumcertification"] = "AAAABBBBCCC"; }},
-        {"piece 3 of lumcertification is no certificate", [](Parameters &p) { p["lumcertification"] += "|"; }},
-        {"piece 1 of lumcertification is no certificate", [](Parameters &p) { p["lumcertification"].insert(0, "x|"); }},
+        {"piece 1 of lumcertification is not a certificate",
+         [](Parameters &p) { p["lumcertification"] = "AAAABBBBCCC"; }},
+        {"piece 3 of lumcertification is not a certificate", [](Parameters &p) { p["lumcertification"] += "|"; }},
+        {"piece 1 of lumcertification is not a certificate",
+         [](Parameters &p) { p["lumcertification"].insert(0, "x|"); }},
         {"without SessionID nothing is reported",
          [](Parameters &p) { p["LoggingURL"] = "http://a/?", p["MeetingID"] = "1"; }},
         {"LoggingURL has no \"?\"", [](Parameters &p) { p["LoggingURL"] = "http://a/log"; }},
@@ -187,25 +190,25 @@ TEST_F(Checker, FaultsOfThePage) {
     demo.place().Write("site/index.html", embed + ">");
     EXPECT_THAT(Report(), Not(AnyOf(HasSubstr("error: "), HasSubstr("spell it"))));
     fs::remove(demo.site() / "index.html");
-    EXPECT_THAT(Report(), HasSubstr("index.html: the page cannot be fetched"));
+    EXPECT_THAT(Report(), HasSubstr("index.html: the page cannot be downloaded"));
     // Lines are looked at without a page as well.
     WriteInstructions(Replaced(Instructions(), "Count=3", "Count=2"));
     EXPECT_THAT(Report(), HasSubstr("File3 is not read"));
     fs::remove(demo.site() / "lummac.ini");
-    EXPECT_THAT(Report(), HasSubstr("the instruction file cannot be fetched"));
+    EXPECT_THAT(Report(), HasSubstr("the instruction file cannot be downloaded"));
 }
 
 TEST_F(Checker, FaultsOfCertificates) {
     const fs::path keys = demo.place() / "keys";
-    const KeyPtr caKey = ReadPemKey(keys / "ca.key");
-    const KeyPtr key = ReadPemKey(keys / "vendor.key");
-    const Certificate ca = ReadPemCertificates(keys / "ca.pem").front();
-    const KeyPtr otherKey = MakeKey();
-    const Certificate other = Issue("Other", otherKey.get(), {nullptr, otherKey.get()}, ForDays(99), true);
-    const KeyPtr curve(EVP_EC_gen("P-256"));
+    const ScopedKey caKey = ReadPemKey(keys / "ca.key").value();
+    const ScopedKey key = ReadPemKey(keys / "vendor.key").value();
+    const Certificate ca = ReadPemCertificates(keys / "ca.pem")->front();
+    const ScopedKey otherKey = MakeKey().value();
+    const Certificate other = Issue("Other", otherKey.get(), {nullptr, otherKey.get()}, ForDays(99), true).value();
+    const ScopedKey curve(EVP_EC_gen("P-256"));
     const std::time_t now = std::time(nullptr);
     const auto issue = [&](const std::string &name, std::time_t from, std::time_t until, EVP_PKEY *own) {
-        return Issue(name, own, {&ca, caKey.get()}, {from, until}, false);
+        return Issue(name, own, {&ca, caKey.get()}, {from, until}, false).value();
     };
     const std::string name = "a.kelvo.example";
     const Certificate good = issue(name, now - 99, now + 99 * 86400, key.get());
@@ -216,16 +219,17 @@ TEST_F(Checker, FaultsOfCertificates) {
     const Case cases[] = {
         {{ca, issue(name, now - 99, now - 9, key.get())},
          "error: index.html:11: the site's certificate CN=a.kelvo.example"},
-        {{ca, issue(name, now - 99, now - 9, key.get())}, "ended on"},
+        {{ca, issue(name, now - 99, now - 9, key.get())}, "expired on"},
         {{ca, issue(name, now + 9999, now + 99999, key.get())}, "is not valid before"},
         {{ca, issue(name, now - 99, now + 29 * 86400, key.get())}, "warning: index.html:11: the site's certificate"},
-        {{ca, issue("a.kelvo.example.org", now - 99, now + 99 * 86400, key.get())}, "which is refused"},
+        {{ca, issue("a.kelvo.example.org", now - 99, now + 99 * 86400, key.get())}, "which is rejected"},
         {{ca, issue("", now - 99, now + 99 * 86400, key.get())}, "has no common name"},
         {{ca, issue(name, now - 99, now + 99 * 86400, curve.get())}, "has no RSA key"},
-        {{ca, issue(name, now - 99, now + 99 * 86400, otherKey.get())}, "not by the key of the page's certificate"},
+        {{ca, issue(name, now - 99, now + 99 * 86400, otherKey.get())},
+         "was not made by the key of the page's certificate"},
         {{good}, "visitors are asked whether they trust it"},
         {{other, good}, "visitors are asked whether they trust it"},
-        {{good, ca}, "which is refused"}, // the wrong way round
+        {{good, ca}, "which is rejected"}, // the wrong way round
         {{ca, good}, "note: index.html:11: the chain ends in"},
     };
     for (const Case &each : cases) {
@@ -248,7 +252,7 @@ TEST_F(Checker, SectionsAreJudgedByTheirOwnPages) {
     demo.manifest().pages[1].section = "Second";
     demo.manifest().pages[1].file = "second.html";
     demo.Publish();
-    const CheckReport report = CheckSite(demo.site());
+    const CheckReport report = ReportOn(demo.site());
     EXPECT_TRUE(report.Passed()) << TextOf(report.findings);
     EXPECT_EQ(report.pages, 2);
     EXPECT_EQ(report.items, 3); // both sections name the same packages
@@ -256,29 +260,31 @@ TEST_F(Checker, SectionsAreJudgedByTheirOwnPages) {
     options.section = "Second"; // for every page, also that of the other key
     EXPECT_THAT(Report(options), HasSubstr("lummac.ini:8: the signature of libklv.dylib"));
     options.page = "second.html";
-    EXPECT_TRUE(CheckSite(demo.site(), options).Passed());
+    EXPECT_TRUE(ReportOn(demo.site(), options).Passed());
 }
 
 TEST_F(Checker, ALiveSiteIsFetchedAsVisitorsDo) {
     std::vector<std::string> lines;
-    const HttpServer server({demo.site(), 0, "", [&](const std::string &line) { lines.push_back(line); }});
+    const HttpServer server =
+        HttpServer::Start({demo.site(), 0, "", [&](const std::string &line) { lines.push_back(line); }}).value();
     demo.manifest().url = server.url();
     demo.Publish();
-    CheckReport report = CheckSite(server.url());
+    const CheckReport report = ReportOn(server.url());
     EXPECT_TRUE(report.Passed()) << TextOf(report.findings);
     EXPECT_EQ(report.items, 3);
     EXPECT_THAT(lines, testing::Contains(HasSubstr("\"GET /lummac.ini?random=0\" 200")));
 
     WriteInstructions(With(2, kUrl, "packages/gone.tar.zst"));
-    const std::string text = TextOf(CheckSite(server.url()).findings);
+    const std::string text = TextOf(ReportOn(server.url()).findings);
     EXPECT_THAT(text,
                 HasSubstr("lummac.ini:4: package " + server.url() +
                           "packages/gone.tar.zst cannot be fetched: the server does not have the file (status 404)"));
     CheckOptions options;
     options.page = server.url() + "gone.html";
-    EXPECT_THAT(TextOf(CheckSite(server.url(), options).findings), HasSubstr("gone.html: the page cannot be fetched"));
+    EXPECT_THAT(TextOf(ReportOn(server.url(), options).findings),
+                HasSubstr("gone.html: the page cannot be downloaded"));
     demo.manifest().url = "https://elsewhere.example/";
     demo.Publish();
-    EXPECT_THAT(TextOf(CheckSite(server.url()).findings), HasSubstr("another address than the one checked"));
-    EXPECT_THROW(CheckSite("ftp://127.0.0.1/"), SiteError);
+    EXPECT_THAT(TextOf(ReportOn(server.url()).findings), HasSubstr("is not the address that was checked"));
+    EXPECT_THAT(ErrorOf(CheckSite("ftp://127.0.0.1/")), HasSubstr("neither a folder nor an address"));
 }

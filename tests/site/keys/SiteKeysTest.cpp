@@ -7,7 +7,7 @@
 #include <openssl/rsa.h>
 #include <sys/stat.h>
 
-#include "site/Files.h"
+#include "site/keys/Issue.h"
 #include "site/keys/Signatures.h"
 #include "tests/site/DemoSite.h"
 
@@ -24,21 +24,12 @@ InitOptions Named(const std::string &name) {
 }
 
 std::string RefusalOf(const fs::path &folder) {
-    try {
-        const SiteKeys keys(folder);
-        return TextOf(keys.findings());
-    } catch (const SiteError &error) {
-        return error.what();
-    }
+    const base::Result<SiteKeys> keys = SiteKeys::Read(folder);
+    return keys ? TextOf(keys->findings()) : keys.error().text;
 }
 
-template <class Work> std::string ErrorOf(Work work) {
-    try {
-        work();
-    } catch (const SiteError &error) {
-        return error.what();
-    }
-    return "";
+void MakeNamedKeys(const fs::path &folder, const InitOptions &options) {
+    ASSERT_EQ(ErrorOf(MakeKeys(folder, options)), "");
 }
 
 mode_t ModeOf(const fs::path &path) {
@@ -52,7 +43,7 @@ mode_t ModeOf(const fs::path &path) {
 TEST(Keys, AreTheOwnersAlone) {
     const TempDir place;
     umask(0);
-    MakeKeys(place / "new/keys", Named("a.kelvo.example"));
+    MakeNamedKeys(place / "new/keys", Named("a.kelvo.example"));
     EXPECT_EQ(ModeOf(place / "new/keys"), 0700u);
     for (const fs::directory_entry &entry : fs::directory_iterator(place / "new/keys")) {
         EXPECT_EQ(ModeOf(entry.path()), 0600u) << entry.path();
@@ -64,15 +55,14 @@ TEST(Keys, AreTheOwnersAlone) {
 TEST(Keys, NothingIsOverwrittenAndNoForeignNameIssued) {
     const TempDir place;
     fs::create_directory(place / "empty");
-    MakeKeys(place / "empty", Named("Demonstrations of Kelvo, Inc."));
+    MakeNamedKeys(place / "empty", Named("Demonstrations of Kelvo, Inc."));
     EXPECT_EQ(ModeOf(place / "empty"), 0700u);
-    EXPECT_THAT(ErrorOf([&] { MakeKeys(place / "empty", Named("a.kelvo.example")); }),
-                HasSubstr("nothing is overwritten"));
-    EXPECT_THAT(ErrorOf([&] { MakeKeys(place / "b", Named("kelvo.example.org")); }),
-                HasSubstr("ends with \".kelvo.example\""));
+    EXPECT_THAT(ErrorOf(MakeKeys(place / "empty", Named("a.kelvo.example"))), HasSubstr("nothing is overwritten"));
+    EXPECT_THAT(ErrorOf(MakeKeys(place / "b", Named("kelvo.example.org"))), HasSubstr("ends with \".kelvo.example\""));
     place.Write("site/lummac.ini", "");
-    EXPECT_THAT(ErrorOf([&] { MakeKeys(place / "site/x/keys", Named("a.kelvo.example")); }),
-                HasSubstr("published folder"));
+    EXPECT_THAT(ErrorOf(MakeKeys(place / "site/x/keys", Named("a.kelvo.example"))), HasSubstr("published folder"));
+    EXPECT_THAT(ErrorOf(MakeKeys(place.Write("file", "") + "/keys", Named("a.kelvo.example"))),
+                HasSubstr("file/keys: Not a directory"));
     EXPECT_FALSE(fs::exists(place / "b"));
     EXPECT_FALSE(fs::exists(place / "site/x"));
 }
@@ -81,10 +71,10 @@ TEST(Keys, ChainLeadsFromTheSiteToTheRoot) {
     const TempDir place;
     InitOptions options = Named("a.kelvo.example");
     options.intermediates = 2;
-    MakeKeys(place / "keys", options);
-    const SiteKeys keys(place / "keys");
+    MakeNamedKeys(place / "keys", options);
+    const SiteKeys keys = SiteKeys::Read(place / "keys").value();
     ASSERT_EQ(keys.chain().size(), 4u);
-    const std::vector<Certificate> root = ReadPemCertificates(place / "keys/ca.pem");
+    const std::vector<Certificate> root = ReadPemCertificates(place / "keys/ca.pem").value();
     const std::time_t now = std::time(nullptr);
     EXPECT_EQ(ReasonAgainstChain(keys.chain(), root, false, false, now), "");
     EXPECT_NE(ReasonAgainstChain({keys.chain().back()}, root, false, false, now), "");
@@ -96,10 +86,10 @@ TEST(Keys, ChainLeadsFromTheSiteToTheRoot) {
 // The form of a signature: a type 1 block over the object identifier of sha1WithRSA and the hash text itself.
 TEST(Keys, SignaturesAreWhatTheSignerOfTheSystemMakes) {
     const DemoSite demo;
-    const SiteKeys keys(demo.place().path() / "keys");
-    for (const size_t digits : {40, 64}) {
+    const SiteKeys keys = SiteKeys::Read(demo.place().path() / "keys").value();
+    for (const std::size_t digits : {40, 64}) {
         const std::string hash(digits, 'f');
-        const std::string signature = keys.Sign(hash);
+        const std::string signature = keys.Sign(hash).value();
         std::string der = {0x30, static_cast<char>(13 + digits), 0x30, 9, 6, 5, 0x2b, 0x0e, 3, 2, 0x1d, 5, 0,
                            4,    static_cast<char>(digits)};
         const std::string in = demo.place().Write("der", der + hash);
@@ -116,33 +106,33 @@ TEST(Keys, RenewalKeepsTheKey) {
     const TempDir place;
     InitOptions options = Named("a.kelvo.example");
     options.days = 3;
-    MakeKeys(place / "keys", options);
+    MakeNamedKeys(place / "keys", options);
     EXPECT_THAT(RefusalOf(place / "keys"), HasSubstr("renew it"));
-    const SiteKeys before(place / "keys");
-    RenewCertificate(place / "keys", "", 300);
-    const SiteKeys after(place / "keys");
+    const SiteKeys before = SiteKeys::Read(place / "keys").value();
+    EXPECT_EQ(ErrorOf(RenewCertificate(place / "keys", "", 300)), "");
+    const SiteKeys after = SiteKeys::Read(place / "keys").value();
     EXPECT_EQ(RefusalOf(place / "keys"), "");
     EXPECT_EQ(after.chain().back().CommonName(), "a.kelvo.example");
     EXPECT_NE(after.chain().back().Der(), before.chain().back().Der());
-    EXPECT_TRUE(SiteCertificateKey(ToCertification(before.chain())).Verifies("abc", after.Sign("abc")));
+    EXPECT_TRUE(SiteCertificateKey(ToCertification(before.chain())).Verifies("abc", after.Sign("abc").value()));
 }
 
 TEST(Keys, PublishingRefusesKeysThatVisitorsWouldRefuse) {
     const TempDir place;
-    MakeKeys(place / "keys", Named("a.kelvo.example"));
-    MakeKeys(place / "other", Named("a.kelvo.example"));
+    MakeNamedKeys(place / "keys", Named("a.kelvo.example"));
+    MakeNamedKeys(place / "other", Named("a.kelvo.example"));
     const fs::path keys = place / "keys";
-    const KeyPtr key = ReadPemKey(keys / "vendor.key");
+    const ScopedKey key = ReadPemKey(keys / "vendor.key").value();
     const std::string keyText = ReadFile(keys / "vendor.key");
     const std::string own = ReadFile(keys / "vendor.pem");
     const std::time_t now = std::time(nullptr);
     const auto certificate = [&](const std::string &name, std::time_t from, std::time_t until) {
-        return Issue(name, key.get(), {nullptr, key.get()}, {from, until}, false).Pem();
+        return Issue(name, key.get(), {nullptr, key.get()}, {from, until}, false)->Pem();
     };
-    const KeyPtr curve(EVP_EC_gen("P-256"));
-    const KeyPtr large(EVP_RSA_gen(3072));
+    const ScopedKey curve(EVP_EC_gen("P-256"));
+    const ScopedKey large(EVP_RSA_gen(3072));
     const std::string curveCertificate =
-        Issue("a.kelvo.example", curve.get(), {nullptr, curve.get()}, ForDays(9), false).Pem();
+        Issue("a.kelvo.example", curve.get(), {nullptr, curve.get()}, ForDays(9), false)->Pem();
     const std::string encrypted =
         OutputOf("openssl rsa -aes128 -passout pass:x -in " + (keys / "vendor.key").string() + " 2>/dev/null");
 
@@ -153,16 +143,16 @@ TEST(Keys, PublishingRefusesKeysThatVisitorsWouldRefuse) {
     };
     const Case cases[] = {
         {"vendor.pem", ReadFile(place / "other/vendor.pem"), "was not issued for"},
-        {"vendor.pem", certificate("a.kelvo.example.org", now - 9, now + 9), "which the extension refuses"},
-        {"vendor.pem", certificate("", now - 9, now + 9), "which the extension refuses"},
-        {"vendor.pem", certificate("a.kelvo.example", now - 99, now - 9), "is valid from"},
-        {"vendor.pem", certificate("a.kelvo.example", now + 999, now + 9999), "is valid from"},
-        {"vendor.pem", "garbled", "holds no certificate"},
-        {"vendor.key", "garbled", "holds no private key"},
+        {"vendor.pem", certificate("a.kelvo.example.org", now - 9, now + 9), "which the extension rejects"},
+        {"vendor.pem", certificate("", now - 9, now + 9), "which the extension rejects"},
+        {"vendor.pem", certificate("a.kelvo.example", now - 99, now - 9), "is valid only from"},
+        {"vendor.pem", certificate("a.kelvo.example", now + 999, now + 9999), "is valid only from"},
+        {"vendor.pem", "garbled", "does not contain a certificate"},
+        {"vendor.key", "garbled", "does not contain a private key"},
         {"vendor.key", encrypted, "without a pass phrase"},
-        {"vendor.key", KeyToPem(large.get()), "signing reads only 2045"},
-        {"vendor.key", std::string(1000, '#') + "\n" + keyText, "signing reads only 2045"},
-        {"chain.pem", "", "chain.pem holds no certificate"},
+        {"vendor.key", KeyToPem(large.get()).value(), "but signing reads only 2045"},
+        {"vendor.key", std::string(1000, '#') + "\n" + keyText, "but signing reads only 2045"},
+        {"chain.pem", "", "chain.pem does not contain a certificate"},
     };
     for (const Case &each : cases) {
         const std::string before = ReadFile(keys / each.file);
@@ -171,11 +161,13 @@ TEST(Keys, PublishingRefusesKeysThatVisitorsWouldRefuse) {
         place.Write("keys/" + std::string(each.file), before);
     }
     EXPECT_EQ(RefusalOf(keys), "");
-    place.Write("keys/vendor.key", KeyToPem(curve.get()));
+    place.Write("keys/vendor.key", KeyToPem(curve.get()).value());
     place.Write("keys/vendor.pem", curveCertificate);
-    EXPECT_THAT(RefusalOf(keys), HasSubstr("no RSA key"));
+    EXPECT_THAT(RefusalOf(keys), HasSubstr("is not an RSA key"));
     fs::permissions(keys / "vendor.key", fs::perms::owner_all | fs::perms::group_read);
     EXPECT_THAT(RefusalOf(keys), HasSubstr("chmod 600"));
     fs::remove(keys / "vendor.key");
     EXPECT_THAT(RefusalOf(keys), HasSubstr("vendor.key: No such file"));
+    fs::remove_all(keys);
+    EXPECT_THAT(RefusalOf(keys), HasSubstr("make it with: lumsite init " + keys.string()));
 }

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "site/SiteError.h"
 #include "tests/support/TempDir.h"
 
 using namespace lumsite;
@@ -17,12 +16,9 @@ const std::string kComponents = R"("components": [ { "path": "a.bundle" } ])";
 
 std::string Refusal(const std::string &text) {
     const TempDir place;
-    try {
-        ReadManifest(place.Write("site.json", text), "");
-    } catch (const UsageError &error) {
-        return error.what();
-    }
-    return "";
+    const base::Result<Manifest> manifest = ReadManifest(place.Write("site.json", text), "");
+    EXPECT_TRUE(manifest || manifest.error().code == kManifestFault);
+    return manifest ? "" : manifest.error().text;
 }
 
 std::string WithComponent(const std::string &fields) {
@@ -40,7 +36,7 @@ TEST(Manifest, DefaultsAndPaths) {
     const std::string path = place.Write("m/site.json", "// ours\n{" + kUrl + "," + kSections + R"(,"components": [
       { "path": "../parts/libklv.dylib/", "version": "1.2.3.4", "linksAsFiles": true, "osVersion": -3 } ],
       "pages": [ { } ] })");
-    const Manifest manifest = ReadManifest(path, "https://other.example/x");
+    const Manifest manifest = ReadManifest(path, "https://other.example/x").value();
     EXPECT_EQ(manifest.url, "https://other.example/x");
     EXPECT_EQ(manifest.sections[0].name, "Kelvo");
     EXPECT_EQ(manifest.sections[0].keys, place.path() / "m/keys");
@@ -58,21 +54,22 @@ TEST(Manifest, DefaultsAndPaths) {
 
 TEST(Manifest, WhatIsWrongIsNamedWithItsLine) {
     const std::pair<std::string, const char *> cases[] = {
-        {"{", "no manifest"},
+        {"{", "is not a manifest"},
+        {std::string(2000, '['), "nested too deeply"},
         {"[]", "must be an object"},
         {"{" + kUrl + "," + kUrl + "," + kSections + "," + kComponents + "}", "Duplicate"},
         {"{" + kUrl + "," + kComponents + "}", "\"sections\" must be a list"},
         {"{" + kUrl + "," + kSections + ", \"components\": [] }", "at least one entry"},
         {"{\n\"url\": \"ftp://x\"," + kSections + "," + kComponents + "}", "site.json:2: url \"ftp://x\""},
-        {"{\n\"url\": \"http://x/?a\"," + kSections + "," + kComponents + "}", "holds \"?\""},
+        {"{\n\"url\": \"http://x/?a\"," + kSections + "," + kComponents + "}", "contains \"?\""},
         {"{\n\"url\": \"http://" + std::string(943, 'x') + "\"," + kSections + "," + kComponents + "}",
          "fewer than 950"},
-        {"{" + kUrl + ",\n\"section\": 1}", "site.json:2: the manifest has no \"section\"; known are url"},
+        {"{" + kUrl + ",\n\"section\": 1}", "site.json:2: the manifest cannot contain \"section\"; use one of: url"},
         {"{" + kUrl + "," + kComponents + R"(, "sections": [{"name": "a]b", "keys": "k"}]})", "cannot be read back"},
         {"{" + kUrl + "," + kComponents + R"(, "sections": [{"name": "a", "keys": "k"},{"name": "A", "keys": "k"}]})",
-         "a section of this name stands above"},
+         "a section above has this name"},
         {"{" + kUrl + "," + kSections + R"(, "components": [ {"path": "a.app"}, {"path": "b/A.app"} ]})",
-         "a component named A.app stands above"},
+         "a component above is named A.app"},
         {"{" + kUrl + "," + kSections + R"(, "components": [ {"version": "1.2.3.4"} ]})", "\"path\" is missing"},
         {WithComponent(R"("version": "1.2.3")"), "site.json:3: version \"1.2.3\""},
         {WithComponent(R"("update": "Version")"), "cannot be \"Version\""},
@@ -88,10 +85,10 @@ TEST(Manifest, WhatIsWrongIsNamedWithItsLine) {
         {WithPage(R"("file": "lummac.ini")"), "plain name of a page"},
         {WithPage(R"("file": "packages")"), "plain name of a page"},
         {WithPage(R"("section": "Other")"), "no section \"Other\""},
-        {WithPage(R"("component": "b.app")"), "no component named \"b.app\""},
-        {WithPage(R"("parameters": {"LumUrlRoot": "x"})"), "set by publish itself"},
+        {WithPage(R"("component": "b.app")"), "no component \"b.app\""},
+        {WithPage(R"("parameters": {"LumUrlRoot": "x"})"), "publish itself sets"},
         {WithPage(R"("parameters": {"a": 1})"), "must be text"},
-        {WithPage(R"("parameters": {"a": "b\nc"})"), "holds a line end"},
+        {WithPage(R"("parameters": {"a": "b\nc"})"), "contains a line break"},
     };
     for (const auto &[text, says] : cases) {
         EXPECT_THAT(Refusal(text), HasSubstr(says)) << text;

@@ -1,15 +1,12 @@
 #include "site/publish/Packer.h"
 
-#include "delivery/package/PackageContent.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 
 #include "lum/common/makeframeworklink.h"
-#include "site/Files.h"
-#include "site/SiteError.h"
+#include "delivery/package/PackageContent.h"
 #include "tests/site/DemoSite.h"
 
 namespace fs = std::filesystem;
@@ -32,17 +29,12 @@ void WriteFramework(const TempDir &place, const std::string &path) {
 
 std::string PackedBytes(const fs::path &component, const TempDir &place, const PackOptions &options) {
     const fs::path package = place / "package";
-    Pack(component, package, options);
+    EXPECT_EQ(ErrorOf(Pack(component, package, options)), "");
     return ReadFile(package);
 }
 
 std::string Refusal(const fs::path &component, const TempDir &place, const PackOptions &options = {}) {
-    try {
-        Pack(component, place / "package", options);
-    } catch (const SiteError &error) {
-        return error.what();
-    }
-    return "";
+    return ErrorOf(Pack(component, place / "package", options));
 }
 
 } // namespace
@@ -80,7 +72,7 @@ TEST(Packer, OneTopLevelEntryThatUnpacksToTheComponent) {
         PackOptions options;
         options.format = format;
         const fs::path package = place / ("Kelvo." + format);
-        const PackResult result = Pack(place / "Kelvo.framework", package, options);
+        const PackResult result = Pack(place / "Kelvo.framework", package, options).value();
         const auto content = delivery::ReadPackageContent(package, place.path());
         ASSERT_TRUE(content) << content.error().text;
         EXPECT_EQ(content->component, "Kelvo.framework");
@@ -99,7 +91,7 @@ TEST(Packer, LinksWrittenAsFilesAreMendedByTheLauncher) {
     WriteFramework(place, "Kelvo.framework");
     PackOptions options;
     options.linksAsFiles = true;
-    EXPECT_TRUE(Pack(place / "Kelvo.framework", place / "package", options).warnings.empty());
+    EXPECT_TRUE(Pack(place / "Kelvo.framework", place / "package", options)->warnings.empty());
     OutputOf("mkdir " + (place / "out") + " && tar -C " + (place / "out") + " -xzf " + (place / "package"));
     const fs::path out = place / "out/Kelvo.framework";
     EXPECT_EQ(ReadFile(out / "Versions/Current"), "A");
@@ -108,7 +100,7 @@ TEST(Packer, LinksWrittenAsFilesAreMendedByTheLauncher) {
     EXPECT_EQ(ReadFile(out / "Resources/Größe.txt"), "text");
 
     fs::create_symlink("Kelvo", place / "Kelvo.framework/Alias");
-    EXPECT_THAT(Pack(place / "Kelvo.framework", place / "package", options).warnings,
+    EXPECT_THAT(Pack(place / "Kelvo.framework", place / "package", options)->warnings,
                 ElementsAre(HasSubstr("Kelvo.framework/Alias")));
 }
 
@@ -124,11 +116,14 @@ TEST(Packer, RefusesWhatCannotBeInstalled) {
     fs::create_symlink("a.bundle", place / "alias.bundle");
     EXPECT_THAT(Refusal(place / "alias.bundle", place), HasSubstr("is a link"));
     ASSERT_EQ(mkfifo((place / "a.bundle/pipe").c_str(), 0600), 0);
-    EXPECT_THAT(Refusal(place / "a.bundle", place), HasSubstr("neither file, folder nor link"));
+    EXPECT_THAT(Refusal(place / "a.bundle", place), HasSubstr("is not a file, folder or link"));
     fs::remove(place / "a.bundle/pipe");
-    for (const char *name : {"a\xff", "a\xed\xa0\x80z", "a\xc0\x80z"}) {
+    for (const char *name : {"\xff",
+                             "a\xED\xA0\x80"
+                             "b",
+                             "\xC0\xAE"}) { // a surrogate, and an overlong "."
         const std::string file = place.Write(std::string("a.bundle/") + name, "x");
-        EXPECT_THAT(Refusal(place / "a.bundle", place), HasSubstr("not UTF-8"));
+        EXPECT_THAT(Refusal(place / "a.bundle", place), HasSubstr("the name is not UTF-8; rename it"));
         fs::remove(file);
     }
 }

@@ -21,12 +21,7 @@ using testing::IsEmpty;
 namespace {
 
 std::string Refusal(const DemoSite &demo, const PublishOptions &options = {}) {
-    try {
-        demo.Publish(options);
-    } catch (const SiteError &error) {
-        return error.what();
-    }
-    return "";
+    return ErrorOf(demo.TryPublish(options));
 }
 
 // Inode and time of modification: both change when a file is written anew.
@@ -45,7 +40,7 @@ std::map<std::string, std::pair<ino_t, long>> Stamps(const fs::path &folder) {
 std::vector<std::string> Temporaries(const fs::path &folder) {
     std::vector<std::string> names;
     for (const fs::directory_entry &entry : fs::recursive_directory_iterator(folder)) {
-        if (entry.path().filename().string().starts_with(".lumsite-new-")) {
+        if (entry.path().filename().string().starts_with(".new-")) {
             names.push_back(entry.path());
         }
     }
@@ -53,8 +48,8 @@ std::vector<std::string> Temporaries(const fs::path &folder) {
 }
 
 std::string Problems(const DemoSite &demo) {
-    Findings findings = CheckSite(demo.site()).findings;
-    std::erase_if(findings, [](const Finding &finding) { return finding.severity == Severity::Note; });
+    base::Findings findings = ReportOn(demo.site()).findings;
+    std::erase_if(findings, [](const base::Finding &f) { return f.severity == base::Severity::Note; });
     return TextOf(findings);
 }
 
@@ -82,7 +77,7 @@ TEST(Publisher, SameInputGivesSameBytesAndOnlyTheChangedIsWritten) {
     const auto stamps = Stamps(demo.site());
     EXPECT_THAT(demo.Publish().written, IsEmpty());
     EXPECT_EQ(Stamps(demo.site()), stamps);
-    Publish(demo.manifest(), demo.place() / "elsewhere");
+    EXPECT_EQ(ErrorOf(Publish(demo.manifest(), demo.place() / "elsewhere")), "");
     EXPECT_EQ(Tree(demo.place() / "elsewhere"), tree);
 
     WriteBundle(demo.place(), "parts/confshell.bundle", "2.1.3.5");
@@ -109,7 +104,7 @@ TEST(Publisher, KilledAtAnyStepTheSiteIsWhole) {
     demo.place().Write("parts/libklv.dylib", "newer library\n");
     demo.manifest().components[0].version = "1,2,3,5";
     demo.manifest().pages[0].title = "Newer";
-    Publish(demo.manifest(), demo.place() / "new");
+    EXPECT_EQ(ErrorOf(Publish(demo.manifest(), demo.place() / "new")), "");
     const std::string newInstructions = ReadFile(demo.place() / "new/lummac.ini");
     const std::string newPage = ReadFile(demo.place() / "new/index.html");
     fs::rename(demo.site(), demo.place() / "old");
@@ -145,7 +140,7 @@ TEST(Publisher, KilledAtAnyStepTheSiteIsWhole) {
     EXPECT_GE(kills, 8); // three packages, retiring, instruction file, page, two removals, the end
     EXPECT_EQ(demo.Instructions(), newInstructions);
 
-    demo.place().Write("site/packages/.lumsite-new-abc", "left by a kill");
+    demo.place().Write("site/packages/.new-999999999-abcdef", "left by a kill");
     demo.Publish();
     EXPECT_THAT(Temporaries(demo.site()), IsEmpty());
 }
@@ -187,15 +182,15 @@ TEST(Publisher, RefusesWhatWouldNotInstall) {
     };
     const Case cases[] = {
         {"says that it is version 2,1,3,4", [](DemoSite &demo) { demo.manifest().components[2].version = "9,0,0,0"; }},
-        {"carries no version", [](DemoSite &demo) { demo.manifest().components[0].version.clear(); }},
+        {"does not contain a version", [](DemoSite &demo) { demo.manifest().components[0].version.clear(); }},
         {"refused by the extension", [](DemoSite &demo) { demo.manifest().components[1].target = "%system%"; }},
-        {"lie in the published folder",
+        {"are inside the published folder",
          [](DemoSite &demo) {
              fs::create_directories(demo.site());
              fs::rename(demo.place() / "keys", demo.site() / "keys");
              demo.manifest().sections[0].keys = demo.site() / "keys";
          }},
-        {"lie in the published folder",
+        {"are inside the published folder",
          [](DemoSite &demo) {
              fs::create_directories(demo.site());
              fs::rename(demo.place() / "keys", demo.site() / "keys");
@@ -241,7 +236,7 @@ TEST(Publisher, ComponentsWithoutAReadableVersionAreWarnedAbout) {
     component.name = "data.bundle";
     component.version = "1,0,0,0";
     demo.manifest().components.push_back(component);
-    EXPECT_THAT(TextOf(demo.Publish().findings), HasSubstr("fetched on every visit"));
+    EXPECT_THAT(TextOf(demo.Publish().findings), HasSubstr("downloaded on every visit"));
     demo.manifest().components.back().update = "existence";
     EXPECT_EQ(TextOf(demo.Publish().findings), "");
 }
@@ -266,7 +261,7 @@ TEST(Publisher, OnePublisherAtATime) {
         }
     };
     demo.Publish(options);
-    EXPECT_THAT(second, HasSubstr("being published by another"));
+    EXPECT_THAT(second, HasSubstr("another lumsite is publishing"));
 }
 
 // The roll-over of docs/publishing.md, with the visitors who are in the middle of it at every stage.
@@ -281,7 +276,7 @@ TEST(RollOver, ANewKeyGetsASectionOfItsOwn) {
         fs::copy(demo.site(), demo.place() / "visit", fs::copy_options::recursive);
         demo.place().Write("visit/index.html", page);
         demo.place().Write("visit/lummac.ini", instructions);
-        return CheckSite(demo.place() / "visit").Passed();
+        return ReportOn(demo.place() / "visit").Passed();
     };
 
     // The wrong way: the old section signed by the new key fails visitors who hold the old page, so it is refused.
@@ -300,7 +295,7 @@ TEST(RollOver, ANewKeyGetsASectionOfItsOwn) {
     // Naming the new section at once fails visitors with a saved instruction file: it is warned about.
     demo.manifest().sections.push_back(newSection);
     demo.manifest().pages[0].section = "Kelvo2";
-    const Findings early = Publish(demo.manifest(), demo.site()).findings;
+    const base::Findings early = demo.Publish().findings;
     EXPECT_THAT(TextOf(early), HasSubstr("publish the section first"));
     const std::string newPage = ReadFile(demo.site() / "index.html");
     EXPECT_FALSE(visit(newPage, oldInstructions));
@@ -331,7 +326,7 @@ TEST(RollOver, ARenewedCertificateOfTheSameKeyServesOldAndNewPages) {
     demo.Publish();
     const std::string oldPage = ReadFile(demo.site() / "index.html");
     const std::string oldInstructions = demo.Instructions();
-    RenewCertificate(demo.place() / "keys", "", 700);
+    EXPECT_EQ(ErrorOf(RenewCertificate(demo.place() / "keys", "", 700)), "");
     EXPECT_THAT(demo.Publish().written, ElementsAre("index.html"));
     EXPECT_EQ(demo.Instructions(), oldInstructions);
     EXPECT_EQ(Problems(demo), "");

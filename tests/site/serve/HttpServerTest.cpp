@@ -7,11 +7,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <optional>
 #include <thread>
 
-#include "site/Files.h"
+#include "base/Digest.h"
+#include "base/Files.h"
 #include "site/serve/HttpMessage.h"
-#include "site/SiteError.h"
 #include "tests/support/TempDir.h"
 
 namespace fs = std::filesystem;
@@ -25,8 +26,8 @@ using testing::StartsWith;
 
 namespace {
 
-ScopedFd Connect(std::uint16_t port) {
-    ScopedFd socket(::socket(AF_INET, SOCK_STREAM, 0));
+base::ScopedDescriptor Connect(std::uint16_t port) {
+    base::ScopedDescriptor socket(::socket(AF_INET, SOCK_STREAM, 0));
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
@@ -37,12 +38,12 @@ ScopedFd Connect(std::uint16_t port) {
 
 // Sends these bytes and reads until the server closes.
 std::string Talk(std::uint16_t port, const std::string &bytes) {
-    const ScopedFd socket = Connect(port);
+    const base::ScopedDescriptor socket = Connect(port);
     EXPECT_EQ(send(socket.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
     std::string reply;
     char block[4096];
     for (ssize_t count; (count = recv(socket.get(), block, sizeof block, 0)) > 0;) {
-        reply.append(block, static_cast<size_t>(count));
+        reply.append(block, static_cast<std::size_t>(count));
     }
     return reply;
 }
@@ -55,12 +56,14 @@ protected:
         place.Write("site/packages/a.tar.gz", "0123456789");
         place.Write("site/packages/a b.txt", "blank");
         place.Write("site/.lumsite-lock", "");
+        place.Write("site/packages/.new-1-abcdef", "secret");
         fs::create_symlink("../outside.txt", place / "site/link.txt");
         fs::create_directory_symlink("..", place / "site/up");
         fs::create_symlink("packages", place / "site/inner");
         EXPECT_EQ(mkfifo((place / "site/pipe").c_str(), 0600), 0);
-        server = std::make_unique<HttpServer>(
-            HttpServerOptions{place / "site", 0, "/log", [this](const std::string &line) { lines.push_back(line); }});
+        server.emplace(
+            HttpServer::Start({place / "site", 0, "/log", [this](const std::string &line) { lines.push_back(line); }})
+                .value());
     }
 
     std::string Get(const std::string &target, const std::string &headers = "",
@@ -69,8 +72,8 @@ protected:
                     method + " " + target + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n" + headers + "\r\n");
     }
     static std::string HeaderOf(const std::string &reply, const std::string &name) {
-        const size_t at = reply.find("\r\n" + name + ": ");
-        const size_t start = at + name.size() + 4;
+        const std::size_t at = reply.find("\r\n" + name + ": ");
+        const std::size_t start = at + name.size() + 4;
         return at == std::string::npos ? "" : reply.substr(start, reply.find("\r\n", start) - start);
     }
     static std::string BodyOf(const std::string &reply) {
@@ -79,7 +82,7 @@ protected:
 
     TempDir place;
     std::vector<std::string> lines;
-    std::unique_ptr<HttpServer> server;
+    std::optional<HttpServer> server;
 };
 
 } // namespace
@@ -89,7 +92,7 @@ TEST_F(Server, ServesFilesWithTypeAndTag) {
     EXPECT_THAT(reply, AllOf(StartsWith("HTTP/1.1 200 OK\r\n"), EndsWith("\r\n\r\n0123456789")));
     EXPECT_EQ(HeaderOf(reply, "Content-Length"), "10");
     EXPECT_EQ(HeaderOf(reply, "Content-Type"), "application/gzip");
-    EXPECT_EQ(HeaderOf(reply, "ETag"), "\"" + DigestOfFile(place / "site/packages/a.tar.gz", "sha256") + "\"");
+    EXPECT_EQ(HeaderOf(reply, "ETag"), "\"" + base::DigestOfFile(place / "site/packages/a.tar.gz").value() + "\"");
     EXPECT_EQ(BodyOf(Get("/")), "<p>start</p>");
     EXPECT_EQ(HeaderOf(Get("/"), "Content-Type"), "text/html; charset=utf-8");
     EXPECT_EQ(BodyOf(Get("/packages/a%20b.txt")), "blank");
@@ -110,6 +113,7 @@ TEST_F(Server, NothingOutsideTheFolderIsReached) {
                                "/up/outside.txt",
                                "/inner/a.tar.gz",
                                "/.lumsite-lock",
+                               "/packages/.new-1-abcdef",
                                "/./index.html",
                                "//etc/passwd",
                                "/packages//a.tar.gz",
@@ -169,7 +173,7 @@ TEST_F(Server, ATagChangesWithTheContentOnly) {
     const std::string tag = HeaderOf(Get("/packages/a.tar.gz"), "ETag");
     fs::last_write_time(place / "site/packages/a.tar.gz", fs::file_time_type::clock::now() - std::chrono::hours(9));
     EXPECT_EQ(HeaderOf(Get("/packages/a.tar.gz"), "ETag"), tag);
-    ReplaceFile(place / "site/packages/a.tar.gz", "9876543210"); // as long as before
+    ASSERT_TRUE(base::ReplaceFile(place / "site/packages/a.tar.gz", "9876543210")); // as long as before
     EXPECT_NE(HeaderOf(Get("/packages/a.tar.gz"), "ETag"), tag);
 }
 
@@ -178,8 +182,8 @@ TEST_F(Server, AConnectionServesSeveralRequests) {
     const std::string twice =
         Talk(server->port(),
              request + "\r\n" + request + "HEAD / HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\nGET / HTTP/1.1\r\n");
-    size_t replies = 0;
-    for (size_t at = 0; (at = twice.find("HTTP/1.1 200 OK", at)) != std::string::npos; ++at) {
+    std::size_t replies = 0;
+    for (std::size_t at = 0; (at = twice.find("HTTP/1.1 200 OK", at)) != std::string::npos; ++at) {
         ++replies;
     }
     EXPECT_EQ(replies, 3u);
@@ -226,8 +230,8 @@ TEST_F(Server, ReportsAreToldDecodedOneLineEach) {
 TEST_F(Server, ManyVisitorsAtOnce) {
     const std::string large(3 << 20, 'x');
     place.Write("site/packages/large.zip", large);
-    const ScopedFd idle = Connect(server->port()); // sends nothing, and holds nobody up
-    const ScopedFd slow = Connect(server->port());
+    const base::ScopedDescriptor idle = Connect(server->port()); // sends nothing, and holds nobody up
+    const base::ScopedDescriptor slow = Connect(server->port());
     const std::string request = "GET /packages/large.zip HTTP/1.1\r\nHost: x\r\n\r\n";
     ASSERT_GT(send(slow.get(), request.data(), request.size(), 0), 0); // and reads nothing
     std::atomic<int> whole = 0;
@@ -249,16 +253,13 @@ TEST_F(Server, ManyVisitorsAtOnce) {
 TEST_F(Server, LoopbackOnlyAndAPortOfItsOwn) {
     sockaddr_in address{};
     socklen_t length = sizeof address;
-    const ScopedFd socket = Connect(server->port());
+    const base::ScopedDescriptor socket = Connect(server->port());
     ASSERT_EQ(getpeername(socket.get(), reinterpret_cast<sockaddr *>(&address), &length), 0);
     EXPECT_EQ(address.sin_addr.s_addr, htonl(INADDR_LOOPBACK));
-    try {
-        const HttpServer second({place / "site", server->port(), "", {}});
-        FAIL() << "the port was taken twice";
-    } catch (const SiteError &error) {
-        EXPECT_THAT(error.what(), HasSubstr("is taken"));
-    }
-    EXPECT_THROW(HttpServer({place / "none", 0, "", {}}), SiteError);
+    const base::Result<HttpServer> second = HttpServer::Start({place / "site", server->port(), "", {}});
+    ASSERT_FALSE(second) << "the port was taken twice";
+    EXPECT_THAT(second.error().text, HasSubstr("is in use"));
+    EXPECT_FALSE(HttpServer::Start({place / "none", 0, "", {}}));
 }
 
 TEST(HttpMessage, DatesAreInEnglishWhateverTheLocale) {

@@ -14,7 +14,7 @@
 // The events that were sent to processes that are still running, by process id. Posts those of a process again when
 // that says that it listens from now on.
 @interface LUMSentAppleEvents : NSObject {
-    NSMutableDictionary *mySent; // process id -> array of { name, user info }
+    NSMutableDictionary *_sent; // process id -> array of { name, user info }
 }
 + (LUMSentAppleEvents *)sharedEvents;
 - (void)post:(NSString *)name userInfo:(NSDictionary *)info;
@@ -48,7 +48,7 @@ void Post(NSString *name, NSDictionary *info) {
 - (id)init {
     self = [super init];
     if (self) {
-        mySent = [NSMutableDictionary new];
+        _sent = [NSMutableDictionary new];
         [[NSDistributedNotificationCenter defaultCenter]
                    addObserver:self
                       selector:@selector(receiverReady:)
@@ -60,9 +60,9 @@ void Post(NSString *name, NSDictionary *info) {
 }
 
 - (void)forgetEndedProcesses {
-    for (NSNumber *pid : Each<NSNumber *>([mySent allKeys])) {
+    for (NSNumber *pid : Each<NSNumber *>([_sent allKeys])) {
         if (!FindRunningProcess([pid intValue])) {
-            [mySent removeObjectForKey:pid];
+            [_sent removeObjectForKey:pid];
         }
     }
 }
@@ -70,9 +70,9 @@ void Post(NSString *name, NSDictionary *info) {
 - (void)post:(NSString *)name userInfo:(NSDictionary *)info {
     [self forgetEndedProcesses];
     NSNumber *pid = [info objectForKey:kProcessIDKey];
-    NSArray *before = [mySent objectForKey:pid];
+    NSArray *before = [_sent objectForKey:pid];
     NSDictionary *event = [NSDictionary dictionaryWithObjectsAndKeys:name, kNameKey, info, kInfoKey, nil];
-    [mySent setObject:[(before ? before : [NSArray array]) arrayByAddingObject:event] forKey:pid];
+    [_sent setObject:[(before ? before : [NSArray array]) arrayByAddingObject:event] forKey:pid];
     Post(name, info);
 }
 
@@ -81,8 +81,8 @@ void Post(NSString *name, NSDictionary *info) {
     if (![pid isKindOfClass:[NSNumber class]]) {
         return;
     }
-    NSArray *events = [[[mySent objectForKey:pid] retain] autorelease];
-    [mySent removeObjectForKey:pid];
+    NSArray *events = [[[_sent objectForKey:pid] retain] autorelease];
+    [_sent removeObjectForKey:pid];
     for (NSDictionary *event : Each<NSDictionary *>(events)) {
         Post([event objectForKey:kNameKey], [event objectForKey:kInfoKey]);
     }

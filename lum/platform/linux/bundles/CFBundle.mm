@@ -7,7 +7,7 @@
 #import "base/objc/ScopedPool.h"
 
 @interface LUMCodeBundle : NSObject {
-    NSString *myPath;
+    NSString *_path;
     void *myCode; // null until it is loaded
 }
 - (id)initWithPath:(NSString *)path;
@@ -19,7 +19,7 @@
 - (id)initWithPath:(NSString *)path {
     self = [super init];
     if (self) {
-        myPath = [path copy];
+        _path = [path copy];
     }
     return self;
 }
@@ -28,13 +28,13 @@
     if (myCode) {
         dlclose(myCode);
     }
-    [myPath release];
+    [_path release];
     [super dealloc];
 }
 
 - (void *)functionNamed:(NSString *)name {
     if (!myCode) {
-        NSString *executable = ExecutableOfBundleFolder(myPath);
+        NSString *executable = ExecutableOfBundleFolder(_path);
         // The runtime cannot unlearn the classes that the code may define.
         myCode = executable ? dlopen([executable fileSystemRepresentation], RTLD_LAZY | RTLD_LOCAL | RTLD_NODELETE)
                             : nullptr;

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/Ascii.h"
 #include "lum/platform/linux/files/FSRef.h"
 
 struct OpaqueFSIterator {
@@ -40,13 +41,9 @@ OSErr ErrorOf(int error) {
     }
 }
 
-char Lower(char letter) {
-    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
-}
-
 bool Precedes(const std::string &a, const std::string &b) {
     const auto lessByte = [](unsigned char x, unsigned char y) { return x < y; };
-    const auto lessLetter = [&](char x, char y) { return lessByte(Lower(x), Lower(y)); };
+    const auto lessLetter = [&](char x, char y) { return lessByte(base::AsciiLower(x), base::AsciiLower(y)); };
     if (std::ranges::lexicographical_compare(a, b, lessLetter)) {
         return true;
     }

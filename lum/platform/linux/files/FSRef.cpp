@@ -12,7 +12,7 @@
 namespace {
 
 // A path does not fit into a reference, so the paths are kept here, each once, and a reference holds a number. They
-// stay for good: nobody tells when a reference is thrown away, and a session sees few different ones.
+// stay for good: nothing tells when a reference is thrown away, and a session sees few different ones.
 class PathTable {
 public:
     UInt32 Add(const std::string &path) {

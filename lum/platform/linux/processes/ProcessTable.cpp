@@ -6,10 +6,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <charconv>
 #include <climits>
 #include <memory>
 #include <string_view>
+
+#include "base/Files.h"
+#include "base/Processes.h"
+#include "base/Text.h"
 
 namespace {
 
@@ -22,57 +25,30 @@ struct CloseDirectory {
         closedir(directory);
     }
 };
-using ScopedDirectory = std::unique_ptr<DIR, CloseDirectory>;
-
-class ScopedDescriptor {
-public:
-    explicit ScopedDescriptor(int descriptor) : m_descriptor(descriptor) {}
-    ~ScopedDescriptor() {
-        if (m_descriptor >= 0) {
-            close(m_descriptor);
-        }
-    }
-    ScopedDescriptor(const ScopedDescriptor &) = delete;
-    ScopedDescriptor &operator=(const ScopedDescriptor &) = delete;
-    int get() const {
-        return m_descriptor;
-    }
-
-private:
-    int m_descriptor;
-};
 
 std::string_view BaseName(std::string_view path) {
     return path.substr(path.rfind('/') + 1);
 }
 
-// At most `limit` bytes. A file of /proc comes whole in one read, as long as it fits.
-std::string ReadStart(int descriptor, std::size_t limit) {
-    std::string text(limit, '\0');
-    const ssize_t length = read(descriptor, text.data(), limit);
-    text.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
-    return text;
-}
-
 // The folder of one process in /proc.
 class ProcessFolder {
 public:
-    ProcessFolder(int proc, pid_t pid) : m_proc(proc), m_prefix(std::to_string(pid) + '/') {}
+    explicit ProcessFolder(pid_t pid) : m_path("/proc/" + std::to_string(pid) + '/') {}
 
     bool BelongsTo(uid_t user) const {
         struct stat status {};
-        return fstatat(m_proc, m_prefix.c_str(), &status, 0) == 0 && status.st_uid == user;
+        return stat(m_path.c_str(), &status) == 0 && status.st_uid == user;
     }
 
     std::string Read(const char *file, std::size_t limit = kEnough) const {
-        const ScopedDescriptor descriptor(openat(m_proc, (m_prefix + file).c_str(), O_RDONLY | O_CLOEXEC));
-        return descriptor.get() < 0 ? std::string() : ReadStart(descriptor.get(), limit);
+        const base::ScopedDescriptor descriptor(open((m_path + file).c_str(), O_RDONLY | O_CLOEXEC));
+        return descriptor ? base::ReadStart(descriptor.get(), limit) : std::string();
     }
 
     // Empty for a kernel thread, and for a process that does not let itself be looked at.
     std::string Executable() const {
         std::string path(PATH_MAX, '\0');
-        const ssize_t length = readlinkat(m_proc, (m_prefix + "exe").c_str(), path.data(), path.size());
+        const ssize_t length = readlink((m_path + "exe").c_str(), path.data(), path.size());
         path.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
         return WithoutDeletedMark(path);
     }
@@ -87,33 +63,8 @@ private:
         return path.substr(0, path.size() - mark.size());
     }
 
-    int m_proc;
-    std::string m_prefix;
+    std::string m_path;
 };
-
-struct KernelStatus {
-    std::string command;
-    char state;
-    std::uint64_t startTime;
-};
-
-// "pid (command) state ...": the command may hold blanks and parentheses, so the last parenthesis ends it. The start
-// time is the 20th number after the state.
-std::optional<KernelStatus> ParseStatus(std::string_view text) {
-    const auto open = text.find('(');
-    const auto close = text.rfind(')');
-    if (open == std::string_view::npos || close == std::string_view::npos || text.size() < close + 3) {
-        return std::nullopt;
-    }
-    KernelStatus status{std::string(text.substr(open + 1, close - open - 1)), text[close + 2], 0};
-    std::string_view rest = text.substr(close + 2);
-    constexpr int kFieldsBeforeStartTime = 19;
-    for (int field = 0; field < kFieldsBeforeStartTime; ++field) {
-        rest.remove_prefix(std::min(rest.find(' '), rest.size() - 1) + 1);
-    }
-    std::from_chars(rest.data(), rest.data() + rest.size(), status.startTime);
-    return status;
-}
 
 // An argument list with a NUL after each argument.
 std::vector<std::string_view> SplitArguments(std::string_view text, std::size_t limit) {
@@ -128,12 +79,12 @@ std::vector<std::string_view> SplitArguments(std::string_view text, std::size_t 
 
 // True when the file is a script whose first line names this interpreter ("#!/usr/bin/env python3", "python3").
 bool IsScriptFor(const std::string &path, std::string_view interpreter) {
-    const ScopedDescriptor descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    const base::ScopedDescriptor descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat status {};
-    if (descriptor.get() < 0 || fstat(descriptor.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    if (!descriptor || fstat(descriptor.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
         return false;
     }
-    const std::string start = ReadStart(descriptor.get(), 256);
+    const std::string start = base::ReadStart(descriptor.get(), 256);
     std::string_view line = std::string_view(start).substr(0, start.find('\n'));
     if (!line.starts_with("#!")) {
         return false;
@@ -179,12 +130,12 @@ std::string NameOf(const ProcessFolder &folder, const std::string &command) {
     return script.empty() ? std::string(name) : script;
 }
 
-std::optional<RunningProcess> Look(int proc, pid_t pid, uid_t user) {
-    const ProcessFolder folder(proc, pid);
+std::optional<RunningProcess> Look(pid_t pid, uid_t user) {
+    const ProcessFolder folder(pid);
     if (!folder.BelongsTo(user)) {
         return std::nullopt;
     }
-    const auto status = ParseStatus(folder.Read("stat", 1024));
+    const auto status = base::StatusOfProcess(pid);
     if (!status || status->state == 'Z' || status->state == 'X') {
         return std::nullopt;
     }
@@ -195,17 +146,11 @@ std::optional<RunningProcess> Look(int proc, pid_t pid, uid_t user) {
     return RunningProcess{pid, status->startTime, std::move(name)};
 }
 
-ScopedDirectory OpenProc() {
-    return ScopedDirectory(opendir("/proc"));
-}
-
-template <typename Visit> void ForEachPid(DIR *proc, Visit visit) {
-    while (const dirent *entry = readdir(proc)) {
-        const std::string_view name = entry->d_name;
-        pid_t pid = 0;
-        const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), pid);
-        if (error == std::errc() && end == name.data() + name.size()) {
-            visit(pid);
+template <typename Visit> void ForEachPid(Visit visit) {
+    const std::unique_ptr<DIR, CloseDirectory> proc(opendir("/proc"));
+    while (const dirent *entry = proc ? readdir(proc.get()) : nullptr) {
+        if (const auto pid = base::ReadNumber<pid_t>(entry->d_name)) {
+            visit(*pid);
         }
     }
 }
@@ -214,13 +159,9 @@ template <typename Visit> void ForEachPid(DIR *proc, Visit visit) {
 
 std::vector<RunningProcess> RunningProcesses() {
     std::vector<RunningProcess> processes;
-    const ScopedDirectory proc = OpenProc();
-    if (!proc) {
-        return processes;
-    }
     const uid_t user = geteuid();
-    ForEachPid(proc.get(), [&](pid_t pid) {
-        if (auto process = Look(dirfd(proc.get()), pid, user)) {
+    ForEachPid([&](pid_t pid) {
+        if (auto process = Look(pid, user)) {
             processes.push_back(std::move(*process));
         }
     });
@@ -229,18 +170,13 @@ std::vector<RunningProcess> RunningProcesses() {
 }
 
 std::optional<RunningProcess> FindRunningProcess(pid_t pid) {
-    const ScopedDirectory proc = OpenProc();
-    return proc && pid > 0 ? Look(dirfd(proc.get()), pid, geteuid()) : std::nullopt;
+    return pid > 0 ? Look(pid, geteuid()) : std::nullopt;
 }
 
 std::vector<KernelProcess> KernelProcesses() {
     std::vector<KernelProcess> processes;
-    const ScopedDirectory proc = OpenProc();
-    if (!proc) {
-        return processes;
-    }
-    ForEachPid(proc.get(), [&](pid_t pid) {
-        std::string command = ProcessFolder(dirfd(proc.get()), pid).Read("comm", 64);
+    ForEachPid([&](pid_t pid) {
+        std::string command = ProcessFolder(pid).Read("comm", 64);
         if (command.ends_with('\n')) {
             command.pop_back();
             processes.push_back({pid, std::move(command)});

@@ -6,6 +6,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "base/UserFolders.h"
 #include "lum/platform/linux/bundles/BundleLayout.h"
 #include "lum/platform/linux/bundles/Localization.h"
 #include "lum/platform/ObjcEach.h"
@@ -30,15 +31,6 @@ NSString *FileSystemText(const char *path) {
     return [[NSFileManager defaultManager] stringWithFileSystemRepresentation:path length:strlen(path)];
 }
 
-// Foundation takes the home from the password database whatever HOME says.
-NSString *InSessionHome(NSString *path) {
-    NSString *databaseHome = NSHomeDirectory();
-    if (![path hasPrefix:[databaseHome stringByAppendingString:@"/"]]) {
-        return path;
-    }
-    return [SessionHomeDirectory() stringByAppendingPathComponent:[path substringFromIndex:[databaseHome length] + 1]];
-}
-
 NSString *PathOfCode(const void *code) {
     Dl_info info;
     if (!code || dladdr(code, &info) == 0 || !info.dli_fname) {
@@ -53,15 +45,17 @@ NSString *PathOfCode(const void *code) {
 } // namespace
 
 NSString *SessionHomeDirectory() {
-    const char *home = getenv("HOME");
-    return home && *home ? FileSystemText(home) : NSHomeDirectory();
+    return FileSystemText(base::HomeFolder().c_str());
 }
 
 NSArray *UserApplicationSupportDirectories() {
     NSMutableArray *folders = [NSMutableArray array];
     NSArray *found = NSSearchPathForDirectoriesInDomains(NSApplicationSupportDirectory, NSUserDomainMask, YES);
     for (NSString *folder : Each<NSString *>(found)) {
-        [folders addObject:InSessionHome(folder)];
+        // Foundation takes the home from the password database whatever HOME says.
+        [folders addObject:FileSystemText(base::MovedToHome([folder fileSystemRepresentation],
+                                                            [NSHomeDirectory() fileSystemRepresentation])
+                                              .c_str())];
     }
     return folders;
 }

@@ -27,7 +27,7 @@
 
 namespace {
 
-// What is no certificate is left out.
+// Objects that are not certificates are left out.
 std::vector<sec::Certificate> CertificatesIn(CFTypeRef oneOrMany) {
     id object = (id)oneOrMany;
     NSArray *array = [object isKindOfClass:[NSArray class]] ? object : [NSArray arrayWithObjects:object, nil];

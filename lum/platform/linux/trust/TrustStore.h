@@ -13,7 +13,7 @@ struct TrustStore {
     std::vector<Certificate> userRefused;
 };
 
-// Read anew at each call, so that a change counts at once. A file or folder that cannot be read, holds no certificate
+// Read again at each call, so that a change counts at once. A file or folder that cannot be read, holds no certificate
 // or is larger than 1 MiB counts as empty. `withTrusted`: also the certificates that a chain may end in, which are
 // many.
 TrustStore ReadTrustStore(bool withTrusted);

@@ -4,21 +4,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 
-#import <Foundation/NSString.h>
-
-#import "base/objc/ScopedPool.h"
-#import "lum/platform/Session.h"
+#include "base/Files.h"
+#include "base/UserFolders.h"
 
 namespace sec {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::uintmax_t kLargestFile = 1024 * 1024;
+constexpr std::uint64_t kLargestFile = 1024 * 1024;
 
 const std::vector<Certificate> *g_rootsForTest = nullptr;
 
@@ -27,7 +23,7 @@ struct FreeTrustList {
         gnutls_x509_trust_list_deinit(list, 1);
     }
 };
-using TrustListPtr = std::unique_ptr<std::remove_pointer_t<gnutls_x509_trust_list_t>, FreeTrustList>;
+using ScopedTrustList = std::unique_ptr<std::remove_pointer_t<gnutls_x509_trust_list_t>, FreeTrustList>;
 
 void AppendCopy(std::vector<Certificate> &certificates, gnutls_x509_crt_t handle) {
     gnutls_datum_t der = {nullptr, 0};
@@ -48,7 +44,7 @@ std::vector<Certificate> SystemRoots() {
     if (gnutls_x509_trust_list_init(&made, 0) != GNUTLS_E_SUCCESS) {
         return {};
     }
-    const TrustListPtr list(made);
+    const ScopedTrustList list(made);
     gnutls_x509_trust_list_add_system_trust(made, 0, 0);
 
     std::vector<Certificate> roots;
@@ -62,17 +58,8 @@ std::vector<Certificate> SystemRoots() {
     return roots;
 }
 
-fs::path ConfigurationFolder() {
-    const char *configured = std::getenv("XDG_CONFIG_HOME");
-    if (configured && configured[0] == '/') {
-        return configured;
-    }
-    const base::ScopedPool pool;
-    return fs::path([SessionHomeDirectory() fileSystemRepresentation]) / ".config";
-}
-
 fs::path FolderOfUser(const char *name) {
-    return ConfigurationFolder() / "lum" / "certificates" / name;
+    return base::ConfigFolder() / "lum" / "certificates" / name;
 }
 
 // What others can put there is not the user's word.
@@ -81,24 +68,13 @@ bool IsOwnWord(const fs::path &folder) {
     return stat(folder.c_str(), &status) == 0 && status.st_uid == geteuid() && !(status.st_mode & S_IWOTH);
 }
 
-std::vector<unsigned char> SmallFile(const fs::path &path) {
-    std::error_code error;
-    if (!fs::is_regular_file(path, error) || fs::file_size(path, error) > kLargestFile || error) {
-        return {};
-    }
-    std::vector<unsigned char> content(kLargestFile);
-    std::ifstream stream(path, std::ios::binary);
-    stream.read(reinterpret_cast<char *>(content.data()), static_cast<std::streamsize>(content.size()));
-    content.resize(static_cast<std::size_t>(stream.gcount()));
-    return content;
-}
-
 std::vector<Certificate> CertificatesIn(const fs::path &folder) {
     std::vector<Certificate> certificates;
     std::error_code error;
     for (fs::directory_iterator i(folder, error), end; !error && i != end; i.increment(error)) {
-        const std::vector<unsigned char> content = SmallFile(i->path());
-        for (const Certificate &certificate : Certificate::FromFileContent(content)) {
+        const std::string content = base::ReadWhole(i->path(), kLargestFile).value_or(std::string());
+        const auto *bytes = reinterpret_cast<const unsigned char *>(content.data());
+        for (const Certificate &certificate : Certificate::FromFileContent({bytes, content.size()})) {
             certificates.push_back(certificate);
         }
     }

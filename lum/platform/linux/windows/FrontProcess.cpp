@@ -13,11 +13,11 @@ OSErr SetFrontProcess(const ProcessSerialNumber *psn) {
         return procNotFound;
     }
     switch (ActivateWindowOfProcess(process->pid)) {
-    case Activation::kRequested:
+    case Activation::Requested:
         return noErr;
-    case Activation::kNoWindow:
+    case Activation::NoWindow:
         return appIsDaemon;
-    case Activation::kNoWindowServer:
+    case Activation::NoWindowServer:
         break;
     }
     return connectionInvalid;

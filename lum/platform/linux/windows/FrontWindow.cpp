@@ -3,39 +3,15 @@
 #include <xcb/res.h>
 #include <xcb/xcb.h>
 
-#include <cstdlib>
-#include <cstring>
 #include <iterator>
-#include <memory>
 #include <string_view>
 #include <vector>
 
+#include "base/WindowServer.h"
+#include "base/XcbConnection.h"
 #include "lum/platform/Session.h"
 
 namespace {
-
-struct Disconnect {
-    void operator()(xcb_connection_t *connection) const {
-        xcb_disconnect(connection);
-    }
-};
-using ScopedConnection = std::unique_ptr<xcb_connection_t, Disconnect>;
-
-struct Free {
-    void operator()(void *memory) const {
-        std::free(memory);
-    }
-};
-template <typename Reply> using ScopedReply = std::unique_ptr<Reply, Free>;
-
-ScopedConnection Connect(int *screen) {
-    const char *display = std::getenv("DISPLAY");
-    if (!display || !*display) {
-        return nullptr;
-    }
-    ScopedConnection connection(xcb_connect(display, screen));
-    return xcb_connection_has_error(connection.get()) ? nullptr : std::move(connection);
-}
 
 xcb_window_t RootWindow(xcb_connection_t *connection, int screen) {
     auto iterator = xcb_setup_roots_iterator(xcb_get_setup(connection));
@@ -52,7 +28,7 @@ public:
 
     xcb_atom_t Atom(std::string_view name) const {
         const auto cookie = xcb_intern_atom(m_connection, 1, static_cast<uint16_t>(name.size()), name.data());
-        const ScopedReply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(m_connection, cookie, nullptr));
+        const base::ScopedXcbReply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(m_connection, cookie, nullptr));
         return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
     }
 
@@ -61,7 +37,8 @@ public:
         constexpr uint32_t kLimit = 64 * 1024;
         const xcb_atom_t atom = Atom("_NET_CLIENT_LIST_STACKING");
         const auto cookie = xcb_get_property(m_connection, 0, root, atom, XCB_ATOM_WINDOW, 0, kLimit);
-        const ScopedReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(m_connection, cookie, nullptr));
+        const base::ScopedXcbReply<xcb_get_property_reply_t> reply(
+            xcb_get_property_reply(m_connection, cookie, nullptr));
         if (!reply || reply->format != 32) {
             return {};
         }
@@ -72,7 +49,8 @@ public:
 
     bool HasText(xcb_window_t window, xcb_atom_t property) const {
         const auto cookie = xcb_get_property(m_connection, 0, window, property, XCB_ATOM_ANY, 0, 1);
-        const ScopedReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(m_connection, cookie, nullptr));
+        const base::ScopedXcbReply<xcb_get_property_reply_t> reply(
+            xcb_get_property_reply(m_connection, cookie, nullptr));
         return reply && xcb_get_property_value_length(reply.get()) > 0;
     }
 
@@ -86,7 +64,8 @@ bool CanTellOwners(xcb_connection_t *connection) {
         return false;
     }
     const auto cookie = xcb_res_query_version(connection, 1, 2);
-    const ScopedReply<xcb_res_query_version_reply_t> version(xcb_res_query_version_reply(connection, cookie, nullptr));
+    const base::ScopedXcbReply<xcb_res_query_version_reply_t> version(
+        xcb_res_query_version_reply(connection, cookie, nullptr));
     return version && (version->server_major > 1 || (version->server_major == 1 && version->server_minor >= 2));
 }
 
@@ -94,7 +73,7 @@ bool CanTellOwners(xcb_connection_t *connection) {
 pid_t OwnerOf(xcb_connection_t *connection, xcb_window_t window) {
     const xcb_res_client_id_spec_t question{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
     const auto cookie = xcb_res_query_client_ids(connection, 1, &question);
-    const ScopedReply<xcb_res_query_client_ids_reply_t> reply(
+    const base::ScopedXcbReply<xcb_res_query_client_ids_reply_t> reply(
         xcb_res_query_client_ids_reply(connection, cookie, nullptr));
     if (!reply) {
         return 0;
@@ -141,27 +120,26 @@ void RequestActivation(xcb_connection_t *connection, xcb_window_t root, xcb_wind
         connection, 0, root, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
         reinterpret_cast<const char *>(&message));
     // Waits, so that the request has left before the connection is closed.
-    const ScopedReply<xcb_generic_error_t> error(xcb_request_check(connection, cookie));
+    const base::ScopedXcbReply<xcb_generic_error_t> error(xcb_request_check(connection, cookie));
 }
 
 } // namespace
 
 bool IsWindowServerAvailable() {
-    int screen = 0;
-    return Connect(&screen) != nullptr;
+    return base::HasWindowServer();
 }
 
 Activation ActivateWindowOfProcess(pid_t pid) {
     int screen = 0;
-    const ScopedConnection connection = Connect(&screen);
+    const base::ScopedXcbConnection connection = base::ConnectToWindowServer(&screen);
     if (!connection || !CanTellOwners(connection.get())) {
-        return Activation::kNoWindowServer;
+        return Activation::NoWindowServer;
     }
     const xcb_window_t root = RootWindow(connection.get(), screen);
     const xcb_window_t window = ChooseWindow(connection.get(), root, pid);
     if (window == XCB_WINDOW_NONE) {
-        return Activation::kNoWindow;
+        return Activation::NoWindow;
     }
     RequestActivation(connection.get(), root, window);
-    return Activation::kRequested;
+    return Activation::Requested;
 }

@@ -6,9 +6,9 @@
 #include <sys/types.h>
 
 enum class Activation {
-    kRequested,      // the window manager was asked; it may refuse
-    kNoWindow,       // the process has no window that the window manager knows of
-    kNoWindowServer, // the server cannot be reached, or cannot tell whose a window is
+    Requested,      // the window manager was asked; it may refuse
+    NoWindow,       // the process has no window that the window manager knows of
+    NoWindowServer, // the server cannot be reached, or cannot tell whose a window is
 };
 
 // Brings the uppermost window of the process that has a title to the front, or the uppermost when none has one.

@@ -1,4 +1,4 @@
-/* An application that does nothing until it is killed, but not for ever. */
+/* An application that does nothing until it is killed or two minutes are over. */
 #include <unistd.h>
 
 int main(void) {

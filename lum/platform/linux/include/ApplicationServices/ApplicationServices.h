@@ -45,8 +45,8 @@ typedef struct ProcessInfoRec {
     FSRefPtr processAppRef; /* in: null; the place of the application is not given */
 } ProcessInfoRec;
 
-/* Steps from one application to the next. Starting with { 0, kNoProcess } takes the list anew; the walk then goes
- * through that list, and so does GetProcessInformation for its members: an application that ends meanwhile does not
+/* Steps from one application to the next. Starting with { 0, kNoProcess } takes a new list; the walk then goes
+ * through that list, and so does GetProcessInformation for its members: an application that ends in between does not
  * break the walk. Gives procNotFound and kNoProcess at the end. Main thread only. */
 OSErr GetNextProcess(ProcessSerialNumber *psn);
 /* The name is the file name of the executable (of the script, where a script is run), UTF-8, cut at 255 bytes. */

@@ -29,7 +29,7 @@ enum {
     kCFStringEncodingUTF8 = 0x08000100,
 };
 
-#define kCFAllocatorDefault ((CFAllocatorRef)0)
+static const CFAllocatorRef kCFAllocatorDefault = 0;
 
 /* `object` must not be null. */
 CFTypeRef CFRetain(CFTypeRef object);

@@ -45,7 +45,7 @@ enum {
     errSecAllocate = -108,            // out of memory
     errSecPolicyNotFound = -25241,    // the search has no (further) policy
     errSecTrustNotAvailable = -25245, // nothing was evaluated yet
-    errSecUnknownFormat = -25257      // the bytes are no certificate
+    errSecUnknownFormat = -25257      // the bytes are not a certificate
 };
 
 typedef uint32_t SecTrustResultType;

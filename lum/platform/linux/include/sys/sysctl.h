@@ -26,7 +26,7 @@ struct kinfo_proc {
 
 /* Only { CTL_KERN, KERN_PROC, KERN_PROC_ALL }, with or without a 0 after it: one struct kinfo_proc for each process of
  * the system. With a null `oldp`, `*oldlenp` gets the bytes that the table needs, with some room for processes that
- * start meanwhile. Otherwise it holds the bytes at `oldp` and gets those filled.
+ * start in between. Otherwise it holds the bytes at `oldp` and gets those filled.
  *
  * 0, or -1 with errno: ENOMEM when the table does not fit (nothing useful is in `oldp` then), ENOENT for another name,
  * EPERM when `newp` is given, EINVAL for a null `oldlenp`, or what reading the table ran into. */

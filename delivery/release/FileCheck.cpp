@@ -1,0 +1,103 @@
+#include "delivery/release/FileCheck.h"
+
+#include <algorithm>
+
+#include "delivery/release/ReleaseFault.h"
+
+namespace delivery {
+
+namespace {
+
+struct Algorithm {
+    const char *name;
+    base::DigestMethod method;
+    std::size_t digits;
+};
+constexpr Algorithm kAlgorithms[] = {{"sha256", base::DigestMethod::Sha256, 64},
+                                     {"sha512", base::DigestMethod::Sha512, 128}};
+
+const Algorithm *Find(std::string_view name) {
+    const auto *found = std::find_if(std::begin(kAlgorithms), std::end(kAlgorithms),
+                                     [&](const Algorithm &a) { return a.name == name; });
+    return found == std::end(kAlgorithms) ? nullptr : found;
+}
+
+int DigitValue(char digit) {
+    return digit >= '0' && digit <= '9' ? digit - '0' : digit >= 'a' && digit <= 'f' ? digit - 'a' + 10 : -1;
+}
+
+constexpr char kPublishAgain[] = "; the site has to publish its release again";
+
+} // namespace
+
+std::optional<std::string> FromHex(std::string_view hex) {
+    if (hex.size() % 2 != 0) {
+        return std::nullopt;
+    }
+    std::string bytes;
+    bytes.reserve(hex.size() / 2);
+    for (std::size_t i = 0; i < hex.size(); i += 2) {
+        const int high = DigitValue(hex[i]);
+        const int low = DigitValue(hex[i + 1]);
+        if (high < 0 || low < 0) {
+            return std::nullopt;
+        }
+        bytes += static_cast<char>(high * 16 + low);
+    }
+    return bytes;
+}
+
+std::optional<bool> IsHash(const std::string &algorithm, const std::string &hex) {
+    const Algorithm *known = Find(algorithm);
+    return known ? std::optional(hex.size() == known->digits && FromHex(hex)) : std::nullopt;
+}
+
+FileCheck::FileCheck(std::string name, const FileFacts &facts)
+    : m_name(std::move(name)), m_length(facts.length), m_hasHashes(!facts.hashes.empty()) {
+    for (const auto &[algorithm, expected] : facts.hashes) {
+        if (const Algorithm *known = Find(algorithm)) {
+            m_digests.push_back({algorithm, expected, base::Digest(known->method)});
+        }
+    }
+}
+
+base::Result<void> FileCheck::Add(std::string_view bytes) {
+    m_seen += bytes.size();
+    if (m_length && m_seen > *m_length) {
+        return Refuse(ReleaseFault::TooLong, m_name + " is longer than the " + std::to_string(*m_length) +
+                                                 " bytes that the release lists" + kPublishAgain);
+    }
+    for (Running &running : m_digests) {
+        running.digest.Add(bytes);
+    }
+    return {};
+}
+
+base::Result<void> FileCheck::Finish() {
+    if (m_length && m_seen != *m_length) {
+        return Refuse(ReleaseFault::Mismatch, m_name + " has " + std::to_string(m_seen) +
+                                                  " bytes, but the release lists " + std::to_string(*m_length) +
+                                                  kPublishAgain);
+    }
+    if (m_hasHashes && m_digests.empty()) {
+        return Refuse(ReleaseFault::Mismatch, "the release lists no hash of " + m_name +
+                                                  " that this program knows (sha256, sha512); update the program");
+    }
+    for (Running &running : m_digests) {
+        if (running.digest.Hex() != running.expected) {
+            return Refuse(ReleaseFault::Mismatch, m_name + " is not the file of the release: its " + running.algorithm +
+                                                      " hash differs" + kPublishAgain);
+        }
+    }
+    return {};
+}
+
+base::Result<void> CheckFile(const std::string &name, const FileFacts &facts, std::string_view bytes) {
+    FileCheck check(name, facts);
+    if (base::Result<void> added = check.Add(bytes); !added) {
+        return added;
+    }
+    return check.Finish();
+}
+
+} // namespace delivery
