@@ -48,6 +48,18 @@ std::string ToHex(std::string_view bytes) {
     return hex;
 }
 
+std::optional<std::string> FromHex(std::string_view hex) {
+    std::string bytes;
+    for (; hex.size() >= 2; hex.remove_prefix(2)) {
+        const std::optional<unsigned> byte = ReadNumber<unsigned>(hex.substr(0, 2), 16);
+        if (!byte) {
+            return std::nullopt;
+        }
+        bytes += static_cast<char>(*byte);
+    }
+    return hex.empty() ? std::optional(bytes) : std::nullopt;
+}
+
 std::string PercentEncode(std::string_view text) {
     constexpr std::string_view kDigits = "0123456789ABCDEF";
     std::string encoded;

@@ -33,6 +33,8 @@ template <typename Number> std::optional<Number> ReadNumber(std::string_view tex
 
 // Lower-case hexadecimal, two digits a byte.
 std::string ToHex(std::string_view bytes);
+// The bytes that two hexadecimal digits each, of either case, stand for. Nothing when it is anything else.
+std::optional<std::string> FromHex(std::string_view hex);
 
 // Percent-encodes everything but ASCII letters, digits and "-._~" (RFC 3986, 2.3).
 std::string PercentEncode(std::string_view text);

@@ -37,16 +37,12 @@ Folders Folders::OfUser() {
     return folders;
 }
 
-fs::path ProgramFolder() {
-    return base::OwnProgram().parent_path();
-}
-
 fs::path OwnPart(std::string_view name) {
-    const fs::path program = ProgramFolder();
+    const fs::path folder = base::OwnProgram().parent_path();
     for (const char *place : {".", "..", LUMHOST_INSTALLED_PARTS}) { // beside it, in the build folder, installed
         std::error_code error;
-        const fs::path part = (program / place / name).lexically_normal();
-        if (!program.empty() && fs::is_directory(part, error)) {
+        const fs::path part = (folder / place / name).lexically_normal();
+        if (!folder.empty() && fs::is_directory(part, error)) {
             return part;
         }
     }

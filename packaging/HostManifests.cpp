@@ -15,9 +15,8 @@ int main(int argc, char **argv) {
     std::filesystem::create_directories(root);
     std::ofstream conffiles(root / "conffiles");
     for (const lumhost::BrowserHost &host : lumhost::SystemBrowserHosts(root / "root")) {
-        std::string error;
-        if (!host.Write(argv[2], error)) {
-            std::fprintf(stderr, "%s: %s\n", host.file.c_str(), error.c_str());
+        if (const auto written = host.Write(argv[2]); !written) {
+            std::fprintf(stderr, "%s\n", written.error().text.c_str());
             return 1;
         }
         const std::filesystem::path place = "/" / host.file.lexically_relative(root / "root");

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/Text.h"
 #include "delivery/release/ReleaseFault.h"
 
 namespace delivery {
@@ -22,34 +23,14 @@ const Algorithm *Find(std::string_view name) {
     return found == std::end(kAlgorithms) ? nullptr : found;
 }
 
-int DigitValue(char digit) {
-    return digit >= '0' && digit <= '9' ? digit - '0' : digit >= 'a' && digit <= 'f' ? digit - 'a' + 10 : -1;
-}
-
 constexpr char kPublishAgain[] = "; the site has to publish its release again";
 
 } // namespace
 
-std::optional<std::string> FromHex(std::string_view hex) {
-    if (hex.size() % 2 != 0) {
-        return std::nullopt;
-    }
-    std::string bytes;
-    bytes.reserve(hex.size() / 2);
-    for (std::size_t i = 0; i < hex.size(); i += 2) {
-        const int high = DigitValue(hex[i]);
-        const int low = DigitValue(hex[i + 1]);
-        if (high < 0 || low < 0) {
-            return std::nullopt;
-        }
-        bytes += static_cast<char>(high * 16 + low);
-    }
-    return bytes;
-}
-
 std::optional<bool> IsHash(const std::string &algorithm, const std::string &hex) {
     const Algorithm *known = Find(algorithm);
-    return known ? std::optional(hex.size() == known->digits && FromHex(hex)) : std::nullopt;
+    return known ? std::optional(hex.size() == known->digits && base::FromHex(hex) && base::Lower(hex) == hex)
+                 : std::nullopt;
 }
 
 FileCheck::FileCheck(std::string name, const FileFacts &facts)

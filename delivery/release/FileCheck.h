@@ -24,9 +24,6 @@ struct FileFacts {
 // Whether `hex` is what a digest of that algorithm looks like; nothing for an unknown algorithm.
 std::optional<bool> IsHash(const std::string &algorithm, const std::string &hex);
 
-// Lower-case hexadecimal to bytes. Nothing when it is anything else.
-std::optional<std::string> FromHex(std::string_view hex);
-
 // Fed piece by piece. Every hash of a known algorithm must match; hashes of unknown algorithms alone are a mismatch.
 class FileCheck {
 public:

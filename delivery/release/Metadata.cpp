@@ -90,7 +90,7 @@ std::vector<Signature> ReadSignatures(MetadataFields &fields, const Json::Value 
     std::set<std::string> seen;
     for (const Json::Value &entry : list) {
         Signature signature{fields.Text(entry, "keyid"), {}};
-        signature.bytes = FromHex(base::Lower(fields.Text(entry, "sig"))).value_or("");
+        signature.bytes = base::FromHex(fields.Text(entry, "sig")).value_or("");
         if (!seen.insert(signature.keyId).second) {
             fields.Complain("it has two signatures of the same key");
         }

@@ -8,9 +8,10 @@
 #include <openssl/x509.h>
 
 #include <cstddef>
+#include <optional>
 
 #include "base/Digest.h"
-#include "delivery/release/FileCheck.h"
+#include "base/Text.h"
 #include "delivery/release/StrictJson.h"
 
 namespace delivery {
@@ -46,7 +47,7 @@ std::string TextAt(const Json::Value &object, const char *name) {
 }
 
 SharedKey ReadEd25519(const std::string &hex) {
-    const std::optional<std::string> bytes = FromHex(hex);
+    const std::optional<std::string> bytes = base::FromHex(hex);
     if (!bytes || bytes->size() != 32) {
         return nullptr;
     }

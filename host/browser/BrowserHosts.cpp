@@ -41,31 +41,25 @@ BrowserHost::State BrowserHost::Look(const fs::path &program) const {
     if (!fs::exists(fs::symlink_status(file, error))) {
         return State::Missing;
     }
-    return ::base::ReadWhole(file, kLargestManifest).value_or("") == Manifest(program) ? State::Current : State::Other;
+    return base::ReadWhole(file, kLargestManifest).value_or("") == Manifest(program) ? State::Current : State::Other;
 }
 
-bool BrowserHost::Write(const fs::path &program, std::string &error) const {
+base::Result<void> BrowserHost::Write(const fs::path &program) const {
     if (Look(program) == State::Current) {
-        return true;
+        return {};
     }
-    const auto written =
-        ::base::ReplaceFile(file, Manifest(program), forAll ? ::base::Readers::Everyone : ::base::Readers::Owner);
-    if (!written) {
-        error = std::generic_category().message(written.error().code);
-    }
-    return written.has_value();
+    return base::ReplaceFile(file, Manifest(program), forAll ? base::Readers::Everyone : base::Readers::Owner);
 }
 
-bool BrowserHost::Remove(std::string &error) const {
-    std::error_code code;
-    if (!fs::remove(file, code)) {
-        error = code.message();
-        return !code;
+base::Result<void> BrowserHost::Remove() const {
+    std::error_code error;
+    if (!fs::remove(file, error)) {
+        return error ? base::SystemFailure("cannot remove " + file.string(), error.value()) : base::Result<void>();
     }
-    for (fs::path folder = file.parent_path(); folder != base && fs::remove(folder, code);) {
+    for (fs::path folder = file.parent_path(); folder != limit && fs::remove(folder, error);) {
         folder = folder.parent_path();
     }
-    return true;
+    return {};
 }
 
 std::vector<BrowserHost> UsersBrowserHosts(const Folders &folders) {

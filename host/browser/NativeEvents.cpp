@@ -2,8 +2,7 @@
 
 #include <json/json.h>
 
-#include "host/frontend/Complain.h"
-#include "host/Version.h"
+#include "host/Process.h"
 
 namespace lumhost {
 

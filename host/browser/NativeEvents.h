@@ -1,4 +1,4 @@
-// A front end that writes to the browser's extension what the page and the toolbar show.
+// A front end that tells the browser's extension what the page and the toolbar show.
 #pragma once
 
 #include "host/frontend/JsonEvents.h"

@@ -16,8 +16,12 @@ namespace {
 constexpr std::size_t kMostParameters = 1000;
 constexpr std::size_t kMostGranted = 2;
 
-NativeRefusal Malformed(const std::string &text) {
-    return {"malformed", text};
+tl::unexpected<NativeRefusal> Refuse(const char *reason, const std::string &text) {
+    return tl::unexpected<NativeRefusal>({reason, text});
+}
+
+tl::unexpected<NativeRefusal> Malformed(const std::string &text) {
+    return Refuse("malformed", text);
 }
 
 bool Parse(std::string_view json, Json::Value &value) {
@@ -76,31 +80,31 @@ std::string FirstUnknown(const Json::Value &message) {
 
 } // namespace
 
-std::variant<NativeStart, NativeRefusal> ReadNativeStart(std::string_view json) {
+tl::expected<NativeStart, NativeRefusal> ReadNativeStart(std::string_view json) {
     Json::Value message;
     if (!base::IsUtf8(json) || !Parse(json, message) || !message.isObject()) {
-        return Malformed("the message is no JSON object");
+        return Malformed("the message is not a JSON object");
     }
     if (!message["version"].isInt() || message["version"].asInt() != kNativeVersion) {
-        return NativeRefusal{"version", "the browser's extension and lumhost are not of the same version; update both"};
+        return Refuse("version", "the browser's extension and lumhost have different versions; update both");
     }
     if (const std::string name = FirstUnknown(message); !name.empty()) {
-        return NativeRefusal{"unknown-field", "the message has a field that nobody knows: " + base::OneLine(name)};
+        return Refuse("unknown-field", "the message has an unknown field: " + base::OneLine(name));
     }
     if (!message["type"].isString() || message["type"].asString() != "start") {
-        return NativeRefusal{"type", "the message is not of the type \"start\""};
+        return Refuse("type", "the message is not of the type \"start\"");
     }
     const std::optional<base::Url> page =
         IsText(message["page"]) ? base::Url::Parse(message["page"].asString()) : std::nullopt;
     if (!page || !IsText(message["origin"]) || page->Origin() != message["origin"].asString()) {
-        return NativeRefusal{"origin", "the page is no http or https page of the site that is named"};
+        return Refuse("origin", "the page is not an http or https page of the named site");
     }
     NativeStart start{*page, page->Origin(), {}, {}};
     if (!ReadParameters(message["parameters"], start)) {
-        return Malformed("\"parameters\" is no list of pairs of a name and a value");
+        return Malformed("\"parameters\" is not a list of pairs of a name and a value");
     }
     if (!ReadGranted(message["granted"], start)) {
-        return Malformed("\"granted\" is no list of sites");
+        return Malformed("\"granted\" is not a list of sites");
     }
     return start;
 }

@@ -1,20 +1,21 @@
-// What the browser's extension and this program say to each other (docs/browser.md describes it for others): texts in
-// JSON, each behind its length, four bytes in this machine's order.
+// What the browser's extension and this program say to each other (docs/browser.md describes it for others): JSON
+// texts, each after its length, four bytes in this machine's order.
 //
 //   browser                          lumhost
 //      |  <---------------- hello ------  |
 //      |  ------ start ---------------->  |
 //      |  <------------ events ---------  |   until either end closes
 //
-// The browser sends one message in all; so nothing that comes later can change what has been started.
+// The browser sends one message only, so nothing that comes later can change what has been started.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
-#include <variant>
 #include <vector>
+
+#include <tl/expected.hpp>
 
 #include "base/Url.h"
 
@@ -36,10 +37,10 @@ struct NativeStart {
     std::vector<std::string> granted; // sites that the user has just allowed, as ReadOrigin gives them
 };
 
-// The only message of the browser's. Every member must be there and none besides; texts are UTF-8 without NUL.
-std::variant<NativeStart, NativeRefusal> ReadNativeStart(std::string_view json);
+// The browser's only message. Every member must be there, and no other; texts are UTF-8 without NUL.
+tl::expected<NativeStart, NativeRefusal> ReadNativeStart(std::string_view json);
 
-// The message with its length in front.
+// The message after its length.
 std::string Framed(std::string_view message);
 
 } // namespace lumhost

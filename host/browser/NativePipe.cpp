@@ -8,22 +8,22 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 
-#include "host/run/Signals.h"
+#include "base/ScopedSignalBlock.h"
+#include "host/Process.h"
 
 namespace lumhost {
 
 namespace {
 
-constexpr int kRest = 500; // milliseconds without a byte: nothing more comes
+constexpr int kRest = 500; // milliseconds without a byte, after which no more are expected
 
 base::ScopedDescriptor TakeOver(int descriptor) {
     return base::ScopedDescriptor(fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
 
-// Waits until `descriptor` has something to say, but not longer than `milliseconds` (-1: for ever). True when it has.
+// Waits until `descriptor` is readable or closed, at most `milliseconds` (-1: for ever). True when it is.
 bool WaitFor(int descriptor, int bell, int milliseconds, bool &rung) {
     pollfd places[] = {{descriptor, POLLIN, 0}, {bell, POLLIN, 0}};
     while (poll(places, 2, milliseconds) < 0 && errno == EINTR) {
@@ -64,7 +64,7 @@ bool NativePipe::Read(char *bytes, std::size_t size) {
     return true;
 }
 
-void NativePipe::ThrowAway(std::uint64_t size) {
+void NativePipe::Discard(std::uint64_t size) {
     std::array<char, 64 * 1024> bytes{};
     pollfd ready{m_in.get(), POLLIN, 0};
     while (size > 0 && poll(&ready, 1, kRest) > 0) {
@@ -76,18 +76,18 @@ void NativePipe::ThrowAway(std::uint64_t size) {
     }
 }
 
-std::variant<std::monostate, std::string, NativeRefusal> NativePipe::Receive() {
+tl::expected<std::optional<std::string>, NativeRefusal> NativePipe::Receive() {
     std::uint32_t length = 0;
     if (!Read(reinterpret_cast<char *>(&length), sizeof length)) {
-        return std::monostate();
+        return std::nullopt;
     }
     if (length > kLargestNativeMessage) {
-        ThrowAway(length);
-        return NativeRefusal{"too-large", "the message is larger than 1 MB"};
+        Discard(length);
+        return tl::unexpected<NativeRefusal>({"too-large", "the message is larger than 1 MB"});
     }
     std::string message(length, '\0');
     if (!Read(message.data(), message.size())) {
-        return std::monostate();
+        return std::nullopt;
     }
     return message;
 }
@@ -97,13 +97,8 @@ bool NativePipe::Send(std::string_view message) {
 }
 
 void NativePipe::Listen(std::chrono::milliseconds grace, int status) {
-    // Signals are the main thread's.
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
+    const base::ScopedSignalBlock block; // signals are for the main thread
     m_thread = std::thread([this, grace, status] { Watch(grace, status); });
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 void NativePipe::Watch(std::chrono::milliseconds grace, int status) {

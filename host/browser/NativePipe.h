@@ -1,5 +1,5 @@
-// The two pipes to the browser. While this lives they are nobody else's: what is printed on standard output, here or by
-// a launched application, goes to standard error.
+// The two pipes to the browser. While this object exists only it uses them: what is printed on standard output, here or
+// by a launched application, goes to standard error.
 #pragma once
 
 #include <atomic>
@@ -8,7 +8,6 @@
 #include <string>
 #include <string_view>
 #include <thread>
-#include <variant>
 
 #include "host/browser/NativeMessage.h"
 #include "base/Files.h"
@@ -30,12 +29,12 @@ public:
     NativePipe &operator=(const NativePipe &) = delete;
 
     // Waits for the message; ends early on a signal. Nothing when the browser has closed its end.
-    std::variant<std::monostate, std::string, NativeRefusal> Receive();
+    tl::expected<std::optional<std::string>, NativeRefusal> Receive();
 
     // False when the browser does not take it. One that is larger than the browser allows is left out.
     bool Send(std::string_view message);
 
-    // From now on a thread listens. When there is news it gives this process `grace` to end in order, and then ends it
+    // Starts a thread that listens. When there is news it gives this process `grace` to end in order, and then ends it
     // with `status`, whatever it is doing.
     void Listen(std::chrono::milliseconds grace, int status);
     News news() const {
@@ -45,8 +44,8 @@ public:
 private:
     // All `size` bytes; false at the end of file.
     bool Read(char *bytes, std::size_t size);
-    // A browser that cannot get rid of its message would not read the answer.
-    void ThrowAway(std::uint64_t size);
+    // A browser that cannot finish writing its message would not read the answer.
+    void Discard(std::uint64_t size);
     void Watch(std::chrono::milliseconds grace, int status);
 
     base::ScopedDescriptor m_in;

@@ -51,9 +51,16 @@ Json::Value ToJson(const InstalledComponent &component) {
     return value;
 }
 
-// A name that stays in its folder: what stands in the record is used for removing.
-bool IsPlainName(const std::string &name) {
-    return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
+std::string ToText(const std::vector<InstalledComponent> &components) {
+    Json::Value root(Json::objectValue);
+    root["version"] = 1;
+    Json::Value &list = root["components"] = Json::Value(Json::arrayValue);
+    for (const InstalledComponent &component : components) {
+        list.append(ToJson(component));
+    }
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = " ";
+    return Json::writeString(builder, root) + "\n";
 }
 
 InstalledComponent FromJson(const Json::Value &value) {
@@ -72,6 +79,10 @@ InstalledComponent FromJson(const Json::Value &value) {
 }
 
 } // namespace
+
+bool IsPlainName(const std::string &name) {
+    return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
+}
 
 InstalledComponent Installed::Look(const fs::path &destination) {
     InstalledComponent component{destination.parent_path(), destination.filename().string(), {}};
@@ -97,10 +108,10 @@ InstalledComponent Installed::Look(const fs::path &destination) {
 }
 
 fs::path Installed::File() const {
-    return m_folders.data / "installed.json";
+    return m_folder / "installed.json";
 }
 
-std::vector<InstalledComponent> Installed::Read() const {
+std::vector<InstalledComponent> Installed::Components() const {
     std::vector<InstalledComponent> components;
     try {
         const std::string text = base::ReadWhole(File(), kLargestRecord).value_or("");
@@ -115,106 +126,41 @@ std::vector<InstalledComponent> Installed::Read() const {
                 components.push_back(std::move(component));
             }
         }
-    } catch (const Json::Exception &) { // not what this program wrote: as good as nothing
+    } catch (const Json::Exception &) { // not written by this program
         components.clear();
     }
     return components;
 }
 
-bool Installed::Write(const std::vector<InstalledComponent> &components, std::string *error) const {
-    Json::Value root(Json::objectValue);
-    root["version"] = 1;
-    Json::Value &list = root["components"] = Json::Value(Json::arrayValue);
-    for (const InstalledComponent &component : components) {
-        list.append(ToJson(component));
-    }
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = " ";
-    const base::Result<void> written = base::ReplaceFile(File(), Json::writeString(builder, root) + "\n");
-    if (!written && error) {
-        *error = std::generic_category().message(written.error().code);
-    }
-    return written.has_value();
-}
-
-bool Installed::Record(const std::vector<InstalledComponent> &added, std::string *error) const {
+base::Result<void> Installed::Record(const std::vector<InstalledComponent> &added) const {
     if (added.empty()) {
+        return {};
+    }
+    return Change([&](std::vector<InstalledComponent> &components) {
+        for (const InstalledComponent &component : added) {
+            std::erase_if(components, [&](const InstalledComponent &old) { return SameComponent(old, component); });
+            components.push_back(component);
+        }
         return true;
-    }
-    if (const base::Result<void> made = base::MakeFolder(m_folders.data); !made) {
-        if (error) {
-            *error = std::generic_category().message(made.error().code);
-        }
-        return false;
-    }
-    const auto lock = base::FileLock::Wait(m_folders.data / "installed.lock");
-    std::vector<InstalledComponent> components = Read();
-    for (const InstalledComponent &component : added) {
-        std::erase_if(components, [&](const InstalledComponent &old) { return SameComponent(old, component); });
-        components.push_back(component);
-    }
-    return Write(components, error);
+    });
 }
 
-unsigned Installed::Remove(const std::string &name, std::vector<std::string> &errors) const {
-    if (!IsPlainName(name)) {
-        return 0;
+base::Result<void> Installed::Change(const std::function<bool(std::vector<InstalledComponent> &)> &change) const {
+    if (const base::Result<void> made = base::MakeFolder(m_folder); !made) {
+        return made;
     }
-    const auto lock = base::FileLock::Wait(m_folders.data / "installed.lock");
-    std::vector<InstalledComponent> kept;
-    std::vector<fs::path> doomed;
-    for (InstalledComponent &component : Read()) {
-        if (component.name != name) {
-            kept.push_back(std::move(component));
-            continue;
-        }
-        doomed.push_back(component.folder / name);
-        for (const InstalledFile &file : component.files) { // a library's file under its versioned name
-            if (IsPlainName(file.path) && file.path != name) {
-                doomed.push_back(component.folder / file.path);
-            }
-        }
+    // Without locks, on some network file systems, the last writer wins.
+    [[maybe_unused]] const base::Result<base::FileLock> lock = base::FileLock::Wait(m_folder / "installed.lock");
+    std::vector<InstalledComponent> components = Components();
+    if (!change(components)) {
+        return {};
     }
-    for (const ComponentState &state : States()) {
-        if (!state.recorded && state.name == name) {
-            doomed.push_back(state.folder / name);
-        }
-    }
-    unsigned removed = 0;
-    for (const fs::path &path : doomed) {
-        std::error_code error;
-        if (fs::remove_all(path, error) > 0 && !error && path.filename() == name) {
-            ++removed;
-        }
-        if (error) {
-            errors.push_back(path.string() + ": " + error.message());
-        }
-    }
-    std::string error;
-    if (!doomed.empty() && errors.empty() && !Write(kept, &error)) {
-        errors.push_back("the record cannot be written: " + error);
-    }
-    return removed;
+    return base::ReplaceFile(File(), ToText(components));
 }
 
-unsigned Installed::RemoveAll(std::vector<std::string> &errors) const {
-    unsigned removed = 0;
-    std::vector<std::string> names;
-    for (const ComponentState &state : States()) {
-        names.push_back(state.name);
-    }
-    for (const std::string &name : names) {
-        removed += Remove(name, errors);
-    }
-    std::error_code error;
-    fs::remove_all(m_folders.installed, error);
-    if (error) {
-        errors.push_back(m_folders.installed.string() + ": " + error.message());
-    }
-    if (errors.empty()) {
-        fs::remove(File(), error);
-    }
-    return removed;
+void Installed::RemoveFile() const {
+    std::error_code ignored;
+    fs::remove(File(), ignored);
 }
 
 } // namespace lumhost

@@ -2,6 +2,7 @@
 
 #import <AppKit/AppKit.h>
 
+#import "base/objc/ScopedPool.h"
 #include "host/run/MainLoop.h"
 #include "base/Text.h"
 
@@ -55,16 +56,15 @@ NSInteger Ask(NSAlert *alert, const std::string &title) {
 } // namespace
 
 void ShowAlert(const std::string &title, const std::string &text) {
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    const base::ScopedPool pool;
     NSAlert *alert = NewAlert(title, text);
     [alert addButtonWithTitle:@"OK"];
     Ask(alert, title);
     [alert release];
-    [pool drain];
 }
 
 Permission AskPermission(const std::vector<std::string> &sites) {
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    const base::ScopedPool pool;
     std::string list;
     for (const std::string &site : sites) {
         list += "    " + base::OneLine(site) + "\n";
@@ -78,7 +78,6 @@ Permission AskPermission(const std::vector<std::string> &sites) {
     [alert addButtonWithTitle:@"Always Allow"];
     const NSInteger answer = Ask(alert, "Start a meeting?");
     [alert release];
-    [pool drain];
     return answer == NSAlertThirdButtonReturn    ? Permission::Always
            : answer == NSAlertSecondButtonReturn ? Permission::Once
                                                  : Permission::No;

@@ -1,3 +1,5 @@
+#include "host/run/ExtensionCopy.h"
+
 #include <fcntl.h>
 #include <stdio.h>
 #include <unistd.h>
@@ -6,8 +8,8 @@
 #include <fstream>
 #include <vector>
 
-#include "host/run/Extension.h"
 #include "base/Files.h"
+#include "host/Process.h"
 
 namespace lumhost {
 
@@ -78,9 +80,14 @@ void Swap(const fs::path &fresh, const fs::path &place) {
     fs::rename(aside, fresh);
 }
 
+// ".lumext.bundle.lock" beside "lumext.bundle"
+fs::path Hidden(const fs::path &copy, const char *ending) {
+    return copy.parent_path() / ("." + copy.filename().string() + ending);
+}
+
 void CopyAfresh(const fs::path &bundle, const fs::path &copy) {
-    // Under the lock nobody else has a staging folder here; one that is left is a killed process's.
-    const fs::path staging = copy.parent_path() / ".lumext.bundle.new";
+    // Under the lock no other process has a staging folder here; an existing one is from a killed process.
+    const fs::path staging = Hidden(copy, ".new");
     fs::remove_all(staging);
     fs::remove_all(staging.string() + ".old");
     fs::copy(bundle, staging, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
@@ -90,18 +97,39 @@ void CopyAfresh(const fs::path &bundle, const fs::path &copy) {
 
 } // namespace
 
-bool RefreshCopy(const fs::path &bundle, const fs::path &copy, std::string &error) {
+base::Result<void> RefreshCopy(const fs::path &bundle, const fs::path &copy) {
+    if (const base::Result<void> made = base::MakeFolder(copy.parent_path()); !made) {
+        return made;
+    }
     try {
-        fs::create_directories(copy.parent_path());
-        [[maybe_unused]] const auto lock = base::FileLock::Wait(copy.parent_path() / ".lumext.bundle.lock");
+        [[maybe_unused]] const auto lock = base::FileLock::Wait(Hidden(copy, ".lock"));
         if (!SameTree(bundle, copy)) {
             CopyAfresh(bundle, copy);
         }
-        return true;
+        return {};
     } catch (const fs::filesystem_error &failure) {
-        error = failure.code().message() + ": " + failure.path1().string();
-        return false;
+        return base::SystemFailure("cannot copy the extension to " + copy.string() + " (" + failure.path1().string() +
+                                       ")",
+                                   failure.code().value());
+    } catch (const std::exception &failure) { // out of memory
+        return base::Fail("cannot copy the extension to " + copy.string() + ": " + failure.what());
     }
+}
+
+fs::path BundleToLoad(const fs::path &given, const Folders &folders) {
+    if (!given.empty()) {
+        return given;
+    }
+    const fs::path own = OwnPart(kExtensionBundle);
+    const fs::path copy = folders.installed / kExtensionBundle;
+    if (own.empty()) {
+        return copy;
+    }
+    if (const base::Result<void> refreshed = RefreshCopy(own, copy); !refreshed) {
+        Complain(refreshed.error().text + "; the extension is loaded from " + own.string());
+        return own;
+    }
+    return copy;
 }
 
 } // namespace lumhost

@@ -148,19 +148,19 @@ Instance::~Instance() {
     End();
 }
 
-bool Instance::Start(std::uint32_t *code) {
+base::Result<void> Instance::Start() {
     m_cookie = NewCookie();
     Instances()[m_cookie] = this;
     const Call call(*this);
-    *code = m_extension.initInstance(m_cookie, &Table(), &m_component);
-    if (*code == kLUMNoError && m_component) {
+    const std::uint32_t code = m_extension.initInstance(m_cookie, &Table(), &m_component);
+    if (code == kLUMNoError && m_component) {
         m_extension.setWindow(m_cookie, nullptr, m_component);
-        return true;
+        return {};
     }
     Instances().erase(m_cookie);
     m_cookie = nullptr;
     m_component = nullptr;
-    return false;
+    return base::Fail("the extension did not start (code " + std::to_string(code) + ")");
 }
 
 void Instance::Beat() {

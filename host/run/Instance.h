@@ -20,7 +20,7 @@
 #include <string>
 #include <vector>
 
-#include "host/frontend/EventSink.h"
+#include "base/Result.h"
 #include "host/run/Extension.h"
 #include "delivery/page/Page.h"
 #include "host/run/PauseMeter.h"
@@ -66,8 +66,7 @@ public:
     Instance(const Instance &) = delete;
     Instance &operator=(const Instance &) = delete;
 
-    // False, with the code of the extension, when it could not be started.
-    bool Start(std::uint32_t *code);
+    base::Result<void> Start();
     void Beat();
     void Deliver();
     void End();

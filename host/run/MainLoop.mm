@@ -9,6 +9,7 @@
 #import <AppKit/AppKit.h>
 #import <GNUstepGUI/GSDisplayServer.h>
 
+#import "base/objc/ScopedPool.h"
 #include "base/Files.h"
 
 namespace {
@@ -190,7 +191,7 @@ MainLoop::~MainLoop() {
 
 void MainLoop::Run() {
     while (!m_parts->over) {
-        NSAutoreleasePool *pool = [NSAutoreleasePool new];
+        const base::ScopedPool pool;
         if (HasWindows()) {
             [m_parts->loop control:nil];
             if (!m_parts->over) {
@@ -200,7 +201,6 @@ void MainLoop::Run() {
             [[NSRunLoop currentRunLoop] runMode:NSDefaultRunLoopMode
                                      beforeDate:[NSDate dateWithTimeIntervalSinceNow:kBeat]];
         }
-        [pool drain];
     }
 }
 
@@ -224,7 +224,7 @@ std::function<void()> MainLoop::Waker() {
 void MainLoop::KeepWindowsAlive(const std::function<bool(std::chrono::milliseconds)> &ended) {
     constexpr std::chrono::milliseconds kPause(10);
     while (!ended(kPause)) {
-        NSAutoreleasePool *pool = [NSAutoreleasePool new];
+        const base::ScopedPool pool;
         if (!HasWindows()) { // nothing to look after but the signals
             [[NSRunLoop currentRunLoop] runMode:kUnpackingMode beforeDate:[NSDate distantPast]];
         } else {
@@ -236,7 +236,6 @@ void MainLoop::KeepWindowsAlive(const std::function<bool(std::chrono::millisecon
             }
             [NSApp updateWindows];
         }
-        [pool drain];
     }
 }
 

@@ -1,4 +1,4 @@
-// Gets a page: from a file, or over http and https with the same rules as every download.
+// Gets a page: from a file, or over http and https by the rules of every download.
 #pragma once
 
 #include <filesystem>
@@ -6,8 +6,10 @@
 #include <optional>
 #include <string>
 
-#include "delivery/transfer/Transfers.h"
+#include "base/Result.h"
 #include "base/Url.h"
+#include "delivery/transfer/Transfers.h"
+#include "host/Folders.h"
 
 namespace lumhost {
 
@@ -18,10 +20,11 @@ struct PageText {
 
 constexpr std::uint64_t kLargestPage = 4 << 20;
 
-// `place` is an http or https address, a file: address or a path. Blocks; gives up early when `stopped` answers true
-// (asked several times a second). Nothing, with one sentence in `error`, when there is no page to be had.
-// `settings` are those of all transfers; size and folder are set here.
-std::optional<PageText> GetPage(const std::string &place, delivery::TransferSettings settings,
-                                const std::function<bool()> &stopped, std::string &error);
+// `place` is an http or https address, a file: address or a path. Blocks; gives up early when `stopped` answers true,
+// which is asked several times a second.
+base::Result<PageText> GetPage(const std::string &place, const Folders &folders, const std::function<bool()> &stopped);
+
+// What all downloads of this program have in common: the folder they are written to, and the user agent.
+delivery::TransferSettings SettingsOfTransfers(const Folders &folders);
 
 } // namespace lumhost

@@ -5,12 +5,11 @@
 
 #include "host/run/Alerts.h"
 #include "host/trace/TraceObserver.h"
-#include "host/frontend/Complain.h"
 #include "host/trace/MessageNumber.h"
-#include "host/run/Signals.h"
 #include "base/Processes.h"
 #include "base/Text.h"
-#include "host/Version.h"
+#include "host/Process.h"
+#include "host/run/PageSource.h"
 #include "host/run/WindowServer.h"
 
 namespace lumhost {
@@ -26,13 +25,6 @@ constexpr auto kLeftRequests = 300ms;       // the same when somebody outside wa
 bool PageWaits(const delivery::Page &page) {
     const std::string *value = page.Find("klvpagewaiting_value");
     return value && *value == LUM_PAGE_WAITS;
-}
-
-delivery::TransferSettings SettingsOfTransfers(const Folders &folders) {
-    delivery::TransferSettings settings;
-    settings.folder = folders.cache;
-    settings.userAgent = std::string("lumhost/") + kVersion;
-    return settings;
 }
 
 // Whether this process started that one.
@@ -63,14 +55,12 @@ RunEnd Run::Go() {
                                  {[this] { SessionWillLaunch(); }, [this](int pid) { SessionLaunched(pid); }});
     WatchServer(); // it may go away while the first window is made
     SetState(State::Starting);
-    std::uint32_t code = 0;
-    const bool started = m_instance->Start(&code);
+    const base::Result<void> started = m_instance->Start();
     m_watch.CallEnded(m_began, Clock::now());
     if (started) {
         m_loop.Run();
     } else {
-        m_end = RunEnd{static_cast<int>(Ending::NoExtension),
-                       "the extension did not start (code " + std::to_string(code) + ")", 0};
+        m_end = RunEnd{static_cast<int>(Ending::NoExtension), started.error().text, 0};
     }
     m_instance->End();
     m_transfers->WaitForRequests(m_asked && m_settings.untilLeft ? kLeftRequests : kLastRequests);

@@ -34,14 +34,14 @@ public:
         std::vector<std::string> sites; // downloads come from these only
         Extension extension;
         std::filesystem::path bundle;
-        std::optional<std::chrono::milliseconds> timeout;
+        std::optional<std::chrono::milliseconds> timeout = {};
         bool open = false; // the next page in the desktop's browser
         bool alerts = false;
         // What has done its work goes on until the page is left, as in a browser: a player's page is sent home at the
         // end.
         bool untilLeft = false;
         // Asked several times a second: whether to end for a reason from outside. May be empty.
-        std::function<std::optional<RunEnd>()> outside;
+        std::function<std::optional<RunEnd>()> outside = {};
     };
 
     // `log` and the front end must outlive this.

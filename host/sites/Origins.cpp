@@ -1,17 +1,46 @@
 #include "host/sites/Origins.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <set>
 #include <sstream>
 
-#include "base/Url.h"
 #include "base/Files.h"
 #include "base/Text.h"
+#include "base/Url.h"
 
 namespace lumhost {
 
 namespace {
 
 constexpr std::uint64_t kLargestFile = 1 << 20;
+
+// The content, or why it is not used.
+base::Result<std::string> ReadList(const std::filesystem::path &file) {
+    const base::ScopedDescriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!descriptor && errno == ENOENT) {
+        return "";
+    }
+    struct stat status {};
+    if (!descriptor || fstat(descriptor.get(), &status) != 0) {
+        return base::SystemFailure("cannot read " + file.string(), errno);
+    }
+    if (status.st_uid != 0 && status.st_uid != geteuid()) {
+        return base::Fail(file.string() +
+                          " is not used: it belongs to another user; remove it and allow your sites again");
+    }
+    if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+        return base::Fail(file.string() +
+                          " is not used: other users may write it; check the sites in it, then type: chmod 600 " +
+                          file.string());
+    }
+    base::Result<std::string> content = base::ReadWhole(descriptor.get(), kLargestFile);
+    return content ? content : base::SystemFailure("cannot read " + file.string(), content.error().code);
+}
 
 } // namespace
 
@@ -30,45 +59,64 @@ std::optional<std::string> ReadOrigin(std::string_view text) {
 
 Origins::Origins(std::filesystem::path file) : m_file(std::move(file)) {
     base::RemoveUnfinished(m_file.parent_path());
-    std::istringstream lines(base::ReadWhole(m_file, kLargestFile).value_or(""));
+    Read();
+}
+
+void Origins::Read() {
+    const base::Result<std::string> content = ReadList(m_file);
+    m_problem = content ? "" : content.error().text;
+    std::set<std::string> origins;
+    std::istringstream lines(content.value_or(""));
     for (std::string line; std::getline(lines, line);) {
         if (const auto origin = ReadOrigin(base::OneLine(line))) {
-            m_origins.push_back(*origin);
+            origins.insert(*origin);
         }
     }
-    std::sort(m_origins.begin(), m_origins.end());
-    m_origins.erase(std::unique(m_origins.begin(), m_origins.end()), m_origins.end());
+    m_origins.assign(origins.begin(), origins.end());
 }
 
 bool Origins::IsAllowed(std::string_view origin) const {
     return std::binary_search(m_origins.begin(), m_origins.end(), origin);
 }
 
-bool Origins::Allow(const std::string &origin, std::string *error) {
-    std::vector<std::string> origins = m_origins;
-    origins.insert(std::lower_bound(origins.begin(), origins.end(), origin), origin);
-    return IsAllowed(origin) || Write(std::move(origins), error);
+base::Result<void> Origins::Allow(const std::string &origin) {
+    return Change(origin, true);
 }
 
-bool Origins::Forbid(const std::string &origin, std::string *error) {
-    std::vector<std::string> origins = m_origins;
-    std::erase(origins, origin);
-    return !IsAllowed(origin) || Write(std::move(origins), error);
+base::Result<void> Origins::Forbid(const std::string &origin) {
+    return Change(origin, false);
 }
 
-bool Origins::Write(std::vector<std::string> origins, std::string *error) {
+base::Result<void> Origins::Change(const std::string &origin, bool allow) {
+    if (const base::Result<void> made = base::MakeFolder(m_file.parent_path()); !made) {
+        return made;
+    }
+    const base::Result<base::FileLock> lock = base::FileLock::Wait(m_file.string() + ".lock");
+    if (!lock) {
+        return base::Fail(lock.error());
+    }
+    Read(); // others may have changed it
+    if (!m_problem.empty()) {
+        return base::Fail(m_problem);
+    }
+    if (IsAllowed(origin) == allow) {
+        return {};
+    }
+    std::set<std::string> origins(m_origins.begin(), m_origins.end());
+    if (allow) {
+        origins.insert(origin);
+    } else {
+        origins.erase(origin);
+    }
     std::string content;
-    for (const std::string &origin : origins) {
-        content += origin + "\n";
+    for (const std::string &each : origins) {
+        content += each + "\n";
     }
     if (const base::Result<void> written = base::ReplaceFile(m_file, content); !written) {
-        if (error) {
-            *error = std::generic_category().message(written.error().code);
-        }
-        return false;
+        return written;
     }
-    m_origins = std::move(origins);
-    return true;
+    m_origins.assign(origins.begin(), origins.end());
+    return {};
 }
 
 } // namespace lumhost

@@ -10,13 +10,13 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <ctime>
 
-#include "host/installed/Installed.h"
 #include "base/Files.h"
 #include "base/Text.h"
-#include "host/Version.h"
+#include "host/Process.h"
 
 namespace lumhost {
 
@@ -26,17 +26,17 @@ constexpr std::size_t kLargestLog = 4 << 20;
 constexpr std::uint64_t kLargestKept = 8 << 20;
 
 constexpr const char *kContents =
-    R"(This file was made by "lumhost --report". It holds, of the last start on this computer:
+    R"(This file was made by "lumhost --report". It describes the last start on this computer:
 
-  facts.json     versions of the program and of the libraries it uses, the system, the kind of desktop and language,
-                 the site, the names of the page's parameters and the values of the technical ones, how the start ended
+  facts.json     versions of the program and of the libraries it uses, the system, the desktop and its language, the
+                 site, the names of the page's parameters and the values of the technical ones, how the start ended
   trace.txt      what the extension did, step by step
   installed.txt  the installed components, and whether they are whole
   doctor.txt     whether this computer has what is needed
 
-It does not hold: the values of other parameters (meeting, session, names, titles, addresses), the part of an address
-behind "?", the name of the user and of the home folder. Parameters of one or two characters could not be taken out of
-the trace. Look through the files before you hand them on.
+It does not contain the values of other parameters (meeting, session, names, titles, addresses), the part of an address
+after "?", the name of the user or of the home folder. Parameters of one or two characters cannot be removed from the
+trace. Look through the files before you pass them on.
 )";
 
 std::string SystemName() {
@@ -176,31 +176,32 @@ void LastStart::WriteFacts() const {
     std::ignore = base::ReplaceFile(FactsFile(m_folders), Json::writeString(Json::StreamWriterBuilder(), facts) + "\n");
 }
 
-bool LastStart::Pack(const Folders &folders, const std::string &findings, const std::filesystem::path &file,
-                     std::string &error) {
+base::Result<void> LastStart::Pack(const Folders &folders, const std::string &installed, const std::string &findings,
+                                   const std::filesystem::path &file) {
     const auto facts = base::ReadWhole(FactsFile(folders), kLargestKept);
     if (!facts) {
-        error = "nothing is known of a last start";
-        return false;
+        return base::Fail("there is nothing to report: no start of this user is on record");
     }
     const Redactor redactor(folders.home, UserName(), {});
-    const std::string installed = redactor.Redact(Installed(folders).Listing());
     const base::ScopedDescriptor descriptor(open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+    if (!descriptor) {
+        return base::SystemFailure("cannot write " + file.string(), errno);
+    }
     const std::unique_ptr<archive, FreeArchive> packed(archive_write_new());
     const bool written =
-        descriptor && fchmod(descriptor.get(), 0600) == 0 &&
-        archive_write_add_filter_gzip(packed.get()) == ARCHIVE_OK &&
+        fchmod(descriptor.get(), 0600) == 0 && archive_write_add_filter_gzip(packed.get()) == ARCHIVE_OK &&
         archive_write_set_format_ustar(packed.get()) == ARCHIVE_OK &&
         archive_write_open_fd(packed.get(), descriptor.get()) == ARCHIVE_OK &&
         AddText(packed.get(), "README.txt", kContents) && AddText(packed.get(), "facts.json", *facts) &&
         AddText(packed.get(), "trace.txt", base::ReadWhole(LogFile(folders), kLargestKept).value_or("")) &&
-        AddText(packed.get(), "installed.txt", installed) &&
+        AddText(packed.get(), "installed.txt", redactor.Redact(installed)) &&
         AddText(packed.get(), "doctor.txt", redactor.Redact(findings)) &&
         archive_write_close(packed.get()) == ARCHIVE_OK;
     if (!written) {
-        error = "the file cannot be written: " + file.string();
+        const int error = archive_errno(packed.get());
+        return base::SystemFailure("cannot write " + file.string(), error > 0 ? error : EIO);
     }
-    return written;
+    return {};
 }
 
 } // namespace lumhost

@@ -5,29 +5,27 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 
 #include "base/Files.h"
 
 namespace lumhost {
 
-bool TraceFile::Open(const std::filesystem::path &file, std::string *error) {
+base::Result<void> TraceFile::Open(const std::filesystem::path &file) {
     base::ScopedDescriptor descriptor(open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
     struct stat status {};
     const bool usable =
         descriptor && fstat(descriptor.get(), &status) == 0 &&
-        // One that was there may be open to others; a terminal or a pipe is left as it is.
+        // One that exists may be readable by others; a terminal or a pipe is left as it is.
         (!S_ISREG(status.st_mode) || (fchmod(descriptor.get(), 0600) == 0 && ftruncate(descriptor.get(), 0) == 0));
     if (usable) {
         m_file.reset(fdopen(descriptor.get(), "w"));
     }
     if (!m_file) {
-        *error = std::strerror(errno);
-        return false;
+        return base::SystemFailure("cannot write " + file.string(), errno);
     }
     descriptor.Release();
     setvbuf(m_file.get(), nullptr, _IOLBF, 0); // the last lines matter most after a crash
-    return true;
+    return {};
 }
 
 void TraceFile::Add(const TraceLine &line) {

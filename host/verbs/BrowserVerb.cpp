@@ -4,30 +4,29 @@
 #include <cstdlib>
 #include <map>
 
-#include "host/browser/BrowserHosts.h"
-#include "host/frontend/Complain.h"
 #include "base/Processes.h"
 #include "base/Text.h"
+#include "host/Process.h"
+#include "host/browser/BrowserHosts.h"
 
 namespace lumhost {
 
 namespace {
 
-using Scope = CommandLine::Scope;
 using State = BrowserHost::State;
 
 void Tell(const BrowserHost &host, const char *what) {
-    std::printf("%-9s %-14s %s\n", host.browser.c_str(), what, base::OneLine(host.file.string()).c_str());
+    std::printf("%-9s %-17s %s\n", host.browser.c_str(), what, base::OneLine(host.file.string()).c_str());
 }
 
 void TellExtension() {
-    const std::filesystem::path folder = OwnPart("browser-extension");
+    const std::filesystem::path folder = OwnPart(kBrowserExtension);
     if (folder.empty()) {
-        Complain("the browsers' extension did not come with this program; install the program as a whole");
+        Complain("the browsers' extension is missing beside this program; install the package again");
         return;
     }
     std::printf(
-        "\nThe browser needs the extension, too. It is in %s.\n"
+        "\nThe browser also needs the extension, which is in %s.\n"
         "  Chromium, Chrome: open chrome://extensions, switch on \"Developer mode\", press \"Load unpacked\" and\n"
         "                    choose that folder.\n"
         "  Firefox:          open about:debugging#/runtime/this-firefox, press \"Load Temporary Add-on\" and\n"
@@ -35,12 +34,9 @@ void TellExtension() {
         base::OneLine(folder.string()).c_str());
 }
 
-std::vector<BrowserHost> Hosts(Scope scope, const Folders &folders) {
-    std::vector<BrowserHost> hosts;
-    if (scope != Scope::System) {
-        hosts = UsersBrowserHosts(folders);
-    }
-    if (scope != Scope::User) {
+std::vector<BrowserHost> Hosts(bool user, bool system, const Folders &folders) {
+    std::vector<BrowserHost> hosts = user ? UsersBrowserHosts(folders) : std::vector<BrowserHost>();
+    if (system) {
         for (BrowserHost &host : SystemBrowserHosts("/")) {
             hosts.push_back(std::move(host));
         }
@@ -48,15 +44,27 @@ std::vector<BrowserHost> Hosts(Scope scope, const Folders &folders) {
     return hosts;
 }
 
+const char *NameOf(State state) {
+    switch (state) {
+    case State::Missing:
+        return "not installed";
+    case State::Current:
+        return "installed";
+    case State::Other:
+        return "another program";
+    }
+    return "";
+}
+
 int Status(const std::vector<BrowserHost> &hosts) {
     std::map<std::string, bool> found;
     for (const BrowserHost &host : hosts) {
         const State state = host.Look(base::OwnProgram());
-        Tell(host, state == State::Current ? "installed" : state == State::Missing ? "not installed" : "another one");
+        Tell(host, NameOf(state));
         found[host.browser] = found[host.browser] || state == State::Current;
     }
-    for (const auto &[browser, is] : found) {
-        if (!is) {
+    for (const auto &[browser, isFound] : found) {
+        if (!isFound) {
             Complain(browser + " does not find this program. Type: lumhost browser install");
             return EXIT_FAILURE;
         }
@@ -65,23 +73,35 @@ int Status(const std::vector<BrowserHost> &hosts) {
     return EXIT_SUCCESS;
 }
 
-// Writes or removes; goes on after a failure.
-int Change(const std::vector<BrowserHost> &hosts, bool install) {
+// Goes on after a failure.
+int Install(const std::vector<BrowserHost> &hosts) {
     int status = EXIT_SUCCESS;
     for (const BrowserHost &host : hosts) {
-        const State wanted = install ? State::Current : State::Missing;
-        const bool is = host.Look(base::OwnProgram()) == wanted;
-        std::string error;
-        if (is || (install ? host.Write(base::OwnProgram(), error) : host.Remove(error))) {
-            Tell(host, install ? (is ? "is installed" : "installed") : is ? "was not there" : "removed");
+        const bool wasCurrent = host.Look(base::OwnProgram()) == State::Current;
+        if (const base::Result<void> written = host.Write(base::OwnProgram()); !written) {
+            Complain(written.error().text + (host.forAll ? " (needs root)" : ""));
+            status = EXIT_FAILURE;
             continue;
         }
-        Complain(base::OneLine(host.file.string()) + ": " + error +
-                 (host.forAll ? " (for all users only root can do that)" : ""));
-        status = EXIT_FAILURE;
+        Tell(host, wasCurrent ? "already installed" : "installed");
     }
-    if (install && status == EXIT_SUCCESS) {
+    if (status == EXIT_SUCCESS) {
         TellExtension();
+    }
+    return status;
+}
+
+// Likewise.
+int Uninstall(const std::vector<BrowserHost> &hosts) {
+    int status = EXIT_SUCCESS;
+    for (const BrowserHost &host : hosts) {
+        const bool wasMissing = host.Look(base::OwnProgram()) == State::Missing;
+        if (const base::Result<void> removed = host.Remove(); !removed) {
+            Complain(removed.error().text + (host.forAll ? " (needs root)" : ""));
+            status = EXIT_FAILURE;
+            continue;
+        }
+        Tell(host, wasMissing ? "was not installed" : "removed");
     }
     return status;
 }
@@ -89,12 +109,12 @@ int Change(const std::vector<BrowserHost> &hosts, bool install) {
 } // namespace
 
 int DoBrowser(const CommandLine &line, const Folders &folders) {
-    const std::string &what = line.operands.front();
-    if (what == "status") {
-        return Status(Hosts(line.scope, folders));
+    const bool unsaid = !line.forUser && !line.forSystem;
+    if (line.verb == CommandLine::Verb::BrowserStatus) {
+        return Status(Hosts(line.forUser || unsaid, line.forSystem || unsaid, folders));
     }
-    const Scope scope = line.scope == Scope::Unsaid ? Scope::User : line.scope;
-    return Change(Hosts(scope, folders), what == "install");
+    const std::vector<BrowserHost> hosts = Hosts(line.forUser || unsaid, line.forSystem, folders);
+    return line.verb == CommandLine::Verb::BrowserInstall ? Install(hosts) : Uninstall(hosts);
 }
 
 } // namespace lumhost

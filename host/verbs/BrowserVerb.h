@@ -1,8 +1,8 @@
 // `lumhost browser install|uninstall|status`.
 #pragma once
 
-#include "host/verbs/CommandLine.h"
 #include "host/Folders.h"
+#include "host/verbs/CommandLine.h"
 
 namespace lumhost {
 

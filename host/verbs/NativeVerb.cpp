@@ -2,16 +2,15 @@
 
 #include <algorithm>
 
-#include "host/run/BundleToLoad.h"
-#include "host/installed/InstallNotes.h"
-#include "host/browser/NativeEvents.h"
-#include "host/sites/Origins.h"
-#include "host/run/Run.h"
-#include "host/browser/BrowserIds.h"
-#include "host/verbs/DescriptorLimit.h"
-#include "host/run/Signals.h"
 #include "base/Text.h"
+#include "host/Process.h"
+#include "host/browser/BrowserIds.h"
+#include "host/browser/NativeEvents.h"
+#include "host/installed/InstallNotes.h"
+#include "host/run/ExtensionCopy.h"
+#include "host/run/Run.h"
 #include "host/run/WindowServer.h"
+#include "host/sites/Origins.h"
 
 namespace lumhost {
 
@@ -19,14 +18,14 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kGrace = 700ms; // to end in order, once the page is left
+constexpr auto kGrace = 700ms; // for an orderly end, after the page was left
 constexpr int kLeft = static_cast<int>(Ending::Left);
 
 int Status(Ending ending) {
     return static_cast<int>(ending);
 }
 
-// Chromium names its extension, Firefox its manifest and then the extension; a person who tries it out names nobody.
+// Chromium names its extension, Firefox its manifest and then the extension; a person who tries it out names none.
 bool IsOwnExtension(const std::vector<std::string> &caller) {
     if (caller.empty()) {
         return true;
@@ -51,63 +50,76 @@ delivery::Page PageOf(const NativeStart &start) {
     return page;
 }
 
-// Keeps what the user has just answered in the browser, and tells which sites are still not allowed. An answer about
-// another site than the page's is none.
-std::vector<std::string> NotAllowed(const NativeStart &start, const std::vector<std::string> &sites, Origins &origins,
-                                    NativeEvents &events) {
+// Saves what the user has just answered in the browser, and returns the sites that are still not allowed. An answer
+// about another site than the page's is ignored.
+std::vector<std::string> NotAllowed(const NativeStart &start, const std::vector<std::string> &sites,
+                                    const Folders &folders, NativeEvents &events) {
+    Origins origins(folders.Origins());
+    if (!origins.problem().empty()) {
+        events.OnProblem(origins.problem());
+    }
     std::vector<std::string> unknown;
     for (const std::string &site : sites) {
         const bool granted = std::find(start.granted.begin(), start.granted.end(), site) != start.granted.end();
-        if (std::string error; granted && !origins.Allow(site, &error)) {
-            events.OnProblem("this permission could not be kept: " + error);
-        }
         if (!granted && !origins.IsAllowed(site)) {
             unknown.push_back(site);
+        } else if (granted) {
+            if (const base::Result<void> kept = origins.Allow(site); !kept) {
+                events.OnProblem("the permission for " + site + " was not saved: " + kept.error().text);
+            }
         }
     }
     return unknown;
+}
+
+int Fail(NativeEvents &events, Ending ending, const std::string &reason) {
+    events.OnEnd(Status(ending), reason, 0);
+    return Status(ending);
+}
+
+// What the pipe says about the end.
+std::optional<RunEnd> EndFromBrowser(const NativePipe &pipe, NativeEvents &events) {
+    switch (pipe.news()) {
+    case NativePipe::News::None:
+        return std::nullopt;
+    case NativePipe::News::Left:
+        return RunEnd{kLeft, "the page was left", 0};
+    case NativePipe::News::Chatter:
+        break;
+    }
+    const NativeRefusal refusal{"too-many", "the browser's extension may send one message, and has sent more"};
+    events.Refuse(refusal);
+    return RunEnd{Status(Ending::WrongUse), refusal.text, 0};
 }
 
 int Go(const NativeStart &start, const CommandLine &line, const Folders &folders, NativePipe &pipe,
        NativeEvents &events) {
     delivery::Page page = PageOf(start);
     const std::vector<std::string> sites = page.Sites();
-    Origins origins(folders.config / "allowed-origins");
-    if (const auto unknown = NotAllowed(start, sites, origins, events); !unknown.empty()) {
+    if (const auto unknown = NotAllowed(start, sites, folders, events); !unknown.empty()) {
         events.Forbid(unknown);
-        events.OnEnd(Status(Ending::NotAllowed), "the site is not allowed", 0);
-        return Status(Ending::NotAllowed);
+        return Fail(events, Ending::NotAllowed, "the site is not allowed");
     }
-    std::string error;
     TraceFile log;
-    if (!line.log.empty() && !log.Open(line.log, &error)) {
-        events.OnEnd(Status(Ending::WrongUse), "the trace cannot be written: " + error, 0);
-        return Status(Ending::WrongUse);
+    if (const base::Result<void> opened = line.log.empty() ? base::Result<void>() : log.Open(line.log); !opened) {
+        return Fail(events, Ending::WrongUse, opened.error().text);
     }
     SettleInstallNotes(folders);
     const std::filesystem::path bundle = BundleToLoad(line.extension, folders);
-    const auto extension = Extension::Load(bundle, error);
+    const base::Result<Extension> extension = Extension::Load(bundle);
     if (!extension) {
-        events.OnProblem("lumhost cannot load its extension: " + base::OneLine(error) +
-                         "; \"lumhost doctor\" says more");
-        events.OnEnd(Status(Ending::NoExtension), "the extension cannot be loaded", 0);
-        return Status(Ending::NoExtension);
+        events.OnProblem(base::OneLine(extension.error().text) + "; \"lumhost doctor\" says more");
+        return Fail(events, Ending::NoExtension, "the extension cannot be loaded");
     }
-    const auto outside = [&pipe, &events]() -> std::optional<RunEnd> {
-        switch (pipe.news()) {
-        case NativePipe::News::None:
-            return std::nullopt;
-        case NativePipe::News::Left:
-            return RunEnd{kLeft, "the page was left", 0};
-        case NativePipe::News::Chatter:
-            break;
-        }
-        const NativeRefusal refusal{"too-many", "the browser's extension may send one message, and has sent more"};
-        events.Refuse(refusal);
-        return RunEnd{Status(Ending::WrongUse), refusal.text, 0};
-    };
-    Run run({std::move(page), sites, *extension, bundle, line.timeout, false, CanShowWindows(), true, outside}, folders,
-            log, events);
+    Run run({.page = std::move(page),
+             .sites = sites,
+             .extension = *extension,
+             .bundle = bundle,
+             .timeout = line.timeout,
+             .alerts = CanShowWindows(),
+             .untilLeft = true,
+             .outside = [&pipe, &events] { return EndFromBrowser(pipe, events); }},
+            folders, log, events);
     return run.Go().status;
 }
 
@@ -122,20 +134,19 @@ int StartForBrowser(const CommandLine &line, const Folders &folders) {
         return Refuse(events, {"caller", "only the extension " + std::string(kChromiumExtension) + " may use lumhost"});
     }
     events.Hello();
-    const auto received = pipe.Receive();
-    if (const auto *refusal = std::get_if<NativeRefusal>(&received)) {
-        return Refuse(events, *refusal);
-    }
-    const auto *message = std::get_if<std::string>(&received);
+    const auto message = pipe.Receive();
     if (!message) {
+        return Refuse(events, message.error());
+    }
+    if (!*message) {
         return kLeft;
     }
-    const auto start = ReadNativeStart(*message);
-    if (const auto *refusal = std::get_if<NativeRefusal>(&start)) {
-        return Refuse(events, *refusal);
+    const auto start = ReadNativeStart(**message);
+    if (!start) {
+        return Refuse(events, start.error());
     }
     pipe.Listen(kGrace, kLeft);
-    return Go(std::get<NativeStart>(start), line, folders, pipe, events);
+    return Go(*start, line, folders, pipe, events);
 }
 
 } // namespace lumhost

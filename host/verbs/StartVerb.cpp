@@ -3,27 +3,24 @@
 #include <cstdio>
 #include <memory>
 
-#include "host/run/Alerts.h"
-#include "host/run/BundleToLoad.h"
-#include "host/installed/InstallNotes.h"
+#include "base/Text.h"
+#include "host/Process.h"
 #include "host/frontend/JsonEvents.h"
-#include "host/sites/Origins.h"
+#include "host/frontend/Terminal.h"
+#include "host/installed/InstallNotes.h"
+#include "host/run/Alerts.h"
+#include "host/run/ExtensionCopy.h"
 #include "host/run/PageSource.h"
 #include "host/run/Run.h"
-#include "host/frontend/Terminal.h"
-#include "host/frontend/Complain.h"
-#include "host/verbs/DescriptorLimit.h"
-#include "host/run/Signals.h"
-#include "base/Text.h"
-#include "host/Version.h"
 #include "host/run/WindowServer.h"
+#include "host/sites/Origins.h"
 
 namespace lumhost {
 
 namespace {
 
 int Fail(EventSink &sink, Ending ending, const std::string &text) {
-    if (const int signal = PendingSignal()) { // whatever failed, it failed because of that
+    if (const int signal = PendingSignal()) { // whatever failed, it failed because of the signal
         const int status = static_cast<int>(Ending::Signal) + signal;
         sink.OnEnd(status, "ended by a signal", 0);
         return status;
@@ -40,24 +37,17 @@ std::unique_ptr<EventSink> NewSink(bool json) {
     return std::make_unique<Terminal>(stdout, TerminalWidth(stdout));
 }
 
-// The page with the user's own parameters; nothing, with a sentence, when it cannot be had or has nothing to start.
-std::optional<delivery::Page> ReadPage(const CommandLine &line, const Folders &folders, std::string &error) {
+// The page with the user's own parameters.
+base::Result<delivery::Page> ReadPage(const CommandLine &line, const Folders &folders) {
     const std::string &place = line.operands.front();
-    delivery::TransferSettings settings;
-    settings.folder = folders.cache;
-    settings.userAgent = std::string("lumhost/") + kVersion;
-    std::string reason;
-    const auto text = GetPage(
-        place, settings, [] { return PendingSignal() != 0; }, reason);
+    const auto text = GetPage(place, folders, [] { return PendingSignal() != 0; });
     if (!text) {
-        error = base::OneLine(place) + ": " + base::OneLine(reason);
-        return std::nullopt;
+        return base::Fail(text.error());
     }
     delivery::Page page(text->address);
     if (!page.ReadObject(text->html)) {
-        error = base::OneLine(place) + ": there is nothing to start on this page (no <object> or <embed> of the type " +
-                "application/x-lum)";
-        return std::nullopt;
+        return base::Fail(place + ": there is nothing to start on this page (no <object> or <embed> of the type " +
+                          "application/x-lum)");
     }
     for (const auto &[name, value] : line.parameters) {
         page.Set(name, value);
@@ -66,7 +56,7 @@ std::optional<delivery::Page> ReadPage(const CommandLine &line, const Folders &f
 }
 
 // So that a signal ends the question.
-class Patience final : public MainLoop::Client {
+class QuestionClient final : public MainLoop::Client {
     void Control() override {
         if (PendingSignal() != 0) {
             MainLoop::EndModal();
@@ -78,35 +68,77 @@ class Patience final : public MainLoop::Client {
 };
 
 Permission Ask(const std::vector<std::string> &sites) {
-    Patience patience;
-    const MainLoop loop(patience);
+    if (!CanShowWindows()) {
+        return Permission::No;
+    }
+    QuestionClient client;
+    const MainLoop loop(client);
     return AskPermission(sites);
 }
 
-// Whether the sites may act; asks where there is somebody to ask. Otherwise `error` says what the user has to type.
-bool AreAllowed(const std::vector<std::string> &sites, Origins &origins, std::string &error) {
+void Remember(const std::vector<std::string> &sites, Origins &origins) {
+    for (const std::string &site : sites) {
+        if (const base::Result<void> kept = origins.Allow(site); !kept) {
+            Complain("the permission for " + site + " was not saved: " + kept.error().text);
+        }
+    }
+}
+
+// Whether the sites may act; asks where there is a window server. The Error says what the user has to type.
+base::Result<void> CheckAllowed(const std::vector<std::string> &sites, const Folders &folders) {
+    Origins origins(folders.Origins());
+    if (!origins.problem().empty()) {
+        Complain(origins.problem());
+    }
     std::vector<std::string> unknown;
     for (const std::string &site : sites) {
         if (!origins.IsAllowed(site)) {
             unknown.push_back(site);
         }
     }
-    if (unknown.empty()) {
-        return true;
+    const Permission answer = unknown.empty() ? Permission::Once : Ask(unknown);
+    if (answer == Permission::Always) {
+        Remember(unknown, origins);
     }
-    const Permission answer = CanShowWindows() ? Ask(unknown) : Permission::No;
-    if (answer == Permission::Once) {
-        return true;
+    if (answer != Permission::No) {
+        return {};
     }
+    std::string text;
     for (const std::string &site : unknown) {
-        if (answer == Permission::No) {
-            error += (error.empty() ? "" : "; ") + ("pages of " + site + " are not allowed to start anything. " +
-                                                    "If you know this site, type: lumhost allow " + site);
-        } else if (std::string reason; !origins.Allow(site, &reason)) {
-            Complain("this permission could not be kept: " + reason);
-        }
+        text += (text.empty() ? "" : "; ") + ("pages of " + site + " are not allowed to start anything. " +
+                                              "If you know this site, type: lumhost allow " + site);
     }
-    return answer == Permission::Always;
+    return base::Fail(text);
+}
+
+int Start(const CommandLine &line, const Folders &folders, EventSink &sink) {
+    TraceFile log;
+    if (const base::Result<void> opened = line.log.empty() ? base::Result<void>() : log.Open(line.log); !opened) {
+        return Fail(sink, Ending::WrongUse, opened.error().text);
+    }
+    base::Result<delivery::Page> page = ReadPage(line, folders);
+    if (!page) {
+        return Fail(sink, Ending::NoPage, page.error().text);
+    }
+    const std::vector<std::string> sites = page->Sites();
+    if (const base::Result<void> allowed = CheckAllowed(sites, folders); !allowed) {
+        return Fail(sink, Ending::NotAllowed, allowed.error().text);
+    }
+    SettleInstallNotes(folders);
+    const std::filesystem::path bundle = BundleToLoad(line.extension, folders);
+    const base::Result<Extension> extension = Extension::Load(bundle);
+    if (!extension) {
+        return Fail(sink, Ending::NoExtension, extension.error().text);
+    }
+    Run run({.page = std::move(*page),
+             .sites = sites,
+             .extension = *extension,
+             .bundle = bundle,
+             .timeout = line.timeout,
+             .open = line.open,
+             .alerts = CanShowWindows()},
+            folders, log, sink);
+    return run.Go().status;
 }
 
 } // namespace
@@ -114,30 +146,7 @@ bool AreAllowed(const std::vector<std::string> &sites, Origins &origins, std::st
 int StartPage(const CommandLine &line, const Folders &folders) {
     WatchSignals();
     RaiseDescriptorLimit();
-    const std::unique_ptr<EventSink> sink = NewSink(line.json);
-    std::string error;
-    TraceFile log;
-    if (!line.log.empty() && !log.Open(line.log, &error)) {
-        return Fail(*sink, Ending::WrongUse, line.log.string() + ": " + error);
-    }
-    std::optional<delivery::Page> page = ReadPage(line, folders, error);
-    if (!page) {
-        return Fail(*sink, Ending::NoPage, error);
-    }
-    Origins origins(folders.config / "allowed-origins");
-    const std::vector<std::string> sites = page->Sites();
-    if (!AreAllowed(sites, origins, error)) {
-        return Fail(*sink, Ending::NotAllowed, error);
-    }
-    SettleInstallNotes(folders);
-    const std::filesystem::path bundle = BundleToLoad(line.extension, folders);
-    const auto extension = Extension::Load(bundle, error);
-    if (!extension) {
-        return Fail(*sink, Ending::NoExtension, bundle.string() + ": " + error);
-    }
-    Run run({std::move(*page), sites, *extension, bundle, line.timeout, line.open, CanShowWindows(), false, {}},
-            folders, log, *sink);
-    return run.Go().status;
+    return Start(line, folders, *NewSink(line.json));
 }
 
 } // namespace lumhost

@@ -1,23 +1,25 @@
-// The program: reads the command line and hands on to the verb.
+// The program: reads the command line and calls the verb.
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
 
 #import <Foundation/Foundation.h>
 
+#import "base/objc/ScopedPool.h"
+#include "base/Text.h"
+#include "host/Process.h"
+#include "host/frontend/EventSink.h"
+#include "host/installed/ComponentState.h"
+#include "host/installed/InstallNotes.h"
+#include "host/installed/Removal.h"
+#include "host/sites/Origins.h"
+#include "host/trace/LastStart.h"
 #include "host/verbs/BrowserVerb.h"
 #include "host/verbs/CommandLine.h"
+#include "host/verbs/Commands.h"
 #include "host/verbs/Doctor.h"
-#include "host/frontend/EventSink.h"
-#include "host/installed/InstallNotes.h"
-#include "host/installed/Installed.h"
-#include "host/trace/LastStart.h"
 #include "host/verbs/NativeVerb.h"
-#include "host/sites/Origins.h"
 #include "host/verbs/StartVerb.h"
-#include "host/frontend/Complain.h"
-#include "base/Text.h"
-#include "host/Version.h"
 #include "theme/UseTheme.h"
 
 namespace lumhost {
@@ -29,15 +31,14 @@ constexpr int kWrongUse = static_cast<int>(Ending::WrongUse);
 int ChangeOrigins(const CommandLine &line, const Folders &folders) {
     const auto origin = ReadOrigin(line.operands.front());
     if (!origin) {
-        Complain("\"" + base::OneLine(line.operands.front()) +
-                 "\" is no site; a site is written like https://meet.example");
+        Complain(base::Quoted(line.operands.front()) +
+                 " is not a valid site; expected for example https://meet.example");
         return kWrongUse;
     }
-    Origins origins(folders.config / "allowed-origins");
+    Origins origins(folders.Origins());
     const bool allow = line.verb == CommandLine::Verb::Allow;
-    std::string error;
-    if (!(allow ? origins.Allow(*origin, &error) : origins.Forbid(*origin, &error))) {
-        Complain("the list of sites cannot be written: " + error);
+    if (const base::Result<void> changed = allow ? origins.Allow(*origin) : origins.Forbid(*origin); !changed) {
+        Complain(changed.error().text);
         return EXIT_FAILURE;
     }
     std::printf("%s: %s\n", allow ? "allowed" : "not allowed", origin->c_str());
@@ -45,7 +46,11 @@ int ChangeOrigins(const CommandLine &line, const Folders &folders) {
 }
 
 int ListOrigins(const Folders &folders) {
-    const Origins origins(folders.config / "allowed-origins");
+    const Origins origins(folders.Origins());
+    if (!origins.problem().empty()) {
+        Complain(origins.problem());
+        return EXIT_FAILURE;
+    }
     for (const std::string &origin : origins.all()) {
         std::puts(origin.c_str());
     }
@@ -54,9 +59,9 @@ int ListOrigins(const Folders &folders) {
 
 int ShowStatus(const Folders &folders) {
     SettleInstallNotes(folders);
-    const Installed installed(folders);
-    std::fputs(installed.Listing().c_str(), stdout);
-    for (const ComponentState &state : installed.States()) {
+    const std::vector<ComponentState> states = ComponentStates(folders);
+    std::fputs(Listing(states, folders).c_str(), stdout);
+    for (const ComponentState &state : states) {
         if (state.recorded && !state.whole()) {
             return EXIT_FAILURE;
         }
@@ -64,43 +69,60 @@ int ShowStatus(const Folders &folders) {
     return EXIT_SUCCESS;
 }
 
+void Add(const Removal &more, Removal &sum) {
+    sum.removed += more.removed;
+    sum.errors.insert(sum.errors.end(), more.errors.begin(), more.errors.end());
+}
+
 int Remove(const CommandLine &line, const Folders &folders) {
     SettleInstallNotes(folders);
-    const Installed installed(folders);
-    std::vector<std::string> errors;
-    unsigned removed = line.all ? installed.RemoveAll(errors) : 0;
-    for (const std::string &name : line.operands) {
-        const unsigned now = installed.Remove(name, errors);
-        if (now == 0) {
-            errors.push_back("\"" + base::OneLine(name) + "\" is not installed");
-        }
-        removed += now;
+    Removal sum;
+    if (line.all) {
+        Add(RemoveEverything(folders), sum);
     }
-    std::printf("removed: %u\n", removed);
-    for (const std::string &error : errors) {
+    for (const std::string &name : line.operands) {
+        const Removal removal = RemoveComponents(folders, name);
+        Add(removal, sum);
+        if (removal.removed == 0 && removal.errors.empty()) {
+            sum.errors.push_back(base::Quoted(name) + " is not installed");
+        }
+    }
+    std::printf("removed: %u\n", sum.removed);
+    for (const std::string &error : sum.errors) {
         Complain(error);
     }
-    return errors.empty() ? EXIT_SUCCESS : EXIT_FAILURE;
+    return sum.errors.empty() ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+int DoDoctor(const Folders &folders) {
+    const base::Findings findings = Examine(folders);
+    std::fputs(ToText(findings).c_str(), stdout);
+    return base::HasErrors(findings) ? EXIT_FAILURE : EXIT_SUCCESS;
 }
 
 int PackReport(const CommandLine &line, const Folders &folders) {
-    std::string error;
-    if (!LastStart::Pack(folders, ToText(Examine(folders)), line.report, error)) {
-        Complain(error);
+    const std::string installed = Listing(ComponentStates(folders), folders);
+    if (const auto packed = LastStart::Pack(folders, installed, ToText(Examine(folders)), line.report); !packed) {
+        Complain(packed.error().text);
         return EXIT_FAILURE;
     }
     // Standard output may be read by a program.
-    Complain(line.report.string() + " holds what support needs; what that is stands in its README.txt");
+    Complain(line.report.string() + " contains the support report; its README.txt lists what is included");
     return EXIT_SUCCESS;
 }
 
 int Start(const CommandLine &line, const Folders &folders) {
-    UseTheme(OwnPart("Lum.theme").c_str());
+    UseTheme(OwnPart(kTheme).c_str());
     const int status = StartPage(line, folders);
     if (!line.report.empty()) {
         PackReport(line, folders);
     }
     return status;
+}
+
+int StartNative(const CommandLine &line, const Folders &folders) {
+    UseTheme(OwnPart(kTheme).c_str());
+    return StartForBrowser(line, folders);
 }
 
 int Do(const CommandLine &line, const Folders &folders) {
@@ -113,24 +135,22 @@ int Do(const CommandLine &line, const Folders &folders) {
         return ChangeOrigins(line, folders);
     case Verb::Allowed:
         return ListOrigins(folders);
-    case Verb::Doctor: {
-        const std::vector<Finding> findings = Examine(folders);
-        std::fputs(ToText(findings).c_str(), stdout);
-        return AnyBad(findings) ? EXIT_FAILURE : EXIT_SUCCESS;
-    }
+    case Verb::Doctor:
+        return DoDoctor(folders);
     case Verb::Status:
         return ShowStatus(folders);
     case Verb::Remove:
         return Remove(line, folders);
     case Verb::Report:
         return PackReport(line, folders);
-    case Verb::Browser:
+    case Verb::BrowserInstall:
+    case Verb::BrowserUninstall:
+    case Verb::BrowserStatus:
         return DoBrowser(line, folders);
     case Verb::Native:
-        UseTheme(OwnPart("Lum.theme").c_str());
-        return StartForBrowser(line, folders);
+        return StartNative(line, folders);
     case Verb::Help:
-        std::fputs(kUsage, stdout);
+        std::fputs(base::HelpText(Commands(), line.operands.front()).c_str(), stdout);
         return EXIT_SUCCESS;
     case Verb::Version:
         std::printf("lumhost %s\n", kVersion);
@@ -140,14 +160,13 @@ int Do(const CommandLine &line, const Folders &folders) {
 }
 
 int Main(const std::vector<std::string> &arguments) {
-    const auto line = ReadCommandLine(arguments);
-    if (const auto *problem = std::get_if<std::string>(&line)) {
-        Complain(base::OneLine(*problem));
-        std::fputs("Type \"lumhost --help\" for what it can do.\n", stderr);
+    const base::Result<CommandLine> line = ReadCommandLine(arguments);
+    if (!line) {
+        Complain(line.error().text);
         return kWrongUse;
     }
     try {
-        return Do(std::get<CommandLine>(line), Folders::OfUser());
+        return Do(*line, Folders::OfUser());
     } catch (const std::exception &failure) { // no thread, no memory
         Complain(failure.what());
         return EXIT_FAILURE;
@@ -163,8 +182,6 @@ int main(int argc, char **argv) {
     setenv("GNUSTEP_STRING_ENCODING", "NSUTF8StringEncoding", 0);
     std::setlocale(LC_CTYPE, "");
     HideArguments(argv);
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
-    const int status = lumhost::Main({argv + 1, argv + argc});
-    [pool drain];
-    return status;
+    const base::ScopedPool pool;
+    return lumhost::Main({argv + 1, argv + argc});
 }

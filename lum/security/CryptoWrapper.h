@@ -24,6 +24,7 @@
 #include <openssl/sha.h>
 #include <openssl/x509.h>
 
+#include "lum/security/CryptoNames.h"
 #include "lum/security/Sha1WithRsa.h"
 
 // NOLINTBEGIN(readability-identifier-naming): the names are the interface's own
@@ -37,34 +38,6 @@ unsigned char strToChar(char high, char low);
 #import <Foundation/NSData.h>
 #import <Foundation/NSObject.h>
 #import <Foundation/NSString.h>
-
-// X(name) for every function, in the order in which they are looked up.
-#define LUM_CRYPTO_FUNCTIONS(X)                                                                                        \
-    X(SHA_Init)                                                                                                        \
-    X(SHA1_Update)                                                                                                     \
-    X(SHA1_Final)                                                                                                      \
-    X(SHA256_Init)                                                                                                     \
-    X(SHA256_Update)                                                                                                   \
-    X(SHA256_Final)                                                                                                    \
-    X(BIO_free)                                                                                                        \
-    X(BIO_new)                                                                                                         \
-    X(BIO_free_all)                                                                                                    \
-    X(BIO_new_mem_buf)                                                                                                 \
-    X(BIO_set_flags)                                                                                                   \
-    X(BIO_f_base64)                                                                                                    \
-    X(BIO_push)                                                                                                        \
-    X(BIO_read)                                                                                                        \
-    X(RSA_free)                                                                                                        \
-    X(RSA_verify)                                                                                                      \
-    X(AES_set_encrypt_key)                                                                                             \
-    X(AES_cbc_encrypt)                                                                                                 \
-    X(EVP_PKEY_free)                                                                                                   \
-    X(EVP_PKEY_get1_RSA)                                                                                               \
-    X(X509_free)                                                                                                       \
-    X(X509_get_pubkey)                                                                                                 \
-    X(PEM_read_bio_RSAPrivateKey)                                                                                      \
-    X(d2i_X509)                                                                                                        \
-    X(RSA_sign)
 
 // Lum_RSA_sign is the type of a pointer to RSA_sign, and so on: the library's own declarations, so the compiler holds
 // the table against them.

@@ -41,6 +41,10 @@ TEST(Text, CopiesEndWhereTheRoomEnds) {
 
 TEST(Text, IsEncodedAndDecoded) {
     EXPECT_EQ(ToHex({"\x00\x7f\xff", 3}), "007fff");
+    EXPECT_EQ(FromHex("007fFF"), std::string("\x00\x7f\xff", 3));
+    for (const char *wrong : {"0", "0g", "+1", "0x", " 1"}) {
+        EXPECT_FALSE(FromHex(wrong)) << wrong;
+    }
     EXPECT_EQ(PercentEncode("a-._~ /\u00e4"), "a-._~%20%2F%C3%A4");
     struct {
         const char *text;

@@ -88,7 +88,7 @@ TEST_F(LumhostWithoutWindowsTest, AWholeStart) {
     EXPECT_EQ(0600U, status.st_mode & 0777);
 
     Lumhost overview({"status"});
-    EXPECT_THAT(overview.Out(), HasSubstr("Hall.app  whole (1 files)"));
+    EXPECT_THAT(overview.Out(), HasSubstr("Hall.app  whole (1 file)"));
     EXPECT_EQ(0, overview.Wait());
     place.Write("Kelvo Folder/Hall.app/run", "c0de");
     EXPECT_EQ(1, Lumhost({"status"}).Wait());
@@ -127,10 +127,10 @@ TEST_F(LumhostWithoutWindowsTest, ExitStatuses) {
         {"no such page", Arguments(place / "none.html"), 3, "No such file"},
         {"a folder", Arguments(place.path().string()), 3, "directory"},
         {"no such address", Arguments(server.Url("/none.html")), 3, "404"},
-        {"another scheme", Arguments("https://"), 3, "no usable address"},
+        {"another scheme", Arguments("https://"), 3, "is not a valid address"},
         {"nothing to start", Arguments(place.Write("plain.html", "<p>hello")), 3, "application/x-lum"},
         {"no such extension", {Page("stop"), "--extension", place / "none.bundle"}, 5, "none.bundle"},
-        {"an extension that is none", {Page("stop"), "--extension", place.path().string()}, 5, "no bundle"},
+        {"an extension that is none", {Page("stop"), "--extension", place.path().string()}, 5, "not a bundle"},
     };
     for (const Case &test : cases) {
         SCOPED_TRACE(test.what);

@@ -61,9 +61,8 @@ TEST(BrowserHosts, AreWrittenAndRemoved) {
     place.Write("home/.config/chromium/Preferences", "{}");
     for (const BrowserHost &host : All(place)) {
         SCOPED_TRACE(host.file);
-        std::string error;
         EXPECT_EQ(State::Missing, host.Look(kProgram));
-        ASSERT_TRUE(host.Write(kProgram, error)) << error;
+        ASSERT_TRUE(host.Write(kProgram));
         EXPECT_EQ(State::Current, host.Look(kProgram));
         EXPECT_EQ(State::Other, host.Look("/elsewhere/lumhost"));
         EXPECT_EQ(host.forAll ? 0644U : 0600U, Mode(host.file));
@@ -81,16 +80,16 @@ TEST(BrowserHosts, AreWrittenAndRemoved) {
         }
 
         const auto time = fs::last_write_time(host.file);
-        EXPECT_TRUE(host.Write(kProgram, error));
+        EXPECT_TRUE(host.Write(kProgram));
         EXPECT_EQ(time, fs::last_write_time(host.file)) << "nothing to do";
         place.Write(host.file.lexically_relative(place.path()).string(), "broken");
-        EXPECT_TRUE(host.Write(kProgram, error));
+        EXPECT_TRUE(host.Write(kProgram));
         EXPECT_EQ(State::Current, host.Look(kProgram));
 
-        EXPECT_TRUE(host.Remove(error)) << error;
-        EXPECT_TRUE(host.Remove(error)) << "twice";
+        EXPECT_TRUE(host.Remove());
+        EXPECT_TRUE(host.Remove()) << "twice";
         EXPECT_FALSE(fs::exists(host.file.parent_path()));
-        EXPECT_TRUE(fs::exists(host.base)) << "that is not ours";
+        EXPECT_TRUE(fs::exists(host.limit)) << "that is not ours";
     }
     EXPECT_TRUE(fs::exists(place / "home/.config/chromium/Preferences"));
 }
@@ -99,9 +98,9 @@ TEST(BrowserHosts, FailuresChangeNothing) {
     const TempDir place;
     place.Write("home/.config/chromium", "a file in the way");
     const BrowserHost host = All(place).front();
-    std::string error;
-    EXPECT_FALSE(host.Write(kProgram, error));
-    EXPECT_EQ("Not a directory", error);
+    const auto written = host.Write(kProgram);
+    ASSERT_FALSE(written);
+    EXPECT_THAT(written.error().text, testing::HasSubstr("Not a directory"));
     EXPECT_EQ("a file in the way", ReadFile(place / "home/.config/chromium"));
 }
 

@@ -1,14 +1,13 @@
-// The record of what was installed, and the user's copy of the extension.
+// The record of what was installed.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <fstream>
-
-#include "host/run/Extension.h"
+#include "host/installed/ComponentState.h"
 #include "host/installed/InstallNotes.h"
 #include "host/installed/Installed.h"
+#include "host/installed/Removal.h"
 #include "tests/support/TempDir.h"
 
 using namespace lumhost;
@@ -33,7 +32,7 @@ protected:
     }
 
     ComponentState State(const std::string &name) const {
-        for (const ComponentState &state : Installed(folders).States()) {
+        for (const ComponentState &state : ComponentStates(folders)) {
             if (state.name == name) {
                 return state;
             }
@@ -71,11 +70,11 @@ TEST_F(InstalledTest, TellsWholeFromBroken) {
     fs::remove(bundle / "Contents/MacOS/link");
     EXPECT_THAT(State("Hall.app").changed, ElementsAre("Hall.app/Contents/MacOS/run", "Hall.app/Current"));
     EXPECT_THAT(State("Hall.app").missing, ElementsAre("Hall.app/Contents/MacOS/link"));
-    EXPECT_THAT(installed.Listing(), HasSubstr("Hall.app  2.4.1  NOT WHOLE"));
+    EXPECT_THAT(Listing(ComponentStates(folders), folders), HasSubstr("Hall.app  2.4.1  DAMAGED"));
 
     ASSERT_TRUE(installed.Record({Installed::Look(bundle)})) << "installed anew";
     EXPECT_TRUE(State("Hall.app").whole());
-    EXPECT_EQ(1U, installed.States().size());
+    EXPECT_EQ(1U, ComponentStates(folders).size());
 }
 
 TEST_F(InstalledTest, LibrariesUnderTheirVersions) {
@@ -89,11 +88,11 @@ TEST_F(InstalledTest, LibrariesUnderTheirVersions) {
     EXPECT_THAT(State("libsound.dylib").missing, ElementsAre("libsound-1.0.3.0.dylib"));
     place.Write("Kelvo Folder/libsound-1.0.3.0.dylib", "code");
 
-    std::vector<std::string> errors;
-    EXPECT_EQ(1U, installed.Remove("libsound.dylib", errors));
-    EXPECT_THAT(errors, IsEmpty());
+    const Removal removal = RemoveComponents(folders, "libsound.dylib");
+    EXPECT_EQ(1U, removal.removed);
+    EXPECT_THAT(removal.errors, IsEmpty());
     EXPECT_TRUE(fs::is_empty(folders.installed));
-    EXPECT_THAT(installed.States(), IsEmpty());
+    EXPECT_THAT(ComponentStates(folders), IsEmpty());
 }
 
 TEST_F(InstalledTest, WhatIsNotOnRecordIsListed) {
@@ -101,12 +100,10 @@ TEST_F(InstalledTest, WhatIsNotOnRecordIsListed) {
     place.Write("Kelvo Folder/2.4/lummac.ini", "");
     place.Write("Kelvo Folder/lumext.bundle/lumext", "");
     place.Write("Kelvo Folder/.staging.bundle/x", "");
-    const Installed installed(folders);
-    ASSERT_EQ(1U, installed.States().size());
+    ASSERT_EQ(1U, ComponentStates(folders).size());
     EXPECT_FALSE(State("Notes.bundle").recorded);
-    std::vector<std::string> errors;
-    EXPECT_EQ(0U, installed.Remove("lumext.bundle", errors));
-    EXPECT_EQ(1U, installed.Remove("Notes.bundle", errors));
+    EXPECT_EQ(0U, RemoveComponents(folders, "lumext.bundle").removed);
+    EXPECT_EQ(1U, RemoveComponents(folders, "Notes.bundle").removed);
     EXPECT_TRUE(fs::exists(place / "Kelvo Folder/lumext.bundle/lumext"));
 }
 
@@ -116,9 +113,8 @@ TEST_F(InstalledTest, RemovesNothingElse) {
     const fs::path bundle = WriteBundle("Hall.app", "1");
     fs::create_symlink(place / "precious", bundle / "out");
     ASSERT_TRUE(installed.Record({Installed::Look(bundle)}));
-    std::vector<std::string> errors;
     for (const char *name : {"..", ".", "", "../precious", "2.4/Hall.app"}) {
-        EXPECT_EQ(0U, installed.Remove(name, errors)) << name;
+        EXPECT_EQ(0U, RemoveComponents(folders, name).removed) << name;
     }
     // A record that somebody has changed.
     place.Write("data/installed.json", R"({"components": [
@@ -126,18 +122,18 @@ TEST_F(InstalledTest, RemovesNothingElse) {
         {"folder": "precious", "name": "file", "files": []},
         {"folder": ")" + (place / "Kelvo Folder/2.4") +
                                            R"(", "name": "Hall.app", "files": [{"path": "../../precious/file"}]}]})");
-    EXPECT_EQ(0U, installed.Remove("../precious", errors));
-    EXPECT_EQ(1U, installed.Remove("Hall.app", errors));
+    EXPECT_EQ(0U, RemoveComponents(folders, "../precious").removed);
+    EXPECT_EQ(1U, RemoveComponents(folders, "Hall.app").removed);
     EXPECT_FALSE(fs::exists(bundle));
     EXPECT_TRUE(fs::exists(precious)) << "neither through a name nor through a link";
 
     WriteBundle("Hall.app", "1");
-    EXPECT_EQ(1U, installed.RemoveAll(errors));
+    EXPECT_EQ(1U, RemoveEverything(folders).removed);
     EXPECT_FALSE(fs::exists(folders.installed));
     EXPECT_TRUE(fs::exists(precious));
     for (const char *record : {"", "{", "[]", R"({"components": [1, "x", {"folder": 3}]})"}) {
         place.Write("data/installed.json", record);
-        EXPECT_THAT(installed.States(), IsEmpty()) << record;
+        EXPECT_THAT(ComponentStates(folders), IsEmpty()) << record;
     }
 }
 
@@ -177,7 +173,7 @@ TEST_F(InstalledTest, WhatAKilledStartHasMovedIsRecorded) {
         EXPECT_FALSE(State("Running.app").recorded);
         running.Recorded(kit / "Running.app");
     }
-    EXPECT_EQ(5U, installed.States().size());
+    EXPECT_EQ(5U, ComponentStates(folders).size());
     std::size_t left = 0;
     for (const auto &entry : fs::directory_iterator(folders.data)) {
         left += entry.path().filename().string().starts_with("installing.");
@@ -213,57 +209,6 @@ TEST_F(InstalledTest, WhatMayBeHalfOnTheDiskIsFetchedAgain) {
         EXPECT_TRUE(fs::exists(old)) << "it was not replaced";
         EXPECT_FALSE(fs::exists(place / "data/installing.abcdef"));
     }
-}
-
-TEST(ExtensionCopy, IsRefreshedWhenItDiffers) {
-    const TempDir place;
-    const fs::path own = place / "lumext.bundle";
-    const fs::path copy = place / "support/Kelvo Folder/lumext.bundle";
-    place.Write("lumext.bundle/lumext", "code 1");
-    place.Write("lumext.bundle/Resources/texts", std::string(600'000, 'x'));
-    std::string error;
-    const auto written = [&] { return fs::last_write_time(copy); };
-
-    ASSERT_TRUE(RefreshCopy(own, copy, error)) << error;
-    EXPECT_EQ("code 1", ReadFile(copy / "lumext"));
-    const auto before = written();
-    ASSERT_TRUE(RefreshCopy(own, copy, error));
-    EXPECT_EQ(before, written()) << "nothing is written when nothing differs";
-
-    const auto change = [&](const char *what, auto changeCopy) {
-        SCOPED_TRACE(what);
-        changeCopy();
-        ASSERT_TRUE(RefreshCopy(own, copy, error)) << error;
-        EXPECT_EQ("code 1", ReadFile(copy / "lumext"));
-        EXPECT_EQ(std::string(600'000, 'x'), ReadFile(copy / "Resources/texts"));
-        EXPECT_FALSE(fs::exists(copy / "more"));
-        EXPECT_FALSE(fs::is_symlink(copy / "lumext"));
-        std::size_t entries = 0;
-        for (const auto &entry : fs::directory_iterator(copy.parent_path())) {
-            entries += entry.is_directory();
-        }
-        EXPECT_EQ(1U, entries) << "nothing is left of the change";
-    };
-    const auto write = [&](const char *name, const std::string &content) {
-        return [=] { std::ofstream(copy / name) << content; };
-    };
-    change("other code of the same length", write("lumext", "code 2"));
-    change("other code of another length", write("lumext", "code 11"));
-    change("the last byte of a large file", write("Resources/texts", std::string(599'999, 'x') + "y"));
-    change("a file too many", write("more", ""));
-    change("a file missing", [&] { fs::remove(copy / "lumext"); });
-    change("a link in place of a file", [&] {
-        fs::rename(copy / "lumext", copy.parent_path() / "aside");
-        fs::create_symlink("../aside", copy / "lumext");
-    });
-    change("a file in place of the bundle", [&] {
-        fs::remove_all(copy);
-        std::ofstream(copy) << "x";
-    });
-    change("left-overs of a killed process", [&] {
-        fs::create_directories(copy.parent_path() / ".lumext.bundle.new/half");
-        fs::remove_all(copy);
-    });
 }
 
 } // namespace

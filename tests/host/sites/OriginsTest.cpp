@@ -3,6 +3,9 @@
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <unistd.h>
+
+#include <thread>
 
 #include "tests/support/TempDir.h"
 
@@ -75,11 +78,45 @@ TEST(Origins, FilesOfOthersHands) {
     const TempDir place;
     const std::string file = place.Write("allowed", "# sites\n\nhttps://z.example/\r\nnonsense\nhttps://a.example");
     EXPECT_THAT(Origins(file).all(), ElementsAre("https://a.example", "https://z.example"));
-    std::string error;
     Origins nowhere(place.Write("file", "") + "/allowed");
-    EXPECT_FALSE(nowhere.Allow("https://a.example", &error));
-    EXPECT_FALSE(error.empty());
+    EXPECT_FALSE(nowhere.Allow("https://a.example"));
     EXPECT_FALSE(nowhere.IsAllowed("https://a.example")) << "what could not be written is not allowed";
+}
+
+TEST(Origins, ChangesOfOthersAreKept) {
+    const TempDir place;
+    const std::string file = place / "allowed";
+    Origins early(file); // read before all the others change the list, as a start that asks does
+    EXPECT_TRUE(early.Allow("https://forbidden.example"));
+    EXPECT_TRUE(Origins(file).Forbid("https://forbidden.example"));
+    EXPECT_TRUE(early.Allow("https://asked.example"));
+    EXPECT_THAT(Origins(file).all(), ElementsAre("https://asked.example"));
+    std::vector<std::thread> users;
+    for (int i = 0; i < 20; ++i) {
+        users.emplace_back([&, i] { EXPECT_TRUE(Origins(file).Allow("https://" + std::to_string(i) + ".example")); });
+    }
+    for (std::thread &user : users) {
+        user.join();
+    }
+    EXPECT_EQ(21U, Origins(file).all().size());
+}
+
+TEST(Origins, ListThatOthersMayWriteIsNotObeyed) {
+    const TempDir place;
+    const std::string file = place.Write("allowed", "https://a.example\n");
+    for (const mode_t mode : {0620, 0602, 0666}) {
+        chmod(file.c_str(), mode);
+        Origins origins(file);
+        EXPECT_FALSE(origins.IsAllowed("https://a.example"));
+        EXPECT_THAT(origins.problem(), testing::HasSubstr("chmod 600 " + file));
+        EXPECT_FALSE(origins.Allow("https://b.example"));
+    }
+    chmod(file.c_str(), 0644);
+    EXPECT_TRUE(Origins(file).IsAllowed("https://a.example"));
+    if (geteuid() == 0) {
+        EXPECT_EQ(0, chown(file.c_str(), 12345, 12345));
+        EXPECT_FALSE(Origins(file).IsAllowed("https://a.example"));
+    }
 }
 
 } // namespace

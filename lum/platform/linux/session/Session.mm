@@ -9,6 +9,7 @@
 #include "base/UserFolders.h"
 #include "lum/platform/linux/bundles/BundleLayout.h"
 #include "lum/platform/linux/bundles/Localization.h"
+#include "lum/platform/linux/session/CryptoLibraries.h"
 #include "lum/platform/ObjcEach.h"
 
 namespace {
@@ -118,6 +119,6 @@ NSBundle *BundleWithIdentifierOrCode(NSString *identifier, const void *code) {
 }
 
 const char *const *CryptoLibraryPaths() {
-    static constexpr const char *paths[] = {"libcrypto.so.3", "libcrypto.so.1.1", nullptr};
+    static constexpr const char *paths[] = {LUM_CRYPTO_LIBRARIES, nullptr};
     return paths;
 }

@@ -1,13 +1,17 @@
-// What stands on the disk, held against the record.
+#include "host/installed/ComponentState.h"
+
 #include <algorithm>
 #include <array>
 #include <set>
 #include <string_view>
+#include <tuple>
 
-#include "host/installed/Installed.h"
-#include "host/installed/BundleVersion.h"
+#import <Foundation/Foundation.h>
+
 #include "base/Digest.h"
 #include "base/Text.h"
+#import "base/objc/ScopedPool.h"
+#include "host/installed/Installed.h"
 
 namespace lumhost {
 
@@ -51,6 +55,23 @@ std::string VersionInName(std::string_view name) {
     const std::string_view version = name.substr(dash + 1, end - dash - 1);
     const bool digits = !version.empty() && version.find_first_not_of("0123456789.") == std::string_view::npos;
     return digits ? std::string(version) : std::string();
+}
+
+// Of an application, bundle or framework.
+std::string BundleVersion(const fs::path &bundle) {
+    const base::ScopedPool pool;
+    for (const char *place : {"Contents/Info.plist", "Resources/Info-gnustep.plist", "Resources/Info.plist",
+                              "Versions/Current/Resources/Info.plist", "Info.plist"}) {
+        NSDictionary *info =
+            [NSDictionary dictionaryWithContentsOfFile:[NSString stringWithUTF8String:(bundle / place).c_str()]];
+        for (NSString *key : {@"CFBundleShortVersionString", @"CFBundleVersion"}) {
+            id value = [info objectForKey:key];
+            if ([value isKindOfClass:[NSString class]] && [value length] > 0) {
+                return [value UTF8String];
+            }
+        }
+    }
+    return {};
 }
 
 std::string VersionOf(const InstalledComponent &component) {
@@ -97,7 +118,7 @@ void Search(const fs::path &folder, bool deeper, std::vector<InstalledComponent>
     fs::directory_iterator entry(folder, error);
     for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
         const std::string name = entry->path().filename().string();
-        if (name.starts_with(".") || (deeper && name == "lumext.bundle")) {
+        if (name.starts_with(".") || (deeper && name == kExtensionBundle)) {
             continue;
         }
         if (LooksLikeComponent(*entry)) {
@@ -113,12 +134,42 @@ std::string Shown(const fs::path &path, const fs::path &home) {
     return base::OneLine(within.empty() || *within.begin() == ".." ? path.string() : (fs::path("~") / within).string());
 }
 
+std::string Verdict(const ComponentState &state) {
+    if (!state.recorded) {
+        return "not on record: installed a moment ago, or not by this program";
+    }
+    return state.whole() ? "whole (" + std::to_string(state.files) + (state.files == 1 ? " file)" : " files)")
+                         : "DAMAGED";
+}
+
+// A line for each, up to a number.
+std::string Faults(const ComponentState &state) {
+    constexpr std::size_t kMost = 10;
+    std::vector<std::string> faults;
+    for (const std::string &file : state.missing) {
+        faults.push_back("missing: " + base::OneLine(file));
+    }
+    for (const std::string &file : state.changed) {
+        faults.push_back("changed: " + base::OneLine(file));
+    }
+    if (faults.size() > kMost) {
+        const std::size_t more = faults.size() - kMost;
+        faults.resize(kMost);
+        faults.push_back("and " + std::to_string(more) + " more");
+    }
+    std::string text;
+    for (const std::string &fault : faults) {
+        text += "      " + fault + "\n";
+    }
+    return text;
+}
+
 } // namespace
 
-std::vector<ComponentState> Installed::States() const {
+std::vector<ComponentState> ComponentStates(const Folders &folders) {
     std::vector<ComponentState> states;
     std::set<fs::path> known;
-    for (const InstalledComponent &component : Read()) {
+    for (const InstalledComponent &component : Installed(folders).Components()) {
         states.push_back(StateOf(component));
         known.insert(component.folder / component.name);
         for (const InstalledFile &file : component.files) {
@@ -126,7 +177,7 @@ std::vector<ComponentState> Installed::States() const {
         }
     }
     std::vector<InstalledComponent> found;
-    Search(m_folders.installed, true, found);
+    Search(folders.installed, true, found);
     for (const InstalledComponent &component : found) {
         if (!known.contains(component.folder / component.name)) {
             states.push_back({component.name, component.folder, VersionOf(component), false, 0, {}, {}});
@@ -138,33 +189,17 @@ std::vector<ComponentState> Installed::States() const {
     return states;
 }
 
-std::string Installed::Listing() const {
-    constexpr std::size_t kNamed = 10; // faults of one component that are told one by one
+std::string Listing(const std::vector<ComponentState> &states, const Folders &folders) {
     std::string listing;
     fs::path folder;
-    for (const ComponentState &state : States()) {
+    for (const ComponentState &state : states) {
         if (state.folder != folder) {
             folder = state.folder;
-            listing += Shown(folder, m_folders.home) + "\n";
+            listing += Shown(folder, folders.home) + "\n";
         }
         listing += "  " + base::OneLine(state.name) +
-                   (state.version.empty() ? "" : "  " + base::OneLine(state.version)) + "  ";
-        if (!state.recorded) {
-            listing += "not on record: installed a moment ago, or not by this program\n";
-            continue;
-        }
-        listing += state.whole() ? "whole (" + std::to_string(state.files) + " files)\n" : "NOT WHOLE\n";
-        std::size_t told = 0;
-        for (const auto &[files, word] : {std::pair(&state.missing, "missing"), std::pair(&state.changed, "changed")}) {
-            for (const std::string &file : *files) {
-                if (told++ < kNamed) {
-                    listing += "      " + std::string(word) + ": " + base::OneLine(file) + "\n";
-                }
-            }
-        }
-        if (told > kNamed) {
-            listing += "      and " + std::to_string(told - kNamed) + " more\n";
-        }
+                   (state.version.empty() ? "" : "  " + base::OneLine(state.version)) + "  " + Verdict(state) + "\n" +
+                   Faults(state);
     }
     return listing.empty() ? "Nothing is installed.\n" : listing;
 }

@@ -1,9 +1,14 @@
-#include "host/run/Signals.h"
+#include "host/Process.h"
 
 #include <signal.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <initializer_list>
+
+#include "base/Text.h"
 
 namespace lumhost {
 
@@ -20,6 +25,10 @@ void Take(int number) {
 
 } // namespace
 
+void Complain(const std::string &text) {
+    std::fprintf(stderr, "lumhost: %s\n", base::OneLine(text).c_str());
+}
+
 void WatchSignals() {
     struct sigaction action {};
     action.sa_handler = Take;
@@ -28,11 +37,20 @@ void WatchSignals() {
         sigaction(number, &action, nullptr);
     }
     signal(SIGPIPE, SIG_IGN);
-    signal(SIGXFSZ, SIG_IGN); // writing more than the user may fails, and is told
+    signal(SIGXFSZ, SIG_IGN);
 }
 
 int PendingSignal() {
     return g_signal;
+}
+
+void RaiseDescriptorLimit() {
+    constexpr rlim_t kEnough = 16'384;
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < kEnough) {
+        limit.rlim_cur = std::min(kEnough, limit.rlim_max);
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
 }
 
 } // namespace lumhost
