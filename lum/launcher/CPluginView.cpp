@@ -4,7 +4,7 @@
 
 #include "lum/common/lumutil.h"
 #include "lum/launcher/LaunchOwner.h"
-#include "lum/launcher/ProductTable.h"
+#include "lum/common/ProductTable.h"
 
 CPluginView::CPluginView(CLumExtension *owner) : m_pExtension(owner) {}
 

@@ -7,7 +7,7 @@
 #include "lum/common/Assertion.h"
 #include "lum/common/lumutil.h"
 #include "lum/launcher/CPluginView.h"
-#include "lum/launcher/ProductTable.h"
+#include "lum/common/ProductTable.h"
 #include "lum/lumext/ControllerFrame.h"
 #include "lum/lumext/lumext.h"
 #import "base/objc/ScopedPool.h"

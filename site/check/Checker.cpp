@@ -18,6 +18,7 @@
 #include "site/keys/Signatures.h"
 #include "delivery/instructions/InstructionFile.h"
 #include "site/publish/ItemLine.h"
+#include "site/publish/StartRule.h"
 
 namespace fs = std::filesystem;
 
@@ -32,6 +33,18 @@ using base::Severity;
 
 constexpr std::uint64_t kLargestText = 16 << 20;
 constexpr const char *kUsualPage = "index.html";
+
+// The part of a package's URL in front of the hash of its content ("packages/x-1.2.3.4-"), and the part behind it;
+// both empty when the name has no such hash.
+std::pair<std::string, std::string> AroundHash(const std::string &url) {
+    constexpr std::size_t kDigits = 16;
+    const std::size_t hash = url.rfind('-') + 1;
+    const std::size_t end = url.find_first_not_of("0123456789abcdef", hash);
+    if (hash == 0 || end == std::string::npos || end != hash + kDigits) {
+        return {};
+    }
+    return {url.substr(0, hash), url.substr(end)};
+}
 
 // A fetched text, or why there is none.
 Result<std::string> FetchText(SiteSource &source, const std::string &name) {
@@ -64,6 +77,7 @@ private:
     void CheckObject(const delivery::PageObject &object, const std::string &title);
     void CheckComponent(const delivery::PageObject &object, const std::string &title, const std::string &section);
     void CheckSignatures(const std::string &section, const std::string &certification);
+    void WarnOfSameVersion(const SectionItem &item);
     // The section's items; its lines and packages are examined the first time.
     const std::vector<SectionItem> &Items(const std::string &section);
 
@@ -117,6 +131,28 @@ std::vector<std::string> SiteCheck::Pages() const {
     return pages;
 }
 
+// A package that was replaced stays for some time, so that this can be seen in the folder.
+void SiteCheck::WarnOfSameVersion(const SectionItem &item) {
+    const std::string &url = item.attributes[kUrl];
+    std::string version = "-" + item.attributes[kVersion] + "-";
+    std::ranges::replace(version, ',', '.');
+    const auto [before, after] = AroundHash(url);
+    if (IsWebAddress(m_place) || !before.ends_with(version) || item.attributes[kUpdateControl] != "version") {
+        return;
+    }
+    const fs::path folder = fs::path(url).parent_path();
+    const Result<std::vector<std::string>> names = base::NamesIn(fs::path(m_place) / folder);
+    for (const std::string &name : names.value_or(std::vector<std::string>())) {
+        const std::string other = folder / name;
+        if (other != url && AroundHash(other) == std::pair(before, after)) {
+            Add(Severity::Warning, item.where,
+                item.attributes[kName] + " was published with other content under the same version (" + other +
+                    "); visitors who installed that keep it",
+                "raise the version and publish again");
+        }
+    }
+}
+
 const std::vector<SectionItem> &SiteCheck::Items(const std::string &section) {
     const auto found = m_items.find(section);
     if (found != m_items.end()) {
@@ -132,6 +168,7 @@ const std::vector<SectionItem> &SiteCheck::Items(const std::string &section) {
         }
         if (m_packages.insert(mark).second && ExaminePackage(*m_source, item, m_report.findings)) {
             ++m_report.items;
+            WarnOfSameVersion(item);
         }
     }
     return items;
@@ -159,14 +196,21 @@ void SiteCheck::CheckComponent(const delivery::PageObject &object, const std::st
     if (name.empty() || !m_instructions.Find(section)) {
         return;
     }
-    const std::vector<SectionItem> &items = Items(section);
-    const bool isThere = std::ranges::any_of(items, [&](const SectionItem &item) {
-        return item.attributes.size() >= kRequiredAttributes && FoldCase(item.attributes[kName]) == FoldCase(name);
-    });
-    if (!isThere) {
-        Add(Severity::Error, title + ":" + std::to_string(object.Find("LumComponentName")->line),
+    const std::string where = title + ":" + std::to_string(object.Find("LumComponentName")->line);
+    std::vector<OfferedItem> offered;
+    for (const SectionItem &item : Items(section)) {
+        if (item.attributes.size() >= kRequiredAttributes) {
+            offered.push_back({item.attributes[kName], item.attributes[kTarget]});
+        }
+    }
+    if (std::ranges::none_of(offered, [&](const OfferedItem &item) { return FoldCase(item.name) == FoldCase(name); })) {
+        Add(Severity::Error, where,
             "LumComponentName " + name + " is not an item of section [" + section + "], so nothing can be started",
             "name one of the components, or publish this one");
+    }
+    const StartFault fault = FaultOfStart([&](const char *parameter) { return object.Value(parameter); }, offered);
+    if (!fault.what.empty()) {
+        Add(Severity::Error, where, "LumComponentName " + name + " " + fault.what, fault.remedy);
     }
 }
 

@@ -43,6 +43,17 @@ bool EarlierSite::IsSignedByOther(std::string_view name, const std::vector<Certi
     return false;
 }
 
+std::vector<std::string> EarlierSite::ItemNamed(std::string_view section, std::string_view name) const {
+    const InstructionSection *found = m_instructions.Find(section);
+    for (const InstructionEntry &entry : found ? found->entries : std::vector<InstructionEntry>()) {
+        std::vector<std::string> attributes = SplitItemLine(entry.value);
+        if (FileNumber(entry.key) != 0 && !attributes.empty() && FoldCase(attributes[kName]) == FoldCase(name)) {
+            return attributes;
+        }
+    }
+    return {};
+}
+
 std::vector<std::string> EarlierSite::PackageUrls() const {
     std::vector<std::string> urls;
     for (const InstructionSection &section : m_instructions.sections) {

@@ -17,6 +17,7 @@
 #include "site/publish/Packer.h"
 #include "site/publish/Page.h"
 #include "site/publish/RetiredPackages.h"
+#include "site/publish/StartRule.h"
 
 namespace fs = std::filesystem;
 
@@ -95,9 +96,13 @@ private:
     Result<void> Work();
     Result<void> ReadKeys();
     Result<void> RefuseHarm(const EarlierSite &earlier);
-    Result<void> MakeItems();
+    Result<void> RefuseIdlePages() const;
+    Result<void> MakeItems(const EarlierSite &earlier);
     Result<std::string> VersionOf(const ManifestComponent &component);
-    Result<ItemLine> MakeItem(const ManifestComponent &component);
+    Result<ItemLine> MakeItem(const ManifestComponent &component, const EarlierSite &earlier);
+    // Visitors who have a version are not offered other content of it.
+    Result<void> RefuseSameVersion(const ManifestComponent &component, const ItemLine &item, const fs::path &package,
+                                   const EarlierSite &earlier) const;
     Result<ItemLine> Describe(const ManifestComponent &component);
     Result<void> PackInto(const fs::path &package, const ManifestComponent &component, ItemLine &item);
     Result<void> Sign(const ManifestComponent &component, ItemLine &item);
@@ -166,12 +171,12 @@ Result<std::string> PublishRun::NameOf(const ManifestComponent &component, const
                                        const fs::path &package) const {
     std::string mark = item.version;
     std::ranges::replace(mark, ',', '.');
-    if (!m_manifest.versionInNames) {
+    if (!m_manifest.versionInNames) { // the version is there for people, and for check
         const Result<std::string> digest = base::DigestOfFile(package);
         if (!digest) {
             return Fail(digest.error());
         }
-        mark = digest->substr(0, kHashCharactersInName);
+        mark += "-" + digest->substr(0, kHashCharactersInName);
     }
     return PlainName(component.name) + "-" + mark + "." + component.format;
 }
@@ -269,7 +274,32 @@ Result<void> PublishRun::Sign(const ManifestComponent &component, ItemLine &item
     return Examine(component, item);
 }
 
-Result<ItemLine> PublishRun::MakeItem(const ManifestComponent &component) {
+Result<void> PublishRun::RefuseSameVersion(const ManifestComponent &component, const ItemLine &item,
+                                           const fs::path &package, const EarlierSite &earlier) const {
+    if (m_options.sameVersion || component.update == "always") {
+        return {};
+    }
+    for (const ManifestSection &section : m_manifest.sections) {
+        const std::vector<std::string> before = earlier.ItemNamed(section.name, item.name);
+        if (before.size() < kAttributes || before[kVersion] != item.version) {
+            continue;
+        }
+        const base::DigestMethod method =
+            before[kHashMethod] == "sha1" ? base::DigestMethod::Sha1 : base::DigestMethod::Sha256;
+        const Result<std::string> digest = base::DigestOfFile(package, method);
+        if (!digest) {
+            return Fail(digest.error());
+        }
+        if (*digest != before[kHashValue]) {
+            return Fail(component.where + ": version " + item.version + " of " + item.name +
+                        " was published with other content, and visitors who have it would not get the new one; raise "
+                        "the version, or use --same-version");
+        }
+    }
+    return {};
+}
+
+Result<ItemLine> PublishRun::MakeItem(const ManifestComponent &component, const EarlierSite &earlier) {
     Result<ItemLine> item = Describe(component);
     if (!item) {
         return item;
@@ -279,7 +309,9 @@ Result<ItemLine> PublishRun::MakeItem(const ManifestComponent &component) {
         return Fail(std::move(package.error()));
     }
     const Result<void> made =
-        PackInto(package->path(), component, *item).and_then([&] { return Sign(component, *item); });
+        PackInto(package->path(), component, *item)
+            .and_then([&] { return RefuseSameVersion(component, *item, package->path(), earlier); })
+            .and_then([&] { return Sign(component, *item); });
     if (!made) {
         return Fail(made.error());
     }
@@ -297,9 +329,9 @@ Result<ItemLine> PublishRun::MakeItem(const ManifestComponent &component) {
     return item;
 }
 
-Result<void> PublishRun::MakeItems() {
+Result<void> PublishRun::MakeItems(const EarlierSite &earlier) {
     for (const ManifestComponent &component : m_manifest.components) {
-        Result<ItemLine> item = MakeItem(component);
+        Result<ItemLine> item = MakeItem(component, earlier);
         if (!item) {
             return Fail(std::move(item.error()));
         }
@@ -376,6 +408,27 @@ Result<void> PublishRun::RefuseHarm(const EarlierSite &earlier) {
     return {};
 }
 
+Result<void> PublishRun::RefuseIdlePages() const {
+    std::vector<OfferedItem> items;
+    for (const ManifestComponent &component : m_manifest.components) {
+        items.push_back({component.name, component.target});
+    }
+    for (const ManifestPage &page : m_manifest.pages) {
+        const StartFault fault = FaultOfStart(
+            [&](const std::string &name) {
+                const auto found = page.parameters.find(name);
+                return name == "LumComponentName"       ? page.component
+                       : found == page.parameters.end() ? std::string()
+                                                        : found->second;
+            },
+            items);
+        if (!fault.what.empty()) {
+            return Fail(page.where + ": " + page.component + " " + fault.what + "; " + fault.remedy);
+        }
+    }
+    return {};
+}
+
 Result<void> PublishRun::Prune() {
     const auto outdated = OutdatedPackages(m_packages, m_current, std::chrono::hours(*m_options.pruneAfterHours));
     if (!outdated) {
@@ -399,7 +452,8 @@ Result<void> PublishRun::Work() {
     if (!earlier) {
         return Fail(earlier.error());
     }
-    const Result<void> made = RefuseHarm(*earlier).and_then([&] { return MakeItems(); });
+    const Result<void> made =
+        RefuseHarm(*earlier).and_then([&] { return RefuseIdlePages(); }).and_then([&] { return MakeItems(*earlier); });
     if (!made) {
         return made;
     }

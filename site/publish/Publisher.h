@@ -27,6 +27,7 @@ constexpr int kKeepHours = 48; // a day of saved instruction files, and another 
 struct PublishOptions {
     std::optional<int> pruneAfterHours; // nothing is removed without
     bool replaceKeys = false;           // let a section be signed by another key than before
+    bool sameVersion = false;           // let a component have other content than before under the same version
     // Called before every step that changes the published folder, and once after the last. For tests.
     std::function<void(const std::string &step)> checkpoint;
 };

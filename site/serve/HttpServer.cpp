@@ -1,32 +1,31 @@
 #include "site/serve/HttpServer.h"
 
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <utility>
+
 #include <arpa/inet.h>
+#include <microhttpd.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <cerrno>
-#include <list>
-#include <mutex>
-#include <system_error>
-#include <thread>
-
-#include "site/serve/HttpConversation.h"
-#include "site/serve/PublicFolder.h"
+#include "base/ScopedDescriptor.h"
+#include "site/serve/HttpReply.h"
 
 namespace lumsite {
 
 namespace {
 
-constexpr std::size_t kMostConnections = 128;
-constexpr int kIdleSeconds = 15;
-constexpr int kStalledSeconds = 60;
-constexpr const char kBusy[] = "HTTP/1.1 503 Service Unavailable\r\nConnection: close\r\nContent-Length: 0\r\n\r\n";
+constexpr unsigned int kMostConnections = 128;
+constexpr unsigned int kIdleSeconds = 30;
+constexpr std::size_t kConnectionMemory = 16 * 1024; // limits the head of a request
+constexpr std::size_t kBlock = 64 * 1024;
+constexpr int kAsLenientAsPossible = -2; // the extension does not escape the blanks in a report's URL
 
 base::Result<base::ScopedDescriptor> Listen(std::uint16_t port) {
     base::ScopedDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
@@ -53,129 +52,158 @@ std::uint16_t PortOf(int socket) {
     return ntohs(address.sin_port);
 }
 
-void SetPatience(int socket) {
-    const timeval idle{kIdleSeconds, 0};
-    const timeval stalled{kStalledSeconds, 0};
-    const int yes = 1;
-    setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &idle, sizeof idle);
-    setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &stalled, sizeof stalled);
-    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
+std::string HeaderOf(MHD_Connection *connection, const char *name) {
+    const char *value = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, name);
+    return value ? value : "";
 }
+
+// The part of a file that a reply sends.
+struct Sending {
+    base::ScopedDescriptor file;
+    std::uint64_t first;
+    std::uint64_t bytesPerSecond;
+};
+
+// Called by the library on the connection's own thread, which may sleep.
+ssize_t ReadPart(void *context, std::uint64_t position, char *out, std::size_t size) {
+    constexpr std::uint64_t kPausesPerSecond = 10;
+    const Sending &sending = *static_cast<const Sending *>(context);
+    if (sending.bytesPerSecond > 0) {
+        size = std::clamp<std::size_t>(sending.bytesPerSecond / kPausesPerSecond, 1, size);
+        std::this_thread::sleep_for(std::chrono::milliseconds(size * 1000 / sending.bytesPerSecond));
+    }
+    ssize_t count = 0;
+    do {
+        count = pread(sending.file.get(), out, size, static_cast<off_t>(sending.first + position));
+    } while (count < 0 && errno == EINTR);
+    return count > 0 ? count : MHD_CONTENT_READER_END_WITH_ERROR; // the file has become shorter
+}
+
+struct ResponseFreer {
+    void operator()(MHD_Response *response) const {
+        MHD_destroy_response(response);
+    }
+};
+using ScopedResponse = std::unique_ptr<MHD_Response, ResponseFreer>;
+
+ScopedResponse ToResponse(HttpReply reply, std::uint64_t bytesPerSecond) {
+    ScopedResponse response;
+    if (reply.file.descriptor) {
+        auto sending =
+            std::make_unique<Sending>(Sending{std::move(reply.file.descriptor), reply.range.first, bytesPerSecond});
+        response.reset(MHD_create_response_from_callback(reply.range.length, kBlock, ReadPart, sending.release(),
+                                                         [](void *given) { delete static_cast<Sending *>(given); }));
+    } else {
+        response.reset(MHD_create_response_from_buffer(reply.body.size(), reply.body.data(), MHD_RESPMEM_MUST_COPY));
+    }
+    for (const auto &[name, value] : reply.headers) {
+        MHD_add_response_header(response.get(), name.c_str(), value.c_str());
+    }
+    return response;
+}
+
+// One request, from its first line to the end of its reply.
+struct Exchange {
+    std::string target;
+    bool headWasRead = false;
+};
 
 } // namespace
 
 class HttpServer::Listener {
 public:
-    Listener(HttpServerOptions options, std::unique_ptr<PublicFolder> folder, base::ScopedDescriptor socket)
-        : m_options(std::move(options)), m_folder(std::move(folder)), m_socket(std::move(socket)),
-          m_port(PortOf(m_socket.get())), m_stop(eventfd(0, EFD_CLOEXEC)), m_thread([this] { Accept(); }) {}
-    ~Listener();
+    Listener(HttpServerOptions options, std::unique_ptr<PublicFolder> folder)
+        : m_options(std::move(options)), m_folder(std::move(folder)) {}
+    ~Listener() {
+        if (m_daemon) {
+            MHD_stop_daemon(m_daemon); // closes the socket, too
+        }
+    }
 
+    base::Result<void> Start(base::ScopedDescriptor socket);
     std::uint16_t port() const {
         return m_port;
     }
 
 private:
-    struct Connection {
-        base::ScopedDescriptor socket;
-        std::atomic<bool> ended = false;
-        std::thread thread;
-    };
-
-    void Accept();
-    void Start(base::ScopedDescriptor socket);
-    void Serve(Connection &connection);
-    void Reap();
+    static MHD_Result Handle(void *listener, MHD_Connection *connection, const char *, const char *method,
+                             const char *version, const char *, std::size_t *uploadSize, void **exchange);
+    MHD_Result Reply(MHD_Connection *connection, const HttpRequest &request, HttpReply reply);
+    HttpReply ReplyTo(MHD_Connection *connection, const HttpRequest &request, std::string_view version);
     void Log(const std::string &line);
 
     HttpServerOptions m_options;
     std::unique_ptr<PublicFolder> m_folder;
-    base::ScopedDescriptor m_socket;
-    std::uint16_t m_port;
-    base::ScopedDescriptor m_stop;
     std::mutex m_logMutex;
-    std::list<Connection> m_connections; // only the accepting thread's, and the destructor's after it
-    std::thread m_thread;
+    std::uint16_t m_port = 0;
+    MHD_Daemon *m_daemon = nullptr;
 };
 
-HttpServer::Listener::~Listener() {
-    const std::uint64_t one = 1;
-    [[maybe_unused]] const ssize_t written = write(m_stop.get(), &one, sizeof one);
-    m_thread.join();
-    for (Connection &connection : m_connections) {
-        shutdown(connection.socket.get(), SHUT_RDWR);
-        connection.thread.join();
-    }
-}
-
 void HttpServer::Listener::Log(const std::string &line) {
-    const std::lock_guard lock(m_logMutex);
-    m_options.log(line);
-}
-
-void HttpServer::Listener::Reap() {
-    for (auto at = m_connections.begin(); at != m_connections.end();) {
-        if (at->ended) {
-            at->thread.join();
-            at = m_connections.erase(at);
-        } else {
-            ++at;
-        }
+    if (m_options.log) {
+        const std::lock_guard lock(m_logMutex);
+        m_options.log(line);
     }
 }
 
-void HttpServer::Listener::Start(base::ScopedDescriptor socket) {
-    SetPatience(socket.get());
-    Reap();
-    if (m_connections.size() >= kMostConnections) {
-        send(socket.get(), kBusy, sizeof kBusy - 1, MSG_NOSIGNAL);
-        return;
+HttpReply HttpServer::Listener::ReplyTo(MHD_Connection *connection, const HttpRequest &request,
+                                        std::string_view version) {
+    if (version == "HTTP/1.1" && HeaderOf(connection, "Host").empty()) {
+        return StatusReply(400, {{"Connection", "close"}});
     }
-    Connection &connection = m_connections.emplace_back();
-    connection.socket = std::move(socket);
-    try {
-        connection.thread = std::thread([this, &connection] { Serve(connection); });
-    } catch (const std::system_error &) {
-        m_connections.pop_back(); // no thread to be had: the visitor may try again
+    if (const std::optional<std::string_view> query = ReportQuery(request, m_options.logEndpoint)) {
+        Log(ReportLine(*query));
+        return StatusReply(204);
     }
+    return Answer(request, *m_folder);
 }
 
-void HttpServer::Listener::Serve(Connection &connection) {
-    try {
-        std::function<void(const std::string &)> log;
-        if (m_options.log) {
-            log = [this](const std::string &line) { Log(line); };
-        }
-        HttpConversation(connection.socket.get(), *m_folder, m_options.logEndpoint, m_options.bytesPerSecond,
-                         std::move(log))
-            .Run();
-    } catch (const std::exception &) {
-        // A file that cannot be read ends its own connection only.
-    }
-    shutdown(connection.socket.get(), SHUT_RDWR);
-    connection.ended = true;
+MHD_Result HttpServer::Listener::Reply(MHD_Connection *connection, const HttpRequest &request, HttpReply reply) {
+    const std::uint64_t length = reply.file.descriptor ? reply.range.length : reply.body.size();
+    const unsigned int status = static_cast<unsigned int>(reply.status);
+    const ScopedResponse response = ToResponse(std::move(reply), m_options.bytesPerSecond);
+    // Logged before it is sent: whoever has the reply finds its line.
+    Log("127.0.0.1 \"" + Printable(request.method + " " + request.target) + "\" " + std::to_string(status) + " " +
+        std::to_string(length));
+    return MHD_queue_response(connection, status, response.get());
 }
 
-void HttpServer::Listener::Accept() {
-    pollfd events[] = {{m_socket.get(), POLLIN, 0}, {m_stop.get(), POLLIN, 0}};
-    for (;;) {
-        if (poll(events, 2, 1000) < 0 && errno != EINTR) {
-            return;
-        }
-        if (events[1].revents != 0) {
-            return;
-        }
-        if ((events[0].revents & POLLIN) == 0) {
-            Reap();
-            continue;
-        }
-        base::ScopedDescriptor socket(accept4(m_socket.get(), nullptr, nullptr, SOCK_CLOEXEC));
-        if (socket) {
-            Start(std::move(socket));
-        } else if (errno == EMFILE || errno == ENFILE) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(50)); // until a connection ends
-        }
+MHD_Result HttpServer::Listener::Handle(void *listener, MHD_Connection *connection, const char *, const char *method,
+                                        const char *version, const char *, std::size_t *uploadSize, void **exchange) {
+    Exchange &state = *static_cast<Exchange *>(*exchange);
+    HttpRequest request{method, state.target, HeaderOf(connection, "Range"), HeaderOf(connection, "If-Range"),
+                        HeaderOf(connection, "If-None-Match")};
+    const bool mayBeAnswered = request.method == "GET" || request.method == "HEAD";
+    // A reply in the first call refuses the body, and ends the connection.
+    if (mayBeAnswered && !std::exchange(state.headWasRead, true)) {
+        return MHD_YES;
     }
+    if (mayBeAnswered && *uploadSize > 0) {
+        *uploadSize = 0;
+        return MHD_YES;
+    }
+    Listener &self = *static_cast<Listener *>(listener);
+    return self.Reply(connection, request, self.ReplyTo(connection, request, version));
+}
+
+base::Result<void> HttpServer::Listener::Start(base::ScopedDescriptor socket) {
+    m_port = PortOf(socket.get());
+    m_daemon = MHD_start_daemon(
+        MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_THREAD_PER_CONNECTION | MHD_USE_POLL, 0, nullptr, nullptr, Handle,
+        this, MHD_OPTION_LISTEN_SOCKET, socket.get(), MHD_OPTION_CONNECTION_LIMIT, kMostConnections,
+        MHD_OPTION_CONNECTION_TIMEOUT, kIdleSeconds, MHD_OPTION_CONNECTION_MEMORY_LIMIT, kConnectionMemory,
+        MHD_OPTION_STRICT_FOR_CLIENT, kAsLenientAsPossible, MHD_OPTION_URI_LOG_CALLBACK,
+        +[](void *, const char *target, MHD_Connection *) -> void * { return new Exchange{target}; }, nullptr,
+        MHD_OPTION_NOTIFY_COMPLETED,
+        +[](void *, MHD_Connection *, void **exchange, MHD_RequestTerminationCode) {
+            delete static_cast<Exchange *>(*exchange);
+        },
+        nullptr, MHD_OPTION_END);
+    if (!m_daemon) {
+        return base::SystemFailure("cannot start the server", errno);
+    }
+    socket.Release();
+    return {};
 }
 
 HttpServer::HttpServer(std::unique_ptr<Listener> listener) : m_listener(std::move(listener)) {}
@@ -191,7 +219,8 @@ base::Result<HttpServer> HttpServer::Start(HttpServerOptions options) {
     if (!socket) {
         return base::Fail(std::move(socket.error()));
     }
-    return HttpServer(std::make_unique<Listener>(std::move(options), std::move(*folder), std::move(*socket)));
+    auto listener = std::make_unique<Listener>(std::move(options), std::move(*folder));
+    return listener->Start(std::move(*socket)).map([&] { return HttpServer(std::move(listener)); });
 }
 
 std::uint16_t HttpServer::port() const {

@@ -82,7 +82,10 @@ Verb Publish() {
                          .help = "address of SITE for visitors, instead of the manifest's"},
                         {.name = "--prune", .help = "remove packages that were last named " + hours + " hours ago"},
                         WholeNumberOption("--keep-hours", "N", "with --prune, another number of hours", 0, 100000),
-                        {.name = "--replace-keys", .help = "let another key than before sign a section"}},
+                        {.name = "--replace-keys", .help = "let another key than before sign a section"},
+                        {.name = "--same-version",
+                         .help = "let a component have other content than before under the same version; visitors who "
+                                 "have that version do not get it"}},
             .offer = kFiles};
 }
 

@@ -29,6 +29,7 @@ void Print(const PublishResult &result) {
 base::Result<int> RunPublish(const base::CommandLine &line) {
     PublishOptions options;
     options.replaceKeys = line.Has("--replace-keys");
+    options.sameVersion = line.Has("--same-version");
     if (line.Has("--prune")) {
         options.pruneAfterHours = static_cast<int>(line.Number("--keep-hours", kKeepHours));
     }

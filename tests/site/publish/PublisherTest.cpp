@@ -63,7 +63,7 @@ TEST(Publisher, PublishesWhatTheExtensionAccepts) {
     EXPECT_EQ(result.items[0].installedLibrary, "libklv-1.2.3.4.dylib");
     EXPECT_EQ(result.items[1].installedLibrary, "");
     EXPECT_THAT(demo.PackageOf("Meeting Hall.app"),
-                testing::MatchesRegex("packages/Meeting_Hall.app-[0-9a-f]*.tar.zst"));
+                testing::MatchesRegex("packages/Meeting_Hall.app-2.1.3.4-[0-9a-f]*.tar.zst"));
     EXPECT_THAT(demo.Instructions(), HasSubstr("[Kelvo]\nCount=3\nFile1=libklv.dylib;packages/libklv.dylib-"));
     EXPECT_THAT(demo.Instructions(), HasSubstr(".tar.gz;;1,2,3,4;8;"));
     EXPECT_THAT(demo.Instructions(), HasSubstr("File3=confshell.bundle;"));
@@ -183,7 +183,13 @@ TEST(Publisher, RefusesWhatWouldNotInstall) {
     const Case cases[] = {
         {"says that it is version 2,1,3,4", [](DemoSite &demo) { demo.manifest().components[2].version = "9,0,0,0"; }},
         {"does not contain a version", [](DemoSite &demo) { demo.manifest().components[0].version.clear(); }},
-        {"refused by the extension", [](DemoSite &demo) { demo.manifest().components[1].target = "%system%"; }},
+        {"libklv.dylib starts no application; name one of confshell.bundle, ",
+         [](DemoSite &demo) { demo.manifest().pages[0].component = "libklv.dylib"; }},
+        {"starts Meeting Hall.app, which is not published beside it",
+         [](DemoSite &demo) { demo.manifest().components[1].target = "elsewhere"; }},
+        {"starts Kelvo Join.app, which",
+         [](DemoSite &demo) { demo.manifest().pages[0].parameters["ParmSiteConfigExt_Value"] = "16384"; }},
+        {"refused by the extension", [](DemoSite &demo) { demo.manifest().components[0].target = "%system%"; }},
         {"are inside the published folder",
          [](DemoSite &demo) {
              fs::create_directories(demo.site());
@@ -205,8 +211,8 @@ TEST(Publisher, RefusesWhatWouldNotInstall) {
          [](DemoSite &demo) { demo.manifest().components[1].action = std::string(1600, 'a'); }},
         {"holds both \"[\" and \"]\"",
          [](DemoSite &demo) {
-             demo.manifest().components[1].action = "a]";
-             demo.manifest().components[1].target = "[b";
+             demo.manifest().components[0].action = "a]";
+             demo.manifest().components[0].target = "[b";
          }},
         {"named s_te.app-2.1.3.4.tar.gz too",
          [](DemoSite &demo) {
@@ -249,6 +255,22 @@ TEST(Publisher, AVersionInANameIsNeverGivenToOtherContent) {
     WriteBundle(demo.place(), "parts/confshell.bundle", "2.1.3.4", "#!/bin/bash\n");
     EXPECT_THAT(Refusal(demo), HasSubstr("raise the version"));
     EXPECT_EQ(Problems(demo), "");
+}
+
+TEST(Publisher, OtherContentNeedsAnotherVersion) {
+    DemoSite demo;
+    demo.Publish();
+    WriteBundle(demo.place(), "parts/confshell.bundle", "2.1.3.4", "#!/bin/bash\n");
+    EXPECT_THAT(Refusal(demo), HasSubstr("version 2,1,3,4 of confshell.bundle was published with other content"));
+    PublishOptions same;
+    same.sameVersion = true;
+    demo.Publish(same);
+    EXPECT_THAT(Problems(demo), HasSubstr("was published with other content under the same version"));
+    demo.manifest().components[2].hash = "sha1"; // of the same content
+    EXPECT_EQ(Refusal(demo), "");
+    WriteBundle(demo.place(), "parts/confshell.bundle", "2.1.3.4");
+    demo.manifest().components[2].update = "always";
+    EXPECT_EQ(Refusal(demo), "");
 }
 
 TEST(Publisher, OnePublisherAtATime) {

@@ -12,7 +12,7 @@
 
 #include "base/Digest.h"
 #include "base/Files.h"
-#include "site/serve/HttpMessage.h"
+#include "site/serve/HttpFields.h"
 #include "tests/support/TempDir.h"
 
 namespace fs = std::filesystem;
@@ -193,10 +193,10 @@ TEST_F(Server, AConnectionServesSeveralRequests) {
 TEST_F(Server, MalformedRequestsAreRefused) {
     const std::pair<std::string, int> cases[] = {
         {"GET /\r\n\r\n", 400},
-        {"GET / HTTP/2.0\r\nHost: x\r\n\r\n", 400},
+        {"GET / HTTP/2.0\r\nHost: x\r\n\r\n", 505},
         {"GET / HTTP/1.1\r\n\r\n", 400}, // without Host
         {"GET / HTTP/1.1\r\nHost : x\r\n\r\n", 400},
-        {"GET / HTTP/1.1\r\nHost: x\r\n folded\r\n\r\n", 400},
+        {"GET / HTTP/1.1\r\nX: a\r\n folded\r\n\r\n", 400},
         {"GET / HTTP/1.1\r\nX: " + std::string(20000, 'x'), 431},
         {"POST /log HTTP/1.1\r\nHost: x\r\nContent-Length: 30\r\n\r\nGET /index.html HTTP/1.1\r\n\r\n1234", 405},
         {"DELETE /index.html HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n", 405},

@@ -45,7 +45,8 @@ TEST(Program, FromKeysToACheckedSite) {
     const std::string in = "cd " + place.path().string() + " && " + kLumsite + " ";
     WriteBundle(place, "confshell.bundle", "2.1.3.4");
     place.Write("site.json", R"({ "url": "http://127.0.0.1:1/", "sections": [ { "keys": "keys" } ],
-      "components": [ { "path": "confshell.bundle" } ], "pages": [ {} ] })");
+      "components": [ { "path": "confshell.bundle" } ],
+      "pages": [ { "parameters": { "LumDownloadOnly": "TRUE", "szNextUrl": "http://127.0.0.1:1/" } } ] })");
     EXPECT_THAT(OutputOf(in + "init keys --days 90 --chain 1"),
                 HasSubstr("keys: certificate for site.kelvo.example, issued by CN=Demonstration Authority 1"));
     place.Write("site/x", "");
@@ -99,7 +100,7 @@ TEST(Program, DocumentedCommandsRunAsWritten) {
     EXPECT_THAT(output, AllOf(HasSubstr("installed as libklv-1.2.3.4.dylib"), HasSubstr(":sha1WithRSA")));
     std::size_t checks = 0;
     for (std::size_t at = 0;
-         (at = output.find("Checked 1 page and 2 packages: 0 errors, 0 warnings", at)) != std::string::npos; ++at) {
+         (at = output.find("Checked 1 page and 3 packages: 0 errors, 0 warnings", at)) != std::string::npos; ++at) {
         ++checks;
     }
     EXPECT_EQ(checks, 4u);

@@ -1,4 +1,4 @@
-#include "lum/launcher/ProductTable.h"
+#include "lum/common/ProductTable.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -30,6 +30,10 @@ constexpr MainApplication kApplications[] = {
 };
 
 } // namespace
+
+std::span<const MainApplication> MainApplications() {
+    return kApplications;
+}
 
 const MainApplication &MeetingApplication(const std::string &siteConfiguration) {
     const bool join = (std::strtol(siteConfiguration.c_str(), nullptr, 10) & kJoinApplicationBit) != 0;

@@ -1,6 +1,7 @@
-#include "site/serve/HttpMessage.h"
+#include "site/serve/HttpFields.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "base/Text.h"
@@ -9,7 +10,6 @@ namespace lumsite {
 
 namespace {
 
-using base::Lower;
 using base::Trim;
 
 std::optional<std::uint64_t> Number(std::string_view text) {
@@ -17,57 +17,6 @@ std::optional<std::uint64_t> Number(std::string_view text) {
 }
 
 } // namespace
-
-std::string_view HttpRequest::Header(const std::string &name) const {
-    const auto found = headers.find(name);
-    return found == headers.end() ? std::string_view() : std::string_view(found->second);
-}
-
-bool HttpRequest::WantsToGoOn() const {
-    const std::string connection = Lower(Header("connection"));
-    return version11 ? connection.find("close") == std::string::npos
-                     : connection.find("keep-alive") != std::string::npos;
-}
-
-bool HttpRequest::HasBody() const {
-    const std::string_view length = Header("content-length");
-    return !Header("transfer-encoding").empty() || (!length.empty() && length != "0");
-}
-
-std::optional<HttpRequest> ParseRequest(std::string_view head) {
-    HttpRequest request;
-    const std::string_view first = head.substr(0, head.find("\r\n"));
-    const std::size_t space = first.find(' ');
-    const std::size_t last = first.rfind(' ');
-    // Report URLs are not escaped, so a target may hold blanks: it is all that lies between the first and the last.
-    if (space == std::string_view::npos || last == space || space == 0 || first.find('\0') != std::string_view::npos) {
-        return std::nullopt;
-    }
-    request.method = first.substr(0, space);
-    request.target = first.substr(space + 1, last - space - 1);
-    const std::string_view version = first.substr(last + 1);
-    if (version != "HTTP/1.1" && version != "HTTP/1.0") {
-        return std::nullopt;
-    }
-    request.version11 = version == "HTTP/1.1";
-    head.remove_prefix(std::min(head.size(), first.size() + 2));
-    while (!head.empty()) {
-        const std::string_view line = head.substr(0, head.find("\r\n"));
-        head.remove_prefix(std::min(head.size(), line.size() + 2));
-        if (line.empty()) {
-            break;
-        }
-        const std::size_t colon = line.find(':');
-        if (colon == std::string_view::npos || colon == 0 || line.find_first_of(" \t") < colon) {
-            return std::nullopt;
-        }
-        request.headers[Lower(line.substr(0, colon))] = Trim(line.substr(colon + 1));
-    }
-    if (request.version11 && request.headers.count("host") == 0) {
-        return std::nullopt;
-    }
-    return request;
-}
 
 RangeKind ParseRange(std::string_view header, std::uint64_t size, ByteRange &range) {
     constexpr std::string_view unit = "bytes=";
@@ -155,37 +104,6 @@ std::string_view ContentType(std::string_view name) {
         }
     }
     return "application/octet-stream";
-}
-
-std::string_view ReasonOf(int status) {
-    switch (status) {
-    case 200:
-        return "OK";
-    case 204:
-        return "No Content";
-    case 206:
-        return "Partial Content";
-    case 301:
-        return "Moved Permanently";
-    case 304:
-        return "Not Modified";
-    case 400:
-        return "Bad Request";
-    case 404:
-        return "Not Found";
-    case 405:
-        return "Method Not Allowed";
-    case 408:
-        return "Request Timeout";
-    case 416:
-        return "Range Not Satisfiable";
-    case 431:
-        return "Request Header Fields Too Large";
-    case 503:
-        return "Service Unavailable";
-    default:
-        return "Internal Server Error";
-    }
 }
 
 } // namespace lumsite

@@ -1,8 +1,10 @@
-// The products: which application belongs to which main component.
+// The products: which application belongs to which main component. The launcher starts by this table; publishers are
+// told by it what a page can start.
 #pragma once
 
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -11,6 +13,9 @@ struct MainApplication {
     std::string_view executablePath; // from the folder that holds the bundle
     std::string_view processName;
 };
+
+// All products, in the order in which they are tried; the meeting with its usual application.
+std::span<const MainApplication> MainApplications();
 
 // The first product of the table whose key occurs in `componentPath`. `siteConfiguration` is asked for the page's value
 // of the site configuration (empty when the page has none) when the product is the meeting.
