@@ -23,8 +23,9 @@ std::chrono::milliseconds RetryPause(const TransferSettings &settings, unsigned 
     return pause - std::chrono::milliseconds(std::uniform_int_distribution<std::int64_t>(0, pause.count() / 2)(random));
 }
 
-Download::Download(const TransferRules &rules, base::Url url, std::filesystem::path file)
-    : Exchange(rules, std::move(url)), m_file(std::move(file)), m_random(std::random_device{}()) {}
+Download::Download(const TransferRules &rules, base::Url url, std::filesystem::path file, std::uint64_t maxBytes)
+    : Exchange(rules, std::move(url)), m_maxBytes(std::min(maxBytes, rules.settings.maxBytes)), m_file(std::move(file)),
+      m_random(std::random_device{}()) {}
 
 void Download::Begin(TransferClock::time_point now) {
     m_body = Body::Unknown;
@@ -105,9 +106,8 @@ void Download::JudgeRest(const ReplyHead &reply) {
 }
 
 void Download::CheckRoom() {
-    const std::uint64_t maxBytes = rules().settings.maxBytes;
-    if (m_total && *m_total > maxBytes) {
-        Fail(TooLarge(url(), maxBytes));
+    if (m_total && *m_total > m_maxBytes) {
+        Fail(TooLarge(url(), m_maxBytes));
     } else if (m_total && *m_total - m_file.size() > base::FreeSpace(m_file.path().parent_path())) {
         Fail(NoRoom(url(), *m_total));
     }
@@ -126,9 +126,13 @@ bool Download::Receive(const char *data, std::size_t size) {
         m_dropped += size;
         return m_dropped <= kDroppedBody;
     }
-    const std::uint64_t maxBytes = rules().settings.maxBytes;
-    if (size > maxBytes - m_file.size()) {
-        return Fail(TooLarge(url(), maxBytes));
+    if (size > m_maxBytes - m_file.size()) {
+        return Fail(TooLarge(url(), m_maxBytes));
+    }
+    if (m_total && size > *m_total - m_file.size()) {
+        Fail(OddReply(url(), "more bytes than it announced"));
+        StartOver();
+        return false;
     }
     if (const int error = m_file.Write(data, size)) {
         return Fail(DiskFailure(url(), error));
@@ -162,13 +166,13 @@ std::optional<std::chrono::milliseconds> Download::End(CURLcode code) {
     }
     if (m_body == Body::Drop && IsRedirect(m_status)) {
         if (const auto refusal = FollowRedirect()) {
-            m_failure = {url().host() + ": " + *refusal + ". Tell the operator of the site.", false, std::nullopt};
+            m_failure = RedirectFailure(url(), *refusal);
             return AfterFailure();
         }
         return std::chrono::milliseconds(0);
     }
     if (code != CURLE_OK) {
-        Fail(ExchangeFailure(url(), code, ErrorDetail()));
+        Fail(FailureOf(code));
         return AfterFailure();
     }
     if (m_total && m_file.size() != *m_total) { // a part that ended early, but as announced
@@ -181,6 +185,19 @@ std::optional<std::chrono::milliseconds> Download::End(CURLcode code) {
     }
     m_complete = true;
     return std::nullopt;
+}
+
+TransferFailure Download::FailureOf(CURLcode code) const {
+    if (const auto failure = FailureOfProxy(code)) {
+        return *failure;
+    }
+    curl_off_t connected = 0;
+    curl_easy_getinfo(handle(), CURLINFO_PRETRANSFER_TIME_T, &connected);
+    // curl says that memory is out when a head is longer than it takes.
+    if (code == CURLE_OUT_OF_MEMORY && connected > 0 && m_body == Body::Unknown) {
+        return EndlessHead(url());
+    }
+    return ExchangeFailure(url(), code, ErrorDetail());
 }
 
 std::optional<std::chrono::milliseconds> Download::AfterFailure() {
@@ -209,9 +226,14 @@ std::uint64_t Download::TakeNews() {
 
 TransferResult Download::result() const {
     if (m_complete) {
-        return {true, m_file.path(), {}, m_status, url().text()};
+        return {true, m_file.path(), {}, {}, m_status, url().text()};
     }
-    return {false, {}, m_failure ? m_failure->text : std::string(), m_status, url().text()};
+    return {false,
+            {},
+            m_failure ? m_failure->Text() : std::string(),
+            m_failure ? m_failure->cause : std::string(),
+            m_status,
+            url().text()};
 }
 
 } // namespace delivery

@@ -21,7 +21,8 @@ std::chrono::milliseconds RetryPause(const TransferSettings &settings, unsigned 
 
 class Download final : public Exchange {
 public:
-    Download(const TransferRules &rules, base::Url url, std::filesystem::path file);
+    // A file of more than `maxBytes`, or than the settings allow, is refused.
+    Download(const TransferRules &rules, base::Url url, std::filesystem::path file, std::uint64_t maxBytes);
 
     void Begin(TransferClock::time_point now) override;
     std::optional<std::chrono::milliseconds> End(CURLcode code) override;
@@ -49,8 +50,10 @@ private:
     }
     void StartOver();
     bool Fail(TransferFailure failure);
+    TransferFailure FailureOf(CURLcode code) const;
     std::optional<std::chrono::milliseconds> AfterFailure();
 
+    const std::uint64_t m_maxBytes;
     TransferFile m_file;
     std::optional<std::uint64_t> m_total;
     std::string m_tag;         // strong tag of what is stored; empty when there is none

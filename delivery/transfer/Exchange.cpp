@@ -22,6 +22,20 @@ std::string FirstOf(std::initializer_list<const char *> names) {
     return {};
 }
 
+// A proxy's loopback is another one; browsers do not ask a proxy for it either.
+bool IsLoopback(const std::string &host) {
+    return host == "localhost" || host.ends_with(".localhost") || host == "[::1]" ||
+           (host.starts_with("127.") && host.find_first_not_of("0123456789.") == std::string::npos);
+}
+
+// Without a user and a password, which must not appear in a text. Empty when it cannot be told.
+std::string HostOfProxy(const std::string &proxy) {
+    const std::size_t scheme = proxy.find("://");
+    const std::optional<base::Url> url =
+        base::Url::Parse("http://" + (scheme == std::string::npos ? proxy : proxy.substr(scheme + 3)));
+    return url ? url->host() : std::string();
+}
+
 // curl's own sockets would be handed down to every program that the container starts.
 curl_socket_t OpenSocket(void *, curlsocktype, curl_sockaddr *address) {
     return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
@@ -68,7 +82,7 @@ void Exchange::Begin(TransferClock::time_point) {
         curl_easy_setopt(handle, CURLOPT_CAINFO, settings.caFile.c_str());
         curl_easy_setopt(handle, CURLOPT_CAPATH, nullptr);
     }
-    curl_easy_setopt(handle, CURLOPT_PROXY, (m_url.secure() ? m_rules.proxies.https : m_rules.proxies.http).c_str());
+    curl_easy_setopt(handle, CURLOPT_PROXY, Proxy().c_str());
     curl_easy_setopt(handle, CURLOPT_NOPROXY, m_rules.proxies.none.c_str());
     curl_easy_setopt(handle, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
 
@@ -91,6 +105,32 @@ std::size_t Exchange::ReceiveCallback(char *data, std::size_t one, std::size_t s
     return static_cast<Exchange *>(self)->Receive(data, one * size) ? one * size : one * size + 1;
 }
 
+const std::string &Exchange::Proxy() const {
+    static const std::string kNone;
+    if (IsLoopback(m_url.host())) {
+        return kNone;
+    }
+    return m_url.secure() ? m_rules.proxies.https : m_rules.proxies.http;
+}
+
+std::optional<TransferFailure> Exchange::FailureOfProxy(CURLcode code) const {
+    if (Proxy().empty()) {
+        return std::nullopt;
+    }
+    const std::string host = HostOfProxy(Proxy());
+    long status = 0;
+    curl_easy_getinfo(m_handle.get(), CURLINFO_HTTP_CONNECTCODE, &status);
+    if (status >= 300) {
+        return ProxyFailure(m_url, host, status);
+    }
+    // Some hosts are reached without the proxy: only curl's text tells whom it tried.
+    if (code == CURLE_COULDNT_CONNECT && !host.empty() &&
+        ErrorDetail().find("to " + host + " port") != std::string::npos) {
+        return ProxyFailure(m_url, host, 0);
+    }
+    return std::nullopt;
+}
+
 void Exchange::ForgetRedirects() {
     m_url = m_asked;
     m_redirects = 0;
@@ -101,7 +141,7 @@ std::optional<std::string> Exchange::FollowRedirect() {
     curl_easy_getinfo(m_handle.get(), CURLINFO_REDIRECT_URL, &location);
     const std::optional<base::Url> next = location ? base::Url::Parse(location) : std::nullopt;
     if (!next) {
-        return "it redirects to something that is no web address";
+        return "it redirects to something that is not a web address";
     }
     if (m_url.secure() && !next->secure()) {
         return "it redirects from a secure address to an insecure one";

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 
+#include "delivery/transfer/TransferFailure.h"
 #include "delivery/transfer/Transfers.h"
 #include "base/Url.h"
 
@@ -66,6 +67,8 @@ protected:
     std::string ErrorDetail() const {
         return m_error;
     }
+    // Whether the exchange, which broke with `code`, failed at the proxy.
+    std::optional<TransferFailure> FailureOfProxy(CURLcode code) const;
 
     // Back to the address that was asked for.
     void ForgetRedirects();
@@ -73,6 +76,7 @@ protected:
     std::optional<std::string> FollowRedirect();
 
 private:
+    const std::string &Proxy() const; // empty: none
     static std::size_t ReceiveCallback(char *data, std::size_t one, std::size_t size, void *self);
 
     struct CloseHandle {

@@ -8,14 +8,15 @@ namespace {
 
 constexpr char kTryLater[] = "Try again later.";
 constexpr char kCheckNetwork[] = "Check the network connection and try again.";
+constexpr char kCheckProxy[] = "Check the proxy settings.";
 constexpr char kAskOperator[] = "Tell the operator of the site.";
 
 TransferFailure Permanent(const base::Url &url, const std::string &what, const std::string &remedy) {
-    return {url.host() + ": " + what + ". " + remedy, false, std::nullopt};
+    return {url.host(), what, remedy, false, std::nullopt};
 }
 
 TransferFailure Transient(const base::Url &url, const std::string &what, const std::string &remedy) {
-    return {url.host() + ": " + what + ". " + remedy, true, std::nullopt};
+    return {url.host(), what, remedy, true, std::nullopt};
 }
 
 std::string InParentheses(const std::string &detail) {
@@ -39,7 +40,7 @@ TransferFailure StatusFailure(const base::Url &url, const ReplyHead &reply) {
     case 410:
         return Permanent(url, "the server does not have the file" + number, kAskOperator);
     case 407:
-        return Permanent(url, "the proxy asks for a password" + number, "Check the proxy settings.");
+        return Permanent(url, "the proxy asks for a password" + number, kCheckProxy);
     case 408:
     case 429: {
         TransferFailure failure = Transient(url, "the server is busy" + number, kTryLater);
@@ -54,7 +55,28 @@ TransferFailure StatusFailure(const base::Url &url, const ReplyHead &reply) {
         failure.retryAfter = reply.retryAfter;
         return failure;
     }
-    return Permanent(url, "the server gave no file" + number, kAskOperator);
+    return Permanent(url, "the server did not send the file" + number, kAskOperator);
+}
+
+TransferFailure ProxyFailure(const base::Url &url, const std::string &proxy, long status) {
+    const std::string name = proxy.empty() ? "the proxy" : "the proxy " + proxy;
+    if (status == 0) {
+        return Transient(url, name + " does not answer, so nothing was fetched", kCheckProxy);
+    }
+    const std::string number = " (status " + std::to_string(status) + ")";
+    if (status == 407) {
+        return Permanent(url, name + " asks for a password" + number, kCheckProxy);
+    }
+    const std::string cause = name + " does not let the connection through" + number;
+    return status >= 500 ? Transient(url, cause, kCheckProxy) : Permanent(url, cause, kCheckProxy);
+}
+
+TransferFailure RedirectFailure(const base::Url &url, const std::string &cause) {
+    return Permanent(url, cause, kAskOperator);
+}
+
+TransferFailure EndlessHead(const base::Url &url) {
+    return Permanent(url, "the server gave an odd reply: its head is too long", kAskOperator);
 }
 
 TransferFailure ExchangeFailure(const base::Url &url, CURLcode code, const std::string &detail) {
@@ -67,16 +89,16 @@ TransferFailure ExchangeFailure(const base::Url &url, CURLcode code, const std::
         return Permanent(url, "the trusted authorities of this computer cannot be read" + InParentheses(detail),
                          "Check the installation of the system's certificates.");
     case CURLE_SSL_CONNECT_ERROR:
-        return Transient(url, "no secure connection came about" + InParentheses(detail), kTryLater);
+        return Transient(url, "a secure connection could not be made" + InParentheses(detail), kTryLater);
     case CURLE_COULDNT_RESOLVE_HOST:
         return Transient(url, "this host name is not known", "Check the address and the network connection.");
     case CURLE_COULDNT_RESOLVE_PROXY:
-        return Transient(url, "the name of the proxy is not known", "Check the proxy settings.");
+        return Transient(url, "the name of the proxy is not known", kCheckProxy);
     case CURLE_COULDNT_CONNECT:
         return Transient(url, "nothing answers on port " + std::to_string(url.port()) + InParentheses(detail),
-                         "The server may be down, or a firewall is in the way. " + std::string(kTryLater));
+                         "The server may be down or behind a firewall. " + std::string(kTryLater));
     case CURLE_OPERATION_TIMEDOUT:
-        return Transient(url, "no connection came about in time", kCheckNetwork);
+        return Transient(url, "no connection could be made in time", kCheckNetwork);
     case CURLE_OUT_OF_MEMORY:
         return Permanent(url, "there is not enough memory", "Close other programs and try again.");
     default:
@@ -86,7 +108,7 @@ TransferFailure ExchangeFailure(const base::Url &url, CURLcode code, const std::
 }
 
 TransferFailure Stalled(const base::Url &url) {
-    return Transient(url, "the transfer came to a standstill", kCheckNetwork);
+    return Transient(url, "the transfer stalled", kCheckNetwork);
 }
 
 TransferFailure OddReply(const base::Url &url, const std::string &what) {
@@ -103,7 +125,7 @@ TransferFailure NoRoom(const base::Url &url, std::uint64_t needed) {
 
 TransferFailure DiskFailure(const base::Url &url, int error) {
     return Permanent(url, "the file cannot be stored: " + base::DiskErrorText(error),
-                     "Free some space or mend the folder, and try again.");
+                     "Free some space or set the folder's permissions, and try again.");
 }
 
 } // namespace delivery

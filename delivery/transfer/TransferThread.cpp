@@ -62,8 +62,8 @@ void TransferThread::Wake() {
     curl_multi_wakeup(m_multi.get());
 }
 
-void TransferThread::Start(Transfers::Id id, base::Url url, std::filesystem::path file) {
-    auto download = std::make_unique<Download>(m_rules, std::move(url), std::move(file));
+void TransferThread::Start(Transfers::Id id, base::Url url, std::filesystem::path file, std::uint64_t maxBytes) {
+    auto download = std::make_unique<Download>(m_rules, std::move(url), std::move(file), maxBytes);
     Download *const raw = download.get();
     {
         const std::lock_guard lock(m_lock);
@@ -73,7 +73,7 @@ void TransferThread::Start(Transfers::Id id, base::Url url, std::filesystem::pat
 }
 
 void TransferThread::Refuse(Transfers::Id id, std::string error) {
-    PutReports({{id, {0, TransferResult{false, {}, std::move(error), 0, {}}}}});
+    PutReports({{id, {0, TransferResult{false, {}, error, error, 0, {}}}}});
 }
 
 void TransferThread::Cancel(std::vector<Transfers::Id> ids) {

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "delivery/transfer/TransferThread.h"
+#include "base/Files.h"
 #include "base/StagingFolder.h"
 
 namespace delivery {
@@ -16,25 +17,28 @@ constexpr char kFolderPrefix[] = ".lumhost-transfers.";
 } // namespace
 
 Transfers::Transfers(TransferSettings settings, std::function<void()> wake) {
-    std::error_code ignored;
-    std::filesystem::create_directories(settings.folder, ignored);
-    base::CleanStaging(settings.folder, kFolderPrefix);
-    m_folder = std::make_unique<base::StagingFolder>(settings.folder, kFolderPrefix);
+    if (const base::Result<void> made = base::MakeFolder(settings.folder); !made) {
+        m_folderError = made.error().text;
+    } else {
+        base::CleanStaging(settings.folder, kFolderPrefix);
+        m_folder = std::make_unique<base::StagingFolder>(settings.folder, kFolderPrefix);
+        m_folderError = m_folder->error() == 0 ? "" : m_folder->ErrorText();
+    }
     m_thread = std::make_unique<TransferThread>(std::move(settings), std::move(wake));
 }
 
 Transfers::~Transfers() = default;
 
-Transfers::Id Transfers::Get(const std::string &url, Progress progress, Done done) {
+Transfers::Id Transfers::Get(const std::string &url, Progress progress, Done done, std::uint64_t maxBytes) {
     const Id id = ++m_lastId;
     m_downloads[id] = std::make_shared<Callbacks>(Callbacks{std::move(progress), std::move(done)});
     const std::optional<base::Url> address = base::Url::Parse(url);
-    if (m_folder->error() != 0) {
-        m_thread->Refuse(id, "The folder for downloads cannot be used: " + m_folder->ErrorText());
+    if (!m_folderError.empty()) {
+        m_thread->Refuse(id, "The folder for downloads cannot be used: " + m_folderError);
     } else if (!address) {
-        m_thread->Refuse(id, "This is no web address (http or https), so nothing was fetched. Check the page.");
+        m_thread->Refuse(id, "This is not a web address (http or https), so nothing was fetched. Check the page.");
     } else {
-        m_thread->Start(id, *address, m_folder->path() / std::to_string(id));
+        m_thread->Start(id, *address, m_folder->path() / std::to_string(id), maxBytes);
     }
     return id;
 }

@@ -24,6 +24,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <limits>
 #include <map>
 #include <memory>
 #include <string>
@@ -39,7 +40,7 @@ class TransferThread;
 
 struct TransferSettings {
     // Where the files are kept while they are needed: in a hidden folder of their own, which goes away with this
-    // object. The folder is made when it is missing. What a killed process left in it is removed.
+    // object. The folder is made, for its owner only, when it is missing. What a killed process left in it is removed.
     std::filesystem::path folder;
     std::uint64_t maxBytes = std::uint64_t{4} << 30; // a larger file is refused
     unsigned parallel = 4;   // downloads at once, fewer as long as these fill the line; the rest wait their turn
@@ -70,6 +71,7 @@ struct TransferResult {
     // moves it away.
     std::filesystem::path file;
     std::string error;   // empty when ok
+    std::string cause;   // what happened, without host and remedy: the rest of a sentence
     long httpStatus = 0; // of the last reply; 0 when there was none
     std::string address; // from which the last reply came, after redirects; empty when nothing was asked for
 };
@@ -90,7 +92,9 @@ public:
 
     // Starts a download of an absolute http or https address. Either callback may be empty. A failure, also that of an
     // address that cannot be used, is told by `done`, never before this function has returned.
-    Id Get(const std::string &url, Progress progress, Done done);
+    // A file larger than `maxBytes` is refused, as is one larger than the settings allow.
+    Id Get(const std::string &url, Progress progress, Done done,
+           std::uint64_t maxBytes = std::numeric_limits<std::uint64_t>::max());
 
     // A GET in the background, once, whose answer nobody looks at (it is read up to 64 KiB). CancelAll leaves it alone.
     void Request(const std::string &url);
@@ -118,6 +122,7 @@ private:
     void Report(Id id, std::uint64_t bytes);
     void Finish(Id id, const TransferResult &result);
 
+    std::string m_folderError;                     // empty: usable
     std::unique_ptr<base::StagingFolder> m_folder; // outlives the thread, which writes there
     std::unique_ptr<TransferThread> m_thread;
     std::map<Id, std::shared_ptr<Callbacks>> m_downloads;

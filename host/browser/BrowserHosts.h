@@ -39,7 +39,7 @@ struct BrowserHost {
 };
 
 std::vector<BrowserHost> UsersBrowserHosts(const Folders &folders);
-// `root` stands before every path: "/" but for a test.
+// `root` is put before every path: "/" except in tests.
 std::vector<BrowserHost> SystemBrowserHosts(const std::filesystem::path &root);
 
 } // namespace lumhost

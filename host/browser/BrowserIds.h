@@ -1,4 +1,4 @@
-// Under which names the browsers know the extension and this program.
+// The names by which the browsers know the extension and this program.
 #pragma once
 
 #include <string_view>
@@ -6,7 +6,7 @@
 namespace lumhost {
 
 inline constexpr std::string_view kNativeHostName = "example.kelvo.lumhost";
-// Chromium's and Chrome's follows from the public key in the extension's manifest; Firefox's stands there.
+// Chromium's and Chrome's follows from the public key in the extension's manifest; Firefox's is in it.
 inline constexpr std::string_view kChromiumExtension = "bmlpmeekaenhdnpibllcmgkpcojmiegl";
 inline constexpr std::string_view kFirefoxExtension = "lum@kelvo.example";
 inline constexpr std::string_view kChromiumScheme = "chrome-extension://";

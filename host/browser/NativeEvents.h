@@ -15,7 +15,7 @@ public:
     // These must be allowed first.
     void Forbid(const std::vector<std::string> &sites);
 
-    // A page has no business with the site's log.
+    // The site's log does not concern the page.
     void OnLogRequest(const LogRequest &request) override;
 
 private:

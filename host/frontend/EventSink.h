@@ -1,4 +1,4 @@
-// What a front end is told of a start: the terminal, the JSON lines, or whatever drives an instance instead of them.
+// What a front end (terminal, JSON lines, browser) is told about a start.
 #pragma once
 
 #include <cstdint>
@@ -61,9 +61,8 @@ enum class Ending {
     Signal = 128, // plus its number
 };
 
-// All functions are called on the main thread, one at a time, never from within a call of the extension's that a front
-// end could disturb by taking its time: they should return soon. Texts from the page or the extension are as they came
-// (UTF-8, may hold anything): a front end makes them fit for its medium.
+// All functions are called on the main thread, one at a time, and should return soon. Texts from the page or the
+// extension are as they came (UTF-8, with anything in them): a front end makes them fit for its medium.
 class EventSink {
 public:
     virtual ~EventSink() = default;
@@ -74,11 +73,11 @@ public:
     virtual void OnNavigation(const Navigation &navigation) = 0;
     virtual void OnLaunch(const Launch &launch) = 0;
     virtual void OnLogRequest(const LogRequest &request) = 0;
-    // What went wrong, in a sentence, where the extension's own message says less (a download, a package).
+    // What went wrong, in a sentence, when the extension's own message says less (a download, a package).
     virtual void OnProblem(const std::string &text) = 0;
-    // Only in a run that lasts until its page is left: all is done that was to be done at once. Not the last one.
+    // Only in a run that lasts until its page is left: everything that was due is done. Not the last call.
     virtual void OnSettled(const std::string &reason) = 0;
-    // The last one. `status` is the exit status, `message` the number of the message that ended the run, or 0.
+    // The last call. `status` is the exit status, `message` the number of the message that ended the run, or 0.
     virtual void OnEnd(int status, const std::string &reason, int message) = 0;
 };
 

@@ -8,7 +8,7 @@ namespace lumhost {
 
 namespace {
 
-// A text as it came, unless it is no UTF-8, which a JSON reader would refuse.
+// A text as it came, unless it is not UTF-8, which a JSON reader would refuse.
 Json::Value Text(const std::string &text) {
     return base::IsUtf8(text) ? text : base::OneLine(text);
 }

@@ -11,7 +11,7 @@ class Value;
 
 namespace lumhost {
 
-// Bytes that are no UTF-8 are replaced.
+// Bytes that are not UTF-8 are replaced.
 class JsonEvents : public EventSink {
 public:
     void OnState(State state, const std::string &detail) override;
@@ -34,7 +34,7 @@ private:
 
 class JsonLines final : public JsonEvents {
 public:
-    // Writes to `out`, which must outlive this, and brings every line out at once.
+    // Writes to `out`, which must outlive this, and flushes every line.
     explicit JsonLines(std::FILE *out) : m_out(out) {}
 
 private:

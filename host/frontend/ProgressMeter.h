@@ -1,8 +1,8 @@
 // Counts the bytes of a start's packages and says how long the rest will take.
 //
-// The rate is that of the last seconds, not of the whole download, so that it follows the line; it is forgotten when
-// the line breaks down, and then, as at the beginning, the time left is unknown instead of wrong. The time left is told
-// in steps that grow with it, so that it does not flicker.
+// The rate is that of the last seconds, not of the whole download, so that it follows the connection. When that breaks
+// down the rate is forgotten; then, as at the beginning, the time left is unknown instead of wrong. The time left is
+// given in steps that grow with it, so that it does not flicker.
 #pragma once
 
 #include <chrono>

@@ -1,4 +1,4 @@
-// The front end for people: one line a step, and a bar where standard output is a terminal.
+// The front end for people: a line for each step, and a progress bar when standard output is a terminal.
 //
 // The line of a navigation ("lumhost: page TARGET -> URL") is meant to be read by scripts, too. Texts from the page are
 // shown on one line without control characters.
@@ -13,12 +13,12 @@
 namespace lumhost {
 
 // One line of a bar, at most `width` columns: "[####    ]  42%  12.3 MB of 29.0 MB  1.2 MB/s  about 15 s left", or only
-// the bytes when there is no total. What does not fit is left out from the end.
+// the bytes when there is no total. What does not fit is cut off.
 std::string ProgressLine(const Progress &progress, int width);
 
 class Terminal final : public EventSink {
 public:
-    // `width`: the terminal's, in columns; 0 when `out` is no terminal. `out` must outlive this.
+    // `width`: the terminal's, in columns; 0 when `out` is not a terminal. `out` must outlive this.
     Terminal(std::FILE *out, int width) : m_out(out), m_width(width) {}
 
     void OnState(State state, const std::string &detail) override;
@@ -38,11 +38,11 @@ private:
     std::FILE *m_out;
     const int m_width;
     bool m_downloading = false; // said once
-    bool m_bar = false;         // the cursor stands in a bar
+    bool m_bar = false;         // the cursor is in a bar
     Progress m_last;
 };
 
-// Columns of the terminal behind `out`; 0 when it is none, or one that cannot move its cursor.
+// Columns of the terminal behind `out`; 0 when it is not a terminal, or one that cannot move its cursor.
 int TerminalWidth(std::FILE *out);
 
 } // namespace lumhost

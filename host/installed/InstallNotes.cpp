@@ -40,7 +40,7 @@ std::string Boot() {
     return boot;
 }
 
-// Brings everything of their file systems to the disk.
+// Flushes their file systems to the disk.
 void FlushFolders(const std::set<fs::path> &folders) {
     std::set<dev_t> done;
     for (const fs::path &folder : folders) {
@@ -68,7 +68,7 @@ struct Notes {
 };
 
 // The file begins with "=0 BOOT". A note is "+NUMBER PATH", "*0 PATH" or "-0 PATH". Each is ended by a zero byte; one
-// that was cut off by the end of its process has none.
+// that was cut off when its process ended has none.
 Notes ReadNotes(std::string_view text) {
     Notes notes;
     for (std::size_t end; (end = text.find('\0')) != std::string_view::npos; text.remove_prefix(end + 1)) {
@@ -126,7 +126,7 @@ void LookFor(const fs::path &destination, std::uint64_t number, std::vector<Inst
     found.back().name = destination.filename().string();
 }
 
-// A link that led to the library leads nowhere then, and the extension makes it anew.
+// A link to the library is removed, too; the extension makes it again.
 void RemoveWhatMayBeHalf(const fs::path &destination, std::uint64_t number) {
     const fs::path place = NumberOf(destination) == number ? destination : VersionedLibrary(destination, number);
     std::error_code ignored;
@@ -210,7 +210,7 @@ void InstallNotes::MakeFile() {
         m_file = base::ScopedDescriptor(mkostemp(name.data(), O_CLOEXEC));
         m_path = name;
     } while (m_file && flock(m_file.get(), LOCK_EX) == 0 &&
-             !IsStillNamed(m_file.get())); // it was taken for a left-over
+             !IsStillNamed(m_file.get())); // another process took it for a leftover
     Append(kBoot, 0, Boot());
 }
 
@@ -227,8 +227,8 @@ void InstallNotes::Append(char what, std::uint64_t number, const fs::path &desti
     }
 }
 
-// Within bytes that are on the disk already a note gets there by itself. At the end of a file it would take the file
-// system's journal with it, and all that was written to the folders since.
+// Overwriting bytes that are already on the disk needs no journal. Growing the file with each note would flush the file
+// system's journal, and with it all that was written to the folders since.
 bool InstallNotes::MakeRoom() {
     if (lseek(m_file.get(), static_cast<off_t>(m_room), SEEK_SET) < 0 ||
         !base::WriteAll(m_file.get(), std::string(kRoom, '\0')).has_value()) {

@@ -1,13 +1,13 @@
-// What became of components whose start did not end as it should: it was killed between moving one into place and
-// recording it, or the computer lost its power before the disk had the component's contents.
+// What became of components whose start did not end normally: it was killed between moving one into place and recording
+// it, or the computer lost power before the component's contents were on the disk.
 //
 // A start notes each component before the move, in a file "installing.XXXXXX" of the data folder that it keeps locked
 // while it lives; the kernel drops the lock however it ends. The note is on the disk before the move. It holds the
-// number of the file or folder that is moved, so that what stands there later can be told from what stood there before,
-// and the file begins with the boot in which it was written. Nobody who waits for a meeting waits for the disk: it is
-// given all contents at the end of a start, and only then the file goes. Whoever comes next and can have the lock
-// clears away where that process unpacked and brings the record up to date, or, after another boot, removes what may be
-// half on the disk, so that it is fetched again.
+// number of the file or folder that is moved, so that what is there later can be told from what was there before,
+// and the file begins with the identifier of the boot. Starting a meeting never waits for disk flushes: contents are
+// flushed at the end of a start, and only then the file is removed. The next process that gets the lock removes the
+// staging folders of that start and updates the record; after a reboot it removes what may be incomplete on the disk,
+// so that it is downloaded again.
 #pragma once
 
 #include <cstdint>
@@ -20,12 +20,12 @@
 
 namespace lumhost {
 
-// The notes of this process. Any thread. A note that cannot be written is left out: the component is then not on record
+// The notes of this process. Any thread. A note that cannot be written is skipped: the component is then not on record
 // if the process is killed at that moment.
 class InstallNotes {
 public:
     explicit InstallNotes(const Folders &folders) : m_folder(folders.data) {}
-    // Waits for the disk. The file goes, unless something is open whose component could not be recorded.
+    // Flushes. The file is removed, unless a component in it could not be recorded.
     ~InstallNotes();
     InstallNotes(const InstallNotes &) = delete;
     InstallNotes &operator=(const InstallNotes &) = delete;
@@ -51,7 +51,8 @@ private:
     std::set<std::filesystem::path> m_folders; // into which something was moved
 };
 
-// Records or removes what the notes of ended processes tell, and removes those. Reads the components that it records.
+// Records or removes the components in the notes of ended processes, and removes the notes. Reads the components that
+// it records.
 void SettleInstallNotes(const Folders &folders);
 
 } // namespace lumhost

@@ -36,7 +36,7 @@ void InstallRecorder::Add(std::filesystem::path destination) {
     try {
         const base::ScopedSignalBlock block;
         m_thread = std::thread(&InstallRecorder::Run, this);
-    } catch (const std::system_error &) { // no thread to be had: the component is not on record, and that is told
+    } catch (const std::system_error &) { // no thread: the component stays off the record, which "status" shows
     }
 }
 
@@ -56,7 +56,7 @@ void InstallRecorder::Record(const std::vector<InstalledComponent> &components) 
     }
 }
 
-// The road goes first: what it has installed is read, and recorded at once, when it pauses.
+// The start goes first: what it has installed is read, and recorded, when it pauses.
 void InstallRecorder::Work() {
     for (;;) {
         std::vector<std::filesystem::path> batch;

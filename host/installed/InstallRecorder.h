@@ -1,4 +1,4 @@
-// Records what is installed, beside the main thread: a component's files are hashed while the next one arrives.
+// Records what is installed, on a thread of its own: a component's files are hashed while the next one arrives.
 #pragma once
 
 #include <condition_variable>

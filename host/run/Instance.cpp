@@ -7,7 +7,7 @@ namespace lumhost {
 
 namespace {
 
-// Those that were started and have not ended, by the cookie that the extension was given.
+// The running ones, by the cookie that the extension was given.
 std::map<void *, Instance *> &Instances() {
     static std::map<void *, Instance *> instances;
     return instances;
@@ -20,7 +20,7 @@ void *NewCookie() {
 
 void Unused() {}
 
-// Nothing may be thrown into the extension: a service that fails has done nothing.
+// Nothing may be thrown into the extension; a service that throws counts as not called.
 template <typename Function> auto Guarded(Function function, decltype(function()) otherwise) {
     try {
         return function();

@@ -3,9 +3,9 @@
 //   Start --> Beat, Deliver, ... --> End
 //
 // Everything here happens on the main thread. The extension is called by one thing at a time: while a call is inside
-// the extension (which may show a panel and run the run loop meanwhile, or have a package unpacked while the windows
+// the extension (which may show a panel and run the run loop itself, or have a package unpacked while the windows
 // stay alive), Beat and Deliver do nothing; what came is delivered afterwards. The cookie that the extension holds is a
-// number, not a pointer, so that a service call after the end finds nobody instead of a dead object.
+// number, not a pointer, so that a service call after the end finds nothing instead of a dead object.
 //
 // After the extension asked to be stopped, downloads end without a callback, nothing is installed, shown or opened any
 // more; parameters are still answered and requests to the site's log still sent, because the extension logs its stop
@@ -45,13 +45,13 @@ public:
     virtual void Received(std::uint32_t bytes) = 0;
     virtual void Installing(const std::string &name) = 0;
     // Keeps the windows alive until `ended`, which waits for so long at most, answers true. Calls neither Beat nor
-    // Deliver meanwhile.
+    // Deliver.
     virtual void KeepWindowsAlive(const std::function<bool(std::chrono::milliseconds)> &ended) = 0;
     // A component is about to be moved to this path (`number` is that of its file or folder): on the installation's
     // thread. Then NotMoved, or Installed.
     virtual void Moving(const std::filesystem::path &destination, std::uint64_t number) = 0;
     virtual void NotMoved(const std::filesystem::path &destination) = 0;
-    // A component stands at this path, and the extension has done with it what it does afterwards.
+    // A component is at this path, and the extension has finished with it.
     virtual void Installed(const std::filesystem::path &destination) = 0;
     virtual void Problem(const std::string &text) = 0;
     virtual void StopAsked() = 0;
@@ -73,7 +73,7 @@ public:
     // Ends downloads and an installation, as if the extension had asked for it; the extension is not told.
     void Stop();
 
-    // To be called whenever windows are looked after: a panel that the extension runs is no pause.
+    // To be called whenever events are handled: a panel that the extension runs is not a pause.
     void WindowsLive();
     std::chrono::milliseconds longestPause() const {
         return m_pauses.longest();

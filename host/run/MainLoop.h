@@ -1,7 +1,7 @@
 // The run loop of the main thread: the window system's when there is a window, the plain one otherwise.
 //
-// The window system is started by whoever needs a window first (the extension, or an alert of the container's), because
-// it takes longer than a whole start without one. This notices, finishes its launch and goes on with its loop.
+// The window system is started by the first that needs a window (the extension, or an alert of the container), because
+// starting it takes longer than a whole start without one. This notices, finishes its launch and goes on with its loop.
 //
 // Three kinds of things happen on it:
 //   Control  everywhere, also while a panel is open or a package is unpacked: signals, time limits
@@ -23,7 +23,7 @@ public:
         virtual void Control() = 0;
         virtual void Beat() = 0;
         virtual void Woken() = 0;
-        // The window system has just been started by somebody.
+        // The window system has just been started.
         virtual void WindowsCame() = 0;
     };
 
@@ -42,7 +42,7 @@ public:
     std::function<void()> Waker();
 
     // Handles what the user does with the windows until `ended`, which waits for so long at most, answers true. Only
-    // Control happens meanwhile.
+    // Control is called.
     void KeepWindowsAlive(const std::function<bool(std::chrono::milliseconds)> &ended);
 
     // Starts the window system for a window of the container's own, if it does not run yet. What is typed before its

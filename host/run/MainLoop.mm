@@ -225,7 +225,7 @@ void MainLoop::KeepWindowsAlive(const std::function<bool(std::chrono::millisecon
     constexpr std::chrono::milliseconds kPause(10);
     while (!ended(kPause)) {
         const base::ScopedPool pool;
-        if (!HasWindows()) { // nothing to look after but the signals
+        if (!HasWindows()) { // only Control is due
             [[NSRunLoop currentRunLoop] runMode:kUnpackingMode beforeDate:[NSDate distantPast]];
         } else {
             while (NSEvent *event = [NSApp nextEventMatchingMask:NSAnyEventMask

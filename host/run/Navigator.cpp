@@ -26,7 +26,7 @@ bool OpenInBrowser(const std::string &url) {
     return error == 0;
 }
 
-// Downloads have no use for the part behind "#"; a page that is shown has.
+// Downloads do not use the part after "#"; a page that is shown does.
 std::string Fragment(std::string_view url) {
     const std::size_t hash = url.find('#');
     std::string fragment;

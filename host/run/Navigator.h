@@ -1,4 +1,4 @@
-// Sends the page on: tells the front end, and opens the address in the desktop's browser when the user asked for that.
+// Sends the page on: tells the front end, and opens the address in the desktop's browser when the user asked for it.
 #pragma once
 
 #include <string>

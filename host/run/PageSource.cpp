@@ -2,66 +2,27 @@
 
 #include <curl/curl.h>
 
-#include <chrono>
-#include <condition_variable>
-#include <mutex>
-
 #include "base/Files.h"
 #include "base/Text.h"
+#include "delivery/transfer/Fetcher.h"
 #include "host/Process.h"
 
 namespace lumhost {
 
 namespace {
 
-// Waits for the transfer thread without a run loop: no window exists yet.
-class Doorbell {
-public:
-    void Ring() {
-        const std::scoped_lock lock(m_lock);
-        m_rung = true;
-        m_changed.notify_one();
-    }
-    void Wait() {
-        std::unique_lock lock(m_lock);
-        m_changed.wait_for(lock, std::chrono::milliseconds(100), [this] { return m_rung; });
-        m_rung = false;
-    }
-
-private:
-    std::mutex m_lock;
-    std::condition_variable m_changed;
-    bool m_rung = false;
-};
-
-base::Result<PageText> ReadDownloaded(const std::string &place, const delivery::TransferResult &result) {
+base::Result<PageText> Fetch(const base::Url &url, delivery::TransferSettings settings,
+                             const std::function<bool()> &stopped) {
+    delivery::Fetcher fetcher(std::move(settings));
+    const delivery::TransferResult result = fetcher.Fetch(url.text(), kLargestPage, stopped);
     if (!result.ok) {
-        return base::Fail("cannot get " + place + ": " + result.error);
+        return base::Fail("cannot get " + url.text() + ": " + result.error);
     }
     auto html = base::ReadWhole(result.file, kLargestPage);
     if (!html) {
         return base::Fail(std::move(html.error()));
     }
     return PageText{std::move(*html), base::Url::Parse(result.address)};
-}
-
-base::Result<PageText> Fetch(const base::Url &url, delivery::TransferSettings settings,
-                             const std::function<bool()> &stopped) {
-    settings.maxBytes = kLargestPage;
-    settings.retries = 1; // somebody waits
-    Doorbell doorbell;
-    delivery::Transfers transfers(std::move(settings), [&] { doorbell.Ring(); });
-    std::optional<base::Result<PageText>> page;
-    transfers.Get(url.text(), nullptr,
-                  [&](const delivery::TransferResult &result) { page = ReadDownloaded(url.text(), result); });
-    while (!page) {
-        if (stopped()) {
-            return base::Fail("stopped");
-        }
-        doorbell.Wait();
-        transfers.Deliver();
-    }
-    return std::move(*page);
 }
 
 std::filesystem::path PathOfFileAddress(const std::string &place) {

@@ -1,4 +1,4 @@
-// How long the main thread looked after nothing else, at worst: meanwhile windows neither move nor answer.
+// The longest time in which the main thread did not handle events: windows neither move nor answer then.
 #pragma once
 
 #include <algorithm>

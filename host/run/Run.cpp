@@ -18,9 +18,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto kTelling = 250ms;            // between two words on the progress
-constexpr auto kLastRequests = 3s;          // for requests to the site's log, at the end
-constexpr auto kLeftRequests = 300ms;       // the same when somebody outside waits for the end
+constexpr auto kTelling = 250ms;      // between two reports of the progress
+constexpr auto kLastRequests = 3s;    // for requests to the site's log, at the end
+constexpr auto kLeftRequests = 300ms; // the same when the browser waits for the end
 
 bool PageWaits(const delivery::Page &page) {
     const std::string *value = page.Find("klvpagewaiting_value");
@@ -68,7 +68,7 @@ RunEnd Run::Go() {
     m_lastStart.Note("longest pause of the windows", std::to_string(m_instance->longestPause().count()) + " ms");
     m_lastStart.End(m_end->status, m_end->reason, m_end->message);
     m_sink.OnEnd(m_end->status, m_end->reason, m_end->message);
-    WatchWindowServer([status = m_end->status] { return status; }); // nobody is left to tell
+    WatchWindowServer([status = m_end->status] { return status; }); // everything has been reported
     return *m_end;
 }
 

@@ -1,5 +1,5 @@
-// One run of an instance: brings the instance, the run loop, the traces, the front end and the decision about the end
-// together.
+// One run of an instance: connects the instance, the run loop, the traces, the front end and the decision about the
+// end. host/verbs/StartVerb.h shows what calls it, and what it calls.
 #pragma once
 
 #include <deque>
@@ -37,8 +37,8 @@ public:
         std::optional<std::chrono::milliseconds> timeout = {};
         bool open = false; // the next page in the desktop's browser
         bool alerts = false;
-        // What has done its work goes on until the page is left, as in a browser: a player's page is sent home at the
-        // end.
+        // Goes on until the page is left, as in a browser, also when everything is done: a player's page is sent home
+        // at the end.
         bool untilLeft = false;
         // Asked several times a second: whether to end for a reason from outside. May be empty.
         std::function<std::optional<RunEnd>()> outside = {};
@@ -85,7 +85,7 @@ private:
     void TellProgress(bool atOnce);
     void Settle(const RunWatch::Verdict &verdict);
     void WatchServer();
-    // What is due between two calls of the extension: alerts, news, the end.
+    // What is due between two calls of the extension: alerts, reports, the end.
     void AfterCall();
     void ShowAlerts();
     void AskToEnd(RunEnd end);

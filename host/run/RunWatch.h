@@ -2,16 +2,15 @@
 //
 // The extension never says so: in a browser an instance lives until its page is left. Here the page is left when
 //   - it is sent on: that is what the page wanted;
-//   - the extension has looked after the running application and had nothing to send the page to (a meeting), or the
+//   - the extension has checked on the running application and had nothing to send the page to (a meeting), or the
 //     application has run for kSettled (a player, and an application that reported itself to an extension that does not
-//     trace); a meeting that it never looks after (it waits for the placeholder window, or for the application to have
+//     trace); a meeting that it never checks on (it waits for the placeholder window, or for the application to have
 //     joined) is given kUnseen, or kJoining when the page waits;
 //   - a message was shown after which the extension has stopped. One about a package does not stop it once the main
 //     component is ready: then the other packages are waited for, and kAfterMessage;
 //   - the extension asked to be stopped (the user's Stop button);
-//   - nothing has been going on for kIdle, or kAllInstalled when all packages were installed. The time of a long call
-//   of
-//     the extension's (an installation, a panel) is not quiet.
+//   - nothing has happened for kIdle, or kAllInstalled when all packages were installed. The time of a long call of the
+//     extension (an installation, a panel) does not count.
 #pragma once
 
 #include <chrono>
@@ -56,7 +55,7 @@ public:
     // The application that this process started reported itself to the session.
     void Reported(int pid, Clock::time_point now);
 
-    // A call of the extension has returned; the quiet time begins anew when it took long.
+    // A call of the extension has returned; the quiet time starts again when it took long.
     void CallEnded(Clock::time_point began, Clock::time_point now);
 
     // To be asked between two calls of the extension, never within one. `busy`: a transfer runs.

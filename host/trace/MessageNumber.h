@@ -1,4 +1,4 @@
-// Numbers that stand in texts of the extension's.
+// Numbers in the extension's texts.
 #pragma once
 
 #include <string_view>

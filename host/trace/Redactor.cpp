@@ -34,6 +34,7 @@ constexpr std::array<std::string_view, 18> kTechnical = {"lumcomponentname",
                                                          "name"};
 
 constexpr std::size_t kShortestValue = 3;
+constexpr std::string_view kCut = "?...";
 
 void ReplaceAll(std::string &text, std::string_view from, std::string_view to) {
     for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
@@ -59,16 +60,22 @@ void ReplaceWord(std::string &text, std::string_view word, std::string_view to) 
 void CutAddresses(std::string &text) {
     for (std::size_t at = text.find("://"); at != std::string::npos; at = text.find("://", at + 3)) {
         const std::size_t host = at + 3;
-        // A bracket ends an address, unless it stands in the host (an IPv6 address).
+        // A bracket ends an address, unless it is in the host (an IPv6 address).
         const std::size_t path = std::min(text.find_first_of("/?# \t\r\n\"'<>|", host), text.size());
         const std::size_t end = std::min(text.find_first_of(" \t\r\n\"'|]", path), text.size());
         if (const std::size_t query = text.find_first_of("?#", path); query < end) {
-            text.replace(query, end - query, "?...");
+            text.replace(query, end - query, kCut);
         }
         if (const std::size_t sign = text.rfind('@', path); sign != std::string::npos && sign >= host && sign < path) {
             text.erase(host, sign + 1 - host);
         }
     }
+}
+
+// An address as CutAddresses leaves it, without the sign that something was cut.
+std::string CutAddress(std::string address) {
+    CutAddresses(address);
+    return address.substr(0, address.find(kCut));
 }
 
 } // namespace
@@ -91,6 +98,7 @@ Redactor::Redactor(const std::filesystem::path &home, const std::string &user,
         }
         const std::string shown = "<" + base::OneLine(name) + ">";
         m_replacements.emplace_back(value, shown);
+        m_replacements.emplace_back(CutAddress(value), shown);
         m_replacements.emplace_back(base::OneLine(value), shown);
         m_replacements.emplace_back(base::PercentEncode(value), shown);
     }
@@ -121,8 +129,8 @@ std::string Redactor::Redact(std::string_view text) const {
         result.resize(listed + kListed.size());
         result += " ...";
     }
-    // Values that are addresses come last: cut addresses are found by their beginning. The others come first: one with
-    // a blank in it would end an address too early.
+    // Values that are addresses come last, as they are after the cut: what follows them in the text must be recognized
+    // as the rest of an address. The others come first: one with a blank in it would end an address too early.
     const auto replace = [&](bool addresses) {
         for (const auto &[from, to] : m_replacements) {
             if ((from.find("://") != std::string::npos) == addresses) {

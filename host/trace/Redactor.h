@@ -1,9 +1,9 @@
-// Takes out of a trace what is the user's or the meeting's, before it is kept for support.
+// Removes from a trace what is private to the user or the meeting, before it is kept for support.
 //
-//   - the value of every page parameter but a few technical ones (their list stands in the source) becomes the
-//     parameter's name in angle brackets, also where it stands percent-encoded; values of one or two characters cannot
+//   - the value of every page parameter but a few technical ones (listed in the source) becomes the
+//     parameter's name in angle brackets, also where it is percent-encoded; values of one or two characters cannot
 //     be told from other text and stay, except in the lines and addresses below
-//   - an address loses user, query and fragment: what a site is told about a meeting stands there
+//   - an address loses user, query and fragment: these tell a site about a meeting
 //   - the home folder becomes "~", and the user's name "<user>"
 //   - the line in which the extension lists the parameters of its log requests ends before them
 #pragma once
@@ -28,7 +28,7 @@ public:
              const std::vector<std::pair<std::string, std::string>> &parameters);
 
     std::string Redact(std::string_view text) const;
-    // Takes out the home folder and the user's name only: what a site is told of a fault.
+    // Removes the home folder and the user's name only, for what a site is told about a fault.
     std::string HidePerson(std::string_view text) const;
 
 private:

@@ -36,8 +36,8 @@ void CutEncoded(std::string &text, std::size_t size) {
     text.resize(end);
 }
 
-// The extension traces its own requests to the log at warning level. They are no news to the log, and a request that
-// told of the one before it would grow with each.
+// The extension traces its own requests to the log at warning level. The log knows of them, and a request that
+// reported the one before it would grow each time.
 bool IsAboutTheLog(std::string_view text) {
     return text.starts_with("CLumExtension::SaveMsgLogToUrl,") ||
            text.starts_with("CLumExtension::WriteErrorLog,Begin,");

@@ -1,4 +1,4 @@
-// The file that --log names: every trace line, for its owner only.
+// The file of --log: every trace line, readable by its owner only.
 #pragma once
 
 #include <filesystem>

@@ -14,7 +14,7 @@ public:
         std::function<void(int pid)> launched; // "KLVMeetingLaunchedNotification" with a process id; likewise
     };
 
-    // Observes from now on; what the system's libraries log goes to the collector at debug level meanwhile, and not to
+    // Observes from now on; what the system's libraries log goes to the collector at debug level instead of to
     // standard error. Session events come on the main thread, from its run loop; without a notification daemon
     // they do not come. Main thread; the collector must outlive this.
     TraceObserver(TraceCollector &collector, SessionEvents events);

@@ -68,7 +68,7 @@ namespace {
 TraceCollector *g_logged = nullptr;
 NSLog_printf_handler *g_handlerBefore = nullptr;
 
-// What the libraries log is nothing for the user: mostly complaints about window managers.
+// The libraries' log does not concern the user: mostly complaints about window managers.
 void TakeLog(NSString *text) {
     const char *line = [text UTF8String];
     if (line && g_logged) {
@@ -91,7 +91,7 @@ TraceObserver::TraceObserver(TraceCollector &collector, SessionEvents events) : 
         NSDistributedNotificationCenter *session = [NSDistributedNotificationCenter defaultCenter];
         [session addObserver:observer selector:@selector(willLaunch:) name:@"KelvoLumWillLaunchApplication" object:nil];
         [session addObserver:observer selector:@selector(launched:) name:@"KLVMeetingLaunchedNotification" object:nil];
-    } catch (...) { // no daemon: the session tells nothing, and the traces say the same
+    } catch (...) { // no daemon: nothing comes from the session; the traces say the same
     }
     m_observer = observer;
 }

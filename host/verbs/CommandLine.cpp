@@ -13,8 +13,8 @@ namespace {
 
 using Verb = CommandLine::Verb;
 
-// Browsers call a program by its name alone and add who calls: Chromium the extension's address, Firefox the file by
-// which it found this program, and the extension.
+// Browsers call a program by its name and add the caller: Chromium the extension's address, Firefox the file by which
+// it found this program, and the extension.
 bool IsCallOfBrowser(const std::vector<std::string> &operands) {
     return (operands.size() == 1 && operands.front().starts_with(kChromiumScheme)) ||
            (operands.size() == 2 && operands.front().ends_with(".json") && operands.back() == kFirefoxExtension);

@@ -46,7 +46,7 @@ struct CommandLine {
     bool forSystem = false; // only for the machine
 };
 
-// The Error's text says what is wrong and where to look, to stand behind the program's name and a colon.
+// The Error's text says what is wrong and where to look, to be printed after the program's name and a colon.
 base::Result<CommandLine> ReadCommandLine(const std::vector<std::string> &arguments);
 
 } // namespace lumhost

@@ -1,7 +1,10 @@
 #include "host/verbs/StartVerb.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 #include "base/Text.h"
 #include "host/Process.h"
@@ -19,11 +22,43 @@ namespace lumhost {
 
 namespace {
 
-int Fail(EventSink &sink, Ending ending, const std::string &text) {
-    if (const int signal = PendingSignal()) { // whatever failed, it failed because of the signal
+// The time that --timeout gives: for everything, the page and the question included.
+class Deadline {
+public:
+    explicit Deadline(std::optional<std::chrono::milliseconds> timeout) : m_timeout(timeout) {}
+
+    std::optional<std::chrono::milliseconds> Left() const {
+        if (!m_timeout) {
+            return std::nullopt;
+        }
+        const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - m_began);
+        return std::max(*m_timeout - passed, std::chrono::milliseconds(0));
+    }
+    bool IsOver() const {
+        return Left() == std::chrono::milliseconds(0);
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    const Clock::time_point m_began = Clock::now();
+    const std::optional<std::chrono::milliseconds> m_timeout;
+};
+
+bool MustStop(const Deadline &deadline) {
+    return PendingSignal() != 0 || deadline.IsOver();
+}
+
+// What a signal or the deadline has stopped failed because of that, whatever `ending` and `text` say.
+int Fail(EventSink &sink, const Deadline &deadline, Ending ending, std::string text) {
+    if (const int signal = PendingSignal()) {
         const int status = static_cast<int>(Ending::Signal) + signal;
         sink.OnEnd(status, "ended by a signal", 0);
         return status;
+    }
+    if (deadline.IsOver()) {
+        ending = Ending::OutOfTime;
+        text = "out of time";
     }
     Complain(text);
     sink.OnEnd(static_cast<int>(ending), text, 0);
@@ -38,9 +73,9 @@ std::unique_ptr<EventSink> NewSink(bool json) {
 }
 
 // The page with the user's own parameters.
-base::Result<delivery::Page> ReadPage(const CommandLine &line, const Folders &folders) {
+base::Result<delivery::Page> ReadPage(const CommandLine &line, const Folders &folders, const Deadline &deadline) {
     const std::string &place = line.operands.front();
-    const auto text = GetPage(place, folders, [] { return PendingSignal() != 0; });
+    const auto text = GetPage(place, folders, [&] { return MustStop(deadline); });
     if (!text) {
         return base::Fail(text.error());
     }
@@ -55,23 +90,29 @@ base::Result<delivery::Page> ReadPage(const CommandLine &line, const Folders &fo
     return page;
 }
 
-// So that a signal ends the question.
+// So that a signal or the deadline ends the question.
 class QuestionClient final : public MainLoop::Client {
+public:
+    explicit QuestionClient(const Deadline &deadline) : m_deadline(deadline) {}
+
+private:
     void Control() override {
-        if (PendingSignal() != 0) {
+        if (MustStop(m_deadline)) {
             MainLoop::EndModal();
         }
     }
     void Beat() override {}
     void Woken() override {}
     void WindowsCame() override {}
+
+    const Deadline &m_deadline;
 };
 
-Permission Ask(const std::vector<std::string> &sites) {
+Permission Ask(const std::vector<std::string> &sites, const Deadline &deadline) {
     if (!CanShowWindows()) {
         return Permission::No;
     }
-    QuestionClient client;
+    QuestionClient client(deadline);
     const MainLoop loop(client);
     return AskPermission(sites);
 }
@@ -85,7 +126,8 @@ void Remember(const std::vector<std::string> &sites, Origins &origins) {
 }
 
 // Whether the sites may act; asks where there is a window server. The Error says what the user has to type.
-base::Result<void> CheckAllowed(const std::vector<std::string> &sites, const Folders &folders) {
+base::Result<void> CheckAllowed(const std::vector<std::string> &sites, const Folders &folders,
+                                const Deadline &deadline) {
     Origins origins(folders.Origins());
     if (!origins.problem().empty()) {
         Complain(origins.problem());
@@ -96,7 +138,7 @@ base::Result<void> CheckAllowed(const std::vector<std::string> &sites, const Fol
             unknown.push_back(site);
         }
     }
-    const Permission answer = unknown.empty() ? Permission::Once : Ask(unknown);
+    const Permission answer = unknown.empty() ? Permission::Once : Ask(unknown, deadline);
     if (answer == Permission::Always) {
         Remember(unknown, origins);
     }
@@ -112,29 +154,30 @@ base::Result<void> CheckAllowed(const std::vector<std::string> &sites, const Fol
 }
 
 int Start(const CommandLine &line, const Folders &folders, EventSink &sink) {
+    const Deadline deadline(line.timeout);
     TraceFile log;
     if (const base::Result<void> opened = line.log.empty() ? base::Result<void>() : log.Open(line.log); !opened) {
-        return Fail(sink, Ending::WrongUse, opened.error().text);
+        return Fail(sink, deadline, Ending::WrongUse, opened.error().text);
     }
-    base::Result<delivery::Page> page = ReadPage(line, folders);
+    base::Result<delivery::Page> page = ReadPage(line, folders, deadline);
     if (!page) {
-        return Fail(sink, Ending::NoPage, page.error().text);
+        return Fail(sink, deadline, Ending::NoPage, page.error().text);
     }
     const std::vector<std::string> sites = page->Sites();
-    if (const base::Result<void> allowed = CheckAllowed(sites, folders); !allowed) {
-        return Fail(sink, Ending::NotAllowed, allowed.error().text);
+    if (const base::Result<void> allowed = CheckAllowed(sites, folders, deadline); !allowed) {
+        return Fail(sink, deadline, Ending::NotAllowed, allowed.error().text);
     }
     SettleInstallNotes(folders);
     const std::filesystem::path bundle = BundleToLoad(line.extension, folders);
     const base::Result<Extension> extension = Extension::Load(bundle);
     if (!extension) {
-        return Fail(sink, Ending::NoExtension, extension.error().text);
+        return Fail(sink, deadline, Ending::NoExtension, extension.error().text);
     }
     Run run({.page = std::move(*page),
              .sites = sites,
              .extension = *extension,
              .bundle = bundle,
-             .timeout = line.timeout,
+             .timeout = deadline.Left(),
              .open = line.open,
              .alerts = CanShowWindows()},
             folders, log, sink);

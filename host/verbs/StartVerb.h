@@ -1,6 +1,6 @@
 // `lumhost PAGE`: from the page to the end of its instance.
 //
-// The first of the files of a start; who calls whom:
+// A start begins here; what calls what:
 //
 //   StartVerb (this)   the page, the permission, the extension's code; for a browser NativeVerb does the same
 //     Run              one start: joins the parts below and tells the front end

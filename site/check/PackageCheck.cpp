@@ -4,10 +4,9 @@
 #include <optional>
 
 #include "base/Text.h"
+#include "delivery/package/PackageContent.h"
 #include "lum/common/lumutil.h"
 #include "site/publish/ItemLine.h"
-#include "site/SiteError.h"
-#include "site/publish/Packer.h"
 
 namespace fs = std::filesystem;
 
@@ -81,26 +80,23 @@ void PackageExaminer::ExamineSize() {
 }
 
 void PackageExaminer::ExamineContent() {
-    PackageContent content;
-    try {
-        content = ReadPackage(m_package);
-    } catch (const SiteError &error) {
-        Add(Severity::Error, std::string("cannot be unpacked: ") + error.what(), kPublishAgain);
+    // By the rules and limits of an installation, so that what is called good here is what can be installed.
+    const auto content = delivery::ReadPackageContent(m_package, fs::temp_directory_path());
+    if (!content && content.error().code >= delivery::kUnpackNoSpace) {
+        Add(Severity::Error, "cannot be unpacked on this computer: " + content.error().text,
+            "free some space, or name another folder by TMPDIR, and check again");
         return;
     }
-    if (!content.refusedEntry.empty()) {
-        Add(Severity::Error, "has the entry " + content.refusedEntry + ", which leads outside the component",
-            kPublishAgain);
+    if (!content) {
+        Add(Severity::Error, "cannot be installed: " + content.error().text,
+            "pack the component alone, under its own name, and without what leads out of it (lumsite pack)");
+        return;
     }
-    if (content.topLevel != std::vector<std::string>{m_item.attributes[kName]}) {
-        std::string names;
-        for (const std::string &name : content.topLevel) {
-            names += (names.empty() ? "" : ", ") + name;
-        }
-        Add(Severity::Error, "holds " + (names.empty() ? "nothing" : names) + " instead of " + m_item.attributes[kName],
-            "pack the component alone, under its own name (lumsite pack)");
+    if (content->component != m_item.attributes[kName]) {
+        Add(Severity::Error, "holds " + content->component + " instead of " + m_item.attributes[kName],
+            "pack the component under its own name (lumsite pack)");
     }
-    CompareSize(kFileSize, "unpacks to", content.unpackedSize);
+    CompareSize(kFileSize, "unpacks to", content->unpackedSize);
 }
 
 } // namespace

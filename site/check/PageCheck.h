@@ -9,6 +9,7 @@
 namespace lumsite {
 
 // `title` is the page's name for messages; `address` the URL root at which the site is checked, or empty in a folder.
-base::Findings ExamineParameters(const delivery::PageObject &object, const std::string &title, const std::string &address);
+base::Findings ExamineParameters(const delivery::PageObject &object, const std::string &title,
+                                 const std::string &address);
 
 } // namespace lumsite

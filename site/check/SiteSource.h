@@ -25,8 +25,9 @@ public:
     virtual std::string Title(const std::string &name) const = 0;
 };
 
-// `place` is a folder or an http(s) address. Fails when it is neither.
-base::Result<std::unique_ptr<SiteSource>> OpenSite(const std::string &place);
+// `place` is a folder or an http(s) address. Fails when it is neither. `caFile`: the authorities (PEM) to
+// trust for https instead of the system's; empty for these.
+base::Result<std::unique_ptr<SiteSource>> OpenSite(const std::string &place, const std::filesystem::path &caFile = {});
 
 bool IsWebAddress(const std::string &text);
 

@@ -4,7 +4,6 @@
 #include <array>
 #include <cerrno>
 #include <memory>
-#include <set>
 #include <string_view>
 
 #include <archive.h>
@@ -17,7 +16,7 @@
 #include "base/ScopedDescriptor.h"
 #include "base/ScopedUtf8Locale.h"
 #include "base/Text.h"
-#include "site/SiteError.h"
+#include "delivery/package/EntryPath.h"
 
 namespace fs = std::filesystem;
 
@@ -41,15 +40,6 @@ struct EntryFreer {
 using ScopedArchive = std::unique_ptr<archive, ArchiveFreer>;
 
 constexpr std::size_t kLongestLinkFile = 1022; // what the launcher reads of a file that is to become a link
-
-// Whether a link at `place` ("X.bundle/a/b") to `target` stays inside the entry X.bundle.
-bool StaysInside(const fs::path &place, const fs::path &target) {
-    if (target.is_absolute()) {
-        return false;
-    }
-    const fs::path end = (place.parent_path() / target).lexically_normal();
-    return !end.empty() && *end.begin() == *place.begin();
-}
 
 // Whether the launcher would make a link of a plain file with this name.
 bool BecomesLink(const fs::path &place) {
@@ -149,6 +139,9 @@ Result<void> PackageWriter::AddTree(const fs::path &source, const std::string &n
     if (!base::IsUtf8(name)) {
         return Fail(base::OneLine(source.string()) + ": the name is not UTF-8; rename it");
     }
+    if (!delivery::SplitEntryPath(name)) {
+        return Fail(source.string() + " is nested too deeply and would be refused; use fewer folders");
+    }
     struct stat status {};
     if (lstat(source.c_str(), &status) != 0) {
         return base::SystemFailure("cannot pack " + source.string(), errno);
@@ -206,7 +199,8 @@ Result<void> PackageWriter::AddLink(const fs::path &source, const std::string &n
     if (error) {
         return base::SystemFailure("cannot read " + source.string(), error.value());
     }
-    if (!StaysInside(name, target)) {
+    const auto path = delivery::SplitEntryPath(name);
+    if (!path || !delivery::LinkStaysInside(path->size() - 1, target)) {
         return Fail(source.string() + " links to " + target +
                     ", outside the component, and would be refused; make it a relative link or a file");
     }
@@ -252,57 +246,6 @@ Result<PackResult> Pack(const fs::path &component, const fs::path &package, cons
     return writer.Open().and_then([&] { return writer.AddTree(source, source.filename()); }).and_then([&] {
         return writer.Close();
     });
-}
-
-PackageContent ReadPackage(const fs::path &package) {
-    const base::ScopedUtf8Locale locale;
-    const ScopedArchive reader(archive_read_new());
-    archive *a = reader.get();
-    archive_read_support_filter_all(a);
-    archive_read_support_format_all(a);
-    const auto fail = [&] {
-        const char *reason = archive_error_string(a);
-        throw SiteError(reason ? reason : "it is no archive");
-    };
-    if (archive_read_open_filename(a, package.c_str(), 65536) != ARCHIVE_OK) {
-        fail();
-    }
-    PackageContent content;
-    std::set<std::string> topLevel;
-    archive_entry *entry = nullptr;
-    int status;
-    while ((status = archive_read_next_header(a, &entry)) == ARCHIVE_OK || status == ARCHIVE_WARN) {
-        const char *asUtf8 = archive_entry_pathname_utf8(entry);
-        const char *raw = asUtf8 ? asUtf8 : archive_entry_pathname(entry);
-        const fs::path name = fs::path(raw ? raw : "").lexically_normal();
-        const char *link = archive_entry_symlink_utf8(entry);
-        const char *hardLink = archive_entry_hardlink_utf8(entry);
-        const bool outside = name.empty() || name.is_absolute() || *name.begin() == ".." ||
-                             (link && !StaysInside(name, link)) ||
-                             (hardLink && !StaysInside(name.begin()->string(), hardLink));
-        if (outside && content.refusedEntry.empty()) {
-            content.refusedEntry = raw ? raw : "(no name)";
-        }
-        if (!name.empty() && name != ".") {
-            topLevel.insert(*name.begin());
-        }
-        const void *block = nullptr;
-        std::size_t size = 0;
-        la_int64_t offset = 0;
-        std::uint64_t end = 0; // a sparse file's blocks leave gaps
-        while ((status = archive_read_data_block(a, &block, &size, &offset)) == ARCHIVE_OK) {
-            end = static_cast<std::uint64_t>(offset) + size;
-        }
-        content.unpackedSize += end;
-        if (status != ARCHIVE_EOF) {
-            fail();
-        }
-    }
-    if (status != ARCHIVE_EOF) {
-        fail();
-    }
-    content.topLevel.assign(topLevel.begin(), topLevel.end());
-    return content;
 }
 
 } // namespace lumsite

@@ -32,13 +32,4 @@ const std::vector<std::string> &PackageFormats();
 base::Result<PackResult> Pack(const std::filesystem::path &component, const std::filesystem::path &package,
                               const PackOptions &options);
 
-struct PackageContent {
-    std::vector<std::string> topLevel; // names, sorted
-    std::uint64_t unpackedSize = 0;    // bytes of all files
-    std::string refusedEntry;          // the first entry that would leave the component, or empty
-};
-
-// Reads through a package. Throws SiteError when it is no archive or is damaged.
-PackageContent ReadPackage(const std::filesystem::path &package);
-
 } // namespace lumsite

@@ -9,7 +9,6 @@
 
 #include "base/Digest.h"
 #include "base/Files.h"
-#include "base/FolderNames.h"
 #include "lum/common/lumutil.h"
 #include "site/keys/SiteKeys.h"
 #include "site/publish/EarlierSite.h"
@@ -17,6 +16,7 @@
 #include "site/publish/ItemLine.h"
 #include "site/publish/Packer.h"
 #include "site/publish/Page.h"
+#include "site/publish/RetiredPackages.h"
 #include "site/publish/StartRule.h"
 
 namespace fs = std::filesystem;
@@ -112,9 +112,7 @@ private:
     Result<std::string> InstructionText();
     std::map<std::string, std::string> Parameters(const ManifestPage &page) const;
     Result<void> Replace(const fs::path &name, const std::string &content);
-    void MarkRetired(const EarlierSite &earlier) const;
     Result<void> Prune();
-    Result<bool> IsOutdated(const fs::path &package) const;
 
     const Manifest &m_manifest;
     fs::path m_site;
@@ -431,50 +429,18 @@ Result<void> PublishRun::RefuseIdlePages() const {
     return {};
 }
 
-// Pruning counts from the time at which a package is no longer named: that becomes the file's time.
-void PublishRun::MarkRetired(const EarlierSite &earlier) const {
-    const std::string prefix = std::string(kPackageFolder) + "/";
-    std::error_code error;
-    for (const std::string &url : earlier.PackageUrls()) {
-        const std::string name = url.starts_with(prefix) ? url.substr(prefix.size()) : "";
-        if (!name.empty() && name.find('/') == std::string::npos && m_current.count(name) == 0 &&
-            fs::exists(m_packages / name, error)) {
-            fs::last_write_time(m_packages / name, fs::file_time_type::clock::now(), error);
-        }
-    }
-}
-
-Result<bool> PublishRun::IsOutdated(const fs::path &package) const {
-    const std::string name = package.filename();
-    std::error_code error;
-    if (name.front() == '.' || m_current.count(name) != 0 || !fs::is_regular_file(fs::symlink_status(package, error))) {
-        return false;
-    }
-    const fs::file_time_type time = fs::last_write_time(package, error);
-    if (error) {
-        return base::SystemFailure("cannot read the time of " + package.string(), error.value());
-    }
-    return time <= fs::file_time_type::clock::now() - std::chrono::hours(*m_options.pruneAfterHours);
-}
-
 Result<void> PublishRun::Prune() {
-    const Result<std::vector<std::string>> names = base::NamesIn(m_packages);
-    if (!names) {
-        return Fail(names.error());
+    const auto outdated = OutdatedPackages(m_packages, m_current, std::chrono::hours(*m_options.pruneAfterHours));
+    if (!outdated) {
+        return Fail(outdated.error());
     }
-    for (const std::string &name : *names) {
-        const Result<bool> outdated = IsOutdated(m_packages / name);
-        if (!outdated) {
-            return Fail(outdated.error());
+    for (const std::string &name : *outdated) {
+        Checkpoint("remove " + name);
+        std::error_code error;
+        if (!fs::remove(m_packages / name, error)) {
+            return base::SystemFailure("cannot remove " + (m_packages / name).string(), error.value());
         }
-        if (*outdated) {
-            Checkpoint("remove " + name);
-            std::error_code error;
-            if (!fs::remove(m_packages / name, error)) {
-                return base::SystemFailure("cannot remove " + (m_packages / name).string(), error.value());
-            }
-            m_result.removed.push_back(fs::path(kPackageFolder) / name);
-        }
+        m_result.removed.push_back(fs::path(kPackageFolder) / name);
     }
     return {};
 }
@@ -496,7 +462,7 @@ Result<void> PublishRun::Work() {
         return Fail(instructions.error());
     }
     Checkpoint("retire");
-    MarkRetired(*earlier);
+    MarkRetiredPackages(m_packages, m_current, earlier->PackageUrls());
     Result<void> done = Replace(kInstructionFileName, *instructions);
     for (auto page = m_manifest.pages.begin(); done && page != m_manifest.pages.end(); ++page) {
         done = Replace(page->file, WritePage(page->title, Parameters(*page)));

@@ -148,6 +148,8 @@ TEST_F(LumhostWithoutWindowsTest, ExitStatuses) {
     }
     EXPECT_EQ(8, Lumhost(Arguments(Page(""), {"--timeout", "0.5"})).Wait());
     EXPECT_THAT(Record(), ElementsAre("exit"));
+    server.On("/slow.html", {{.body = std::string(100'000, ' '), .bytesPerSecond = 1000}});
+    EXPECT_EQ(8, Lumhost(Arguments(server.Url("/slow.html"), {"--timeout", "0.5"})).Wait()) << "before the start";
 }
 
 TEST_F(LumhostWithoutWindowsTest, SitesThatAreNotAllowed) {

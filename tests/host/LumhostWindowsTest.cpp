@@ -52,6 +52,7 @@ TEST_F(LumhostWindowsTest, AsksBeforeASiteMayAct) {
     EXPECT_TRUE(desktop.WaitForWindow(title));
     ended.Signal(SIGTERM);
     EXPECT_EQ(128 + SIGTERM, ended.Wait());
+    EXPECT_EQ(8, Lumhost(Arguments(Page("open _self /next"), {"--timeout", "1"})).Wait()) << "nobody answers";
 }
 
 TEST_F(LumhostWindowsTest, MessagesAreAlertsToo) {

@@ -32,6 +32,7 @@
 #include "delivery/package/EntryPath.h"
 #include "delivery/package/Compression.h"
 #include "base/StagingFolder.h"
+#include "tests/delivery/package/PackageFixture.h"
 #include "tests/support/TempDir.h"
 
 namespace delivery {
@@ -40,123 +41,6 @@ namespace {
 using std::chrono::milliseconds;
 using testing::HasSubstr;
 namespace fs = std::filesystem;
-
-struct Entry {
-    std::string path;
-    std::string content = {};
-    mode_t type = AE_IFREG;
-    mode_t mode = 0644;
-    std::string link = {};     // target of a symbolic link
-    std::string hardlink = {}; // target of a hard link
-};
-Entry Folder(std::string path) {
-    return {std::move(path), {}, AE_IFDIR, 0755};
-}
-Entry Link(std::string path, std::string target) {
-    return {std::move(path), {}, AE_IFLNK, 0777, std::move(target)};
-}
-
-struct Kind {
-    const char *name;
-    int format;
-    int filter = ARCHIVE_FILTER_NONE;
-};
-constexpr Kind kTar{"tar", ARCHIVE_FORMAT_TAR_PAX_RESTRICTED};
-constexpr Kind kTgz{"tar.gz", ARCHIVE_FORMAT_TAR_PAX_RESTRICTED, ARCHIVE_FILTER_GZIP};
-constexpr Kind kXz{"tar.xz", ARCHIVE_FORMAT_TAR_PAX_RESTRICTED, ARCHIVE_FILTER_XZ};
-constexpr Kind kZst{"tar.zst", ARCHIVE_FORMAT_TAR_PAX_RESTRICTED, ARCHIVE_FILTER_ZSTD};
-constexpr Kind kZip{"zip", ARCHIVE_FORMAT_ZIP};
-constexpr Kind kAll[] = {kTar,
-                         kTgz,
-                         kXz,
-                         kZst,
-                         kZip,
-                         {"tar.bz2", ARCHIVE_FORMAT_TAR_GNUTAR, ARCHIVE_FILTER_BZIP2},
-                         {"tar.lz", ARCHIVE_FORMAT_TAR_USTAR, ARCHIVE_FILTER_LZIP},
-                         {"7z", ARCHIVE_FORMAT_7ZIP},
-                         {"cpio", ARCHIVE_FORMAT_CPIO_SVR4_NOCRC}};
-
-void WritePackage(const fs::path &file, const Kind &kind, const std::vector<Entry> &entries) {
-    setlocale(LC_CTYPE, "C.UTF-8"); // for the writer; the unpacker has to do without
-    archive *const out = archive_write_new();
-    archive_write_set_format(out, kind.format);
-    archive_write_add_filter(out, kind.filter);
-    ASSERT_EQ(archive_write_open_filename(out, file.c_str()), ARCHIVE_OK) << archive_error_string(out);
-    for (const Entry &entry : entries) {
-        archive_entry *const header = archive_entry_new();
-        archive_entry_set_pathname(header, entry.path.c_str());
-        archive_entry_set_mode(header, entry.type | entry.mode);
-        archive_entry_set_size(header, static_cast<la_int64_t>(entry.content.size()));
-        archive_entry_set_nlink(header, 1);
-        if (!entry.link.empty()) {
-            archive_entry_set_symlink(header, entry.link.c_str());
-        }
-        if (!entry.hardlink.empty()) {
-            archive_entry_set_hardlink(header, entry.hardlink.c_str());
-        }
-        EXPECT_EQ(archive_write_header(out, header), ARCHIVE_OK) << archive_error_string(out);
-        archive_write_data(out, entry.content.data(), entry.content.size());
-        archive_entry_free(header);
-    }
-    EXPECT_EQ(archive_write_close(out), ARCHIVE_OK) << archive_error_string(out);
-    archive_write_free(out);
-    setlocale(LC_CTYPE, "C");
-}
-
-// Everything below `folder`: "path" to content, "path/" for a folder, "path@" to target for a link, "path*" executable.
-std::map<std::string, std::string> Tree(const fs::path &folder) {
-    std::map<std::string, std::string> tree;
-    for (const auto &entry : fs::recursive_directory_iterator(folder)) {
-        const std::string name = fs::relative(entry.path().parent_path(), folder) / entry.path().filename();
-        const std::string path = name.starts_with("./") ? name.substr(2) : name;
-        if (entry.is_symlink()) {
-            tree[path + "@"] = fs::read_symlink(entry.path());
-        } else if (entry.is_directory()) {
-            tree[path + "/"] = "";
-        } else {
-            const bool executable = (entry.status().permissions() & fs::perms::owner_exec) != fs::perms::none;
-            tree[path + (executable ? "*" : "")] = ReadFile(entry.path());
-        }
-    }
-    return tree;
-}
-
-// An install folder with an older component in it, and a package beside it.
-class UnpackerTest : public testing::Test {
-protected:
-    UnpackerTest() {
-        umask(022);
-        m_dir.Write("outside/secret", "untouched");
-    }
-
-    int Install(const std::vector<Entry> &entries, const Kind &kind = kTgz, delivery::UnpackLimits limits = {}) {
-        WritePackage(m_package, kind, entries);
-        return Install(limits);
-    }
-    int Install(delivery::UnpackLimits limits = {}) {
-        return Code(delivery::Unpacker(limits).Install(m_package, m_place));
-    }
-    int Code(const base::Result<void> &result) {
-        m_reason = result ? "" : result.error().text;
-        return result ? delivery::kUnpackOk : result.error().code;
-    }
-    std::map<std::string, std::string> Installed() const {
-        return Tree(m_dir.path() / "install");
-    }
-    void PutOld() {
-        m_dir.Write("install/My.app/old", "old");
-    }
-
-    TempDir m_dir;
-    const fs::path m_package = m_dir.path() / "package";
-    const fs::path m_folder = [this] {
-        fs::create_directory(m_dir.path() / "install");
-        return m_dir.path() / "install";
-    }();
-    const fs::path m_place = m_folder / "My.app";
-    const std::map<std::string, std::string> m_old{{"My.app/", ""}, {"My.app/old", "old"}};
-    std::string m_reason;
-};
 
 const std::string kLong(300'000, 'x');
 // Does not compress, so that every part of an archive of it matters.

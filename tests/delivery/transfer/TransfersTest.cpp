@@ -15,6 +15,7 @@
 
 #include "base/Url.h"
 #include "delivery/transfer/Download.h"
+#include "delivery/transfer/Fetcher.h"
 #include "delivery/transfer/ReplyHead.h"
 #include "tests/support/FaultServer.h"
 #include "tests/support/TempDir.h"
@@ -237,6 +238,15 @@ TEST(Transfers, GetTheWholeFileInTheEnd) {
         {"anew, a part nobody asked for",
          {{.status = 206, .body = kBody, .contentRange = "bytes 0-99999/100000"}, {.body = kBody}},
          {all, all}},
+        {"anew, more than announced",
+         {{.body = kBody, .etag = kOne, .dropAfter = 30'000},
+          {.status = 206,
+           .body = kBody,
+           .etag = kOne,
+           .contentRange = "bytes 30000-99999/100000",
+           .length = Length::Chunked},
+          {.body = kBody, .etag = kOne}},
+         {all, rest, all}},
         {"anew, nothing left",
          {{.body = kOther, .etag = kOne, .dropAfter = 30'000},
           {.body = "short", .etag = kOne},
@@ -302,7 +312,7 @@ TEST(Transfers, FailInWordsForAPerson) {
     } cases[] = {
         {"missing", {{.status = 404, .body = "no"}}, 1, 404, "does not have the file (status 404)"},
         {"refused", {{.status = 403}}, 1, 403, "refuses the file"},
-        {"no file", {{.status = 204}}, 1, 204, "gave no file"},
+        {"no file", {{.status = 204}}, 1, 204, "did not send the file"},
         {"password", {{.status = 401, .headers = {"WWW-Authenticate: Basic"}}}, 1, 401, "refuses the file"},
         {"faulty for good", {{.status = 500}}, 4, 500, "has a fault (status 500)"},
         {"cut short for good", {{.body = kBody, .etag = kOne, .dropAfter = 10}}, 4, 206, "broke off"},
@@ -311,10 +321,15 @@ TEST(Transfers, FailInWordsForAPerson) {
         {"too large, unannounced", {{.endless = true}}, 1, 200, "larger than the 1 MiB"},
         {"an endless error", {{.status = 404, .endless = true}}, 1, 404, "does not have the file"},
         {"in circles", {FaultServer::Redirect("/a.tgz")}, 4, 302, "in circles"},
-        {"to a file", {FaultServer::Redirect("file:///etc/passwd")}, 1, 302, "no web address"},
-        {"to nowhere", {{.status = 301}}, 1, 301, "no web address"},
-        {"no reply comes", {{.body = "x", .delay = std::chrono::seconds(100)}}, 4, 0, "standstill"},
-        {"it stops moving", {{.body = kBody, .bytesPerSecond = 100}}, 4, 200, "standstill"},
+        {"to a file", {FaultServer::Redirect("file:///etc/passwd")}, 1, 302, "not a web address"},
+        {"to nowhere", {{.status = 301}}, 1, 301, "not a web address"},
+        {"a head without end",
+         {{.raw = "HTTP/1.1 200 OK\r\nX: " + std::string(2 << 20, 'a')}},
+         1,
+         0,
+         "head is too long"},
+        {"no reply comes", {{.body = "x", .delay = std::chrono::seconds(100)}}, 4, 0, "stalled"},
+        {"it stops moving", {{.body = kBody, .bytesPerSecond = 100}}, 4, 200, "stalled"},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.name);
@@ -324,7 +339,7 @@ TEST(Transfers, FailInWordsForAPerson) {
         settings.retries = 3;
         settings.redirects = 3;
         settings.maxBytes = 300'000;
-        if (c.text == std::string("standstill")) {
+        if (c.text == std::string("stalled")) {
             settings.stallTimeout = milliseconds(250);
         }
         Client client(settings);
@@ -344,8 +359,8 @@ TEST(Transfers, FailInWordsForAPerson) {
     }
     EXPECT_THAT(client.Fetch("http://127.0.0.1:" + std::to_string(port) + "/").result.error,
                 HasSubstr("nothing answers"));
-    EXPECT_THAT(client.Fetch("ftp://127.0.0.1/a").result.error, HasSubstr("no web address"));
-    EXPECT_THAT(client.Fetch("").result.error, HasSubstr("no web address"));
+    EXPECT_THAT(client.Fetch("ftp://127.0.0.1/a").result.error, HasSubstr("not a web address"));
+    EXPECT_THAT(client.Fetch("").result.error, HasSubstr("not a web address"));
 }
 
 TEST(Transfers, FollowRedirectsAndResumeThere) {
@@ -534,6 +549,57 @@ TEST(Transfers, HonourProxiesAndSendNoSecrets) {
     proxy.ExpectExactly({"GET /a"});
 }
 
+TEST(Transfers, BlameTheProxyForItsFaults) {
+    FaultServer proxy;
+    proxy.On("secret.example:443", {{.status = 407}});
+    proxy.On("closed.example:443", {{.status = 403}});
+    delivery::TransferSettings settings = Client::Quick();
+    settings.retries = 0;
+    std::string gone;
+    { gone = FaultServer().Url(""); }
+    const struct {
+        std::string proxy;
+        const char *url, *text;
+    } cases[] = {
+        {proxy.Url(""), "https://secret.example/", "the proxy 127.0.0.1 asks for a password (status 407)"},
+        {proxy.Url(""), "https://closed.example/",
+         "the proxy 127.0.0.1 does not let the connection through (status 403)"},
+        {gone, "https://site.example/", "the proxy 127.0.0.1 does not answer"},
+        {gone, "http://site.example/", "the proxy 127.0.0.1 does not answer"},
+    };
+    for (const auto &[address, url, text] : cases) {
+        std::string withPassword = address;
+        withPassword.insert(withPassword.find("127"), "me:hidden@");
+        setenv("http_proxy", withPassword.c_str(), 1);
+        setenv("https_proxy", withPassword.c_str(), 1);
+        const std::string error = Client(settings).Fetch(url).result.error;
+        EXPECT_THAT(error, testing::AllOf(HasSubstr(text), HasSubstr("Check the proxy settings.")));
+        EXPECT_THAT(error, testing::Not(HasSubstr("hidden")));
+    }
+    FaultServer server;
+    server.On("/a", {{.body = "directly"}});
+    EXPECT_EQ(Client(settings).Fetch(server.Url("/a")).content, "directly") << "no proxy is asked for loopback";
+    unsetenv("http_proxy");
+    unsetenv("https_proxy");
+}
+
+TEST(Fetcher, WaitsForOneFileAfterTheOther) {
+    FaultServer server;
+    server.On("/a", {{.body = kBody}});
+    server.On("/never", {{.body = "x", .delay = std::chrono::seconds(100)}});
+    const TempDir dir;
+    delivery::TransferSettings settings = Client::Quick();
+    settings.folder = dir.path();
+    delivery::Fetcher fetcher(settings);
+    const delivery::TransferResult first = fetcher.Fetch(server.Url("/a"), kBody.size());
+    EXPECT_TRUE(ReadFile(first.file) == kBody) << first.error;
+    EXPECT_THAT(fetcher.Fetch(server.Url("/a"), kBody.size() - 1).cause, testing::StartsWith("the file is larger"));
+    EXPECT_FALSE(fs::exists(first.file));
+    int asked = 0;
+    EXPECT_EQ(fetcher.Fetch(server.Url("/never"), 100, [&] { return ++asked > 2; }).error, "stopped");
+    EXPECT_TRUE(fetcher.Fetch(server.Url("/a"), kBody.size()).ok);
+}
+
 TEST(Transfers, SayThatTheDiskRefuses) {
     FaultServer server;
     server.On("/a", {{.body = kBody, .length = Length::Chunked}});
@@ -558,6 +624,11 @@ TEST(Transfers, SayThatTheDiskRefuses) {
     transfers.Get(server.Url("/a"), {}, [&](const delivery::TransferResult &r) { result = r; });
     transfers.Deliver();
     EXPECT_THAT(result.error, HasSubstr("folder for downloads cannot be used"));
+    settings.folder = "/sys/lum/cache"; // where nobody may make one
+    delivery::Transfers refused(settings, [] {});
+    refused.Get(server.Url("/a"), {}, [&](const delivery::TransferResult &r) { result = r; });
+    refused.Deliver();
+    EXPECT_THAT(result.error, testing::AllOf(HasSubstr("/sys/lum"), testing::Not(HasSubstr("No such file"))));
 }
 
 TEST(Transfers, ClearAwayWhatAKilledProcessLeft) {

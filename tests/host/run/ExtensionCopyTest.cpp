@@ -2,6 +2,7 @@
 #include "host/run/ExtensionCopy.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <fstream>
 
@@ -60,6 +61,15 @@ TEST(ExtensionCopy, IsRefreshedWhenItDiffers) {
         fs::create_directories(copy.parent_path() / ".lumext.bundle.new/half");
         fs::remove_all(copy);
     });
+}
+
+TEST(ExtensionCopy, IsTheUsersAlone) {
+    const TempDir place;
+    place.Write("lumext.bundle/lumext", "code");
+    const mode_t before = umask(0);
+    EXPECT_TRUE(RefreshCopy(place / "lumext.bundle", place / "support/Kelvo Folder/lumext.bundle"));
+    umask(before);
+    EXPECT_EQ(fs::perms::owner_all, fs::status(place / "support/Kelvo Folder").permissions());
 }
 
 } // namespace
