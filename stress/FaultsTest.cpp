@@ -283,6 +283,6 @@ TEST(Privacy, NothingOfThePersonLeaves) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, MachineFaults, testing::ValuesIn(kFaults),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &instance) { return std::string(instance.param.name); });
 
 } // namespace

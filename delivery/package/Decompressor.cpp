@@ -69,7 +69,7 @@ private:
 class ZstdDecompressor final : public Decompressor {
 public:
     explicit ZstdDecompressor(std::uint64_t maxWindow) : m_out(kOut), m_stream(ZSTD_createDCtx()) {
-        const int log = std::bit_width(maxWindow) - 1;
+        const int log = static_cast<int>(std::bit_width(maxWindow)) - 1;
         if (!m_stream || ZSTD_isError(ZSTD_DCtx_setParameter(m_stream.get(), ZSTD_d_windowLogMax, log))) {
             throw std::bad_alloc();
         }

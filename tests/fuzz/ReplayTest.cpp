@@ -39,6 +39,6 @@ TEST_P(Replay, Corpus) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Fuzzers, Replay, testing::ValuesIn(kFuzzers),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &instance) { return std::string(instance.param.name); });
 
 } // namespace

@@ -11,7 +11,7 @@
 
 #include "fuzzywindow/LumFuzzyWindow.h"
 
-struct FakeDelegate : ILumFuzzyWindowDelegate {
+struct FakeDelegate final : ILumFuzzyWindowDelegate {
     std::array<std::string, 5> texts{"Weekly planning", "Host: ", "Anna Smith", "Preparing your meeting...",
                                      "Connecting..."};
     std::string version, plistPath, positionFile, installPath, title = "Kelvo Meetings";

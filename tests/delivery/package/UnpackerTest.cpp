@@ -26,6 +26,7 @@
 #include <functional>
 #include <map>
 #include <random>
+#include <thread>
 
 #include "delivery/package/PackageContent.h"
 #include "delivery/package/UnpackFailure.h"
@@ -555,7 +556,7 @@ TEST_F(UnpackerTest, SurvivesBeingKilled) {
             }
             _exit(1);
         }
-        usleep(std::uniform_int_distribution<useconds_t>(0, 2 * once.count())(random));
+        std::this_thread::sleep_for(once * std::uniform_real_distribution<double>(0, 2)(random));
         kill(child, SIGKILL);
         int status = 0;
         ASSERT_EQ(waitpid(child, &status, 0), child);

@@ -10,7 +10,8 @@ int main() {
     [NSApplication sharedApplication];
     NSArray *titles = [[[NSUserDefaults standardUserDefaults] stringForKey:@"Titles"] componentsSeparatedByString:@","];
     for (NSUInteger i = 0; i < [titles count]; ++i) {
-        NSWindow *window = [[NSWindow alloc] initWithContentRect:NSMakeRect(50 * i, 50 * i, 200, 100)
+        const auto place = static_cast<CGFloat>(50 * i);
+        NSWindow *window = [[NSWindow alloc] initWithContentRect:NSMakeRect(place, place, 200, 100)
                                                        styleMask:NSTitledWindowMask
                                                          backing:NSBackingStoreBuffered
                                                            defer:NO];
