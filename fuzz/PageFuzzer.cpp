@@ -3,6 +3,7 @@
 
 #include "fuzz/Check.h"
 #include "delivery/page/Page.h"
+#include "delivery/page/PageObjects.h"
 #include "base/Text.h"
 
 namespace {
@@ -30,9 +31,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         CheckAddress(*address);
     }
     delivery::Page page(address);
-    if (!page.ReadObject(text)) {
+    const std::vector<delivery::PageObject> objects = delivery::ReadObjects(text);
+    Require(page.ReadObject(text) == !objects.empty(), "the page's object is the first of all");
+    if (objects.empty()) {
         return 0;
     }
+    Require(page.parameters().size() == objects[0].parameters.size(), "with the same parameters");
+    Require(std::ranges::all_of(objects, [](const auto &object) { return object.line > 0; }), "each has a line");
     for (const auto &[name, value] : page.parameters()) {
         Require(base::IsUtf8(name) && base::IsUtf8(value), "parameters are text");
         Require(page.Find(name) != nullptr, "a parameter is found by its name");
