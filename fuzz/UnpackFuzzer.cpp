@@ -86,7 +86,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         Require(Place::EntriesOf(folder) == 0, "a failure leaves nothing");
         return 0;
     }
-    Require(Place::EntriesOf(folder) == 1 && fs::exists(fs::symlink_status(destination)), "nothing is beside the component");
+    Require(Place::EntriesOf(folder) == 1 && fs::exists(fs::symlink_status(destination)),
+            "nothing is beside the component");
     for (const fs::directory_entry &entry : fs::recursive_directory_iterator(folder)) {
         CheckEntry(entry, destination);
     }

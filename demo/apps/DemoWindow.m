@@ -60,9 +60,9 @@ static NSTextField *Label(NSRect frame, CGFloat size, CGFloat gray) {
         return nil;
     }
     _window = [[NSWindow alloc] initWithContentRect:NSMakeRect(0, 0, kWidth, kHeight)
-                                         styleMask:NSTitledWindowMask | NSClosableWindowMask
-                                           backing:NSBackingStoreBuffered
-                                             defer:NO];
+                                          styleMask:NSTitledWindowMask | NSClosableWindowMask
+                                            backing:NSBackingStoreBuffered
+                                              defer:NO];
     [_window setTitle:title];
     [_window setDelegate:(id)self];
     DemoPane *pane = [[[DemoPane alloc] initWithFrame:NSMakeRect(0, 0, kWidth, kHeight)] autorelease];

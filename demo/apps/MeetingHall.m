@@ -20,7 +20,7 @@ static BOOL launchedByPage = NO;
     _window = [[DemoWindow alloc] initWithTitle:@"Meeting Hall" headline:@"You are in the meeting" button:@"Leave"];
     NSString *origin = launchedByPage ? @"Launched by a page, behind its placeholder window." : @"Launched by a page.";
     [_window setLines:[NSString stringWithFormat:@"%@\nProcess %d.\n\nEscape or Leave ends the meeting.", origin,
-                                                (int)getpid()]];
+                                                 (int)getpid()]];
     [_window show];
     [self performSelector:@selector(report) withObject:nil afterDelay:0.3];
 }

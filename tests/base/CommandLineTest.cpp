@@ -119,12 +119,12 @@ TEST(CommandLine, ProgramWithVerbsOnly) {
 
 TEST(CommandLine, ManualPageIsFilledIn) {
     EXPECT_EQ(base::ManualPage({.name = "tool",
-                          .verbs = {{.name = "make",
-                                     .operands = "FILE",
-                                     .summary = "make \\it",
-                                     .text = ".hidden files too.",
-                                     .options = {{.name = "-o", .value = "FILE", .help = "the result"}}}}},
-                         ".Sh COMMANDS\n@VERBS@\nrest"),
+                                .verbs = {{.name = "make",
+                                           .operands = "FILE",
+                                           .summary = "make \\it",
+                                           .text = ".hidden files too.",
+                                           .options = {{.name = "-o", .value = "FILE", .help = "the result"}}}}},
+                               ".Sh COMMANDS\n@VERBS@\nrest"),
               ".Sh COMMANDS\n.Bl -tag -width Ds\n.It Cm make Ar FILE\nMake \\eit.\n\\&.hidden files too.\n"
               ".Bl -tag -width Ds\n.It Fl o Ar FILE\nThe result.\n.El\n.El\nrest\n");
 }
