@@ -9,8 +9,8 @@
 
 #include "base/Digest.h"
 #include "base/Files.h"
-#include "lum/common/lumutil.h"
 #include "site/keys/SiteKeys.h"
+#include "site/publish/ComponentItem.h"
 #include "site/publish/EarlierSite.h"
 #include "delivery/instructions/InstructionFile.h"
 #include "site/publish/ItemLine.h"
@@ -32,20 +32,6 @@ constexpr const char *kPackageFolder = "packages";
 constexpr const char *kLockName = ".lumsite-lock";
 constexpr std::size_t kHashCharactersInName = 16;
 constexpr std::uint64_t kLargestText = 64 << 20;
-
-// The version by which the extension would know the installed component, or empty when it could not tell.
-std::string OwnVersion(const fs::path &component) {
-    std::error_code error;
-    if (fs::is_directory(component, error)) {
-        std::string path = component;
-        char version[1024] = "";
-        return GetFileVersionString(path.data(), version, sizeof version) ? version : "";
-    }
-    const std::string name = component.filename();
-    const std::size_t from = name.find('-');
-    const std::size_t to = name.rfind('.');
-    return from < to && to != std::string::npos ? VersionWithCommas(name.substr(from + 1, to - from - 1)) : "";
-}
 
 // Only characters that need no escape in a URL.
 std::string PlainName(std::string name) {
@@ -98,12 +84,10 @@ private:
     Result<void> RefuseHarm(const EarlierSite &earlier);
     Result<void> RefuseIdlePages() const;
     Result<void> MakeItems(const EarlierSite &earlier);
-    Result<std::string> VersionOf(const ManifestComponent &component);
     Result<ItemLine> MakeItem(const ManifestComponent &component, const EarlierSite &earlier);
     // Visitors who have a version are not offered other content of it.
     Result<void> RefuseSameVersion(const ManifestComponent &component, const ItemLine &item, const fs::path &package,
                                    const EarlierSite &earlier) const;
-    Result<ItemLine> Describe(const ManifestComponent &component);
     Result<void> PackInto(const fs::path &package, const ManifestComponent &component, ItemLine &item);
     Result<void> Sign(const ManifestComponent &component, ItemLine &item);
     Result<std::string> NameOf(const ManifestComponent &component, const ItemLine &item, const fs::path &package) const;
@@ -140,31 +124,6 @@ Result<void> PublishRun::ReadKeys() {
         m_keys.push_back(std::move(*keys));
     }
     return {};
-}
-
-Result<std::string> PublishRun::VersionOf(const ManifestComponent &component) {
-    const bool isLibrary = component.name.ends_with(".dylib");
-    const std::string own = isLibrary ? "" : OwnVersion(component.path);
-    if (component.version.empty()) {
-        if (VersionWithCommas(own).empty()) {
-            return Fail(component.where + ": " + component.name +
-                        " does not contain a version of four numbers; give \"version\" in the manifest");
-        }
-        return own;
-    }
-    if (isLibrary || component.update != "version" || own == component.version) {
-        return component.version;
-    }
-    if (!own.empty()) {
-        return Fail(component.where + ": " + component.name + " says that it is version " + own +
-                    ", the manifest says " + component.version +
-                    "; visitors would download it on every visit. Make them the same, or leave \"version\" out");
-    }
-    Warn(component.where,
-         "no version can be read from " + component.name + " once it is installed, so it is downloaded on every visit",
-         "give it a CFBundleVersion in Contents/Info.plist and an executable of its name in Contents/MacOS, or use "
-         "\"update\": \"existence\"");
-    return component.version;
 }
 
 Result<std::string> PublishRun::NameOf(const ManifestComponent &component, const ItemLine &item,
@@ -214,31 +173,6 @@ Result<void> PublishRun::Examine(const ManifestComponent &component, const ItemL
         m_result.findings.push_back(std::move(finding));
     }
     return {};
-}
-
-Result<ItemLine> PublishRun::Describe(const ManifestComponent &component) {
-    std::error_code error;
-    if (!fs::exists(component.path, error)) {
-        return Fail(component.where + ": there is no " + component.path.string() +
-                    "; paths start from the manifest's folder");
-    }
-    if (component.name.ends_with(".dylib") && !fs::is_regular_file(component.path, error)) {
-        return Fail(component.where + ": " + component.path.string() + " is not a file, and a library must be one");
-    }
-    Result<std::string> version = VersionOf(component);
-    if (!version) {
-        return Fail(std::move(version.error()));
-    }
-    ItemLine item;
-    item.name = component.name;
-    item.target = component.target;
-    item.version = std::move(*version);
-    item.action = component.action;
-    item.updateControl = component.update;
-    item.failureControl = component.failure;
-    item.osVersion = component.osVersion;
-    item.hashMethod = component.hash;
-    return item;
 }
 
 Result<void> PublishRun::PackInto(const fs::path &package, const ManifestComponent &component, ItemLine &item) {
@@ -300,7 +234,7 @@ Result<void> PublishRun::RefuseSameVersion(const ManifestComponent &component, c
 }
 
 Result<ItemLine> PublishRun::MakeItem(const ManifestComponent &component, const EarlierSite &earlier) {
-    Result<ItemLine> item = Describe(component);
+    Result<ItemLine> item = DescribeComponent(component, m_result.findings);
     if (!item) {
         return item;
     }
