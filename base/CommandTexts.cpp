@@ -93,9 +93,9 @@ std::string HelpText(const Program &program, const std::string &verb) {
     }
     constexpr std::size_t kIndent = 28;
     const Verb *nameless = FindVerb(program, "");
-    std::string out = "usage: " + program.name + (nameless ? " [options] " + nameless->operands : "") + "\n";
-    out +=
-        "       " + program.name + " COMMAND ...\n" + Prose(program.summary) + (nameless ? Prose(nameless->text) : "");
+    std::string out = "usage: " + program.name;
+    out += nameless ? " [options] " + nameless->operands + "\n       " + program.name : "";
+    out += " COMMAND ...\n" + Prose(program.summary) + (nameless ? Prose(nameless->text) : "");
     out += "\nCommands:\n";
     for (const Verb &each : program.verbs) {
         out += each.name.empty() ? "" : Wrapped("  " + Head(each), kIndent, each.summary);
