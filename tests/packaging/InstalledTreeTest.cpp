@@ -55,7 +55,8 @@ TEST(Installed, EmbedderBuildsAContainerThatStartsAComponent) {
     ContainerSite site;
     site.dir.Write("src/Part.bundle/Contents/data", "of the component");
     site.Publish("Part.bundle");
-    site.Run(build + "/minimal_container", code, "Part.bundle", "LumDownloadOnly=TRUE szNextUrl=http://next LumProductVersion=2.4");
+    site.Run(build + "/minimal_container", code, "Part.bundle",
+             "LumDownloadOnly=TRUE szNextUrl=http://next LumProductVersion=2.4");
     EXPECT_TRUE(fs::exists(InstallFolder() + "/2.4/Part.bundle/Contents/data"));
 }
 
