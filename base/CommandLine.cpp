@@ -106,7 +106,7 @@ public:
         }
     }
 
-    Result<CommandLine> Read(std::vector<std::string> arguments) {
+    Result<CommandLine> Read(const std::vector<std::string> &arguments) {
         try {
             m_app.parse(Reversed(arguments));
         } catch (const CLI::ArgumentMismatch &) {

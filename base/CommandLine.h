@@ -72,7 +72,7 @@ public:
         return m_operands;
     }
     // "--help" or "-h" was given; nothing else is checked then.
-    bool helpWanted() const {
+    bool HelpWanted() const {
         return m_helpWanted;
     }
     bool Has(const std::string &option) const {

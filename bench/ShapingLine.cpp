@@ -33,7 +33,7 @@ constexpr std::size_t kWindow = 256 << 10; // bytes of one direction that are on
 constexpr auto kTurn = std::chrono::milliseconds(1);
 constexpr auto kOutage = std::chrono::seconds(1);
 
-volatile std::sig_atomic_t broken = 0;
+volatile std::sig_atomic_t g_broken = 0;
 
 struct Chunk {
     Clock::time_point due;
@@ -149,7 +149,7 @@ int main(int argc, char **argv) {
         std::fputs("usage: lum_line SERVER-PORT BITS-PER-SECOND DELAY-MS PORT-FILE\n", stderr);
         return 2;
     }
-    std::signal(SIGUSR1, [](int) { broken = 1; });
+    std::signal(SIGUSR1, [](int) { g_broken = 1; });
     const int server = std::atoi(argv[1]);
     Shaper shaper(std::atof(argv[2]));
     const Duration delay = std::chrono::milliseconds(std::atoi(argv[3]));
@@ -159,8 +159,8 @@ int main(int argc, char **argv) {
     std::list<Connection> connections;
     Clock::time_point backAt{};
     for (;;) {
-        if (broken) {
-            broken = 0;
+        if (g_broken) {
+            g_broken = 0;
             backAt = Clock::now() + kOutage;
             for (Connection &connection : connections) {
                 connection.failed = true;

@@ -72,7 +72,7 @@ void TransferThread::Start(Transfers::Id id, base::Url url, std::filesystem::pat
     Wake();
 }
 
-void TransferThread::Refuse(Transfers::Id id, std::string error) {
+void TransferThread::Refuse(Transfers::Id id, const std::string &error) {
     PutReports({{id, {0, TransferResult{false, {}, error, error, 0, {}}}}});
 }
 

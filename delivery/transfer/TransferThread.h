@@ -31,7 +31,7 @@ public:
     TransferThread &operator=(const TransferThread &) = delete;
 
     void Start(Transfers::Id id, base::Url url, std::filesystem::path file, std::uint64_t maxBytes);
-    void Refuse(Transfers::Id id, std::string error); // a report of failure, the way of all others
+    void Refuse(Transfers::Id id, const std::string &error); // a report of failure, the way of all others
     void Cancel(std::vector<Transfers::Id> ids);
     void Request(base::Url url);
     bool WaitForRequests(std::chrono::milliseconds longest);

@@ -75,11 +75,11 @@ public:
 
     // To be called whenever events are handled: a panel that the extension runs is not a pause.
     void WindowsLive();
-    std::chrono::milliseconds longestPause() const {
+    std::chrono::milliseconds LongestPause() const {
         return m_pauses.longest();
     }
 
-    bool inCall() const {
+    bool InCall() const {
         return m_depth > 0;
     }
     bool downloading() const {

@@ -65,7 +65,7 @@ RunEnd Run::Go() {
     m_instance->End();
     m_transfers->WaitForRequests(m_asked && m_settings.untilLeft ? kLeftRequests : kLastRequests);
     TellProgress(true);
-    m_lastStart.Note("longest pause of the windows", std::to_string(m_instance->longestPause().count()) + " ms");
+    m_lastStart.Note("longest pause of the windows", std::to_string(m_instance->LongestPause().count()) + " ms");
     m_lastStart.End(m_end->status, m_end->reason, m_end->message);
     m_sink.OnEnd(m_end->status, m_end->reason, m_end->message);
     WatchWindowServer([status = m_end->status] { return status; }); // everything has been reported
@@ -84,7 +84,7 @@ void Run::Control() {
     }
     if (m_asked) {
         MainLoop::EndModal();
-        if (!m_instance->inCall() && !m_showing) {
+        if (!m_instance->InCall() && !m_showing) {
             Finish(*m_asked);
         }
     }
@@ -98,7 +98,7 @@ void Run::AskToEnd(RunEnd end) {
 }
 
 void Run::Beat() {
-    if (m_end || m_asked || m_instance->inCall() || m_showing) {
+    if (m_end || m_asked || m_instance->InCall() || m_showing) {
         return;
     }
     const Clock::time_point began = Clock::now();
@@ -110,7 +110,7 @@ void Run::Beat() {
 }
 
 void Run::Woken() {
-    if (m_end || m_asked || m_instance->inCall() || m_showing) {
+    if (m_end || m_asked || m_instance->InCall() || m_showing) {
         return;
     }
     const Clock::time_point began = Clock::now();
@@ -186,7 +186,7 @@ RunEnd Run::EndOf(const RunWatch::Verdict &verdict) const {
     const int status = static_cast<int>(verdict.ending);
     switch (verdict.ending) {
     case Ending::Done:
-        return {status, m_watch.isSentOn() ? "the page was sent on" : "the application runs", verdict.message};
+        return {status, m_watch.IsSentOn() ? "the page was sent on" : "the application runs", verdict.message};
     case Ending::Message:
         return {status, "a message was shown", verdict.message};
     case Ending::Stopped:

@@ -46,7 +46,7 @@ public:
     void SentOn() {
         m_sentOn = true;
     }
-    bool isSentOn() const {
+    bool IsSentOn() const {
         return m_sentOn;
     }
     void AskedToStop() {

@@ -32,7 +32,7 @@ Verb VerbOf(const base::CommandLine &typed) {
         {"browser uninstall", Verb::BrowserUninstall},
         {"browser status", Verb::BrowserStatus},
     };
-    if (typed.helpWanted()) {
+    if (typed.HelpWanted()) {
         return Verb::Help;
     }
     if (typed.Has("--version")) {

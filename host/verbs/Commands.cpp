@@ -59,7 +59,7 @@ base::Verb Start() {
         .offer = {Kind::Files, "*.htm*"}};
 }
 
-base::Verb Browser(std::string what, std::string summary, std::string text) {
+base::Verb Browser(const std::string &what, std::string summary, std::string text) {
     return {.name = "browser " + what,
             .summary = std::move(summary),
             .text = std::move(text),

@@ -32,7 +32,7 @@ public:
         if (m_stream && std::setvbuf(m_stream, nullptr, _IONBF, 0) != 0) {
             m_buffer.release();
         }
-    }
+    } // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks)
 
     LeftOpenStream(const LeftOpenStream &) = delete;
     LeftOpenStream &operator=(const LeftOpenStream &) = delete;
@@ -95,7 +95,7 @@ Digest<SHA256_CTX> Sha256() {
     return {[crypto SHA256_Init], [crypto SHA256_Update], [crypto SHA256_Final]};
 }
 
-template <std::size_t DigestSize, class Context>
+template <std::size_t digestSize, class Context>
 std::string DigestOfFile(const std::string &path, Digest<Context> (*bind)()) {
     LeftOpenStream stream(path);
     if (!stream) {
@@ -112,7 +112,7 @@ std::string DigestOfFile(const std::string &path, Digest<Context> (*bind)()) {
     while (const std::size_t size = stream.Read(chunk)) {
         digest.update(&context, chunk, size);
     }
-    unsigned char bytes[DigestSize];
+    unsigned char bytes[digestSize];
     digest.final(bytes, &context);
     return LowerHexadecimal(bytes);
 }

@@ -118,7 +118,7 @@ OSStatus EvaluateCert(SecCertificateRef cert, CFArrayRef anchors, SecPolicyRef p
     OSStatus status = SecTrustCreateWithCertificates((CFArrayRef)certificates, policy, &made);
     if (status != noErr) {
         KeepAllocated(certificates); // not released here, on purpose
-        return status;
+        return status;               // NOLINT(clang-analyzer-osx.cocoa.RetainCount)
     }
     *trust = made;
     if (anchors) {

@@ -134,6 +134,7 @@ base::Result<ScopedKey> ReadPemKey(const std::filesystem::path &path) {
     const ScopedBio in(BIO_new_mem_buf(text->data(), static_cast<int>(text->size())));
     // A pass phrase cannot be asked for: signing reads the file without one.
     const auto noPassPhrase = [](char *, int, int, void *) { return -1; };
+    // The text stays as it is until the key is read. NOLINTNEXTLINE(clang-analyzer-cplusplus.InnerPointer)
     ScopedKey key(PEM_read_bio_PrivateKey(in.get(), nullptr, noPassPhrase, nullptr));
     OPENSSL_cleanse(text->data(), text->size());
     ERR_clear_error();

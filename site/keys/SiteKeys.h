@@ -30,7 +30,7 @@ public:
     // not valid today.
     static base::Result<SiteKeys> Read(const std::filesystem::path &folder);
 
-    const std::filesystem::path &keyPath() const {
+    const std::filesystem::path &KeyPath() const {
         return m_keyPath;
     }
     // The site's own certificate is the last.

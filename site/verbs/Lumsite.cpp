@@ -36,7 +36,7 @@ int Run(const std::vector<std::string> &arguments) {
     if (!line) {
         return Complain(line.error().text, kMisused);
     }
-    if (line->helpWanted()) {
+    if (line->HelpWanted()) {
         std::fputs(base::HelpText(Commands(), line->verb()).c_str(), stdout);
         return 0;
     }

@@ -45,7 +45,7 @@ std::string Read(const std::vector<std::string> &arguments) {
     if (!line) {
         return "! " + line.error().text;
     }
-    std::string text = line->helpWanted() ? "help " : "";
+    std::string text = line->HelpWanted() ? "help " : "";
     text += line->verb() + ":";
     for (const std::string &operand : line->operands()) {
         text += " " + operand;
@@ -114,7 +114,7 @@ TEST(CommandLine, ProgramWithVerbsOnly) {
     EXPECT_EQ(ReadCommandLine(program, {}).error().text, "a command is missing; see \"tool --help\"");
     EXPECT_EQ(ReadCommandLine(program, {"mkae"}).error().text, "there is no command \"mkae\"; see \"tool --help\"");
     EXPECT_EQ(ReadCommandLine(program, {"--nope"}).error().text, "there is no option --nope; see \"tool --help\"");
-    EXPECT_TRUE(ReadCommandLine(program, {"--help"})->helpWanted());
+    EXPECT_TRUE(ReadCommandLine(program, {"--help"})->HelpWanted());
 }
 
 TEST(CommandLine, ManualPageIsFilledIn) {

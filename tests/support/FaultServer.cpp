@@ -459,7 +459,7 @@ std::string FaultServer::Url(std::string_view path) const {
     return (m_engine->caFile.empty() ? "http" : "https") + ("://127.0.0.1:" + std::to_string(port())).append(path);
 }
 
-std::string FaultServer::caFile() const {
+std::string FaultServer::CaFile() const {
     return m_engine->caFile;
 }
 
@@ -473,7 +473,7 @@ std::size_t FaultServer::connections() const {
     return m_engine->connections;
 }
 
-std::string FaultServer::offeredProtocols() const {
+std::string FaultServer::OfferedProtocols() const {
     const std::lock_guard guard(m_engine->lock);
     return m_engine->offered;
 }

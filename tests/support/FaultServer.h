@@ -25,10 +25,10 @@ class FaultServer {
 public:
     enum class Tls {
         Off,
-        Good,       // a certificate for 127.0.0.1 and localhost by the authority of caFile()
+        Good,       // a certificate for 127.0.0.1 and localhost by the authority of CaFile()
         Expired,    // the same, no longer valid
         WrongName,  // the same, for another host
-        SelfSigned, // its own issuer, unknown to caFile()
+        SelfSigned, // its own issuer, unknown to CaFile()
     };
 
     enum class Length {
@@ -90,12 +90,12 @@ public:
     // "http://127.0.0.1:PORT" + path, or https.
     std::string Url(std::string_view path) const;
     // The authority's certificate (PEM), for a client to trust. With TLS only.
-    std::string caFile() const;
+    std::string CaFile() const;
 
     std::vector<Request> requests() const;
     std::size_t connections() const; // accepted so far
     // The protocols that the last TLS client offered, as "h2,http/1.1".
-    std::string offeredProtocols() const;
+    std::string OfferedProtocols() const;
     // Waits until so many requests have arrived; false when that takes longer than 20 seconds.
     bool WaitForRequests(std::size_t count) const;
     // Fails the running test unless the requests so far are these ("GET /path", no query), in any order.

@@ -325,12 +325,12 @@ TEST(Transfers, TrustOnlyGoodCertificates) {
         server.On("/a", {{.body = kBody, .etag = kOne, .dropAfter = 99}, {.body = kBody, .etag = kOne}});
         server.On("/away", {FaultServer::Redirect(insecure.Url("/a"))});
         delivery::TransferSettings settings = Client::Quick();
-        settings.caFile = server.caFile();
+        settings.caFile = server.CaFile();
         Client client(settings);
         const Outcome outcome = client.Fetch(server.Url("/a"));
         if (kind == Tls::Good) {
             EXPECT_TRUE(outcome.content == kBody) << outcome.result.error;
-            EXPECT_EQ(server.offeredProtocols(), "h2,http/1.1");
+            EXPECT_EQ(server.OfferedProtocols(), "h2,http/1.1");
             EXPECT_THAT(client.Fetch(server.Url("/away")).result.error, HasSubstr("to an insecure one"));
             server.ExpectExactly({"GET /a", "GET /a", "GET /away"});
         } else {

@@ -15,7 +15,7 @@ TEST(SiteSource, FetchesByTheRulesOfTheContainer) {
     secure.On("/index.html", {FaultServer::Redirect("/there.html")});
     secure.On("/there.html", {{.body = "<html>"}});
     insecure.On("/lummac.ini", {{.body = "[Kelvo]"}});
-    const auto opened = lumsite::OpenSite(secure.Url("/"), secure.caFile());
+    const auto opened = lumsite::OpenSite(secure.Url("/"), secure.CaFile());
     ASSERT_TRUE(opened);
     lumsite::SiteSource *const site = opened->get();
     EXPECT_THAT(site->Fetch("lummac.ini", 1000).reason, HasSubstr("from a secure address to an insecure one"));

@@ -93,7 +93,7 @@ TEST(Keys, SignaturesAreWhatTheSignerOfTheSystemMakes) {
         std::string der = {0x30, static_cast<char>(13 + digits), 0x30, 9, 6, 5, 0x2b, 0x0e, 3, 2, 0x1d, 5, 0,
                            4,    static_cast<char>(digits)};
         const std::string in = demo.place().Write("der", der + hash);
-        const std::string key = keys.keyPath();
+        const std::string key = keys.KeyPath();
         OutputOf("openssl rsautl -sign -inkey " + key + " -in " + in + " -out " + (demo.place() / "raw") +
                  " 2>/dev/null");
         EXPECT_EQ(signature, ToBase64(ReadFile(demo.place() / "raw")));
