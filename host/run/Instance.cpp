@@ -140,9 +140,11 @@ Instance *Instance::Find(void *cookie) {
 }
 
 Instance::Instance(const Extension &extension, delivery::Page page, std::vector<std::string> sites,
-                   delivery::Transfers &transfers, delivery::UnpackLimits limits, InstanceOwner &owner)
+                   delivery::Transfers &transfers, const std::filesystem::path &unpack, InstanceOwner &owner)
     : m_extension(extension), m_page(std::move(page)), m_sites(std::move(sites)), m_transfers(transfers),
-      m_unpacker(limits), m_owner(owner) {}
+      m_worker(unpack),
+      m_unpacker([this](const auto &order, const auto &stop) { return m_worker.Unpack(order, stop); }), m_owner(owner) {
+}
 
 Instance::~Instance() {
     End();
@@ -239,6 +241,10 @@ void Instance::GetFile(LUMGetFileCallback callback, void *context, const char *u
         m_owner.Problem("nothing is downloaded from " + address->Origin() + ": the page was not allowed to use it");
     }
     m_owner.DownloadAsked(asked);
+    if (m_instructionsAsked) { // the others are packages
+        m_worker.Prepare();
+    }
+    m_instructionsAsked = true;
     // The id is known only when Get has returned, and no callback comes before that.
     const auto id = std::make_shared<delivery::Transfers::Id>(0);
     *id = m_transfers.Get(

@@ -26,6 +26,7 @@
 #include "host/run/PauseMeter.h"
 #include "delivery/transfer/Transfers.h"
 #include "delivery/package/Unpacker.h"
+#include "delivery/worker/UnpackWorker.h"
 #include "lum/lumext/lumextInterface.h"
 
 namespace lumhost {
@@ -59,9 +60,10 @@ public:
 
 class Instance {
 public:
-    // Downloads are made from `sites` (origins) only. All but the page's copy must outlive this.
+    // Downloads are made from `sites` (origins) only; packages are unpacked by the program `unpack`. All but the page's
+    // copy must outlive this.
     Instance(const Extension &extension, delivery::Page page, std::vector<std::string> sites,
-             delivery::Transfers &transfers, delivery::UnpackLimits limits, InstanceOwner &owner);
+             delivery::Transfers &transfers, const std::filesystem::path &unpack, InstanceOwner &owner);
     ~Instance(); // ends it
     Instance(const Instance &) = delete;
     Instance &operator=(const Instance &) = delete;
@@ -107,6 +109,7 @@ private:
     const delivery::Page m_page;
     const std::vector<std::string> m_sites;
     delivery::Transfers &m_transfers;
+    delivery::UnpackWorker m_worker;
     delivery::Unpacker m_unpacker;
     InstanceOwner &m_owner;
 
@@ -115,6 +118,7 @@ private:
     int m_depth = 0;
     PauseMeter m_pauses;
     bool m_stopped = false;
+    bool m_instructionsAsked = false;
     std::set<delivery::Transfers::Id> m_downloads;
     std::vector<std::filesystem::path> m_installed; // in the running call
     delivery::UnpackJob *m_job = nullptr;           // the one that is waited for
