@@ -275,7 +275,9 @@ TEST_F(Trust, AgainstTheRules) {
     CertificatePlan slow = Authority("Slow");
     slow.key = KeyKind::RsaWithLongExponent;
     const TestCertificate slowAuthority(slow, m_root);
-    Judge(TestCertificate(Site(), slowAuthority), std::vector{slowAuthority}, {5, 0x4, Asked, Refused});
+    const TestCertificate underSlow(Site(), slowAuthority);
+    EXPECT_FALSE(Parsed(underSlow).IsIssuedBy(Parsed(slowAuthority)));
+    Judge(underSlow, std::vector{slowAuthority}, {5, 0x4, Asked, Refused});
     Judge(slowAuthority, std::nullopt, {5, 0x4, Asked, Refused});
 }
 

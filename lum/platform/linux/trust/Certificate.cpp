@@ -7,7 +7,7 @@
 namespace sec {
 namespace {
 
-constexpr std::size_t kLargestDer = 64 << 10;
+constexpr std::size_t kLargestDer = 256 << 10;
 constexpr unsigned kLargestKey = 8192;         // bits
 constexpr std::ptrdiff_t kLongestExponent = 8; // bytes
 

@@ -16,7 +16,7 @@ using ByteSpan = std::span<const unsigned char>;
 
 class Certificate {
 public:
-    // None when the bytes are not exactly one certificate, or more than any has (64 KiB).
+    // None when the bytes are not exactly one certificate, or more than any has (256 KiB).
     static std::optional<Certificate> FromDer(ByteSpan der);
     // One certificate as DER, or any number as PEM; what is neither gives none.
     static std::vector<Certificate> FromFileContent(ByteSpan content);
