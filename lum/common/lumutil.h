@@ -134,6 +134,8 @@ unsigned int GetTempFileName(const std::string &folder, const std::string &prefi
 // True: nothing is at the path any more, or the path is empty; parts of the item may be left under the new name.
 //
 // False: nothing was there, or something still is; of a folder, a part may be gone.
+//
+// A "/" at the end is allowed behind a folder's name and a link's. The link goes, what it leads to stays.
 bool RemoveFile(const std::string &path);
 
 // The version of what is at `path`, its numbers joined with ",", in `dest`; empty when there is none. False when
