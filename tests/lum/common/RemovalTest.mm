@@ -91,6 +91,20 @@ TEST_F(RemoveFileTest, RemovesFilesLinksAndWholeFolders) {
     EXPECT_TRUE(fs::exists(kept));
 }
 
+TEST_F(RemoveFileTest, ASlashBehindALinksNameDoesNotReachItsTarget) {
+    m_dir.Write("kept/file", "x");
+    m_dir.Write("folder/file", "x");
+    for (const auto &[link, target] : {std::pair("link", "kept"), std::pair("dangling", "nowhere")}) {
+        fs::create_symlink(m_dir / target, m_dir / link);
+    }
+    for (const char *name : {"link/", "dangling//", "folder/"}) {
+        EXPECT_TRUE(RemoveFile(m_dir / name)) << name;
+    }
+    EXPECT_FALSE(RemoveFile(m_dir / "kept/file/")) << "not a folder";
+    EXPECT_THAT(NamesIn(m_dir.path()), ElementsAre("kept"));
+    EXPECT_THAT(NamesIn(m_dir.path() / "kept"), ElementsAre("file"));
+}
+
 TEST_F(RemoveFileTest, NothingThere) {
     EXPECT_TRUE(RemoveFile(""));
     EXPECT_FALSE(RemoveFile(m_dir / "missing"));

@@ -208,9 +208,10 @@ TEST(Install, UnpackErrorsAndFailureControl) {
         EXPECT_THAT(fixture.host.messages[0], HasSubstr(std::string("[") + test.message + "], File [a.bundle]"));
 
         for (const char *word : {"ignore", "IGNORE"}) {
-            CItem &ignored = fixture.AddSigned({.name = "b.bundle", .failure = word});
+            CItem &ignored = fixture.AddSigned({.name = "b.dylib", .failure = word});
             EXPECT_EQ(fixture.Install(ignored), 0);
             EXPECT_EQ(ignored.m_dwState, 3u);
+            EXPECT_TRUE(std::filesystem::is_empty(fixture.dir / "install/deep")) << "a library's half, renamed";
         }
         CItem &reboot = fixture.AddSigned({.name = "c.bundle", .failure = "Reboot"});
         EXPECT_EQ(fixture.Install(reboot, &restart), -4);
