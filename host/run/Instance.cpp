@@ -3,6 +3,11 @@
 #include <algorithm>
 #include <map>
 
+#include "base/Files.h"
+#include "delivery/instructions/InstructionFile.h"
+#include "host/run/EndReason.h"
+#include "host/run/InstructionReview.h"
+
 namespace lumhost {
 
 namespace {
@@ -16,6 +21,13 @@ std::map<void *, Instance *> &Instances() {
 void *NewCookie() {
     static std::uintptr_t last = 0;
     return reinterpret_cast<void *>(++last); // NOLINT(performance-no-int-to-ptr): never followed
+}
+
+constexpr std::uint64_t kLargestInstructions = 64 << 20;
+
+bool IsInstructionFile(const std::optional<base::Url> &address) {
+    const std::string url = address ? address->text() : std::string();
+    return url.substr(0, url.find('?')).ends_with(std::string("/") + delivery::kInstructionFileName);
 }
 
 void Unused() {}
@@ -239,25 +251,46 @@ void Instance::GetFile(LUMGetFileCallback callback, void *context, const char *u
         m_owner.Problem("nothing is downloaded from " + address->Origin() + ": the page was not allowed to use it");
     }
     m_owner.DownloadAsked(asked);
+    const bool instructions = IsInstructionFile(address);
     // The id is known only when Get has returned, and no callback comes before that.
     const auto id = std::make_shared<delivery::Transfers::Id>(0);
     *id = m_transfers.Get(
         allowed ? address->text() : std::string(),
-        [this, callback, context](std::uint32_t bytes) {
-            m_owner.Received(bytes);
+        [this, callback, context, instructions](std::uint32_t bytes) {
+            if (!instructions) {
+                m_owner.Received(bytes);
+            }
             // The count travels in the low 32 bits of the pointer.
             CallBack(callback, context, LUMGetFileNotifyProgress,
                      reinterpret_cast<void *>(std::uintptr_t{bytes})); // NOLINT(performance-no-int-to-ptr)
         },
-        [this, id, callback, context](const delivery::TransferResult &result) {
-            Finished(*id, result, callback, context);
+        [this, id, callback, context, instructions](const delivery::TransferResult &result) {
+            m_downloads.erase(*id);
+            if (instructions && result.ok) {
+                InstructionsCame(result, callback, context);
+            } else {
+                Finished(result, callback, context);
+            }
         });
     m_downloads.insert(*id);
 }
 
-void Instance::Finished(delivery::Transfers::Id id, const delivery::TransferResult &result, LUMGetFileCallback callback,
-                        void *context) {
-    m_downloads.erase(id);
+void Instance::InstructionsCame(delivery::TransferResult result, LUMGetFileCallback callback, void *context) {
+    const auto text = base::ReadWhole(result.file, kLargestInstructions);
+    const std::optional<base::Url> address = base::Url::Parse(result.address);
+    const InstructionReview review =
+        text ? ReviewInstructions(*text, m_page, address ? address->host() : "") : InstructionReview{};
+    if (review.isForeign) {
+        result.ok = false;
+        result.error = review.fault;
+    }
+    Finished(result, callback, context);
+    if (!review.fault.empty() && !review.isForeign && !m_stopped) {
+        m_owner.NothingToDo(review.fault);
+    }
+}
+
+void Instance::Finished(const delivery::TransferResult &result, LUMGetFileCallback callback, void *context) {
     if (!result.ok) {
         m_owner.Problem("a download failed: " + result.error);
     }
@@ -267,6 +300,7 @@ void Instance::Finished(delivery::Transfers::Id id, const delivery::TransferResu
         m_owner.Installed(destination);
     }
     m_installed.clear();
+    m_owner.Delivered();
     if (m_downloads.empty()) {
         m_unpacker.Rest();
     }
@@ -299,7 +333,8 @@ int Instance::InstallFile(const char *file, const char *destination) {
     }
     m_owner.NotMoved(place);
     if (!m_stopped) {
-        m_owner.Problem("a package was not installed: " + job.result().error().text);
+        m_owner.Problem("a package was not installed: " + job.result().error().text + ". " +
+                        RemedyOfUnpacking(job.result().error().code));
     }
     return job.result().error().code;
 }

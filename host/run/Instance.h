@@ -42,7 +42,12 @@ public:
     virtual void LogRequested(const std::string &url) = 0;
     // A download begins; `url` is as the extension asked for it.
     virtual void DownloadAsked(const std::string &url) = 0;
+    // Of a package.
     virtual void Received(std::uint32_t bytes) = 0;
+    // The extension has dealt with a download: a problem that was told since the last one has had its effects.
+    virtual void Delivered() = 0;
+    // The extension has read the instruction file, and nothing can come of it, because of this.
+    virtual void NothingToDo(const std::string &why) = 0;
     virtual void Installing(const std::string &name) = 0;
     // Keeps the windows alive until `ended`, which waits for so long at most, answers true. Calls neither Beat nor
     // Deliver.
@@ -99,8 +104,8 @@ private:
     int InstallFile(const char *file, const char *destination);
     void AskStop();
 
-    void Finished(delivery::Transfers::Id id, const delivery::TransferResult &result, LUMGetFileCallback callback,
-                  void *context);
+    void Finished(const delivery::TransferResult &result, LUMGetFileCallback callback, void *context);
+    void InstructionsCame(delivery::TransferResult result, LUMGetFileCallback callback, void *context);
     void CallBack(LUMGetFileCallback callback, void *context, LUMGetFileNotifyMessageType type, void *data);
 
     const Extension &m_extension;
