@@ -8,7 +8,7 @@ namespace lumhost {
 
 // What was built or installed with this program; the first is also the name of the user's copy.
 inline constexpr std::string_view kExtensionBundle = "lumext.bundle";
-inline constexpr std::string_view kTheme = "Lum.theme";
+inline constexpr std::string_view kTheme = "lumext.bundle/Resources/Lum.theme";
 inline constexpr std::string_view kBrowserExtension = "browser-extension";
 
 struct Folders {
