@@ -4,6 +4,7 @@ set(lum_fuzzers_of_extension
   DecodersFuzzer.cpp
   IniFuzzer.cpp
   ItemsFuzzer.cpp
+  ProfileFuzzer.cpp
   VersionsFuzzer.cpp)
 set(lum_fuzzers_of_container
   PageFuzzer.cpp
