@@ -89,7 +89,8 @@ void CheckDestination(const std::filesystem::path &destination) {
 
 } // namespace
 
-Unpacker::Unpacker(UnpackLimits limits) : m_limits(limits), m_folders(std::make_unique<Folders>()) {}
+Unpacker::Unpacker(UnpackStep step, UnpackLimits limits)
+    : m_step(std::move(step)), m_limits(limits), m_folders(std::make_unique<Folders>()) {}
 
 Unpacker::~Unpacker() = default;
 
@@ -98,9 +99,13 @@ void Unpacker::InstallOrThrow(const std::filesystem::path &package, const std::f
     CheckDestination(destination);
     const std::filesystem::path folder = destination.parent_path();
     const std::string component = destination.filename().string();
+    const base::ScopedDescriptor file = OpenPackage(package);
     const base::ScopedDescriptor parent = OpenFolder(folder);
     const base::ScopedDescriptor staging = m_folders->Open(folder);
-    Unpack(package, staging.get(), folder, component, m_limits, stop);
+    m_step({file.get(), staging.get(), component, m_limits}, stop);
+    if (stop.stop_requested()) {
+        throw UnpackFailure{kUnpackInterrupted, "the installation was stopped"};
+    }
     struct stat status {};
     if (beforeMove && fstatat(staging.get(), component.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
         beforeMove(status.st_ino);

@@ -143,9 +143,11 @@ Instance *Instance::Find(void *cookie) {
 }
 
 Instance::Instance(const Extension &extension, delivery::Page page, std::vector<std::string> sites,
-                   delivery::Transfers &transfers, delivery::UnpackLimits limits, InstanceOwner &owner)
+                   delivery::Transfers &transfers, const std::filesystem::path &unpack, InstanceOwner &owner)
     : m_extension(extension), m_page(std::move(page)), m_sites(std::move(sites)), m_transfers(transfers),
-      m_unpacker(limits), m_owner(owner) {}
+      m_worker(unpack),
+      m_unpacker([this](const auto &order, const auto &stop) { return m_worker.Unpack(order, stop); }), m_owner(owner) {
+}
 
 Instance::~Instance() {
     End();
@@ -243,6 +245,9 @@ void Instance::GetFile(LUMGetFileCallback callback, void *context, const char *u
     }
     m_owner.DownloadAsked(asked);
     const bool instructions = delivery::IsInstructionAddress(asked);
+    if (!instructions) {
+        m_worker.Prepare();
+    }
     // The id is known only when Get has returned, and no callback comes before that.
     const auto id = std::make_shared<delivery::Transfers::Id>(0);
     *id = m_transfers.Get(

@@ -47,7 +47,7 @@ Run::Run(Settings settings, const Folders &folders, TraceFile &log, EventSink &s
       m_watch(PageWaits(m_settings.page), m_began), m_loop(*this),
       m_transfers(std::make_unique<delivery::Transfers>(SettingsOfTransfers(folders), m_loop.Waker())),
       m_instance(std::make_unique<Instance>(m_settings.extension, m_settings.page, m_settings.sites, *m_transfers,
-                                            delivery::UnpackLimits{}, *this)) {
+                                            OwnPart(delivery::kUnpackProgram), *this)) {
     m_collector.HideFromSite([redactor = Redactor(folders.home, UserName(), {})](std::string_view text) {
         return redactor.HidePerson(text);
     });

@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "tests/host/LumhostRun.h"
+#include "tests/support/EndlessPackage.h"
 
 namespace fs = std::filesystem;
 using testing::AllOf;
@@ -262,6 +263,23 @@ TEST_F(LumhostWithoutWindowsTest, SignalsEndItInOrder) {
         EXPECT_EQ(128 + number, run.Events().back()["status"].asInt());
         const fs::path cache = fs::path(getenv("HOME")) / ".cache/lumhost";
         EXPECT_TRUE(!fs::exists(cache) || fs::is_empty(cache)) << "nothing half is left";
+    }
+}
+
+TEST_F(LumhostWithoutWindowsTest, EndsWhateverAPackageDoes) {
+    server.On("/kit/a.tgz", {{.body = EndlessPackage(place)}, {.body = EndlessPackage(place)}});
+    const std::string folder = place / "Kelvo Folder";
+    fs::create_directory(folder);
+    const std::string page = Page("place " + folder + "/Hall.app\nget " + server.Url("/kit/a.tgz"));
+    for (const bool bySignal : {true, false}) {
+        Lumhost run(Arguments(page, {"--json", "--timeout", bySignal ? "100" : "2"}));
+        EXPECT_TRUE(WaitUntil([&] { return !fs::is_empty(folder); }));
+        if (bySignal) {
+            run.Signal(SIGTERM);
+        }
+        EXPECT_EQ(bySignal ? 128 + SIGTERM : 8, run.Wait());
+        EXPECT_THAT(Record(), ElementsAre(HasSubstr("done "), "install 20100", "exit"));
+        EXPECT_TRUE(fs::is_empty(folder)) << "nothing half is left";
     }
 }
 
