@@ -84,7 +84,7 @@ bool Run::StartInstance() {
         m_end = RunEnd{static_cast<int>(Ending::NotAllowed), "the page may not install there", 0};
         return false;
     }
-    EnterEmptyFolder(m_folders.cache / "empty");
+    EnterEmptyFolder(m_folders.state / "empty");
     const base::Result<void> started = m_instance->Start();
     m_watch.CallEnded(m_began, Clock::now());
     if (!started) {

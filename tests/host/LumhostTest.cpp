@@ -297,7 +297,7 @@ TEST_F(LumhostWithoutWindowsTest, ReportForSupport) {
     OutputOf("tar -C '" + place.path().string() + "' -xzf '" + (place / "report.tgz") + "'");
     const std::string report = place / "lumhost-report";
     const std::string trace = ReadFile(report + "/trace.txt");
-    EXPECT_THAT(trace, HasSubstr("meeting <MeetingID> in ~"));
+    EXPECT_THAT(trace, HasSubstr(" <MeetingID> in ~"));
     std::string all;
     for (const char *name : {"README.txt", "facts.json", "trace.txt", "installed.txt", "doctor.txt"}) {
         all += ReadFile(report + "/" + name);
