@@ -140,9 +140,10 @@ Instance *Instance::Find(void *cookie) {
 }
 
 Instance::Instance(const Extension &extension, delivery::Page page, std::vector<std::string> sites,
-                   delivery::Transfers &transfers, delivery::UnpackLimits limits, InstanceOwner &owner)
-    : m_extension(extension), m_page(std::move(page)), m_sites(std::move(sites)), m_transfers(transfers),
-      m_unpacker(limits), m_owner(owner) {}
+                   SiteDownloads &downloads, delivery::Transfers &transfers, delivery::UnpackLimits limits,
+                   InstanceOwner &owner)
+    : m_extension(extension), m_page(std::move(page)), m_sites(std::move(sites)), m_site(downloads),
+      m_transfers(transfers), m_unpacker(limits), m_owner(owner) {}
 
 Instance::~Instance() {
     End();
@@ -172,7 +173,7 @@ void Instance::Beat() {
 
 void Instance::Deliver() {
     if (m_depth == 0) {
-        m_transfers.Deliver();
+        m_site.Deliver();
     }
 }
 
@@ -199,8 +200,8 @@ void Instance::WindowsLive() {
 
 void Instance::Stop() {
     m_stopped = true;
-    for (const delivery::Transfers::Id id : m_downloads) {
-        m_transfers.Cancel(id);
+    for (const SiteDownloads::Id id : m_downloads) {
+        m_site.Cancel(id);
     }
     m_downloads.clear();
     if (m_job) {
@@ -240,9 +241,9 @@ void Instance::GetFile(LUMGetFileCallback callback, void *context, const char *u
     }
     m_owner.DownloadAsked(asked);
     // The id is known only when Get has returned, and no callback comes before that.
-    const auto id = std::make_shared<delivery::Transfers::Id>(0);
-    *id = m_transfers.Get(
-        allowed ? address->text() : std::string(),
+    const auto id = std::make_shared<SiteDownloads::Id>(0);
+    *id = m_site.Get(
+        asked, allowed ? address : std::nullopt,
         [this, callback, context](std::uint32_t bytes) {
             m_owner.Received(bytes);
             // The count travels in the low 32 bits of the pointer.
@@ -255,10 +256,12 @@ void Instance::GetFile(LUMGetFileCallback callback, void *context, const char *u
     m_downloads.insert(*id);
 }
 
-void Instance::Finished(delivery::Transfers::Id id, const delivery::TransferResult &result, LUMGetFileCallback callback,
+void Instance::Finished(SiteDownloads::Id id, const delivery::TransferResult &result, LUMGetFileCallback callback,
                         void *context) {
     m_downloads.erase(id);
-    if (!result.ok) {
+    if (result.mismatch) {
+        m_owner.Refused(result.error);
+    } else if (!result.ok) {
         m_owner.Problem("a download failed: " + result.error);
     }
     std::string file = result.file.string();

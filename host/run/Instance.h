@@ -23,6 +23,7 @@
 #include "base/Result.h"
 #include "host/run/Extension.h"
 #include "delivery/page/Page.h"
+#include "host/release/SiteDownloads.h"
 #include "host/run/PauseMeter.h"
 #include "delivery/transfer/Transfers.h"
 #include "delivery/package/Unpacker.h"
@@ -54,13 +55,15 @@ public:
     // A component is at this path, and the extension has finished with it.
     virtual void Installed(const std::filesystem::path &destination) = 0;
     virtual void Problem(const std::string &text) = 0;
+    // A download was refused because of the site's signed release; `text` is to be shown to the user.
+    virtual void Refused(const std::string &text) = 0;
     virtual void StopAsked() = 0;
 };
 
 class Instance {
 public:
     // Downloads are made from `sites` (origins) only. All but the page's copy must outlive this.
-    Instance(const Extension &extension, delivery::Page page, std::vector<std::string> sites,
+    Instance(const Extension &extension, delivery::Page page, std::vector<std::string> sites, SiteDownloads &downloads,
              delivery::Transfers &transfers, delivery::UnpackLimits limits, InstanceOwner &owner);
     ~Instance(); // ends it
     Instance(const Instance &) = delete;
@@ -99,14 +102,15 @@ private:
     int InstallFile(const char *file, const char *destination);
     void AskStop();
 
-    void Finished(delivery::Transfers::Id id, const delivery::TransferResult &result, LUMGetFileCallback callback,
+    void Finished(SiteDownloads::Id id, const delivery::TransferResult &result, LUMGetFileCallback callback,
                   void *context);
     void CallBack(LUMGetFileCallback callback, void *context, LUMGetFileNotifyMessageType type, void *data);
 
     const Extension &m_extension;
     const delivery::Page m_page;
     const std::vector<std::string> m_sites;
-    delivery::Transfers &m_transfers;
+    SiteDownloads &m_site;
+    delivery::Transfers &m_transfers; // for requests
     delivery::Unpacker m_unpacker;
     InstanceOwner &m_owner;
 
@@ -115,7 +119,7 @@ private:
     int m_depth = 0;
     PauseMeter m_pauses;
     bool m_stopped = false;
-    std::set<delivery::Transfers::Id> m_downloads;
+    std::set<SiteDownloads::Id> m_downloads;
     std::vector<std::filesystem::path> m_installed; // in the running call
     delivery::UnpackJob *m_job = nullptr;           // the one that is waited for
 };

@@ -40,8 +40,12 @@ Run::Run(Settings settings, const Folders &folders, TraceFile &log, EventSink &s
       m_lastStart(folders, m_settings.page, m_settings.bundle), m_recorder(folders),
       m_watch(PageWaits(m_settings.page), m_began), m_loop(*this),
       m_transfers(std::make_unique<delivery::Transfers>(SettingsOfTransfers(folders), m_loop.Waker())),
-      m_instance(std::make_unique<Instance>(m_settings.extension, m_settings.page, m_settings.sites, *m_transfers,
-                                            delivery::UnpackLimits{}, *this)) {
+      m_downloads(m_settings.page, Pins(folders.Releases(), folders.AdministratorsRoots()), folders.cache, *m_transfers,
+                  m_loop.Waker(),
+                  {[&sink](const std::string &text) { sink.OnNotice(text); },
+                   [this](const std::string &release) { m_lastStart.Note("release", release); }}),
+      m_instance(std::make_unique<Instance>(m_settings.extension, m_settings.page, m_settings.sites, m_downloads,
+                                            *m_transfers, delivery::UnpackLimits{}, *this)) {
     m_collector.HideFromSite([redactor = Redactor(folders.home, UserName(), {})](std::string_view text) {
         return redactor.HidePerson(text);
     });
@@ -270,8 +274,9 @@ void Run::ShowMessage(const std::string &text) {
     m_sink.OnMessage({number, text});
     m_watch.Shown(number, Clock::now());
     if (m_settings.alerts) {
-        m_alerts.push_back(text);
+        m_alerts.push_back(m_refusal.empty() ? text : text + "\n\n" + m_refusal);
     }
+    m_refusal.clear();
 }
 
 void Run::SendPage(const char *target, const char *url) {
@@ -326,6 +331,11 @@ void Run::Installed(const std::filesystem::path &destination) {
 void Run::Problem(const std::string &text) {
     Complain(base::OneLine(text));
     m_sink.OnProblem(text);
+}
+
+void Run::Refused(const std::string &text) {
+    Problem(text);
+    m_refusal = base::OneLine(text);
 }
 
 void Run::StopAsked() {

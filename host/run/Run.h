@@ -74,6 +74,7 @@ private:
     void NotMoved(const std::filesystem::path &destination) override;
     void Installed(const std::filesystem::path &destination) override;
     void Problem(const std::string &text) override;
+    void Refused(const std::string &text) override;
     void StopAsked() override;
 
     void Trace(const TraceLine &line);
@@ -105,12 +106,14 @@ private:
     TraceCollector m_collector;
     MainLoop m_loop;
     std::unique_ptr<delivery::Transfers> m_transfers;
+    SiteDownloads m_downloads;
     std::unique_ptr<Instance> m_instance;
 
     std::optional<State> m_state;
     std::string m_stateDetail;
     std::string m_packageUrl; // the extension is about to ask for this package
     int m_messageNumber = 0;  // of the message that it is about to show
+    std::string m_refusal;    // why it is about to show one: for the alert
     std::deque<std::string> m_alerts;
     bool m_showing = false; // an alert
     bool m_settled = false;

@@ -16,6 +16,7 @@
 #include "base/Files.h"
 #include "base/Text.h"
 #import "base/objc/ScopedPool.h"
+#include "host/release/ReleaseState.h"
 #include "host/run/Extension.h"
 #include "host/run/WindowServer.h"
 #include "lum/platform/linux/session/CryptoLibraries.h"
@@ -237,6 +238,9 @@ Findings Examine(const Folders &folders) {
     findings.push_back(ExamineExtension(OwnPart(kExtensionBundle)));
     findings.push_back(ExamineTheme(OwnPart(kTheme)));
     findings.push_back(ExamineCodeset());
+    for (Finding &finding : ExamineReleases(Pins(folders.Releases(), folders.AdministratorsRoots()).All())) {
+        findings.push_back(std::move(finding));
+    }
     return findings;
 }
 

@@ -12,6 +12,7 @@
 #include "host/installed/ComponentState.h"
 #include "host/installed/InstallNotes.h"
 #include "host/installed/Removal.h"
+#include "host/release/ReleaseState.h"
 #include "host/sites/Origins.h"
 #include "host/trace/LastStart.h"
 #include "host/verbs/BrowserVerb.h"
@@ -19,6 +20,7 @@
 #include "host/verbs/Commands.h"
 #include "host/verbs/Doctor.h"
 #include "host/verbs/NativeVerb.h"
+#include "host/verbs/ReleaseVerb.h"
 #include "host/verbs/StartVerb.h"
 #include "theme/UseTheme.h"
 
@@ -37,6 +39,11 @@ int ChangeOrigins(const CommandLine &line, const Folders &folders) {
     }
     Origins origins(folders.Origins());
     const bool allow = line.verb == CommandLine::Verb::Allow;
+    if (const base::Result<void> pinned = allow ? PinSite(line, *origin, folders) : UnpinSite(*origin, folders);
+        !pinned) {
+        Complain(pinned.error().text);
+        return EXIT_FAILURE;
+    }
     if (const base::Result<void> changed = allow ? origins.Allow(*origin) : origins.Forbid(*origin); !changed) {
         Complain(changed.error().text);
         return EXIT_FAILURE;
@@ -51,9 +58,11 @@ int ListOrigins(const Folders &folders) {
         Complain(origins.problem());
         return EXIT_FAILURE;
     }
+    const std::vector<Pin> pins = PinsOf(folders).All();
     for (const std::string &origin : origins.all()) {
-        std::puts(origin.c_str());
+        std::printf("%s\n%s", origin.c_str(), PinText(origin, pins).c_str());
     }
+    std::fputs(OtherPins(origins.all(), pins).c_str(), stdout);
     return EXIT_SUCCESS;
 }
 
@@ -61,6 +70,7 @@ int ShowStatus(const Folders &folders) {
     SettleInstallNotes(folders);
     const std::vector<ComponentState> states = ComponentStates(folders);
     std::fputs(Listing(states, folders).c_str(), stdout);
+    std::fputs(ReleaseListing(PinsOf(folders).All()).c_str(), stdout);
     for (const ComponentState &state : states) {
         if (state.recorded && !state.whole()) {
             return EXIT_FAILURE;
@@ -101,7 +111,7 @@ int DoDoctor(const Folders &folders) {
 }
 
 int PackReport(const CommandLine &line, const Folders &folders) {
-    const std::string installed = Listing(ComponentStates(folders), folders);
+    const std::string installed = Listing(ComponentStates(folders), folders) + ReleaseListing(PinsOf(folders).All());
     if (const auto packed = LastStart::Pack(folders, installed, ToText(Examine(folders)), line.report); !packed) {
         Complain(packed.error().text);
         return EXIT_FAILURE;

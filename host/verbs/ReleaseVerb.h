@@ -1,0 +1,26 @@
+// Signed releases on the command line: `allow SITE --root FILE`, and what `allowed` and `forbid` have to do with them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "base/Result.h"
+#include "host/Folders.h"
+#include "host/release/Pins.h"
+#include "host/verbs/CommandLine.h"
+
+namespace lumhost {
+
+Pins PinsOf(const Folders &folders);
+
+// Pins the site to the root that the command line names, if it does, and says what that means.
+base::Result<void> PinSite(const CommandLine &line, const std::string &site, const Folders &folders);
+// Forgets the site's pin, and says when the administrator's stays.
+base::Result<void> UnpinSite(const std::string &site, const Folders &folders);
+
+// What follows a site in the list of the allowed ones; empty when it has no signed releases.
+std::string PinText(const std::string &site, const std::vector<Pin> &pins);
+// The pinned sites that are not among the allowed ones.
+std::string OtherPins(const std::vector<std::string> &allowed, const std::vector<Pin> &pins);
+
+} // namespace lumhost
