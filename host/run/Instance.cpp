@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <map>
 
+#include "delivery/instructions/InstructionFile.h"
+
 namespace lumhost {
 
 namespace {
@@ -250,22 +252,29 @@ void Instance::GetFile(LUMGetFileCallback callback, void *context, const char *u
             CallBack(callback, context, LUMGetFileNotifyProgress,
                      reinterpret_cast<void *>(std::uintptr_t{bytes})); // NOLINT(performance-no-int-to-ptr)
         },
-        [this, id, callback, context](const delivery::TransferResult &result) {
-            Finished(*id, result, callback, context);
+        [this, id, asked, callback, context](const delivery::TransferResult &result) {
+            Finished(*id, asked, result, callback, context);
         });
     m_downloads.insert(*id);
 }
 
-void Instance::Finished(SiteDownloads::Id id, const delivery::TransferResult &result, LUMGetFileCallback callback,
-                        void *context) {
+void Instance::Finished(SiteDownloads::Id id, const std::string &asked, const delivery::TransferResult &result,
+                        LUMGetFileCallback callback, void *context) {
     m_downloads.erase(id);
+    base::Result<void> good;
     if (result.mismatch) {
-        m_owner.Refused(result.error);
+        good = base::Fail(result.error);
+    } else if (result.ok && delivery::IsInstructionAddress(asked)) {
+        good = m_owner.InstructionsCame(result.file);
+    }
+    if (!good) {
+        m_owner.Refused(good.error().text);
     } else if (!result.ok) {
-        m_owner.Problem("a download failed: " + result.error);
+        good = base::Fail("a download failed: " + result.error);
+        m_owner.Problem(good.error().text);
     }
     std::string file = result.file.string();
-    CallBack(callback, context, LUMGetFileNotifyDone, result.ok ? file.data() : nullptr);
+    CallBack(callback, context, LUMGetFileNotifyDone, good ? file.data() : nullptr);
     for (const std::filesystem::path &destination : m_installed) {
         m_owner.Installed(destination);
     }

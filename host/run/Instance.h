@@ -54,6 +54,9 @@ public:
     virtual void NotMoved(const std::filesystem::path &destination) = 0;
     // A component is at this path, and the extension has finished with it.
     virtual void Installed(const std::filesystem::path &destination) = 0;
+    // An instruction file has arrived, and the extension will be given it, unless the answer is an Error: then the
+    // download has failed for it, and the Error is told as a problem.
+    virtual base::Result<void> InstructionsCame(const std::filesystem::path &file) = 0;
     virtual void Problem(const std::string &text) = 0;
     // A download was refused because of the site's signed release; `text` is to be shown to the user.
     virtual void Refused(const std::string &text) = 0;
@@ -102,8 +105,9 @@ private:
     int InstallFile(const char *file, const char *destination);
     void AskStop();
 
-    void Finished(SiteDownloads::Id id, const delivery::TransferResult &result, LUMGetFileCallback callback,
-                  void *context);
+    // `asked`: the address as the extension wrote it.
+    void Finished(SiteDownloads::Id id, const std::string &asked, const delivery::TransferResult &result,
+                  LUMGetFileCallback callback, void *context);
     void CallBack(LUMGetFileCallback callback, void *context, LUMGetFileNotifyMessageType type, void *data);
 
     const Extension &m_extension;

@@ -36,7 +36,8 @@ bool IsChild(int pid) {
 } // namespace
 
 Run::Run(Settings settings, const Folders &folders, TraceFile &log, EventSink &sink)
-    : m_settings(std::move(settings)), m_log(log), m_sink(sink), m_navigator(m_settings.page, sink, m_settings.open),
+    : m_settings(std::move(settings)), m_folders(folders), m_gate(folders, m_settings.page, m_settings.confined),
+      m_log(log), m_sink(sink), m_navigator(m_settings.page, sink, m_settings.open),
       m_lastStart(folders, m_settings.page, m_settings.bundle), m_recorder(folders),
       m_watch(PageWaits(m_settings.page), m_began), m_loop(*this),
       m_transfers(std::make_unique<delivery::Transfers>(SettingsOfTransfers(folders), m_loop.Waker())),
@@ -59,12 +60,8 @@ RunEnd Run::Go() {
                                  {[this] { SessionWillLaunch(); }, [this](int pid) { SessionLaunched(pid); }});
     WatchServer(); // it may go away while the first window is made
     SetState(State::Starting);
-    const base::Result<void> started = m_instance->Start();
-    m_watch.CallEnded(m_began, Clock::now());
-    if (started) {
+    if (StartInstance()) {
         m_loop.Run();
-    } else {
-        m_end = RunEnd{static_cast<int>(Ending::NoExtension), started.error().text, 0};
     }
     m_instance->End();
     m_transfers->WaitForRequests(m_asked && m_settings.untilLeft ? kLeftRequests : kLastRequests);
@@ -74,6 +71,22 @@ RunEnd Run::Go() {
     m_sink.OnEnd(m_end->status, m_end->reason, m_end->message);
     WatchWindowServer([status = m_end->status] { return status; }); // everything has been reported
     return *m_end;
+}
+
+// False when the end is known already.
+bool Run::StartInstance() {
+    if (const base::Result<void> admitted = m_gate.AdmitPage(); !admitted) {
+        Problem(admitted.error().text);
+        m_end = RunEnd{static_cast<int>(Ending::NotAllowed), "the page may not install there", 0};
+        return false;
+    }
+    EnterEmptyFolder(m_folders.cache / "empty");
+    const base::Result<void> started = m_instance->Start();
+    m_watch.CallEnded(m_began, Clock::now());
+    if (!started) {
+        m_end = RunEnd{static_cast<int>(Ending::NoExtension), started.error().text, 0};
+    }
+    return started.has_value();
 }
 
 void Run::Control() {
@@ -326,6 +339,10 @@ void Run::Installed(const std::filesystem::path &destination) {
     if (m_state == State::Installing && m_instance->downloading()) {
         SetState(State::Downloading);
     }
+}
+
+base::Result<void> Run::InstructionsCame(const std::filesystem::path &file) {
+    return m_gate.Admit(file);
 }
 
 void Run::Problem(const std::string &text) {

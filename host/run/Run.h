@@ -11,6 +11,7 @@
 #include "host/frontend/EventSink.h"
 #include "host/installed/InstallRecorder.h"
 #include "host/run/Instance.h"
+#include "host/run/InstructionGate.h"
 #include "host/trace/LastStart.h"
 #include "host/run/MainLoop.h"
 #include "host/run/Navigator.h"
@@ -31,7 +32,8 @@ class Run final : public MainLoop::Client, public InstanceOwner {
 public:
     struct Settings {
         delivery::Page page;
-        std::vector<std::string> sites; // downloads come from these only
+        std::vector<std::string> sites;    // downloads come from these only
+        std::vector<std::string> confined; // those of them that may install into "Kelvo Folder" only
         Extension extension;
         std::filesystem::path bundle;
         std::optional<std::chrono::milliseconds> timeout = {};
@@ -73,6 +75,7 @@ private:
     void Moving(const std::filesystem::path &destination, std::uint64_t number) override;
     void NotMoved(const std::filesystem::path &destination) override;
     void Installed(const std::filesystem::path &destination) override;
+    base::Result<void> InstructionsCame(const std::filesystem::path &file) override;
     void Problem(const std::string &text) override;
     void Refused(const std::string &text) override;
     void StopAsked() override;
@@ -84,6 +87,7 @@ private:
     void TellLaunch();
     void SetState(State state, const std::string &detail = {});
     void TellProgress(bool atOnce);
+    bool StartInstance();
     void Settle(const RunWatch::Verdict &verdict);
     void WatchServer();
     // What is due between two calls of the extension: alerts, reports, the end.
@@ -94,6 +98,8 @@ private:
     RunEnd EndOf(const RunWatch::Verdict &verdict) const;
 
     const Settings m_settings;
+    const Folders m_folders;
+    const InstructionGate m_gate;
     const std::thread::id m_mainThread = std::this_thread::get_id();
     const Clock::time_point m_began = Clock::now();
     TraceFile &m_log;

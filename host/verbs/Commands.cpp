@@ -89,8 +89,13 @@ const base::Program &Commands() {
               .fewest = 1,
               .most = 1,
               .summary = "allow the pages of this site to start meetings",
-              .text = "A site is a scheme, a host and, unless it is the scheme's own, a port: https://meet.example.",
-              .options = {{.name = "--root",
+              .text =
+                  "A site is a scheme, a host and, unless it is the scheme's own, a port: https://meet.example. Its "
+                  "components are installed in your \"Kelvo Folder\" only, also when it was allowed more before.",
+              .options = {{.name = "--anywhere",
+                           .help = "let it install wherever its instruction file says, and replace and delete what is "
+                                   "there: any file of yours"},
+                          {.name = "--root",
                            .value = "FILE",
                            .help = "accept only signed releases of this site: those that the root of its keys in FILE "
                                    "(root.json, from its operator) leads to",
@@ -98,7 +103,7 @@ const base::Program &Commands() {
                           {.name = "--new-root",
                            .value = "FILE",
                            .help = "the same for a site that has lost its keys: forgets the root and the releases that "
-                                   "were accepted, old ones become as good as new ones once more",
+                                   "were accepted, so that an old release is as good as a new one once more",
                            .offer = {Kind::Files, "*.json"}}}},
              {.name = "forbid",
               .operands = "SITE",

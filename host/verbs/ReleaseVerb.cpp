@@ -47,18 +47,13 @@ base::Result<void> UnpinSite(const std::string &site, const Folders &folders) {
     return pins.Forget(site);
 }
 
-std::string PinText(const std::string &site, const std::vector<Pin> &pins) {
+std::string TakePinText(const std::string &site, std::vector<Pin> &pins) {
     const auto pin = std::find_if(pins.begin(), pins.end(), [&](const Pin &each) { return each.site == site; });
-    return pin == pins.end() ? "" : PinText(*pin);
-}
-
-std::string OtherPins(const std::vector<std::string> &allowed, const std::vector<Pin> &pins) {
-    std::string text;
-    for (const Pin &pin : pins) {
-        if (std::find(allowed.begin(), allowed.end(), pin.site) == allowed.end()) {
-            text += pin.site + "  not allowed\n" + PinText(pin);
-        }
+    if (pin == pins.end()) {
+        return "";
     }
+    const std::string text = PinText(*pin);
+    pins.erase(pin);
     return text;
 }
 

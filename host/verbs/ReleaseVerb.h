@@ -18,9 +18,7 @@ base::Result<void> PinSite(const CommandLine &line, const std::string &site, con
 // Forgets the site's pin, and says when the administrator's stays.
 base::Result<void> UnpinSite(const std::string &site, const Folders &folders);
 
-// What follows a site in the list of the allowed ones; empty when it has no signed releases.
-std::string PinText(const std::string &site, const std::vector<Pin> &pins);
-// The pinned sites that are not among the allowed ones.
-std::string OtherPins(const std::vector<std::string> &allowed, const std::vector<Pin> &pins);
+// Takes the pin of the site out of the list: what is shown of it below the site. Empty when it has none.
+std::string TakePinText(const std::string &site, std::vector<Pin> &pins);
 
 } // namespace lumhost
