@@ -61,11 +61,12 @@ TEST(Refusal, BlamesTheClockWhenSeveralSignsAgree) {
         {{now, std::chrono::system_clock::to_time_t(now), false}, false},
     };
     for (const auto &test : cases) {
-        EXPECT_THAT(RefusalText(kSite, expired, test.signs),
-                    test.blamed
-                        ? AllOf(HasSubstr("it shows 2030-01-02 00:00:00 UTC, the server of the site 2030-01-01"),
-                                HasSubstr("timestamp.json expired on Monday)"), Not(HasSubstr("operator")))
-                        : AllOf(HasSubstr("is refused: timestamp.json expired"), HasSubstr("operator")));
+        const testing::Matcher<std::string> blamed =
+            AllOf(HasSubstr("it shows 2030-01-02 00:00:00 UTC, the server of the site 2030-01-01"),
+                  Not(HasSubstr("operator")));
+        const testing::Matcher<std::string> refused =
+            AllOf(HasSubstr("is refused: timestamp.json expired"), HasSubstr("operator"));
+        EXPECT_THAT(RefusalText(kSite, expired, test.signs), test.blamed ? blamed : refused);
     }
 }
 
