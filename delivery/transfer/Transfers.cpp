@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "delivery/transfer/TransferThread.h"
+#include "base/Disk.h"
 #include "base/Files.h"
 #include "base/StagingFolder.h"
 
@@ -47,7 +48,7 @@ TransferResult Failed(const std::string &error) {
 
 Transfers::Transfers(TransferSettings settings, std::function<void()> wake) {
     if (const base::Result<void> made = base::MakeFolder(settings.folder); !made) {
-        m_folderError = made.error().text;
+        m_folderError = settings.folder.string() + ": " + base::DiskErrorText(made.error().code);
     } else {
         base::CleanStaging(settings.folder, kFolderPrefix);
         m_folder = std::make_unique<base::StagingFolder>(settings.folder, kFolderPrefix);
@@ -60,9 +61,10 @@ Transfers::~Transfers() = default;
 
 std::string Transfers::Obstacle(const std::optional<base::Url> &address) const {
     if (!m_folderError.empty()) {
-        return "The folder for downloads cannot be used: " + m_folderError;
+        return "nothing can be stored in the folder for downloads, " + m_folderError +
+               ". Free some space or set the folder's permissions, and try again.";
     }
-    return address ? "" : "This is not a web address (http or https), so nothing was fetched. Check the page.";
+    return address ? "" : "this is not a web address (http or https), so nothing was fetched. Check the page.";
 }
 
 Transfers::Id Transfers::Get(const std::string &url, Progress progress, Done done, TransferOrder order) {

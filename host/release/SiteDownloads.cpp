@@ -225,6 +225,7 @@ void SiteDownloads::HandOver(Id id, const std::string &bytes) {
     delivery::TransferResult result;
     result.ok = true;
     result.file = copy->path();
+    result.address = m_jobs.at(id).address->text();
     End(id, result);
 }
 

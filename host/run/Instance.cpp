@@ -4,6 +4,7 @@
 #include <map>
 
 #include "delivery/instructions/InstructionFile.h"
+#include "host/run/EndReason.h"
 
 namespace lumhost {
 
@@ -242,35 +243,35 @@ void Instance::GetFile(LUMGetFileCallback callback, void *context, const char *u
         m_owner.Problem("nothing is downloaded from " + address->Origin() + ": the page was not allowed to use it");
     }
     m_owner.DownloadAsked(asked);
+    const bool instructions = delivery::IsInstructionAddress(asked);
     // The id is known only when Get has returned, and no callback comes before that.
     const auto id = std::make_shared<SiteDownloads::Id>(0);
     *id = m_site.Get(
         asked, allowed ? address : std::nullopt,
-        [this, callback, context](std::uint32_t bytes) {
-            m_owner.Received(bytes);
+        [this, callback, context, instructions](std::uint32_t bytes) {
+            if (!instructions) {
+                m_owner.Received(bytes);
+            }
             // The count travels in the low 32 bits of the pointer.
             CallBack(callback, context, LUMGetFileNotifyProgress,
                      reinterpret_cast<void *>(std::uintptr_t{bytes})); // NOLINT(performance-no-int-to-ptr)
         },
-        [this, id, asked, callback, context](const delivery::TransferResult &result) {
-            Finished(*id, asked, result, callback, context);
+        [this, id, instructions, callback, context](const delivery::TransferResult &result) {
+            Finished(*id, instructions, result, callback, context);
         });
     m_downloads.insert(*id);
 }
 
-void Instance::Finished(SiteDownloads::Id id, const std::string &asked, const delivery::TransferResult &result,
+void Instance::Finished(SiteDownloads::Id id, bool instructions, const delivery::TransferResult &result,
                         LUMGetFileCallback callback, void *context) {
     m_downloads.erase(id);
-    base::Result<void> good;
-    if (result.mismatch) {
-        good = base::Fail(result.error);
-    } else if (result.ok && delivery::IsInstructionAddress(asked)) {
-        good = m_owner.InstructionsCame(result.file);
+    base::Result<std::string> good =
+        result.ok ? base::Result<std::string>("")
+                  : base::Fail(result.mismatch ? result.error : "a download failed: " + result.error);
+    if (good && instructions) {
+        good = m_owner.InstructionsCame(result);
     }
     if (!good) {
-        m_owner.Refused(good.error().text);
-    } else if (!result.ok) {
-        good = base::Fail("a download failed: " + result.error);
         m_owner.Problem(good.error().text);
     }
     std::string file = result.file.string();
@@ -279,6 +280,10 @@ void Instance::Finished(SiteDownloads::Id id, const std::string &asked, const de
         m_owner.Installed(destination);
     }
     m_installed.clear();
+    m_owner.Delivered();
+    if (good && !good->empty() && !m_stopped) {
+        m_owner.NothingToDo(*good);
+    }
     if (m_downloads.empty()) {
         m_unpacker.Rest();
     }
@@ -311,7 +316,8 @@ int Instance::InstallFile(const char *file, const char *destination) {
     }
     m_owner.NotMoved(place);
     if (!m_stopped) {
-        m_owner.Problem("a package was not installed: " + job.result().error().text);
+        m_owner.Problem("a package was not installed: " + job.result().error().text + ". " +
+                        RemedyOfUnpacking(job.result().error().code));
     }
     return job.result().error().code;
 }
