@@ -32,7 +32,6 @@ namespace {
 using base::Fail;
 using base::Result;
 
-constexpr const char *kPackageFolder = "packages";
 constexpr std::size_t kHashCharactersInName = 16;
 constexpr std::uint64_t kLargestText = 64 << 20;
 
@@ -90,7 +89,7 @@ private:
     std::map<std::string, std::string> Parameters(const ManifestPage &page) const;
     Result<void> Replace(const fs::path &name, const std::string &content);
     Result<void> BeginRelease();
-    Result<void> PrepareRelease(const std::string &instructions);
+    Result<void> PrepareRelease(const std::string &instructions, const std::vector<std::string> &before);
     Result<void> SwitchRelease();
     Result<void> Prune();
 
@@ -340,12 +339,12 @@ Result<void> PublishRun::BeginRelease() {
         .map([&](std::optional<SignedRelease> &&release) { m_release = std::move(release); });
 }
 
-Result<void> PublishRun::PrepareRelease(const std::string &instructions) {
-    std::vector<std::string> packages;
-    for (const std::string &name : m_current) {
-        packages.push_back(std::string(kPackageFolder) + "/" + name);
+Result<void> PublishRun::PrepareRelease(const std::string &instructions, const std::vector<std::string> &before) {
+    std::set<std::string> packages;
+    for (const PublishedItem &item : m_result.items) {
+        packages.insert(item.package);
     }
-    return m_release ? m_release->Prepare(instructions, packages, m_step) : Result<void>();
+    return m_release ? m_release->Prepare(instructions, packages, before, m_step) : Result<void>();
 }
 
 Result<void> PublishRun::SwitchRelease() {
@@ -392,11 +391,12 @@ Result<void> PublishRun::Work() {
     if (!instructions) {
         return Fail(instructions.error());
     }
-    if (Result<void> prepared = PrepareRelease(*instructions); !prepared) {
+    const std::vector<std::string> before = PackageUrls(earlier->instructions());
+    if (Result<void> prepared = PrepareRelease(*instructions, before); !prepared) {
         return prepared;
     }
     Checkpoint("retire");
-    MarkRetiredPackages(m_packages, m_current, PackageUrls(earlier->instructions()));
+    MarkRetiredPackages(m_packages, m_current, before);
     Result<void> done = Replace(kInstructionFileName, *instructions);
     for (auto page = m_manifest.pages.begin(); done && page != m_manifest.pages.end(); ++page) {
         done = Replace(page->file, WritePage(page->title, Parameters(*page)));

@@ -1,6 +1,7 @@
 #include "site/publish/SignedRelease.h"
 
 #include "delivery/instructions/InstructionFile.h"
+#include "site/publish/RetiredPackages.h"
 #include "site/release/ReleaseTargets.h"
 
 namespace fs = std::filesystem;
@@ -62,8 +63,35 @@ Result<std::optional<SignedRelease>> SignedRelease::Begin(const Manifest &manife
     return std::optional(SignedRelease(std::move(*update), manifest.release->mirrors, site, now));
 }
 
-Result<void> SignedRelease::Prepare(const std::string &instructions, const std::vector<std::string> &packages,
-                                    const ReleaseUpdate::Step &step) {
+Result<void> SignedRelease::AddRetired(std::set<std::string> &packages, const std::vector<std::string> &before) const {
+    const Result<std::vector<std::string>> outdated =
+        OutdatedPackages(m_site / kPackageFolder, {}, std::chrono::hours(kKeepHours));
+    if (!outdated) {
+        return Fail(outdated.error());
+    }
+    std::set<std::string> gone;
+    for (const std::string &name : *outdated) {
+        gone.insert(std::string(kPackageFolder) + "/" + name);
+    }
+    for (const std::string &path : before) {
+        gone.erase(path); // it retires only now
+    }
+    std::error_code error;
+    const auto &published = m_update.release().targets;
+    for (const auto &[path, target] : published ? published->content.targets : decltype(published->content.targets)()) {
+        if (path.starts_with(std::string(kPackageFolder) + "/") && !gone.contains(path) &&
+            fs::exists(m_site / path, error)) {
+            packages.insert(path);
+        }
+    }
+    return {};
+}
+
+Result<void> SignedRelease::Prepare(const std::string &instructions, std::set<std::string> packages,
+                                    const std::vector<std::string> &before, const ReleaseUpdate::Step &step) {
+    if (Result<void> added = AddRetired(packages, before); !added) {
+        return added;
+    }
     ReleaseTargets targets(m_site);
     for (const std::string &path : packages) {
         if (Result<void> added = targets.AddFile(path); !added) {

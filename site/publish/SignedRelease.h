@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -19,9 +20,11 @@ public:
     static base::Result<std::optional<SignedRelease>> Begin(const Manifest &manifest, const std::filesystem::path &site,
                                                             delivery::ReleaseTime now);
 
-    // Writes what the release will need and no visitor asks for yet. `packages`: paths below the site.
-    base::Result<void> Prepare(const std::string &instructions, const std::vector<std::string> &packages,
-                               const ReleaseUpdate::Step &step);
+    // Writes what the release will need and no visitor asks for yet. `packages`: paths below the site of those that the
+    // instruction file names; `before`: of those that the earlier one names. Packages of the release that are named no
+    // more stay in it for kKeepHours, for visitors with a saved instruction file.
+    base::Result<void> Prepare(const std::string &instructions, std::set<std::string> packages,
+                               const std::vector<std::string> &before, const ReleaseUpdate::Step &step);
     // Makes it the release.
     base::Result<void> Switch(const ReleaseUpdate::Step &step) const {
         return m_update.Switch(step);
@@ -37,6 +40,7 @@ public:
     }
 
 private:
+    base::Result<void> AddRetired(std::set<std::string> &packages, const std::vector<std::string> &before) const;
     SignedRelease(ReleaseUpdate update, std::vector<std::string> mirrors, std::filesystem::path site,
                   delivery::ReleaseTime now)
         : m_update(std::move(update)), m_mirrors(std::move(mirrors)), m_site(std::move(site)), m_now(now) {}

@@ -29,6 +29,11 @@ public:
     static base::Result<ReleaseUpdate> Begin(ReleaseKeys keys, const std::vector<std::string> &roots,
                                              const std::filesystem::path &site, delivery::ReleaseTime now);
 
+    // What is published, until something else is made.
+    const PublishedRelease &release() const {
+        return m_release;
+    }
+
     // In this order. A file that says the same as the published one, is signed by the right keys and has more than half
     // of its time before it stays as it is.
     base::Result<void> MakeTargets(const Json::Value &targets, const Json::Value &custom);

@@ -229,7 +229,7 @@ TEST_F(SignedSite, WhatASnapshotNeedsStaysUntilItExpires) {
     };
     demo.place().Write("parts/libklv.dylib", "newer library\n");
     PublishOptions options;
-    options.pruneAfterHours = 0;
+    options.pruneAfterHours = kKeepHours;
     options.sameVersion = true;
     for (const auto &[later, files] : {std::pair(days(1), 2), {days(9), 2}, {days(5), 1}}) {
         options.now = now += later;
@@ -238,6 +238,24 @@ TEST_F(SignedSite, WhatASnapshotNeedsStaysUntilItExpires) {
         EXPECT_EQ(count("targets.json"), files);
     }
     EXPECT_EQ(count("root.json"), 2);
+    EXPECT_EQ(Visit(NewVisitor()), "");
+}
+
+// A saved instruction file is used for a day, and its packages come from the release.
+TEST_F(SignedSite, APackageStaysInTheReleaseForVisitorsWithAnEarlierInstructionFile) {
+    const fs::path before = demo.site() / demo.PackageOf("libklv.dylib");
+    const auto isListed = [&] {
+        const PublishedRelease release = ReadPublishedRelease(demo.site()).value();
+        return release.targets->content.targets.contains(before.lexically_relative(demo.site()));
+    };
+    demo.place().Write("parts/libklv.dylib", "newer library\n");
+    Publish();
+    EXPECT_TRUE(isListed());
+    Publish();
+    EXPECT_TRUE(isListed());
+    fs::last_write_time(before, fs::file_time_type::clock::now() - days(3));
+    Publish();
+    EXPECT_FALSE(isListed());
     EXPECT_EQ(Visit(NewVisitor()), "");
 }
 
