@@ -18,6 +18,7 @@
 #import "base/objc/ScopedPool.h"
 #include "host/run/Extension.h"
 #include "host/run/WindowServer.h"
+#include "host/verbs/DoctorUnpacking.h"
 #include "lum/platform/linux/session/CryptoLibraries.h"
 #include "lum/security/CryptoNames.h"
 
@@ -236,6 +237,9 @@ Findings Examine(const Folders &folders) {
     }
     findings.push_back(ExamineExtension(OwnPart(kExtensionBundle)));
     findings.push_back(ExamineTheme(OwnPart(kTheme)));
+    for (Finding &finding : ExamineUnpacking()) {
+        findings.push_back(std::move(finding));
+    }
     findings.push_back(ExamineCodeset());
     return findings;
 }

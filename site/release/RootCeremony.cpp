@@ -165,6 +165,7 @@ Result<CeremonyResult> Ceremony::Sign(MetadataText text) {
     std::ranges::copy(before->roles.at(NameOf(MetadataType::Root)).keyIds, std::inserter(signers, signers.end()));
     std::ranges::copy(IdsOf(text.content(), MetadataType::Root), std::inserter(signers, signers.end()));
     text.Sign(m_keys, {signers.begin(), signers.end()}, m_result.missing);
+    std::ranges::sort(m_result.missing); // the ids have an order that means nothing
     const std::string bytes = text.Text();
     // What clients will do decides whether it is enough.
     delivery::TrustedRelease client{ReleaseTime{}};
