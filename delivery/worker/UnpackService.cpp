@@ -47,6 +47,7 @@ private:
     const int m_control;
     const pid_t m_self = getpid();
     const SystemCallFilter m_filter;
+    const std::uint64_t m_addressSpace = AddressSpace(); // a child's, too
     // A confined process could not read it any more.
     const base::ScopedUtf8Locale m_locale;
     base::ScopedDescriptor m_ended;
@@ -103,7 +104,7 @@ void UnpackService::Work(pid_t parent, const WorkerRequest &request, const Messa
     }
     close(m_control);
     const int staging = message.descriptors[1].get();
-    WorkerAnswer answer{Confine(staging, request.limits, m_filter), {}};
+    WorkerAnswer answer{Confine(staging, request.limits, m_addressSpace, m_filter), {}};
     if (message.descriptors.size() > 2) {
         const int package = message.descriptors[2].get();
         answer.unpacked = CatchFailures([&] { return Unpack({package, staging, request.component, request.limits}); });

@@ -27,8 +27,11 @@ UnpackFailure Interrupted(std::string reason) {
 
 } // namespace
 
-UnpackWorker::UnpackWorker(const std::filesystem::path &program)
-    : m_program(open(program.c_str(), O_PATH | O_CLOEXEC)) {}
+UnpackWorker::UnpackWorker(const std::filesystem::path &program) {
+    // Above those that the new process gets other files for before it is executed.
+    const base::ScopedDescriptor file(open(program.c_str(), O_PATH | O_CLOEXEC));
+    m_program = base::ScopedDescriptor(file ? fcntl(file.get(), F_DUPFD_CLOEXEC, kControl + 1) : -1);
+}
 
 UnpackWorker::~UnpackWorker() {
     End();
@@ -47,9 +50,9 @@ void UnpackWorker::Start() {
         throw Interrupted(channel.error().text);
     }
     base::SpawnFiles files;
+    files.Take(channel->theirs.get(), kControl); // before what it may be in the way of
     files.Open(STDIN_FILENO, "/dev/null", O_RDONLY);
     files.Open(STDOUT_FILENO, "/dev/null", O_WRONLY);
-    files.Take(channel->theirs.get(), kControl);
     // In a group of its own: Ctrl-C is for its user, which then ends it.
     const base::SpawnAttributes attributes(POSIX_SPAWN_SETPGROUP);
     // By its descriptor. The name may lead to another version by now.

@@ -47,7 +47,7 @@ private:
     void End();
     void Kill();
 
-    const base::ScopedDescriptor m_program;
+    base::ScopedDescriptor m_program;
     std::mutex m_lock;
     base::ScopedDescriptor m_control; // closed while no process runs
     pid_t m_process = 0;

@@ -114,7 +114,7 @@ TEST_F(WorkerTest, MayMakeFilesInItsFolderAndNothingElse) {
     signal(SIGXFSZ, SIG_IGN);
     const SystemCallFilter filter;
     const std::string wrong = InChild([&] {
-        const Protections has = Confine(staging.get(), {.maxBytes = 1 << 20}, filter);
+        const Protections has = Confine(staging.get(), {.maxBytes = 1 << 20}, AddressSpace(), filter);
         std::string text;
         for (const auto &[what, attempt, error, holder] : cases) {
             const bool held = (holder != Landlock || kernelHasLandlock) && (holder != Memory || has.memory);
