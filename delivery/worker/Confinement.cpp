@@ -38,8 +38,9 @@ constexpr int kCalls[] = {
     SCMP_SYS(rt_sigreturn), SCMP_SYS(exit_group), SCMP_SYS(restart_syscall), SCMP_SYS(clock_gettime),
     SCMP_SYS(read),         SCMP_SYS(pread64),    SCMP_SYS(write),           SCMP_SYS(pwrite64),
     SCMP_SYS(writev),       SCMP_SYS(lseek),      SCMP_SYS(close),           SCMP_SYS(fstat),
-    SCMP_SYS(newfstatat),   SCMP_SYS(fstatfs),    SCMP_SYS(openat),          SCMP_SYS(mkdirat),
-    SCMP_SYS(symlinkat),    SCMP_SYS(linkat),     SCMP_SYS(ftruncate),       SCMP_SYS(fallocate)};
+    SCMP_SYS(newfstatat),   SCMP_SYS(fstatfs),    SCMP_SYS(sendmsg),         SCMP_SYS(recvmsg),
+    SCMP_SYS(openat),       SCMP_SYS(mkdirat),    SCMP_SYS(symlinkat),       SCMP_SYS(linkat),
+    SCMP_SYS(ftruncate),    SCMP_SYS(fallocate)};
 
 void Limit(__rlimit_resource resource, rlim_t most) {
     rlimit limit{};
