@@ -6,9 +6,9 @@
 
 namespace lumhost {
 
-// The folders that were built or installed with this program, and the name of the user's copy of the first.
+// What was built or installed with this program; the first is also the name of the user's copy.
 inline constexpr std::string_view kExtensionBundle = "lumext.bundle";
-inline constexpr std::string_view kTheme = "Lum.theme";
+inline constexpr std::string_view kTheme = "lumext.bundle/Resources/Lum.theme";
 inline constexpr std::string_view kBrowserExtension = "browser-extension";
 
 struct Folders {
@@ -38,7 +38,7 @@ struct Folders {
     static Folders OfUser();
 };
 
-// The folder of that name that was built or installed with this program; empty when there is none.
+// The folder or program of that name that was built or installed with this one; empty when there is none.
 std::filesystem::path OwnPart(std::string_view name);
 
 } // namespace lumhost

@@ -143,10 +143,12 @@ Instance *Instance::Find(void *cookie) {
 }
 
 Instance::Instance(const Extension &extension, delivery::Page page, std::vector<std::string> sites,
-                   SiteDownloads &downloads, delivery::Transfers &transfers, delivery::UnpackLimits limits,
+                   SiteDownloads &downloads, delivery::Transfers &transfers, const std::filesystem::path &unpack,
                    InstanceOwner &owner)
     : m_extension(extension), m_page(std::move(page)), m_sites(std::move(sites)), m_site(downloads),
-      m_transfers(transfers), m_unpacker(limits), m_owner(owner) {}
+      m_transfers(transfers), m_worker(unpack),
+      m_unpacker([this](const auto &order, const auto &stop) { return m_worker.Unpack(order, stop); }), m_owner(owner) {
+}
 
 Instance::~Instance() {
     End();
@@ -244,6 +246,9 @@ void Instance::GetFile(LUMGetFileCallback callback, void *context, const char *u
     }
     m_owner.DownloadAsked(asked);
     const bool instructions = delivery::IsInstructionAddress(asked);
+    if (!instructions) {
+        m_worker.Prepare();
+    }
     // The id is known only when Get has returned, and no callback comes before that.
     const auto id = std::make_shared<SiteDownloads::Id>(0);
     *id = m_site.Get(

@@ -27,6 +27,7 @@
 #include "host/run/PauseMeter.h"
 #include "delivery/transfer/Transfers.h"
 #include "delivery/package/Unpacker.h"
+#include "delivery/worker/UnpackWorker.h"
 #include "lum/lumext/lumextInterface.h"
 
 namespace lumhost {
@@ -69,9 +70,10 @@ public:
 
 class Instance {
 public:
-    // Downloads are made from `sites` (origins) only. All but the page's copy must outlive this.
+    // Downloads are made from `sites` (origins) only; packages are unpacked by the program `unpack`. All but the page's
+    // copy must outlive this.
     Instance(const Extension &extension, delivery::Page page, std::vector<std::string> sites, SiteDownloads &downloads,
-             delivery::Transfers &transfers, delivery::UnpackLimits limits, InstanceOwner &owner);
+             delivery::Transfers &transfers, const std::filesystem::path &unpack, InstanceOwner &owner);
     ~Instance(); // ends it
     Instance(const Instance &) = delete;
     Instance &operator=(const Instance &) = delete;
@@ -118,6 +120,7 @@ private:
     const std::vector<std::string> m_sites;
     SiteDownloads &m_site;
     delivery::Transfers &m_transfers; // for requests
+    delivery::UnpackWorker m_worker;
     delivery::Unpacker m_unpacker;
     InstanceOwner &m_owner;
 

@@ -19,6 +19,7 @@
 #include "host/release/ReleaseState.h"
 #include "host/run/Extension.h"
 #include "host/run/WindowServer.h"
+#include "host/verbs/DoctorUnpacking.h"
 #include "lum/platform/linux/session/CryptoLibraries.h"
 #include "lum/security/CryptoNames.h"
 
@@ -237,6 +238,9 @@ Findings Examine(const Folders &folders) {
     }
     findings.push_back(ExamineExtension(OwnPart(kExtensionBundle)));
     findings.push_back(ExamineTheme(OwnPart(kTheme)));
+    for (Finding &finding : ExamineUnpacking()) {
+        findings.push_back(std::move(finding));
+    }
     findings.push_back(ExamineCodeset());
     for (Finding &finding : ExamineReleases(Pins(folders.Releases(), folders.AdministratorsRoots()).All())) {
         findings.push_back(std::move(finding));
