@@ -1,7 +1,7 @@
 // What pages may not do to each other and to the user by way of the extension: A is a site that the user has allowed, E a
 // hostile one, V one at which the user is logged in.
 import assert from "node:assert/strict";
-import { mkdirSync, renameSync, rmSync } from "node:fs";
+import { mkdirSync, renameSync, rmSync, writeFileSync } from "node:fs";
 import { createServer } from "node:http";
 import path from "node:path";
 import { after, afterEach, before, test } from "node:test";
@@ -34,6 +34,13 @@ before(async () => {
   lumhost("browser", "install");
   lumhost("allow", A);
   lumhost("forbid", slow);
+  // The extension may run in private windows.
+  const profile = path.join(home, ".config/chromium/Default");
+  const preferences = JSON.stringify({ extensions: { settings: { [extensionId]: { incognito: true } } } });
+  rmSync(profile, { recursive: true, force: true });
+  mkdirSync(profile, { recursive: true });
+  writeFileSync(path.join(profile, "Preferences"), preferences);
+  writeFileSync(path.join(profile, "Secure Preferences"), preferences);
   context = await openBrowser();
   await open(`${V}/login`);
 });
@@ -257,6 +264,22 @@ test("no content script reads or writes the answers", async () => {
     const { result } = await session.send("Runtime.evaluate", { expression, contextId: id, awaitPromise: true });
     assert.match(result.value, /not allowed/, area);
   }
+});
+
+test("an answer of a private window ends with it", async () => {
+  const shown = await popup();
+  const { id } = await shown.evaluate((url) => chrome.windows.create({ url, incognito: true }), hostile("/private", asking(E)));
+  await answer(context, "#yes");
+  await until("it starts", () => hosts().length === 1);
+  await shown.reload();
+  await shown.waitForSelector(`#sites :text("allowed in private windows")`);
+  assert.ok(!lumhost("allowed").includes(E));
+  await shown.evaluate((number) => chrome.windows.remove(number), id);
+  await until("it is forgotten", async () => {
+    await shown.reload();
+    await shown.waitForSelector("#starts h2");
+    return !(await shown.textContent("#sites")).includes("private");
+  });
 });
 
 test("a start that is asked about ends when the extension is replaced", async () => {
