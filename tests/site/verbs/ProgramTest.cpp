@@ -129,6 +129,7 @@ TEST(Program, MisuseIsTwoAndFailureIsOne) {
         {"rotate keys roots", 2, "\"roots\" is not root, targets, snapshot or timestamp"},
         {"rotate keys root --public x", 2, "--public and --command need each other"},
         {"rotate /nowhere root", 1, "lumsite init /nowhere --release"},
+        {"init a --release --days 9", 2, "--days does not go with --release"},
         {"init a --release --threshold 4", 1, "3 keys, of which 4 have to sign"},
         {"renew /nowhere .", 1, "lumsite init /nowhere --release"},
         {"init", 2, "init: it needs DIR; see \"lumsite init --help\""},
