@@ -19,7 +19,7 @@ using namespace std::chrono_literals;
 using delivery::FaultOf;
 using delivery::ReleaseFault;
 
-constexpr auto kPatience = 10s; // for the network, when there is a saved release to go on with
+constexpr auto kPatience = 10s; // for the network, when there is a saved release to go on with, or perhaps none at all
 constexpr char kVisitPrefix[] = ".visit.";
 constexpr std::uint64_t kLargestInstructions = 16 << 20;
 constexpr Json::ArrayIndex kMostMirrors = 8;
@@ -112,7 +112,9 @@ base::Result<ReleaseSession::Settled> ReleaseSession::Settle() {
 
 base::Result<ReleaseSession::Settled> ReleaseSession::Visit() {
     // A server may answer anything with a page of its own: only what is a root announces a release.
+    m_fetcher.GiveUpAt(std::chrono::steady_clock::now() + kPatience);
     const base::Result<std::string> root = m_fetcher.Fetch("root.json", delivery::ReleaseLimits().root, {});
+    m_fetcher.GiveUpAt({});
     if (!root || !delivery::TrustedRelease(m_now).StartFrom(*root)) {
         return Settled{};
     }

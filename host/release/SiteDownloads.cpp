@@ -5,6 +5,7 @@
 #include "base/Files.h"
 #include "base/Text.h"
 #include "delivery/release/ReleaseFault.h"
+#include "delivery/release/ReleaseLayout.h"
 
 namespace lumhost {
 
@@ -43,8 +44,8 @@ SiteDownloads::SiteDownloads(const delivery::Page &page, const Pins &pins, std::
         m_refusal = pin.error();
         return;
     }
-    const std::optional<base::Url> metadata = page.Resolve(m_root + "release/");
-    const std::optional<base::Url> targets = page.Resolve(m_root + "release/targets/");
+    const std::optional<base::Url> metadata = page.Resolve(m_root + delivery::kReleaseFolder);
+    const std::optional<base::Url> targets = page.Resolve(m_root + delivery::kReleaseTargetsFolder);
     if ((*pin || url->secure()) && metadata && targets) {
         m_state = State::Waiting;
         m_session = std::make_unique<ReleaseSession>(ReleaseSession::Place{m_site, metadata->text(), targets->text()},
