@@ -20,7 +20,7 @@
 #include "host/verbs/Doctor.h"
 #include "host/verbs/NativeVerb.h"
 #include "host/verbs/StartVerb.h"
-#include "theme/UseTheme.h"
+#include "lum/platform/linux/windows/UseTheme.h"
 
 namespace lumhost {
 
