@@ -28,18 +28,21 @@ public:
     void OnLaunch(const Launch &launch) override;
     void OnLogRequest(const LogRequest &request) override;
     void OnProblem(const std::string &text) override;
+    void OnNotice(const std::string &text) override;
     void OnSettled(const std::string &reason) override;
     void OnEnd(int status, const std::string &reason, int message) override;
 
 private:
     void Line(const std::string &text);
     void ClearBar();
+    void TellDownloaded();
 
     std::FILE *m_out;
     const int m_width;
     bool m_downloading = false; // said once
     bool m_bar = false;         // the cursor is in a bar
     Progress m_last;
+    std::uint64_t m_told = 0; // so many bytes were told to have been downloaded
 };
 
 // Columns of the terminal behind `out`; 0 when it is not a terminal, or one that cannot move its cursor.

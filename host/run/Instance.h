@@ -23,9 +23,11 @@
 #include "base/Result.h"
 #include "host/run/Extension.h"
 #include "delivery/page/Page.h"
+#include "host/release/SiteDownloads.h"
 #include "host/run/PauseMeter.h"
 #include "delivery/transfer/Transfers.h"
 #include "delivery/package/Unpacker.h"
+#include "delivery/worker/UnpackWorker.h"
 #include "lum/lumext/lumextInterface.h"
 
 namespace lumhost {
@@ -42,7 +44,12 @@ public:
     virtual void LogRequested(const std::string &url) = 0;
     // A download begins; `url` is as the extension asked for it.
     virtual void DownloadAsked(const std::string &url) = 0;
+    // Of a package.
     virtual void Received(std::uint32_t bytes) = 0;
+    // The extension has dealt with a download: a problem that was told since the last one has had its effects.
+    virtual void Delivered() = 0;
+    // The extension has read the instruction file, and nothing can come of it, because of this.
+    virtual void NothingToDo(const std::string &why) = 0;
     virtual void Installing(const std::string &name) = 0;
     // Keeps the windows alive until `ended`, which waits for so long at most, answers true. Calls neither Beat nor
     // Deliver.
@@ -53,15 +60,20 @@ public:
     virtual void NotMoved(const std::filesystem::path &destination) = 0;
     // A component is at this path, and the extension has finished with it.
     virtual void Installed(const std::filesystem::path &destination) = 0;
+    // An instruction file has arrived, and the extension will be given it, unless the answer is an Error: then the
+    // download has failed for it, and the Error is told as a problem. The value is empty, or why nothing can come of
+    // the file: NothingToDo is called with it when the extension has read the file.
+    virtual base::Result<std::string> InstructionsCame(const delivery::TransferResult &result) = 0;
     virtual void Problem(const std::string &text) = 0;
     virtual void StopAsked() = 0;
 };
 
 class Instance {
 public:
-    // Downloads are made from `sites` (origins) only. All but the page's copy must outlive this.
-    Instance(const Extension &extension, delivery::Page page, std::vector<std::string> sites,
-             delivery::Transfers &transfers, delivery::UnpackLimits limits, InstanceOwner &owner);
+    // Downloads are made from `sites` (origins) only; packages are unpacked by the program `unpack`. All but the page's
+    // copy must outlive this.
+    Instance(const Extension &extension, delivery::Page page, std::vector<std::string> sites, SiteDownloads &downloads,
+             delivery::Transfers &transfers, const std::filesystem::path &unpack, InstanceOwner &owner);
     ~Instance(); // ends it
     Instance(const Instance &) = delete;
     Instance &operator=(const Instance &) = delete;
@@ -99,14 +111,16 @@ private:
     int InstallFile(const char *file, const char *destination);
     void AskStop();
 
-    void Finished(delivery::Transfers::Id id, const delivery::TransferResult &result, LUMGetFileCallback callback,
-                  void *context);
+    void Finished(SiteDownloads::Id id, bool instructions, const delivery::TransferResult &result,
+                  LUMGetFileCallback callback, void *context);
     void CallBack(LUMGetFileCallback callback, void *context, LUMGetFileNotifyMessageType type, void *data);
 
     const Extension &m_extension;
     const delivery::Page m_page;
     const std::vector<std::string> m_sites;
-    delivery::Transfers &m_transfers;
+    SiteDownloads &m_site;
+    delivery::Transfers &m_transfers; // for requests
+    delivery::UnpackWorker m_worker;
     delivery::Unpacker m_unpacker;
     InstanceOwner &m_owner;
 
@@ -115,7 +129,7 @@ private:
     int m_depth = 0;
     PauseMeter m_pauses;
     bool m_stopped = false;
-    std::set<delivery::Transfers::Id> m_downloads;
+    std::set<SiteDownloads::Id> m_downloads;
     std::vector<std::filesystem::path> m_installed; // in the running call
     delivery::UnpackJob *m_job = nullptr;           // the one that is waited for
 };

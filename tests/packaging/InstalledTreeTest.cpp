@@ -69,6 +69,7 @@ TEST(Installed, ProgramsFindTheirPartsAfterAMove) {
         EXPECT_EQ(line.rfind("ok ", 0), 0U) << findings;
         EXPECT_NE(line.find((place / "moved") + "/" TEST_LIBDIR "/lum/" + part), std::string::npos) << line;
     }
+    EXPECT_EQ(LineWith(findings, "unpacking: ").rfind("ok ", 0), 0U) << findings;
 }
 
 TEST(Installed, BundleIsTheBuiltOne) {

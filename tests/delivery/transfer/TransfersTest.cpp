@@ -171,6 +171,12 @@ TEST(Transfers, GetTheWholeFileInTheEnd) {
           {.body = kBody, .etag = kOne, .contentRange = "bytes 30000-99999/100001"},
           {.body = kBody, .etag = kOne}},
          {all, rest, all}},
+        {"anew, the rest of another file",
+         {{.body = kBody, .etag = kOne, .dropAfter = 30'000},
+          {.status = 206, .body = std::string(70'000, 'x'), .etag = kTwo, .contentRange = "bytes 30000-99999/100000"},
+          {.body = kBody, .etag = kOne}},
+         {all, rest, all},
+         kBody},
         {"anew, a part nobody asked for",
          {{.status = 206, .body = kBody, .contentRange = "bytes 0-99999/100000"}, {.body = kBody}},
          {all, all}},
@@ -559,7 +565,7 @@ TEST(Transfers, SayThatTheDiskRefuses) {
     delivery::TransferResult result;
     transfers.Get(server.Url("/a"), {}, [&](const delivery::TransferResult &r) { result = r; });
     transfers.Deliver();
-    EXPECT_THAT(result.error, HasSubstr("folder for downloads cannot be used"));
+    EXPECT_THAT(result.error, HasSubstr("nothing can be stored in the folder for downloads"));
     settings.folder = "/sys/lum/cache"; // where nobody may make one
     delivery::Transfers refused(settings, [] {});
     refused.Get(server.Url("/a"), {}, [&](const delivery::TransferResult &r) { result = r; });

@@ -1,4 +1,4 @@
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <sys/time.h>
 
 #include <filesystem>
@@ -9,6 +9,7 @@
 #include "lum/common/lumutil.h"
 #include "lum/common/TickOrigin.h"
 #include "tests/lum/common/WithoutRootPowers.h"
+#include "tests/support/Gmock.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TraceRecorder.h"
 

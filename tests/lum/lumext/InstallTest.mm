@@ -1,5 +1,4 @@
 // Installation of a package: hash x signature x certificate, the host's unpack errors, libraries, outcomes.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -9,6 +8,7 @@
 
 #include "lum/common/lumutil.h"
 #include "lum/platform/linux/session/SystemVersion.h"
+#include "tests/support/Gmock.h"
 #include "tests/support/LumFixture.h"
 #include "tests/support/TestSite.h"
 #include "tests/support/TraceRecorder.h"

@@ -2,7 +2,6 @@
 
 #include <Carbon/Carbon.h>
 #include <dlfcn.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 

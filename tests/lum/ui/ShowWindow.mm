@@ -7,6 +7,7 @@
 
 #import <AppKit/AppKit.h>
 
+#import "base/objc/ScopedPool.h"
 #include "lum/lumext/MeetingAlert.h"
 #import "lum/security/CertificateServices.h"
 #import "lum/ui/CDownloadWindow.h"
@@ -57,7 +58,7 @@ void ShowCertificate() {
 
 int main(int argc, char **argv) {
     HideArguments(argv);
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    const base::ScopedPool pool;
     if (argc != 4) {
         std::fputs("usage: lum_show_window THEME|- progress|alert|placeholder|certificate LANGUAGE-ID\n", stderr);
         return 2;
@@ -76,6 +77,5 @@ int main(int argc, char **argv) {
     } else {
         ShowProgress(argv[3]);
     }
-    [pool drain];
     return 0;
 }
