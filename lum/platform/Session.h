@@ -49,7 +49,8 @@ NSDictionary *EnvironmentOfNewTask(NSTask *task);
 int LaunchTask(NSTask *task);
 
 // Bundles with a Contents folder (X.app/Contents/Info.plist, Contents/Resources, *.lproj). A path that is not a bundle
-// gives nil (no dictionary), nil (no path), or an empty array (no localizations).
+// gives nil (no dictionary), nil (no path), or an empty array (no localizations). The localized dictionary is the
+// system's own on the target; on Linux it is the property list with the values of the localization in their place.
 NSDictionary *LocalizedInfoDictionaryOfBundle(NSString *bundlePath);
 NSString *ResourcePathOfBundle(NSString *bundlePath);
 NSArray *LocalizationsOfBundle(NSString *bundlePath);

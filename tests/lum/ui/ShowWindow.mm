@@ -13,7 +13,7 @@
 #import "lum/ui/CDownloadWindow.h"
 #include "tests/support/LumFixture.h"
 #include "tests/support/TestCertificates.h"
-#include "theme/UseTheme.h"
+#include "lum/platform/linux/windows/UseTheme.h"
 
 namespace {
 
