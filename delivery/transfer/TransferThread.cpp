@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "delivery/transfer/CachedFile.h"
 #include "delivery/transfer/Download.h"
 #include "base/ScopedSignalBlock.h"
 
@@ -62,8 +63,9 @@ void TransferThread::Wake() {
     curl_multi_wakeup(m_multi.get());
 }
 
-void TransferThread::Start(Transfers::Id id, base::Url url, std::filesystem::path file, std::uint64_t maxBytes) {
-    auto download = std::make_unique<Download>(m_rules, std::move(url), std::move(file), maxBytes);
+void TransferThread::Start(Transfers::Id id, base::Url url, std::filesystem::path file, std::uint64_t maxBytes,
+                           std::optional<SharedFile> shared) {
+    auto download = std::make_unique<Download>(m_rules, std::move(url), std::move(file), maxBytes, std::move(shared));
     Download *const raw = download.get();
     {
         const std::lock_guard lock(m_lock);
@@ -73,7 +75,7 @@ void TransferThread::Start(Transfers::Id id, base::Url url, std::filesystem::pat
 }
 
 void TransferThread::Refuse(Transfers::Id id, const std::string &error) {
-    PutReports({{id, {0, TransferResult{false, {}, error, error, 0, {}}}}});
+    PutReports({{id, {0, false, TransferResult{false, {}, error, error, 0, {}}}}});
 }
 
 void TransferThread::Cancel(std::vector<Transfers::Id> ids) {
@@ -123,6 +125,7 @@ void TransferThread::PutReports(const TransferReports &reports) {
         for (const auto &[id, report] : reports) {
             TransferReport &sum = m_reports[id];
             sum.news += report.news;
+            sum.keepsPart = report.keepsPart;
             if (report.result) {
                 sum.result = report.result;
             }
@@ -194,10 +197,18 @@ void TransferThread::BeginDue() {
         (errand->download ? downloads : requests) += errand->active;
     }
     AdmitMore(now, downloads);
+    std::vector<Errand *> finished;
     for (const auto &errand : m_errands) {
         unsigned &running = errand->download ? downloads : requests;
         const unsigned most = errand->download ? m_parallel : kParallelRequests;
         if (errand->active || errand->due > now || running >= most) {
+            continue;
+        }
+        if (const auto pause = errand->download ? errand->download->WaitForOthers(now) : std::nullopt) {
+            errand->due = now + *pause;
+            if (errand->download->IsOver()) {
+                finished.push_back(errand.get());
+            }
             continue;
         }
         errand->exchange->Begin(now);
@@ -206,6 +217,9 @@ void TransferThread::BeginDue() {
         curl_multi_add_handle(m_multi.get(), handle);
         errand->active = true;
         ++running;
+    }
+    for (Errand *errand : finished) {
+        Finish(*errand);
     }
 }
 
@@ -252,8 +266,15 @@ void TransferThread::End(Errand &errand, CURLcode code) {
         errand.due = TransferClock::now() + *pause;
         return;
     }
+    Finish(errand);
+}
+
+void TransferThread::Finish(Errand &errand) {
     if (errand.download) {
-        m_unpublished[errand.id] = {errand.download->TakeNews(), errand.download->result()};
+        m_unpublished[errand.id] = {errand.download->TakeNews(), false, errand.download->result()};
+        if (auto cached = errand.download->TakeCached()) {
+            m_cached.push_back(std::move(cached));
+        }
     } else {
         const std::lock_guard lock(m_lock);
         if (--m_requests == 0) {
@@ -272,6 +293,7 @@ void TransferThread::Publish() {
     for (const auto &errand : m_errands) {
         if (const std::uint64_t news = errand->download ? errand->download->TakeNews() : 0) {
             m_unpublished[errand->id].news += news;
+            m_unpublished[errand->id].keepsPart = errand->download->KeepsPart();
         }
     }
     PutReports(std::exchange(m_unpublished, {}));

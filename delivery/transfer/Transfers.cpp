@@ -4,7 +4,9 @@
 #include <limits>
 #include <utility>
 
+#include "delivery/transfer/CachedFile.h"
 #include "delivery/transfer/TransferThread.h"
+#include "base/Digest.h"
 #include "base/Disk.h"
 #include "base/Files.h"
 #include "base/StagingFolder.h"
@@ -15,13 +17,21 @@ namespace {
 
 constexpr char kFolderPrefix[] = ".lumhost-transfers.";
 
+// Empty when no digest is known.
+std::string NameInCache(const KnownFile &known) {
+    return known.method == "sha1" || known.method == "sha256"
+               ? base::DigestOfText(known.address + "\n" + known.method + "\n" + known.digest)
+               : "";
+}
+
 } // namespace
 
-Transfers::Transfers(TransferSettings settings, std::function<void()> wake) {
+Transfers::Transfers(TransferSettings settings, std::function<void()> wake) : m_cache(settings.folder / "packages") {
     if (const base::Result<void> made = base::MakeFolder(settings.folder); !made) {
         m_folderError = settings.folder.string() + ": " + base::DiskErrorText(made.error().code);
     } else {
         base::CleanStaging(settings.folder, kFolderPrefix);
+        CachedFile::RemoveOld(m_cache);
         m_folder = std::make_unique<base::StagingFolder>(settings.folder, kFolderPrefix);
         m_folderError = m_folder->error() == 0 ? "" : m_folder->ErrorText();
     }
@@ -30,7 +40,8 @@ Transfers::Transfers(TransferSettings settings, std::function<void()> wake) {
 
 Transfers::~Transfers() = default;
 
-Transfers::Id Transfers::Get(const std::string &url, Progress progress, Done done, std::uint64_t maxBytes) {
+Transfers::Id Transfers::Get(const std::string &url, Progress progress, Done done, std::uint64_t maxBytes,
+                             const KnownFile &known) {
     const Id id = ++m_lastId;
     m_downloads[id] = std::make_shared<Callbacks>(Callbacks{std::move(progress), std::move(done)});
     const std::optional<base::Url> address = base::Url::Parse(url);
@@ -40,7 +51,9 @@ Transfers::Id Transfers::Get(const std::string &url, Progress progress, Done don
     } else if (!address) {
         m_thread->Refuse(id, "this is not a web address (http or https), so nothing was fetched. Check the page.");
     } else {
-        m_thread->Start(id, *address, m_folder->path() / std::to_string(id), maxBytes);
+        const std::string name = NameInCache(known);
+        m_thread->Start(id, *address, m_folder->path() / std::to_string(id), maxBytes,
+                        name.empty() ? std::nullopt : std::optional<SharedFile>({m_cache, name, known}));
     }
     return id;
 }
@@ -72,6 +85,10 @@ void Transfers::CancelAll() {
     }
 }
 
+bool Transfers::KeepsParts() const {
+    return std::ranges::any_of(m_downloads, [](const auto &download) { return download.second->keepsPart; });
+}
+
 void Transfers::Deliver() {
     if (m_delivering) {
         m_deliverAgain = true;
@@ -87,6 +104,9 @@ void Transfers::Deliver() {
 
 void Transfers::DeliverOnce() {
     for (const auto &[id, report] : m_thread->Collect()) {
+        if (const auto found = m_downloads.find(id); found != m_downloads.end() && report.news > 0) {
+            found->second->keepsPart = report.keepsPart;
+        }
         Report(id, report.news);
         if (report.result) {
             Finish(id, *report.result);

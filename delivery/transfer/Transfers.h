@@ -65,6 +65,16 @@ struct TransferSettings {
     std::filesystem::path caFile; // the authorities (PEM) to trust instead of the system's; empty for the system's
 };
 
+// A file whose digest is known before it comes. All processes that want it at the same time download it once, and one
+// goes on where another was interrupted; the others see its bytes as progress. A process waits for another one's
+// download only while that brings bytes within stallTimeout. What has been put together from parts is checked against
+// the digest, and fetched again as a whole when it differs.
+struct KnownFile {
+    std::string address; // without what differs from one request for the file to the next
+    std::string method;  // of the digest: "sha1" or "sha256"; of a file with another one nothing is known
+    std::string digest;  // lower-case hexadecimal
+};
+
 struct TransferResult {
     bool ok = false;
     // The complete file when ok. It is removed when the done callback has returned; a callback that wants to keep it
@@ -94,7 +104,7 @@ public:
     // address that cannot be used, is told by `done`, never before this function has returned.
     // A file larger than `maxBytes` is refused, as is one larger than the settings allow.
     Id Get(const std::string &url, Progress progress, Done done,
-           std::uint64_t maxBytes = std::numeric_limits<std::uint64_t>::max());
+           std::uint64_t maxBytes = std::numeric_limits<std::uint64_t>::max(), const KnownFile &known = {});
 
     // A GET in the background, once, whose answer nobody looks at (it is read up to 64 KiB). CancelAll leaves it alone.
     void Request(const std::string &url);
@@ -110,6 +120,9 @@ public:
         return m_downloads.size();
     }
 
+    // Whether what has arrived of a running download is kept for the next start, should this one be interrupted.
+    bool KeepsParts() const;
+
     // Runs the callbacks that are due.
     void Deliver();
 
@@ -117,11 +130,13 @@ private:
     struct Callbacks {
         Progress progress;
         Done done;
+        bool keepsPart = false;
     };
     void DeliverOnce();
     void Report(Id id, std::uint64_t bytes);
     void Finish(Id id, const TransferResult &result);
 
+    const std::filesystem::path m_cache;           // of known files
     std::string m_folderError;                     // empty: usable
     std::unique_ptr<base::StagingFolder> m_folder; // outlives the thread, which writes there
     std::unique_ptr<TransferThread> m_thread;

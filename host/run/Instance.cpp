@@ -1,12 +1,12 @@
 #include "host/run/Instance.h"
 
 #include <algorithm>
+#include <limits>
 #include <map>
 
 #include "base/Files.h"
 #include "delivery/instructions/InstructionFile.h"
 #include "host/run/EndReason.h"
-#include "host/run/InstructionReview.h"
 
 namespace lumhost {
 
@@ -271,15 +271,31 @@ void Instance::GetFile(LUMGetFileCallback callback, void *context, const char *u
             } else {
                 Finished(result, callback, context);
             }
-        });
+        },
+        std::numeric_limits<std::uint64_t>::max(), allowed ? Known(asked, *address) : delivery::KnownFile{});
     m_downloads.insert(*id);
+}
+
+delivery::KnownFile Instance::Known(const std::string &asked, const base::Url &address) const {
+    // The extension adds a number to every address, so that no cache answers.
+    constexpr std::string_view kNumber = "?random=";
+    const std::string *const root = m_page.Find("LumUrlRoot");
+    const std::string file = asked.substr(0, asked.rfind(kNumber));
+    for (const InstructionReview::Package &package : m_packages) {
+        if (root && file == *root + (root->ends_with('/') ? "" : "/") + package.url) {
+            const std::string whole = address.text();
+            return {whole.substr(0, whole.rfind(kNumber)), package.hashMethod, package.hashValue};
+        }
+    }
+    return {};
 }
 
 void Instance::InstructionsCame(delivery::TransferResult result, LUMGetFileCallback callback, void *context) {
     const auto text = base::ReadWhole(result.file, kLargestInstructions);
     const std::optional<base::Url> address = base::Url::Parse(result.address);
-    const InstructionReview review =
+    InstructionReview review =
         text ? ReviewInstructions(*text, m_page, address ? address->host() : "") : InstructionReview{};
+    m_packages = std::move(review.packages);
     if (review.isForeign) {
         result.ok = false;
         result.error = review.fault;

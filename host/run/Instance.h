@@ -22,6 +22,7 @@
 
 #include "base/Result.h"
 #include "host/run/Extension.h"
+#include "host/run/InstructionReview.h"
 #include "delivery/page/Page.h"
 #include "host/run/PauseMeter.h"
 #include "delivery/transfer/Transfers.h"
@@ -105,6 +106,8 @@ private:
     void AskStop();
 
     void Finished(const delivery::TransferResult &result, LUMGetFileCallback callback, void *context);
+    // What the instruction file says about the file at this address.
+    delivery::KnownFile Known(const std::string &asked, const base::Url &address) const;
     void InstructionsCame(delivery::TransferResult result, LUMGetFileCallback callback, void *context);
     void CallBack(LUMGetFileCallback callback, void *context, LUMGetFileNotifyMessageType type, void *data);
 
@@ -121,8 +124,9 @@ private:
     PauseMeter m_pauses;
     bool m_stopped = false;
     std::set<delivery::Transfers::Id> m_downloads;
-    std::vector<std::filesystem::path> m_installed; // in the running call
-    delivery::UnpackJob *m_job = nullptr;           // the one that is waited for
+    std::vector<InstructionReview::Package> m_packages; // of the instruction file
+    std::vector<std::filesystem::path> m_installed;     // in the running call
+    delivery::UnpackJob *m_job = nullptr;               // the one that is waited for
 };
 
 } // namespace lumhost

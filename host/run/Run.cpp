@@ -81,9 +81,9 @@ void Run::Control() {
     m_lastStart.Flush();
     m_instance->WindowsLive();
     if (const int signal = PendingSignal()) {
-        AskToEnd({static_cast<int>(Ending::Signal) + signal, ReasonOfSignal(signal, Downloads()), 0});
+        AskToEnd({static_cast<int>(Ending::Signal) + signal, ReasonOfSignal(signal, m_transfers->KeepsParts()), 0});
     } else if (m_settings.timeout && Clock::now() - m_began >= *m_settings.timeout) {
-        AskToEnd({static_cast<int>(Ending::OutOfTime), ReasonOfTimeout(m_state, Downloads()), 0});
+        AskToEnd({static_cast<int>(Ending::OutOfTime), ReasonOfTimeout(m_state, m_transfers->KeepsParts()), 0});
     } else if (const auto end = m_settings.outside && !m_asked ? m_settings.outside() : std::nullopt) {
         AskToEnd(*end);
     }
@@ -224,10 +224,6 @@ std::string Run::WhyNothing() const {
         return "everything is installed; the page only downloads (LumDownloadOnly) and names no next page (szNextUrl)";
     }
     return "nothing is left to do, and nothing was started; \"lumhost --report FILE\" packs what support needs to know";
-}
-
-bool Run::Downloads() const {
-    return (m_state == State::Downloading || m_state == State::Installing) && m_instance->downloading();
 }
 
 void Run::Trace(const TraceLine &line) {

@@ -98,7 +98,6 @@ private:
     RunEnd EndOf(const RunWatch::Verdict &verdict) const;
     std::string WhyNothing() const;
     std::string WhyMessage(int number) const;
-    bool Downloads() const; // a package is on its way
 
     const Settings m_settings;
     const std::thread::id m_mainThread = std::this_thread::get_id();
