@@ -9,6 +9,8 @@ namespace lumhost {
 // The folders that were built or installed with this program, and the name of the user's copy of the first.
 inline constexpr std::string_view kExtensionBundle = "lumext.bundle";
 inline constexpr std::string_view kTheme = "Lum.theme";
+// In the folder of the components; locked while one is installed.
+inline constexpr std::string_view kInstallLock = ".install.lock";
 inline constexpr std::string_view kBrowserExtension = "browser-extension";
 
 struct Folders {

@@ -42,7 +42,7 @@ std::unique_ptr<CachedFile> CachedFile::Join(const fs::path &folder, const std::
     if (!base::MakeFolder(folder)) {
         return nullptr;
     }
-    constexpr int kTries = 10; // another process may be removing the file just now
+    constexpr int kTries = 400; // two seconds: another process may be removing the file just now
     for (int i = 0; i < kTries; ++i) {
         auto user = base::FileLock::TryShared(UsersOf(folder / name));
         if (!user && user.error().code != EWOULDBLOCK) {
@@ -51,7 +51,7 @@ std::unique_ptr<CachedFile> CachedFile::Join(const fs::path &folder, const std::
         if (user && user->IsInPlace(UsersOf(folder / name))) {
             return std::unique_ptr<CachedFile>(new CachedFile(folder / name, std::move(*user)));
         }
-        usleep(1000);
+        usleep(5000);
     }
     return nullptr;
 }

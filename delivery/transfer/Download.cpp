@@ -29,16 +29,16 @@ std::chrono::milliseconds RetryPause(const TransferSettings &settings, unsigned 
 Download::Download(const TransferRules &rules, base::Url url, std::filesystem::path file, std::uint64_t maxBytes,
                    std::optional<SharedFile> shared)
     : Exchange(rules, std::move(url)), m_maxBytes(std::min(maxBytes, rules.settings.maxBytes)), m_place(file),
-      m_shared(std::move(shared)), m_file(std::move(file)), m_random(std::random_device{}()) {}
+      m_shared(std::move(shared)),
+      // Now, while the file is not installed: who waits in line does not find later that the others have removed it.
+      m_cached(m_shared ? CachedFile::Join(m_shared->folder, m_shared->name) : nullptr), m_file(std::move(file)),
+      m_random(std::random_device{}()) {}
 
 std::optional<std::chrono::milliseconds> Download::WaitForOthers(TransferClock::time_point now) {
-    if (m_shared && !m_cached) {
-        m_othersMoved = now;
-        m_cached = CachedFile::Join(m_shared->folder, m_shared->name);
-    }
     if (!m_cached || m_hasTurn) {
         return std::nullopt;
     }
+    m_othersMoved = m_othersMoved.value_or(now);
     switch (m_cached->Look()) {
     case CachedFile::Turn::Mine:
         TakeTurn();
@@ -53,7 +53,7 @@ std::optional<std::chrono::milliseconds> Download::WaitForOthers(TransferClock::
     if (m_cached->size() > m_seen) {
         m_seen = m_cached->size();
         m_othersMoved = now;
-    } else if (now - m_othersMoved >= rules().settings.stallTimeout) {
+    } else if (now - *m_othersMoved >= rules().settings.stallTimeout) {
         m_shared.reset();
         m_cached.reset();
         m_fresh = m_seen;

@@ -81,7 +81,7 @@ private:
     std::unique_ptr<CachedFile> m_cached;
     bool m_hasTurn = false;
     bool m_goesOn = false; // with bytes of another process
-    TransferClock::time_point m_othersMoved;
+    std::optional<TransferClock::time_point> m_othersMoved;
     TransferFile m_file; // after m_cached, whose file it may write to
     std::optional<std::uint64_t> m_total;
     std::string m_tag;         // strong tag of what is stored; empty when there is none

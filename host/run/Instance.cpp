@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <map>
+#include <thread>
 
 #include "base/Files.h"
 #include "delivery/instructions/InstructionFile.h"
@@ -152,9 +153,10 @@ Instance *Instance::Find(void *cookie) {
 }
 
 Instance::Instance(const Extension &extension, delivery::Page page, std::vector<std::string> sites,
-                   delivery::Transfers &transfers, delivery::UnpackLimits limits, InstanceOwner &owner)
+                   std::filesystem::path installLock, delivery::Transfers &transfers, delivery::UnpackLimits limits,
+                   InstanceOwner &owner)
     : m_extension(extension), m_page(std::move(page)), m_sites(std::move(sites)), m_transfers(transfers),
-      m_unpacker(limits), m_owner(owner) {}
+      m_unpacker(limits), m_owner(owner), m_installLock(std::move(installLock)) {}
 
 Instance::~Instance() {
     End();
@@ -176,10 +178,20 @@ base::Result<void> Instance::Start() {
 }
 
 void Instance::Beat() {
-    if (m_component && m_depth == 0) {
+    if (!m_component || m_depth > 0) {
+        return;
+    }
+    // When everything is installed, the next heartbeat launches the application.
+    const bool mayLaunch = !m_packages.empty() && m_downloads.empty() && !m_launched && !m_stopped;
+    m_waits = mayLaunch && !m_installLock.Take(InstallLock::Use::Change);
+    if (m_waits) {
+        return;
+    }
+    {
         const Call call(*this);
         m_extension.heartbeat(m_cookie, m_component);
     }
+    m_installLock.Release();
 }
 
 void Instance::Deliver() {
@@ -204,6 +216,9 @@ void Instance::End() {
 
 void Instance::WindowsLive() {
     if (m_depth > 0) {
+        if (m_looks) { // the user is asked about a certificate, perhaps for long
+            m_installLock.Release();
+        }
         m_pauses.Back();
         m_pauses.Away();
     }
@@ -269,7 +284,7 @@ void Instance::GetFile(LUMGetFileCallback callback, void *context, const char *u
             if (instructions && result.ok) {
                 InstructionsCame(result, callback, context);
             } else {
-                Finished(result, callback, context);
+                FinishPackage(result, callback, context);
             }
         },
         std::numeric_limits<std::uint64_t>::max(), allowed ? Known(asked, *address) : delivery::KnownFile{});
@@ -300,10 +315,37 @@ void Instance::InstructionsCame(delivery::TransferResult result, LUMGetFileCallb
         result.ok = false;
         result.error = review.fault;
     }
+    if (result.ok && !WaitForLock(InstallLock::Use::Look)) {
+        return;
+    }
+    m_looks = true;
     Finished(result, callback, context);
+    m_looks = false;
+    m_installLock.Release();
     if (!review.fault.empty() && !review.isForeign && !m_stopped) {
         m_owner.NothingToDo(review.fault);
     }
+}
+
+void Instance::FinishPackage(const delivery::TransferResult &result, LUMGetFileCallback callback, void *context) {
+    if (!result.ok || WaitForLock(InstallLock::Use::Change)) {
+        Finished(result, callback, context);
+    }
+    m_installLock.Release();
+}
+
+bool Instance::WaitForLock(InstallLock::Use use) {
+    constexpr std::chrono::milliseconds kPause(30);
+    if (!m_installLock.Take(use)) {
+        m_owner.KeepWindowsAlive([&](std::chrono::milliseconds) {
+            if (m_stopped || m_installLock.Take(use)) {
+                return true;
+            }
+            std::this_thread::sleep_for(kPause);
+            return false;
+        });
+    }
+    return !m_stopped;
 }
 
 void Instance::Finished(const delivery::TransferResult &result, LUMGetFileCallback callback, void *context) {

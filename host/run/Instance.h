@@ -22,6 +22,7 @@
 
 #include "base/Result.h"
 #include "host/run/Extension.h"
+#include "host/run/InstallLock.h"
 #include "host/run/InstructionReview.h"
 #include "delivery/page/Page.h"
 #include "host/run/PauseMeter.h"
@@ -65,9 +66,11 @@ public:
 
 class Instance {
 public:
-    // Downloads are made from `sites` (origins) only. All but the page's copy must outlive this.
+    // Downloads are made from `sites` (origins) only. Nothing is installed or launched while another process holds
+    // `installLock` (a file). All but the copies must outlive this.
     Instance(const Extension &extension, delivery::Page page, std::vector<std::string> sites,
-             delivery::Transfers &transfers, delivery::UnpackLimits limits, InstanceOwner &owner);
+             std::filesystem::path installLock, delivery::Transfers &transfers, delivery::UnpackLimits limits,
+             InstanceOwner &owner);
     ~Instance(); // ends it
     Instance(const Instance &) = delete;
     Instance &operator=(const Instance &) = delete;
@@ -88,8 +91,16 @@ public:
     bool InCall() const {
         return m_depth > 0;
     }
+    // The application was launched: heartbeats need no lock any more.
+    void Launched() {
+        m_launched = true;
+    }
     bool downloading() const {
         return !m_downloads.empty();
+    }
+    // Another process installs, and this one has to wait before it launches anything.
+    bool waiting() const {
+        return m_waits;
     }
 
 private:
@@ -108,6 +119,9 @@ private:
     void Finished(const delivery::TransferResult &result, LUMGetFileCallback callback, void *context);
     // What the instruction file says about the file at this address.
     delivery::KnownFile Known(const std::string &asked, const base::Url &address) const;
+    void FinishPackage(const delivery::TransferResult &result, LUMGetFileCallback callback, void *context);
+    // Waits until no other process stands in the way; false when this one was stopped before.
+    bool WaitForLock(InstallLock::Use use);
     void InstructionsCame(delivery::TransferResult result, LUMGetFileCallback callback, void *context);
     void CallBack(LUMGetFileCallback callback, void *context, LUMGetFileNotifyMessageType type, void *data);
 
@@ -118,6 +132,10 @@ private:
     delivery::Unpacker m_unpacker;
     InstanceOwner &m_owner;
 
+    InstallLock m_installLock;
+    bool m_looks = false; // holds the lock only to see what is installed
+    bool m_launched = false;
+    bool m_waits = false;
     void *m_cookie = nullptr; // null before Start and after End
     void *m_component = nullptr;
     int m_depth = 0;

@@ -42,8 +42,9 @@ Run::Run(Settings settings, const Folders &folders, TraceFile &log, EventSink &s
       m_lastStart(folders, m_settings.page, m_settings.bundle), m_recorder(folders),
       m_watch(PageWaits(m_settings.page), m_began), m_loop(*this),
       m_transfers(std::make_unique<delivery::Transfers>(SettingsOfTransfers(folders), m_loop.Waker())),
-      m_instance(std::make_unique<Instance>(m_settings.extension, m_settings.page, m_settings.sites, *m_transfers,
-                                            delivery::UnpackLimits{}, *this)) {
+      m_instance(std::make_unique<Instance>(m_settings.extension, m_settings.page, m_settings.sites,
+                                            folders.installed / kInstallLock, *m_transfers, delivery::UnpackLimits{},
+                                            *this)) {
     m_collector.HideFromSite([redactor = Redactor(folders.home, UserName(), {})](std::string_view text) {
         return redactor.HidePerson(text);
     });
@@ -146,7 +147,7 @@ void Run::AfterCall() {
         return;
     }
     TellLaunch();
-    if (const auto verdict = m_watch.Judge(m_instance->downloading(), Clock::now())) {
+    if (const auto verdict = m_watch.Judge(m_instance->downloading() || m_instance->waiting(), Clock::now())) {
         Settle(*verdict);
     }
 }
@@ -252,6 +253,7 @@ void Run::Heard(const TraceNews &news) {
         break;
     case TraceNews::Kind::Starts:
         m_tried = true;
+        m_instance->Launched();
         TellProgress(true);
         SetState(State::Launching);
         break;
