@@ -134,7 +134,9 @@ void CleanStaging(const std::filesystem::path &parent, const std::string &prefix
             !S_ISDIR(info.st_mode) || info.st_uid != geteuid()) {
             continue;
         }
-        if (Result<FileLock> lock = FileLock::Try(parent / name / kLock)) {
+        // A lock on a file that a third process has removed in between says nothing about the folder.
+        Result<FileLock> lock = FileLock::Try(parent / name / kLock);
+        if (lock && lock->IsInPlace(parent / name / kLock)) {
             RemoveLocked(parent / name, std::move(*lock));
         }
     }

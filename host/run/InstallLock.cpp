@@ -4,11 +4,11 @@
 
 namespace lumhost {
 
-bool InstallLock::Take(Use use) {
+bool InstallLock::Take() {
     if (m_lock || m_gaveUp) {
         return true;
     }
-    auto lock = use == Use::Look ? base::FileLock::TryShared(m_file) : base::FileLock::Try(m_file);
+    auto lock = base::FileLock::Try(m_file);
     if (!lock && lock.error().code == EWOULDBLOCK) {
         m_waitsSince = m_waitsSince.value_or(Clock::now());
         m_gaveUp = Clock::now() - *m_waitsSince >= kLongestWait;

@@ -16,14 +16,12 @@ public:
     // A holder that makes others wait for longer has been stopped, or has a package so large that it may be disturbed.
     static constexpr std::chrono::minutes kLongestWait{2};
 
-    enum class Use { Change, Look };
-
     // The file of the lock; it is made when it is missing, its folder is not.
     explicit InstallLock(std::filesystem::path file) : m_file(std::move(file)) {}
 
     // True when this process may go on: it has the lock, or there can be none (a folder that is missing or cannot be
     // written), or it was kept waiting for too long, after which it does not wait again.
-    bool Take(Use use);
+    bool Take();
     void Release() {
         m_lock.reset();
     }

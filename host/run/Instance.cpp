@@ -183,7 +183,7 @@ void Instance::Beat() {
     }
     // When everything is installed, the next heartbeat launches the application.
     const bool mayLaunch = !m_packages.empty() && m_downloads.empty() && !m_launched && !m_stopped;
-    m_waits = mayLaunch && !m_installLock.Take(InstallLock::Use::Change);
+    m_waits = mayLaunch && !m_installLock.Take();
     if (m_waits) {
         return;
     }
@@ -315,7 +315,7 @@ void Instance::InstructionsCame(delivery::TransferResult result, LUMGetFileCallb
         result.ok = false;
         result.error = review.fault;
     }
-    if (result.ok && !WaitForLock(InstallLock::Use::Look)) {
+    if (result.ok && !WaitForLock()) {
         return;
     }
     m_looks = true;
@@ -328,17 +328,17 @@ void Instance::InstructionsCame(delivery::TransferResult result, LUMGetFileCallb
 }
 
 void Instance::FinishPackage(const delivery::TransferResult &result, LUMGetFileCallback callback, void *context) {
-    if (!result.ok || WaitForLock(InstallLock::Use::Change)) {
+    if (!result.ok || WaitForLock()) {
         Finished(result, callback, context);
     }
     m_installLock.Release();
 }
 
-bool Instance::WaitForLock(InstallLock::Use use) {
+bool Instance::WaitForLock() {
     constexpr std::chrono::milliseconds kPause(30);
-    if (!m_installLock.Take(use)) {
+    if (!m_installLock.Take()) {
         m_owner.KeepWindowsAlive([&](std::chrono::milliseconds) {
-            if (m_stopped || m_installLock.Take(use)) {
+            if (m_stopped || m_installLock.Take()) {
                 return true;
             }
             std::this_thread::sleep_for(kPause);

@@ -121,7 +121,7 @@ private:
     delivery::KnownFile Known(const std::string &asked, const base::Url &address) const;
     void FinishPackage(const delivery::TransferResult &result, LUMGetFileCallback callback, void *context);
     // Waits until no other process stands in the way; false when this one was stopped before.
-    bool WaitForLock(InstallLock::Use use);
+    bool WaitForLock();
     void InstructionsCame(delivery::TransferResult result, LUMGetFileCallback callback, void *context);
     void CallBack(LUMGetFileCallback callback, void *context, LUMGetFileNotifyMessageType type, void *data);
 
