@@ -1,6 +1,7 @@
 #import "fuzzywindow/PlaceholderWindow.h"
 
 #import "base/objc/ScopedPool.h"
+#import "base/objc/SessionNotifications.h"
 #import "fuzzywindow/WindowPlace.h"
 
 namespace {
@@ -68,8 +69,11 @@ constexpr unichar kEscape = 0x1B;
                     backing:NSBackingStoreBuffered
                       defer:NO];
     [_window setReleasedWhenClosed:NO];
-    NSString *title = [NSString stringWithUTF8String:(texts.title.empty() ? texts.topic : texts.title).c_str()];
-    [_window setTitle:title ? title : @""];
+    const std::string &title = !texts.title.empty()   ? texts.title
+                               : !texts.topic.empty() ? texts.topic
+                                                      : texts.preparing; // rather than the library's "Unnamed Window"
+    NSString *shown = [NSString stringWithUTF8String:title.c_str()];
+    [_window setTitle:shown ? shown : @""];
     [_window setContentView:_view];
     [_window setMinSize:[_window frame].size]; // one size only, so there is nothing to zoom
     [_window setMaxSize:[_window frame].size];
@@ -113,12 +117,10 @@ constexpr unichar kEscape = 0x1B;
                                     userInfo:nil
                                      repeats:NO] retain];
     [[NSRunLoop currentRunLoop] addTimer:_limit forMode:NSDefaultRunLoopMode];
-    try {
-        [[NSDistributedNotificationCenter defaultCenter] addObserver:self
-                                                            selector:@selector(applicationLaunched:)
-                                                                name:kLaunchedNotification
-                                                              object:nil];
-    } catch (...) { // no notifications in this session; the time limit remains
+    const bool hears = base::WithSessionNotifications([self](NSDistributedNotificationCenter *session) {
+        [session addObserver:self selector:@selector(applicationLaunched:) name:kLaunchedNotification object:nil];
+    });
+    if (!hears) { // the time limit remains
         _owner->Warn("The meeting application's announcement cannot be heard.");
     }
 }
@@ -130,10 +132,7 @@ constexpr unichar kEscape = 0x1B;
     [_limit invalidate];
     [_limit release];
     _limit = nil;
-    try {
-        [[NSDistributedNotificationCenter defaultCenter] removeObserver:self];
-    } catch (...) { // never added, then
-    }
+    base::WithSessionNotifications([self](NSDistributedNotificationCenter *session) { [session removeObserver:self]; });
 }
 
 - (void)applicationLaunched:(NSNotification *)notification {

@@ -25,8 +25,8 @@ std::chrono::milliseconds RetryPause(const TransferSettings &settings, unsigned 
 
 class Download final : public Exchange {
 public:
-    // A file of more than `maxBytes`, or than the settings allow, is refused.
-    Download(const TransferRules &rules, base::Url url, std::filesystem::path file, std::uint64_t maxBytes,
+    // A file of more bytes than the order or the settings allow is refused.
+    Download(const TransferRules &rules, base::Url url, std::filesystem::path file, TransferOrder order,
              std::optional<SharedFile> shared = {});
 
     // To be called before Begin: the pause until it is to be called again, because another process downloads the file,
@@ -72,9 +72,12 @@ private:
     void Complete();
     bool HasDigest() const;
     bool Fail(TransferFailure failure);
+    // Fails with what the check of the expected file says; true when that says nothing.
+    bool Passes(const base::Result<void> &checked);
     TransferFailure FailureOf(CURLcode code) const;
     std::optional<std::chrono::milliseconds> AfterFailure();
 
+    const TransferOrder m_order;
     const std::uint64_t m_maxBytes;
     const std::filesystem::path m_place; // of the complete file
     std::optional<SharedFile> m_shared;  // nothing: this process alone downloads it
@@ -82,7 +85,8 @@ private:
     bool m_hasTurn = false;
     bool m_goesOn = false; // with bytes of another process
     std::optional<TransferClock::time_point> m_othersMoved;
-    TransferFile m_file; // after m_cached, whose file it may write to
+    TransferFile m_file;              // after m_cached, whose file it may write to
+    std::optional<FileCheck> m_check; // of what is stored; nothing when no file is expected
     std::optional<std::uint64_t> m_total;
     std::string m_tag;         // strong tag of what is stored; empty when there is none
     std::string m_tagUrl;      // the address whose tag it is
@@ -103,6 +107,11 @@ private:
     TransferClock::time_point m_stallFrom;
 
     bool m_complete = false;
+    bool m_unchanged = false;
+    bool m_tooLarge = false;
+    std::optional<base::Error> m_mismatch;
+    std::string m_sentTag;
+    std::optional<std::time_t> m_serverTime;
 };
 
 } // namespace delivery

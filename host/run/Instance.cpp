@@ -5,7 +5,6 @@
 #include <map>
 #include <thread>
 
-#include "base/Files.h"
 #include "delivery/instructions/InstructionFile.h"
 #include "host/run/EndReason.h"
 
@@ -22,13 +21,6 @@ std::map<void *, Instance *> &Instances() {
 void *NewCookie() {
     static std::uintptr_t last = 0;
     return reinterpret_cast<void *>(++last); // NOLINT(performance-no-int-to-ptr): never followed
-}
-
-constexpr std::uint64_t kLargestInstructions = 64 << 20;
-
-bool IsInstructionFile(const std::optional<base::Url> &address) {
-    const std::string url = address ? address->text() : std::string();
-    return url.substr(0, url.find('?')).ends_with(std::string("/") + delivery::kInstructionFileName);
 }
 
 void Unused() {}
@@ -153,10 +145,12 @@ Instance *Instance::Find(void *cookie) {
 }
 
 Instance::Instance(const Extension &extension, delivery::Page page, std::vector<std::string> sites,
-                   std::filesystem::path installLock, delivery::Transfers &transfers, delivery::UnpackLimits limits,
-                   InstanceOwner &owner)
-    : m_extension(extension), m_page(std::move(page)), m_sites(std::move(sites)), m_transfers(transfers),
-      m_unpacker(limits), m_owner(owner), m_installLock(std::move(installLock)) {}
+                   SiteDownloads &downloads, delivery::Transfers &transfers, const std::filesystem::path &unpack,
+                   std::filesystem::path installLock, InstanceOwner &owner)
+    : m_extension(extension), m_page(std::move(page)), m_sites(std::move(sites)), m_site(downloads),
+      m_transfers(transfers), m_worker(unpack),
+      m_unpacker([this](const auto &order, const auto &stop) { return m_worker.Unpack(order, stop); }), m_owner(owner),
+      m_installLock(std::move(installLock)) {}
 
 Instance::~Instance() {
     End();
@@ -196,7 +190,7 @@ void Instance::Beat() {
 
 void Instance::Deliver() {
     if (m_depth == 0) {
-        m_transfers.Deliver();
+        m_site.Deliver();
     }
 }
 
@@ -226,8 +220,8 @@ void Instance::WindowsLive() {
 
 void Instance::Stop() {
     m_stopped = true;
-    for (const delivery::Transfers::Id id : m_downloads) {
-        m_transfers.Cancel(id);
+    for (const SiteDownloads::Id id : m_downloads) {
+        m_site.Cancel(id);
     }
     m_downloads.clear();
     if (m_job) {
@@ -266,11 +260,14 @@ void Instance::GetFile(LUMGetFileCallback callback, void *context, const char *u
         m_owner.Problem("nothing is downloaded from " + address->Origin() + ": the page was not allowed to use it");
     }
     m_owner.DownloadAsked(asked);
-    const bool instructions = IsInstructionFile(address);
+    const bool instructions = delivery::IsInstructionAddress(asked);
+    if (!instructions) {
+        m_worker.Prepare();
+    }
     // The id is known only when Get has returned, and no callback comes before that.
-    const auto id = std::make_shared<delivery::Transfers::Id>(0);
-    *id = m_transfers.Get(
-        allowed ? address->text() : std::string(),
+    const auto id = std::make_shared<SiteDownloads::Id>(0);
+    *id = m_site.Get(
+        asked, allowed ? address : std::nullopt,
         [this, callback, context, instructions](std::uint32_t bytes) {
             if (!instructions) {
                 m_owner.Received(bytes);
@@ -279,15 +276,11 @@ void Instance::GetFile(LUMGetFileCallback callback, void *context, const char *u
             CallBack(callback, context, LUMGetFileNotifyProgress,
                      reinterpret_cast<void *>(std::uintptr_t{bytes})); // NOLINT(performance-no-int-to-ptr)
         },
-        [this, id, callback, context, instructions](const delivery::TransferResult &result) {
+        [this, id, instructions, callback, context](const delivery::TransferResult &result) {
             m_downloads.erase(*id);
-            if (instructions && result.ok) {
-                InstructionsCame(result, callback, context);
-            } else {
-                FinishPackage(result, callback, context);
-            }
+            FinishUnderLock(instructions, result, callback, context);
         },
-        std::numeric_limits<std::uint64_t>::max(), allowed ? Known(asked, *address) : delivery::KnownFile{});
+        allowed && !instructions ? Known(asked, *address) : delivery::KnownFile{});
     m_downloads.insert(*id);
 }
 
@@ -305,31 +298,12 @@ delivery::KnownFile Instance::Known(const std::string &asked, const base::Url &a
     return {};
 }
 
-void Instance::InstructionsCame(delivery::TransferResult result, LUMGetFileCallback callback, void *context) {
-    const auto text = base::ReadWhole(result.file, kLargestInstructions);
-    const std::optional<base::Url> address = base::Url::Parse(result.address);
-    InstructionReview review =
-        text ? ReviewInstructions(*text, m_page, address ? address->host() : "") : InstructionReview{};
-    m_packages = std::move(review.packages);
-    if (review.isForeign) {
-        result.ok = false;
-        result.error = review.fault;
-    }
-    if (result.ok && !WaitForLock()) {
-        return;
-    }
-    m_looks = true;
-    Finished(result, callback, context);
-    m_looks = false;
-    m_installLock.Release();
-    if (!review.fault.empty() && !review.isForeign && !m_stopped) {
-        m_owner.NothingToDo(review.fault);
-    }
-}
-
-void Instance::FinishPackage(const delivery::TransferResult &result, LUMGetFileCallback callback, void *context) {
+void Instance::FinishUnderLock(bool instructions, const delivery::TransferResult &result, LUMGetFileCallback callback,
+                               void *context) {
     if (!result.ok || WaitForLock()) {
-        Finished(result, callback, context);
+        m_looks = instructions;
+        Finished(instructions, result, callback, context);
+        m_looks = false;
     }
     m_installLock.Release();
 }
@@ -348,17 +322,27 @@ bool Instance::WaitForLock() {
     return !m_stopped;
 }
 
-void Instance::Finished(const delivery::TransferResult &result, LUMGetFileCallback callback, void *context) {
-    if (!result.ok) {
-        m_owner.Problem("a download failed: " + result.error);
+void Instance::Finished(bool instructions, const delivery::TransferResult &result, LUMGetFileCallback callback,
+                        void *context) {
+    base::Result<std::string> good =
+        result.ok ? base::Result<std::string>("")
+                  : base::Fail(result.mismatch ? result.error : "a download failed: " + result.error);
+    if (good && instructions) {
+        good = m_owner.InstructionsCame(result);
+    }
+    if (!good) {
+        m_owner.Problem(good.error().text);
     }
     std::string file = result.file.string();
-    CallBack(callback, context, LUMGetFileNotifyDone, result.ok ? file.data() : nullptr);
+    CallBack(callback, context, LUMGetFileNotifyDone, good ? file.data() : nullptr);
     for (const std::filesystem::path &destination : m_installed) {
         m_owner.Installed(destination);
     }
     m_installed.clear();
     m_owner.Delivered();
+    if (good && !good->empty() && !m_stopped) {
+        m_owner.NothingToDo(*good);
+    }
     if (m_downloads.empty()) {
         m_unpacker.Rest();
     }

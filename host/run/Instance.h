@@ -25,9 +25,11 @@
 #include "host/run/InstallLock.h"
 #include "host/run/InstructionReview.h"
 #include "delivery/page/Page.h"
+#include "host/release/SiteDownloads.h"
 #include "host/run/PauseMeter.h"
 #include "delivery/transfer/Transfers.h"
 #include "delivery/package/Unpacker.h"
+#include "delivery/worker/UnpackWorker.h"
 #include "lum/lumext/lumextInterface.h"
 
 namespace lumhost {
@@ -60,16 +62,20 @@ public:
     virtual void NotMoved(const std::filesystem::path &destination) = 0;
     // A component is at this path, and the extension has finished with it.
     virtual void Installed(const std::filesystem::path &destination) = 0;
+    // An instruction file has arrived, and the extension will be given it, unless the answer is an Error: then the
+    // download has failed for it, and the Error is told as a problem. The value is empty, or why nothing can come of
+    // the file: NothingToDo is called with it when the extension has read the file.
+    virtual base::Result<std::string> InstructionsCame(const delivery::TransferResult &result) = 0;
     virtual void Problem(const std::string &text) = 0;
     virtual void StopAsked() = 0;
 };
 
 class Instance {
 public:
-    // Downloads are made from `sites` (origins) only. Nothing is installed or launched while another process holds
-    // `installLock` (a file). All but the copies must outlive this.
-    Instance(const Extension &extension, delivery::Page page, std::vector<std::string> sites,
-             std::filesystem::path installLock, delivery::Transfers &transfers, delivery::UnpackLimits limits,
+    // Downloads are made from `sites` (origins) only; packages are unpacked by the program `unpack`. Nothing is
+    // installed or launched while another process holds `installLock` (a file). All but the copies must outlive this.
+    Instance(const Extension &extension, delivery::Page page, std::vector<std::string> sites, SiteDownloads &downloads,
+             delivery::Transfers &transfers, const std::filesystem::path &unpack, std::filesystem::path installLock,
              InstanceOwner &owner);
     ~Instance(); // ends it
     Instance(const Instance &) = delete;
@@ -90,6 +96,10 @@ public:
 
     bool InCall() const {
         return m_depth > 0;
+    }
+    // What the instruction file lists; from within InstructionsCame.
+    void SetPackages(std::vector<InstructionReview::Package> packages) {
+        m_packages = std::move(packages);
     }
     // The application was launched: heartbeats need no lock any more.
     void Launched() {
@@ -116,19 +126,22 @@ private:
     int InstallFile(const char *file, const char *destination);
     void AskStop();
 
-    void Finished(const delivery::TransferResult &result, LUMGetFileCallback callback, void *context);
+    void Finished(bool instructions, const delivery::TransferResult &result, LUMGetFileCallback callback,
+                  void *context);
     // What the instruction file says about the file at this address.
     delivery::KnownFile Known(const std::string &asked, const base::Url &address) const;
-    void FinishPackage(const delivery::TransferResult &result, LUMGetFileCallback callback, void *context);
+    void FinishUnderLock(bool instructions, const delivery::TransferResult &result, LUMGetFileCallback callback,
+                         void *context);
     // Waits until no other process stands in the way; false when this one was stopped before.
     bool WaitForLock();
-    void InstructionsCame(delivery::TransferResult result, LUMGetFileCallback callback, void *context);
     void CallBack(LUMGetFileCallback callback, void *context, LUMGetFileNotifyMessageType type, void *data);
 
     const Extension &m_extension;
     const delivery::Page m_page;
     const std::vector<std::string> m_sites;
-    delivery::Transfers &m_transfers;
+    SiteDownloads &m_site;
+    delivery::Transfers &m_transfers; // for requests
+    delivery::UnpackWorker m_worker;
     delivery::Unpacker m_unpacker;
     InstanceOwner &m_owner;
 
@@ -141,7 +154,7 @@ private:
     int m_depth = 0;
     PauseMeter m_pauses;
     bool m_stopped = false;
-    std::set<delivery::Transfers::Id> m_downloads;
+    std::set<SiteDownloads::Id> m_downloads;
     std::vector<InstructionReview::Package> m_packages; // of the instruction file
     std::vector<std::filesystem::path> m_installed;     // in the running call
     delivery::UnpackJob *m_job = nullptr;               // the one that is waited for

@@ -7,10 +7,12 @@
 #include "host/trace/TraceObserver.h"
 #include "host/trace/MessageNumber.h"
 #include "lum/lumext/TraceLines.h"
+#include "base/Files.h"
 #include "base/Processes.h"
 #include "base/Text.h"
 #include "host/Process.h"
 #include "host/run/EndReason.h"
+#include "host/run/InstructionReview.h"
 #include "host/run/PageSource.h"
 #include "host/run/WindowServer.h"
 
@@ -23,6 +25,7 @@ using namespace std::chrono_literals;
 constexpr auto kTelling = 250ms;      // between two reports of the progress
 constexpr auto kLastRequests = 3s;    // for requests to the site's log, at the end
 constexpr auto kLeftRequests = 300ms; // the same when the browser waits for the end
+constexpr std::uint64_t kLargestInstructions = 64 << 20;
 
 bool PageWaits(const delivery::Page &page) {
     const std::string *value = page.Find("klvpagewaiting_value");
@@ -38,13 +41,18 @@ bool IsChild(int pid) {
 } // namespace
 
 Run::Run(Settings settings, const Folders &folders, TraceFile &log, EventSink &sink)
-    : m_settings(std::move(settings)), m_log(log), m_sink(sink), m_navigator(m_settings.page, sink, m_settings.open),
+    : m_settings(std::move(settings)), m_folders(folders), m_gate(folders, m_settings.page, m_settings.confined),
+      m_log(log), m_sink(sink), m_navigator(m_settings.page, sink, m_settings.open),
       m_lastStart(folders, m_settings.page, m_settings.bundle), m_recorder(folders),
       m_watch(PageWaits(m_settings.page), m_began), m_loop(*this),
       m_transfers(std::make_unique<delivery::Transfers>(SettingsOfTransfers(folders), m_loop.Waker())),
-      m_instance(std::make_unique<Instance>(m_settings.extension, m_settings.page, m_settings.sites,
-                                            folders.installed / kInstallLock, *m_transfers, delivery::UnpackLimits{},
-                                            *this)) {
+      m_downloads(m_settings.page, Pins(folders.Releases(), folders.AdministratorsRoots()), folders.cache, *m_transfers,
+                  m_loop.Waker(),
+                  {[&sink](const std::string &text) { sink.OnNotice(text); },
+                   [this](const std::string &release) { m_lastStart.Note("release", release); }}),
+      m_instance(std::make_unique<Instance>(m_settings.extension, m_settings.page, m_settings.sites, m_downloads,
+                                            *m_transfers, OwnPart(delivery::kUnpackProgram),
+                                            folders.installed / kInstallLock, *this)) {
     m_collector.HideFromSite([redactor = Redactor(folders.home, UserName(), {})](std::string_view text) {
         return redactor.HidePerson(text);
     });
@@ -58,12 +66,8 @@ RunEnd Run::Go() {
                                  {[this] { SessionWillLaunch(); }, [this](int pid) { SessionLaunched(pid); }});
     WatchServer(); // it may go away while the first window is made
     SetState(State::Starting);
-    const base::Result<void> started = m_instance->Start();
-    m_watch.CallEnded(m_began, Clock::now());
-    if (started) {
+    if (StartInstance()) {
         m_loop.Run();
-    } else {
-        m_end = RunEnd{static_cast<int>(Ending::NoExtension), started.error().text, 0};
     }
     m_instance->End();
     m_transfers->WaitForRequests(m_asked && m_settings.untilLeft ? kLeftRequests : kLastRequests);
@@ -76,6 +80,22 @@ RunEnd Run::Go() {
     m_sink.OnEnd(m_end->status, m_end->reason, m_end->message);
     WatchWindowServer([status = m_end->status] { return status; }); // everything has been reported
     return *m_end;
+}
+
+// False when the end is known already.
+bool Run::StartInstance() {
+    if (const base::Result<void> admitted = m_gate.AdmitPage(); !admitted) {
+        Problem(admitted.error().text);
+        m_end = RunEnd{static_cast<int>(Ending::NotAllowed), "the page may not install there", 0};
+        return false;
+    }
+    EnterEmptyFolder(m_folders.state / "empty");
+    const base::Result<void> started = m_instance->Start();
+    m_watch.CallEnded(m_began, Clock::now());
+    if (!started) {
+        m_end = RunEnd{static_cast<int>(Ending::NoExtension), started.error().text, 0};
+    }
+    return started.has_value();
 }
 
 void Run::Control() {
@@ -389,6 +409,23 @@ void Run::Installed(const std::filesystem::path &destination) {
     if (m_state == State::Installing && m_instance->downloading()) {
         SetState(State::Downloading);
     }
+}
+
+base::Result<std::string> Run::InstructionsCame(const delivery::TransferResult &result) {
+    const base::Result<std::string> text = base::ReadWhole(result.file, kLargestInstructions);
+    if (!text) {
+        return base::Fail("the instruction file cannot be read: " + text.error().text);
+    }
+    const std::optional<base::Url> address = base::Url::Parse(result.address);
+    InstructionReview review = ReviewInstructions(*text, m_settings.page, address ? address->host() : "");
+    if (review.isForeign) {
+        return base::Fail("a download failed: " + review.fault);
+    }
+    if (const base::Result<void> admitted = m_gate.Admit(result.file); !admitted) {
+        return base::Fail(admitted.error());
+    }
+    m_instance->SetPackages(std::move(review.packages));
+    return review.fault;
 }
 
 void Run::Problem(const std::string &text) {

@@ -11,6 +11,7 @@
 #include "host/frontend/EventSink.h"
 #include "host/installed/InstallRecorder.h"
 #include "host/run/Instance.h"
+#include "host/run/InstructionGate.h"
 #include "host/trace/LastStart.h"
 #include "host/run/MainLoop.h"
 #include "host/run/Navigator.h"
@@ -31,7 +32,8 @@ class Run final : public MainLoop::Client, public InstanceOwner {
 public:
     struct Settings {
         delivery::Page page;
-        std::vector<std::string> sites; // downloads come from these only
+        std::vector<std::string> sites;    // downloads come from these only
+        std::vector<std::string> confined; // those of them that may install into "Kelvo Folder" only
         Extension extension;
         std::filesystem::path bundle;
         std::optional<std::chrono::milliseconds> timeout = {};
@@ -75,6 +77,7 @@ private:
     void Moving(const std::filesystem::path &destination, std::uint64_t number) override;
     void NotMoved(const std::filesystem::path &destination) override;
     void Installed(const std::filesystem::path &destination) override;
+    base::Result<std::string> InstructionsCame(const delivery::TransferResult &result) override;
     void Problem(const std::string &text) override;
     void StopAsked() override;
 
@@ -87,6 +90,7 @@ private:
     void TellLaunch();
     void SetState(State state, const std::string &detail = {});
     void TellProgress(bool atOnce);
+    bool StartInstance();
     void Settle(const RunWatch::Verdict &verdict);
     void WatchServer();
     // What is due between two calls of the extension: alerts, reports, the end.
@@ -100,6 +104,8 @@ private:
     std::string WhyMessage(int number) const;
 
     const Settings m_settings;
+    const Folders m_folders;
+    const InstructionGate m_gate;
     const std::thread::id m_mainThread = std::this_thread::get_id();
     const Clock::time_point m_began = Clock::now();
     TraceFile &m_log;
@@ -112,6 +118,7 @@ private:
     TraceCollector m_collector;
     MainLoop m_loop;
     std::unique_ptr<delivery::Transfers> m_transfers;
+    SiteDownloads m_downloads;
     std::unique_ptr<Instance> m_instance;
 
     std::optional<State> m_state;

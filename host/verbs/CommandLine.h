@@ -38,10 +38,13 @@ struct CommandLine {
     std::filesystem::path log;
     std::filesystem::path report;
     std::filesystem::path extension;
+    std::filesystem::path root;    // "allow"
+    std::filesystem::path newRoot; // "allow"
     std::optional<std::chrono::milliseconds> timeout;
     bool json = false;
     bool open = false;
     bool all = false;
+    bool anywhere = false;  // "allow"
     bool forUser = false;   // "browser": only for the user
     bool forSystem = false; // only for the machine
 };

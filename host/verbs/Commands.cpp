@@ -89,16 +89,32 @@ const base::Program &Commands() {
               .fewest = 1,
               .most = 1,
               .summary = "allow the pages of this site to start meetings",
-              .text = "A site is a scheme, a host and, unless it is the scheme's own, a port: https://meet.example."},
+              .text =
+                  "A site is a scheme, a host and, unless it is the scheme's own, a port: https://meet.example. Its "
+                  "components are installed in your \"Kelvo Folder\" only, also when it was allowed more before.",
+              .options = {{.name = "--anywhere",
+                           .help = "let it install wherever its instruction file says, and replace and delete what is "
+                                   "there: any file of yours"},
+                          {.name = "--root",
+                           .value = "FILE",
+                           .help = "accept only signed releases of this site: those that the root of its keys in FILE "
+                                   "(root.json, from its operator) leads to",
+                           .offer = {Kind::Files, "*.json"}},
+                          {.name = "--new-root",
+                           .value = "FILE",
+                           .help = "the same for a site that has lost its keys: forgets the root and the releases that "
+                                   "were accepted, so that an old release is as good as a new one once more",
+                           .offer = {Kind::Files, "*.json"}}}},
              {.name = "forbid",
               .operands = "SITE",
               .fewest = 1,
               .most = 1,
-              .summary = "withdraw that permission",
-              .offer = {Kind::Command, "lumhost allowed"}},
-             {.name = "allowed", .summary = "list the allowed sites"},
+              .summary = "withdraw that permission, and forget the site's signed releases",
+              .offer = {Kind::Command, "lumhost allowed | cut -d' ' -f1"}},
+             {.name = "allowed", .summary = "list the allowed sites, and the roots of those with signed releases"},
              {.name = "status",
-              .summary = "list the installed components, and whether they are complete and unchanged",
+              .summary = "list the installed components, whether they are complete and unchanged, and the signed "
+                         "releases in use",
               .text = "The exit status is 1 when a component is damaged."},
              {.name = "remove",
               .operands = "NAME...",

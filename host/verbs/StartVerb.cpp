@@ -178,6 +178,7 @@ int Start(const CommandLine &line, const Folders &folders, EventSink &sink) {
     }
     Run run({.page = std::move(*page),
              .sites = sites,
+             .confined = Origins(folders.Origins()).Confined(sites),
              .extension = *extension,
              .bundle = bundle,
              .timeout = deadline.Left(),

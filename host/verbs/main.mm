@@ -12,6 +12,7 @@
 #include "host/installed/ComponentState.h"
 #include "host/installed/InstallNotes.h"
 #include "host/installed/Removal.h"
+#include "host/release/ReleaseState.h"
 #include "host/sites/Origins.h"
 #include "host/trace/LastStart.h"
 #include "host/verbs/BrowserVerb.h"
@@ -19,6 +20,7 @@
 #include "host/verbs/Commands.h"
 #include "host/verbs/Doctor.h"
 #include "host/verbs/NativeVerb.h"
+#include "host/verbs/ReleaseVerb.h"
 #include "host/verbs/StartVerb.h"
 #include "theme/UseTheme.h"
 
@@ -37,11 +39,18 @@ int ChangeOrigins(const CommandLine &line, const Folders &folders) {
     }
     Origins origins(folders.Origins());
     const bool allow = line.verb == CommandLine::Verb::Allow;
-    if (const base::Result<void> changed = allow ? origins.Allow(*origin) : origins.Forbid(*origin); !changed) {
+    if (const base::Result<void> pinned = allow ? PinSite(line, *origin, folders) : UnpinSite(*origin, folders);
+        !pinned) {
+        Complain(pinned.error().text);
+        return EXIT_FAILURE;
+    }
+    const Reach reach = line.anywhere ? Reach::Anywhere : Reach::KelvoFolder;
+    if (const base::Result<void> changed = allow ? origins.Allow(*origin, reach) : origins.Forbid(*origin); !changed) {
         Complain(changed.error().text);
         return EXIT_FAILURE;
     }
-    std::printf("%s: %s\n", allow ? "allowed" : "not allowed", origin->c_str());
+    std::printf("%s: %s%s\n", allow ? "allowed" : "not allowed", origin->c_str(),
+                allow && line.anywhere ? ", to install anywhere: it may replace and delete all of your files" : "");
     return EXIT_SUCCESS;
 }
 
@@ -51,8 +60,13 @@ int ListOrigins(const Folders &folders) {
         Complain(origins.problem());
         return EXIT_FAILURE;
     }
-    for (const std::string &origin : origins.all()) {
-        std::puts(origin.c_str());
+    std::vector<Pin> others = PinsOf(folders).All();
+    for (const auto &[origin, reach] : origins.all()) {
+        std::printf("%s%s\n", origin.c_str(), reach == Reach::Anywhere ? "  may install anywhere" : "");
+        std::fputs(TakePinText(origin, others).c_str(), stdout);
+    }
+    for (const Pin &pin : others) {
+        std::printf("%s  not allowed\n%s", pin.site.c_str(), PinText(pin).c_str());
     }
     return EXIT_SUCCESS;
 }
@@ -61,6 +75,7 @@ int ShowStatus(const Folders &folders) {
     SettleInstallNotes(folders);
     const std::vector<ComponentState> states = ComponentStates(folders);
     std::fputs(Listing(states, folders).c_str(), stdout);
+    std::fputs(ReleaseListing(PinsOf(folders).All()).c_str(), stdout);
     for (const ComponentState &state : states) {
         if (state.recorded && !state.whole()) {
             return EXIT_FAILURE;
@@ -101,7 +116,7 @@ int DoDoctor(const Folders &folders) {
 }
 
 int PackReport(const CommandLine &line, const Folders &folders) {
-    const std::string installed = Listing(ComponentStates(folders), folders);
+    const std::string installed = Listing(ComponentStates(folders), folders) + ReleaseListing(PinsOf(folders).All());
     if (const auto packed = LastStart::Pack(folders, installed, ToText(Examine(folders)), line.report); !packed) {
         Complain(packed.error().text);
         return EXIT_FAILURE;
@@ -111,7 +126,14 @@ int PackReport(const CommandLine &line, const Folders &folders) {
     return EXIT_SUCCESS;
 }
 
-int Start(const CommandLine &line, const Folders &folders) {
+// A start leaves the folder that it was typed in.
+void MakeAbsolute(std::filesystem::path &path) {
+    path = path.empty() ? path : std::filesystem::absolute(path);
+}
+
+int Start(CommandLine line, const Folders &folders) {
+    MakeAbsolute(line.report);
+    MakeAbsolute(line.extension);
     UseTheme(OwnPart(kTheme).c_str());
     const int status = StartPage(line, folders);
     if (!line.report.empty()) {
@@ -120,7 +142,8 @@ int Start(const CommandLine &line, const Folders &folders) {
     return status;
 }
 
-int StartNative(const CommandLine &line, const Folders &folders) {
+int StartNative(CommandLine line, const Folders &folders) {
+    MakeAbsolute(line.extension);
     UseTheme(OwnPart(kTheme).c_str());
     return StartForBrowser(line, folders);
 }

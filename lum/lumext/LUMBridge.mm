@@ -1,24 +1,9 @@
 #import "lum/lumext/LUMBridge.h"
 
+#import "base/objc/SessionNotifications.h"
 #include "lum/common/lumutil.h"
 #include "lum/lumext/lumext.h"
 #include "lum/lumext/TraceLines.h"
-#include "lum/platform/Session.h"
-
-namespace {
-
-void Observe(void *bridge) {
-    [[NSDistributedNotificationCenter defaultCenter] addObserver:static_cast<id>(bridge)
-                                                        selector:@selector(meetingLaunced:)
-                                                            name:@"KLVMeetingLaunchedNotification"
-                                                          object:nil];
-}
-
-void StopObserving(void *bridge) {
-    [[NSDistributedNotificationCenter defaultCenter] removeObserver:static_cast<id>(bridge)];
-}
-
-} // namespace
 
 @implementation LUMBridge
 
@@ -29,9 +14,14 @@ void StopObserving(void *bridge) {
     self = [super init];
     if (self) {
         myReceiver = receiver;
-        // Throws where the notification daemon cannot be reached; a meeting can start without it.
-        if (NSException *exception = CatchObjCException(Observe, self)) {
-            MacErrorTrace("LUMBridge initWithReceiver, %s", [[exception reason] UTF8String]);
+        const bool observes = base::WithSessionNotifications([self](NSDistributedNotificationCenter *session) {
+            [session addObserver:self
+                        selector:@selector(meetingLaunced:)
+                            name:@"KLVMeetingLaunchedNotification"
+                          object:nil];
+        });
+        if (!observes) { // a meeting can start without it
+            MacErrorTrace("LUMBridge initWithReceiver, the session's notifications cannot be reached");
         }
     }
     return self;
@@ -39,9 +29,7 @@ void StopObserving(void *bridge) {
 
 - (void)dealloc {
     [[NSNotificationCenter defaultCenter] removeObserver:self];
-    if (NSException *exception = CatchObjCException(StopObserving, self)) {
-        MacErrorTrace("LUMBridge dealloc, %s", [[exception reason] UTF8String]);
-    }
+    base::WithSessionNotifications([self](NSDistributedNotificationCenter *session) { [session removeObserver:self]; });
     [self setJumpURL:nil];
     [super dealloc];
 }

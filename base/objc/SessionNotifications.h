@@ -1,0 +1,28 @@
+// Notifications between the processes of a session, of which a program can do without. Objective-C++ only.
+#pragma once
+
+#import <Foundation/Foundation.h>
+
+namespace base {
+
+// Calls use(center) with the session's notification center. False when its daemon can be neither reached nor started:
+// `use` was not called then, or left by an exception.
+//
+// Finding that out takes ten seconds. So it is found out once: no call of this process tries again, whichever library
+// makes it. Main thread only.
+template <class Use> bool WithSessionNotifications(Use &&use) {
+    static NSString *const unreachable = @"SessionNotificationsUnreachable";
+    NSMutableDictionary *process = [[NSThread mainThread] threadDictionary];
+    if ([process objectForKey:unreachable]) {
+        return false;
+    }
+    try {
+        use([NSDistributedNotificationCenter defaultCenter]);
+        return true;
+    } catch (...) {
+        [process setObject:[NSNull null] forKey:unreachable];
+        return false;
+    }
+}
+
+} // namespace base
