@@ -40,9 +40,27 @@ finish() {
   exit 1
 }
 
+# The processes of this name that the demonstration has started, lumhost's applications and daemon included: they have
+# its temporary folder in their environment. Nothing else of the user's is touched.
+own_processes() {
+  local pid
+  for pid in $(pgrep -xu "$(id -u)" "$1"); do
+    ! grep -qzx "TMP=$work/tmp" "/proc/$pid/environ" 2>/dev/null || printf '%s\n' "$pid"
+  done
+}
+
+# One that runs elsewhere would be taken for the demonstration's, by the extension, too.
+refuse_running_application() {
+  local pid
+  for pid in $(pgrep -xu "$(id -u)" "Meeting Hall"); do
+    echo "Meeting Hall is running already (process $pid). Quit it and try again: the demonstration starts one of its own." >&2
+    exit 1
+  done
+}
+
 end_demonstration() {
   quit_application
-  for pid in "${pids[@]}"; do
+  for pid in "${pids[@]}" $(own_processes gdnc); do
     kill "$pid" 2>/dev/null
   done
   [ "$failures" -eq 0 ]
@@ -177,14 +195,17 @@ logged() {
   done
 }
 show_log() { grep '^report' "$work/$1.requests" | sed 's/^/   | /'; }
-running() { pgrep -xu "$(id -u)" "$1" >/dev/null; }
+running() { [ -n "$(own_processes "$1")" ]; }
 in_front() {
   local window
   window=$(xdotool getactivewindow 2>/dev/null) && xdotool getwindowname "$window" | grep -q "$1"
 }
 
 quit_application() {
-  pkill -xu "$(id -u)" "Meeting Hall" 2>/dev/null
+  local pid
+  for pid in $(own_processes "Meeting Hall"); do
+    kill "$pid" 2>/dev/null
+  done
   wait_for 50 not running "Meeting Hall"
 }
 
@@ -226,9 +247,18 @@ press_until() {
   return 1
 }
 
+# screenshot NAME WHAT: of the screen, when nothing has changed on it any more; of one that goes on changing, such as a
+# progress bar, after two seconds.
 screenshot() {
-  sleep 0.5
-  import -window root "$work/$1.png" && explain "A screenshot of $2 is in $work/$1.png."
+  local before now=
+  for _ in 1 2 3 4 5 6 7; do
+    sleep 0.3
+    before=$now
+    import -window root "$work/$1.png" || return
+    now=$(convert "$work/$1.png" rgba:- | sha256sum)
+    [ "$now" != "$before" ] || break
+  done
+  explain "A screenshot of $2 is in $work/$1.png."
 }
 
 # The user's own trust in the demonstration's authority, as a person would give it.

@@ -12,6 +12,22 @@ namespace {
 
 constexpr std::chrono::seconds kPause(1);
 
+// Another start renews the link of a library while it looks at it, so that for a moment there is none.
+InstalledComponent LookUntilThere(const std::filesystem::path &destination) {
+    constexpr int kTries = 50;
+    InstalledComponent looked = Installed::Look(destination);
+    const auto isThere = [&] {
+        std::error_code error;
+        return std::filesystem::is_directory(std::filesystem::symlink_status(destination, error)) ||
+               (!looked.files.empty() && !looked.files.back().sha256.empty());
+    };
+    for (int i = 0; i < kTries && !isThere(); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        looked = Installed::Look(destination);
+    }
+    return looked;
+}
+
 } // namespace
 
 InstallRecorder::~InstallRecorder() {
@@ -47,12 +63,24 @@ void InstallRecorder::Run() {
     }
 }
 
-void InstallRecorder::Record(const std::vector<InstalledComponent> &components) {
-    if (!Installed(m_folders).Record(components)) { // the notes stay, for a start that can write
+// The components are read while the record is locked: two starts that install the same one would otherwise record what
+// one of them saw while the other was replacing it.
+void InstallRecorder::Record(const std::vector<std::filesystem::path> &destinations) {
+    const auto recorded = Installed(m_folders).Change([&](std::vector<InstalledComponent> &components) {
+        for (const std::filesystem::path &destination : destinations) {
+            InstalledComponent looked = LookUntilThere(destination);
+            std::erase_if(components, [&](const InstalledComponent &old) {
+                return old.folder == looked.folder && old.name == looked.name;
+            });
+            components.push_back(std::move(looked));
+        }
+        return true;
+    });
+    if (!recorded) { // the notes stay, for a start that can write
         return;
     }
-    for (const InstalledComponent &component : components) {
-        m_notes.Recorded(component.folder / component.name);
+    for (const std::filesystem::path &destination : destinations) {
+        m_notes.Recorded(destination);
     }
 }
 
@@ -70,11 +98,7 @@ void InstallRecorder::Work() {
             }
             batch.swap(m_waiting);
         }
-        std::vector<InstalledComponent> looked;
-        for (const std::filesystem::path &destination : batch) {
-            looked.push_back(Installed::Look(destination));
-        }
-        Record(looked);
+        Record(batch);
     }
 }
 

@@ -34,7 +34,7 @@ public:
 private:
     void Run();
     void Work();
-    void Record(const std::vector<InstalledComponent> &components);
+    void Record(const std::vector<std::filesystem::path> &destinations);
 
     const Folders m_folders;
     InstallNotes m_notes;

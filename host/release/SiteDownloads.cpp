@@ -67,9 +67,10 @@ std::string SiteDownloads::NameOf(const std::string &asked) const {
 }
 
 SiteDownloads::Id SiteDownloads::Get(const std::string &asked, const std::optional<base::Url> &address,
-                                     delivery::Transfers::Progress progress, delivery::Transfers::Done done) {
+                                     delivery::Transfers::Progress progress, delivery::Transfers::Done done,
+                                     delivery::KnownFile known) {
     const Id id = ++m_lastId;
-    m_jobs[id] = {NameOf(asked), address, std::move(progress), std::move(done), {}, nullptr};
+    m_jobs[id] = {NameOf(asked), address, std::move(progress), std::move(done), std::move(known), {}, nullptr};
     if (m_state != State::Waiting) {
         Begin(id);
     }
@@ -106,8 +107,9 @@ void SiteDownloads::Begin(Id id) {
 
 void SiteDownloads::Fetch(Id id) {
     Job &job = m_jobs.at(id);
-    job.transfer = m_transfers.Get(job.address ? job.address->text() : "", job.progress,
-                                   [this, id](const delivery::TransferResult &result) { End(id, result); });
+    job.transfer =
+        m_transfers.Get(job.address ? job.address->text() : "", job.progress,
+                        [this, id](const delivery::TransferResult &result) { End(id, result); }, {.known = job.known});
 }
 
 void SiteDownloads::End(Id id, const delivery::TransferResult &result) {
