@@ -114,10 +114,13 @@ constexpr unichar kEscape = 0x1B;
                                      repeats:NO] retain];
     [[NSRunLoop currentRunLoop] addTimer:_limit forMode:NSDefaultRunLoopMode];
     try {
-        [[NSDistributedNotificationCenter defaultCenter] addObserver:self
-                                                            selector:@selector(applicationLaunched:)
-                                                                name:kLaunchedNotification
-                                                              object:nil];
+        // At once: with the meeting in front, this process is one in the background, for which macOS holds them back.
+        [[NSDistributedNotificationCenter defaultCenter]
+                   addObserver:self
+                      selector:@selector(applicationLaunched:)
+                          name:kLaunchedNotification
+                        object:nil
+            suspensionBehavior:NSNotificationSuspensionBehaviorDeliverImmediately];
     } catch (...) { // no notifications in this session; the time limit remains
         _owner->Warn("The meeting application's announcement cannot be heard.");
     }

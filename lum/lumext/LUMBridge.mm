@@ -8,10 +8,12 @@
 namespace {
 
 void Observe(void *bridge) {
+    // At once: with the meeting in front, this process is one in the background, for which macOS holds them back.
     [[NSDistributedNotificationCenter defaultCenter] addObserver:static_cast<id>(bridge)
                                                         selector:@selector(meetingLaunced:)
                                                             name:@"KLVMeetingLaunchedNotification"
-                                                          object:nil];
+                                                          object:nil
+                                              suspensionBehavior:NSNotificationSuspensionBehaviorDeliverImmediately];
 }
 
 void StopObserving(void *bridge) {
