@@ -28,6 +28,12 @@ std::string DiskErrorText(int error) {
     case EACCES:
     case EPERM:
         return "there is no permission to write";
+    case ENOENT:
+        return "its folder is missing";
+    case ENOTDIR:
+        return "there is a file where a folder should be";
+    case EIO:
+        return "the disk reports an error";
     case EMFILE:
     case ENFILE:
         return "too many files are open";

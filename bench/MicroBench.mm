@@ -1,6 +1,6 @@
-// What the extension's own steps cost: traces, INI look-ups, item lines, heartbeats, hashes, signatures. Where a user
-// could pick something else, that runs beside it: the openssl command for hashes, OpenSSL's functions
-// for signatures.
+// What the extension's own steps cost: traces, instruction files, item lines, heartbeats, hashes, signatures. Where a
+// user could pick something else, that runs beside it: the openssl command for hashes, OpenSSL's functions for
+// signatures.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <openssl/evp.h>
@@ -72,21 +72,36 @@ void TraceObserved(benchmark::State &state) {
     [collector release];
 }
 
-// The last of so many item lines: a look-up scans the file from its start, as every look-up does.
-void IniLookUp(benchmark::State &state) {
-    const std::string path = Place() + "/lummac.ini";
+std::string WriteInstructions(std::int64_t items) {
+    std::string path = Place() + "/lummac.ini";
     std::ofstream file(path);
-    file << "[Kelvo]\nCount=" << state.range(0) << "\n";
-    for (int i = 1; i <= state.range(0); ++i) {
-        file << "File" << i << "=" << kItemLine << "\n";
+    file << "[Kelvo]\nCount=" << items << "\n";
+    for (std::int64_t i = 1; i <= items; ++i) {
+        file << "File" << i << "=" << i << kItemLine << "\n";
     }
-    file.close();
-    const std::string key = "File" + std::to_string(state.range(0));
+    return path;
+}
+
+// An instruction file that has just arrived, from the opening to its last item line.
+void ReadInstructions(benchmark::State &state) {
     char line[2048];
     for (auto _ : state) {
-        benchmark::DoNotOptimize(QXGetPrivateProfileString("Kelvo", key.c_str(), "", line, sizeof line, path.c_str()));
+        const std::string path = WriteInstructions(state.range(0));
+        for (std::int64_t i = 1; i <= state.range(0); ++i) {
+            const std::string key = "File" + std::to_string(i);
+            QXGetPrivateProfileString("Kelvo", key.c_str(), "", line, sizeof line, path.c_str());
+        }
     }
-    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(std::filesystem::file_size(path)));
+}
+
+// The same, and what follows: items made, looked for on the disk and asked for.
+void PrepareItems(benchmark::State &state) {
+    for (auto _ : state) {
+        LumFixture fixture;
+        fixture.host.parameters = {{"LumUrlRoot", "https://meet.example/"}, {"LumComponentName", "none.bundle"}};
+        std::string path = WriteInstructions(state.range(0));
+        fixture.extension.HandleIniFileCallback(LUMGetFileNotifyDone, path.data());
+    }
 }
 
 void ParseItem(benchmark::State &state) {
@@ -195,7 +210,8 @@ void MakeLargeFile() {
 
 BENCHMARK(TraceUnobserved);
 BENCHMARK(TraceObserved);
-BENCHMARK(IniLookUp)->Arg(1)->Arg(100)->Arg(2000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(ReadInstructions)->Arg(100)->Arg(2000)->Arg(20000)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(PrepareItems)->Arg(100)->Arg(2000)->Arg(20000)->Unit(benchmark::kMillisecond);
 BENCHMARK(ParseItem)->Unit(benchmark::kMicrosecond);
 BENCHMARK(CompareNames);
 BENCHMARK(IdleHeartbeat)->Unit(benchmark::kMicrosecond);

@@ -4,18 +4,21 @@ set(lum_fuzzers_of_extension
   DecodersFuzzer.cpp
   IniFuzzer.cpp
   ItemsFuzzer.cpp
+  ProfileFuzzer.cpp
   VersionsFuzzer.cpp)
 set(lum_fuzzers_of_container
   PageFuzzer.cpp
   UnpackFuzzer.cpp
   WarningsFuzzer.cpp)
+set(lum_fuzzers_of_both
+  JudgementFuzzer.cpp)
 set(lum_fuzzers_of_release
   ReleaseFuzzer.cpp
   RootFuzzer.cpp
   SnapshotFuzzer.cpp
   TargetsFuzzer.cpp
   TimestampFuzzer.cpp)
-set(lum_fuzzers ${lum_fuzzers_of_extension} ${lum_fuzzers_of_container} ${lum_fuzzers_of_release})
+set(lum_fuzzers ${lum_fuzzers_of_extension} ${lum_fuzzers_of_container} ${lum_fuzzers_of_both} ${lum_fuzzers_of_release})
 
 # lum_fuzzer_name(RESULT SOURCE): the x of XFuzzer.cpp.
 function(lum_fuzzer_name result source)

@@ -1,6 +1,7 @@
 #import "fuzzywindow/PlaceholderWindow.h"
 
 #import "base/objc/ScopedPool.h"
+#import "base/objc/SessionNotifications.h"
 #import "fuzzywindow/WindowPlace.h"
 
 namespace {
@@ -113,15 +114,10 @@ constexpr unichar kEscape = 0x1B;
                                     userInfo:nil
                                      repeats:NO] retain];
     [[NSRunLoop currentRunLoop] addTimer:_limit forMode:NSDefaultRunLoopMode];
-    try {
-        // At once: with the meeting in front, this process is one in the background, for which macOS holds them back.
-        [[NSDistributedNotificationCenter defaultCenter]
-                   addObserver:self
-                      selector:@selector(applicationLaunched:)
-                          name:kLaunchedNotification
-                        object:nil
-            suspensionBehavior:NSNotificationSuspensionBehaviorDeliverImmediately];
-    } catch (...) { // no notifications in this session; the time limit remains
+    const bool hears = base::WithSessionNotifications([self](NSDistributedNotificationCenter *session) {
+        base::HearAtOnce(session, self, @selector(applicationLaunched:), kLaunchedNotification);
+    });
+    if (!hears) { // the time limit remains
         _owner->Warn("The meeting application's announcement cannot be heard.");
     }
 }
@@ -133,10 +129,7 @@ constexpr unichar kEscape = 0x1B;
     [_limit invalidate];
     [_limit release];
     _limit = nil;
-    try {
-        [[NSDistributedNotificationCenter defaultCenter] removeObserver:self];
-    } catch (...) { // never added, then
-    }
+    base::WithSessionNotifications([self](NSDistributedNotificationCenter *session) { [session removeObserver:self]; });
 }
 
 - (void)applicationLaunched:(NSNotification *)notification {

@@ -2,12 +2,14 @@
 
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <initializer_list>
 
+#include "base/Files.h"
 #include "base/Text.h"
 
 namespace lumhost {
@@ -50,6 +52,21 @@ void RaiseDescriptorLimit() {
     if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < kEnough) {
         limit.rlim_cur = std::min(kEnough, limit.rlim_max);
         setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
+void EnterEmptyFolder(const std::filesystem::path &folder) {
+    namespace fs = std::filesystem;
+    std::error_code error;
+    bool made = base::MakeFolder(folder) && !fs::is_symlink(folder, error);
+    fs::directory_iterator entry(folder, error);
+    for (; made && !error && entry != fs::directory_iterator();
+         entry.increment(error)) { // only root can have put it there
+        made = fs::remove_all(entry->path(), error) > 0;
+    }
+    made = made && chmod(folder.c_str(), 0500) == 0 && chdir(folder.c_str()) == 0;
+    if (!made) {
+        fs::current_path("/", error);
     }
 }
 

@@ -1,6 +1,7 @@
 // This program as a process: its version, its complaints, its signals and its limits.
 #pragma once
 
+#include <filesystem>
 #include <string>
 
 namespace lumhost {
@@ -20,5 +21,10 @@ int PendingSignal();
 // Lets the process have more open files: the extension keeps one for every package that it has hashed. Not as many as
 // the system would allow, because a launched program closes every possible one first.
 void RaiseDescriptorLimit();
+
+// Makes an empty folder at this place the working folder, so that a relative name means nothing of the user's. It
+// stays, empty and not to be written, for applications that are started from it. Where it cannot be made: the root
+// folder.
+void EnterEmptyFolder(const std::filesystem::path &folder);
 
 } // namespace lumhost

@@ -41,7 +41,7 @@ constexpr bool kMemoryTells = true;
 #endif
 
 // The observers, in the default and the distributed centre: once for every registration.
-std::multiset<void *> observers;
+std::multiset<void *> g_observers;
 
 template <typename Function> Function Replace(Class owner, SEL selector, Function with) {
     using Any = void (*)(); // says to the compiler that the change of type is meant
@@ -55,15 +55,15 @@ template <typename Function> Function Replace(Class owner, SEL selector, Functio
 using Add = void (*)(id, SEL, id, SEL, NSString *, id);
 using AddDistributed = void (*)(id, SEL, id, SEL, NSString *, NSString *, NSNotificationSuspensionBehavior);
 using Remove = void (*)(id, SEL, id, NSString *, id);
-Add addBefore;
-AddDistributed addDistributedBefore;
-Remove removeBefore, removeDistributedBefore;
+Add g_addBefore;
+AddDistributed g_addDistributedBefore;
+Remove g_removeBefore, g_removeDistributedBefore;
 
 void Forget(id observer, NSString *name) {
     if (!name) {
-        observers.erase(observer);
-    } else if (const auto found = observers.find(observer); found != observers.end()) {
-        observers.erase(found);
+        g_observers.erase(observer);
+    } else if (const auto found = g_observers.find(observer); found != g_observers.end()) {
+        g_observers.erase(found);
     }
 }
 
@@ -71,28 +71,28 @@ void Forget(id observer, NSString *name) {
 void CountObservers() {
     Class local = [NSNotificationCenter class];
     Class distributed = [NSDistributedNotificationCenter class];
-    removeDistributedBefore = Replace<Remove>(distributed, @selector(removeObserver:name:object:),
-                                              [](id self, SEL sel, id observer, NSString *name, id object) {
-                                                  Forget(observer, name);
-                                                  removeDistributedBefore(self, sel, observer, name, object);
-                                              });
-    addDistributedBefore =
+    g_removeDistributedBefore = Replace<Remove>(distributed, @selector(removeObserver:name:object:),
+                                                [](id self, SEL sel, id observer, NSString *name, id object) {
+                                                    Forget(observer, name);
+                                                    g_removeDistributedBefore(self, sel, observer, name, object);
+                                                });
+    g_addDistributedBefore =
         Replace<AddDistributed>(distributed, @selector(addObserver:selector:name:object:suspensionBehavior:),
                                 [](id self, SEL sel, id observer, SEL action, NSString *name, NSString *object,
                                    NSNotificationSuspensionBehavior behavior) {
-                                    observers.insert(observer);
-                                    addDistributedBefore(self, sel, observer, action, name, object, behavior);
+                                    g_observers.insert(observer);
+                                    g_addDistributedBefore(self, sel, observer, action, name, object, behavior);
                                 });
-    addBefore = Replace<Add>(local, @selector(addObserver:selector:name:object:),
-                             [](id self, SEL sel, id observer, SEL action, NSString *name, id object) {
-                                 observers.insert(observer);
-                                 addBefore(self, sel, observer, action, name, object);
-                             });
-    removeBefore = Replace<Remove>(local, @selector(removeObserver:name:object:),
-                                   [](id self, SEL sel, id observer, NSString *name, id object) {
-                                       Forget(observer, name);
-                                       removeBefore(self, sel, observer, name, object);
-                                   });
+    g_addBefore = Replace<Add>(local, @selector(addObserver:selector:name:object:),
+                               [](id self, SEL sel, id observer, SEL action, NSString *name, id object) {
+                                   g_observers.insert(observer);
+                                   g_addBefore(self, sel, observer, action, name, object);
+                               });
+    g_removeBefore = Replace<Remove>(local, @selector(removeObserver:name:object:),
+                                     [](id self, SEL sel, id observer, NSString *name, id object) {
+                                         Forget(observer, name);
+                                         g_removeBefore(self, sel, observer, name, object);
+                                     });
 }
 
 // What the process holds at one moment.
@@ -150,7 +150,7 @@ Holdings Look(const TempDir &site) {
     }
     now.allocated = AllocatedBytes();
     now.resident = ResidentKilobytes();
-    now.observers = observers.size();
+    now.observers = g_observers.size();
     return now;
 }
 

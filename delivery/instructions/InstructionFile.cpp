@@ -1,6 +1,8 @@
 #include "delivery/instructions/InstructionFile.h"
 
 #include <algorithm>
+#include <unordered_map>
+#include <utility>
 
 #include "base/Ascii.h"
 #include "base/Text.h"
@@ -12,6 +14,7 @@ namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kBlanks = " \t\r\n";
+constexpr std::size_t kShortestItemLine = 2; // the extension stops reading at a shorter one
 
 std::string_view Trim(std::string_view text) {
     const std::size_t first = text.find_first_not_of(kBlanks);
@@ -40,6 +43,7 @@ private:
     }
 
     InstructionFile m_file;
+    std::unordered_map<std::string, int> m_firstLines; // of the sections, by their names in lower case
     int m_line = 0;
 };
 
@@ -54,10 +58,12 @@ void InstructionReader::TakeHeader(std::string_view piece) {
               "the line holds both \"[\" and \"]\" and is taken for the section [" + name +
                   "]; everything below it is not read",
               "leave the brackets out of the line");
-    } else if (m_file.Find(name)) {
+    }
+    const auto [known, isFirst] = m_firstLines.emplace(base::Lower(name), m_line);
+    if (!isFirst && Trim(piece).front() == '[') {
         Fault(base::Severity::Warning,
-              "section [" + name + "] stands a second time; only the one at line " +
-                  std::to_string(m_file.Find(name)->line) + " is read",
+              "section [" + name + "] stands a second time; only the one at line " + std::to_string(known->second) +
+                  " is read",
               "give the section another name, or put its lines into the first one");
     }
     m_file.sections.push_back({m_line, name, {}});
@@ -77,12 +83,7 @@ void InstructionReader::TakePiece(std::string_view piece) {
 }
 
 InstructionFile InstructionReader::Read(std::string_view text) {
-    if (text.starts_with(kByteOrderMark)) { // the extension reads a header behind it, but no key
-        m_line = 1;
-        Fault(base::Severity::Warning, "the file begins with a byte-order mark", "save it as UTF-8 without one");
-        m_line = 0;
-        text.remove_prefix(kByteOrderMark.size());
-    }
+    bool isMarked = text.starts_with(kByteOrderMark);
     while (!text.empty()) {
         ++m_line;
         std::string_view line = text.substr(0, text.find('\n'));
@@ -94,7 +95,13 @@ InstructionFile InstructionReader::Read(std::string_view text) {
                   "shorten what is on it, such as the package's path");
         }
         do {
-            TakePiece(line.substr(0, kLongestLine));
+            std::string_view piece = line.substr(0, kLongestLine);
+            if (std::exchange(isMarked, false)) { // the extension reads a header behind it; the mark counts in the cut
+                Fault(base::Severity::Warning, "the file begins with a byte-order mark",
+                      "save it as UTF-8 without one");
+                piece.remove_prefix(kByteOrderMark.size());
+            }
+            TakePiece(piece);
             line.remove_prefix(std::min(line.size(), kLongestLine));
         } while (!line.empty());
     }
@@ -119,6 +126,25 @@ const InstructionSection *InstructionFile::Find(std::string_view name) const {
 
 InstructionFile ReadInstructions(std::string_view text) {
     return InstructionReader().Read(text);
+}
+
+std::vector<const InstructionEntry *> ItemEntries(const InstructionSection &section) {
+    std::unordered_map<std::string, const InstructionEntry *> first;
+    for (const InstructionEntry &entry : section.entries) {
+        first.emplace(base::Lower(entry.key), &entry);
+    }
+    std::vector<const InstructionEntry *> entries;
+    for (;;) {
+        const auto found = first.find("file" + std::to_string(entries.size() + 1));
+        if (found == first.end() || found->second->value.size() < kShortestItemLine) {
+            return entries;
+        }
+        entries.push_back(found->second);
+    }
+}
+
+bool IsInstructionAddress(std::string_view address) {
+    return address.substr(0, address.rfind('?')).ends_with("/" + std::string(kInstructionFileName));
 }
 
 std::string InstructionLine(int line) {

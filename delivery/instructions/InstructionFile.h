@@ -41,6 +41,14 @@ struct InstructionFile {
 
 InstructionFile ReadInstructions(std::string_view text);
 
+// The item lines "File1", "File2" and so on in their order, up to the first that is missing or shorter than two
+// characters: every line that the extension may read. It stops earlier when "Count" says so. Null is never among them.
+std::vector<const InstructionEntry *> ItemEntries(const InstructionSection &section);
+
+// Whether a request for this address, as the extension composes it (with a "?random=..." at its end), is for an
+// instruction file.
+bool IsInstructionAddress(std::string_view address);
+
 // "lummac.ini:7".
 std::string InstructionLine(int line);
 

@@ -187,6 +187,12 @@ void Examiner::ExamineTarget() {
         Error(kTarget, "is a relative folder, which would lie wherever the browser was started",
               "begin it with \"/\", or use a word without \"/\"");
     }
+    if (target.starts_with('/')) {
+        Add(base::Severity::Warning, kTarget,
+            "is a folder of its own: lumhost refuses the whole list unless its user allows this site to install "
+            "anywhere",
+            "leave the target empty, or use a word without \"/\"");
+    }
     if (target.find("dylib") != std::string::npos) {
         Error(kTarget, "holds \"dylib\", so that everything in it is looked for as a library", "use another folder");
     }
@@ -246,15 +252,16 @@ void Examiner::ExamineIntegrity() {
 
 std::vector<std::string> SplitItemLine(std::string_view line) {
     std::vector<std::string> attributes;
-    for (const std::string_view part : SplitAt(line, ';')) {
+    std::vector<std::string_view> parts = SplitAt(line, ';');
+    if (parts.back().empty()) {
+        parts.pop_back();
+    }
+    for (const std::string_view part : parts) {
         std::string attribute(part);
         for (std::size_t at; (at = attribute.find(kRunThatIsRemoved)) != std::string::npos;) {
             attribute.erase(at, kRunThatIsRemoved.size());
         }
         attributes.push_back(std::move(attribute));
-    }
-    if (attributes.back().empty()) {
-        attributes.pop_back();
     }
     return attributes;
 }

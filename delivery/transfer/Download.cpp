@@ -73,7 +73,7 @@ void Download::Judge() {
         Fail(OddReply(url(), "the rest of the file is not there (status 416)"));
         StartOver();
     } else {
-        Fail(StatusFailure(url(), reply));
+        Fail(StatusFailure(url(), reply, AnsweringProxy()));
     }
 }
 
@@ -91,16 +91,16 @@ void Download::JudgeWhole(const ReplyHead &reply) {
 
 void Download::JudgeRest(const ReplyHead &reply) {
     const std::optional<ContentRange> &range = reply.range;
+    const std::uint64_t end = !range ? 0 : range->total.value_or(range->last + 1); // "*": the rest was asked for
     const bool fits = m_askedForRest && range && range->first == m_file.size() && m_tagUrl == url().text() &&
-                      (reply.strongTag.empty() || reply.strongTag == m_tag) &&
-                      (!m_total || !range->total || *m_total == *range->total) &&
+                      (reply.strongTag.empty() || reply.strongTag == m_tag) && (!m_total || *m_total == end) &&
                       (!reply.length || *reply.length == range->last - range->first + 1);
     if (!fits) {
         Fail(OddReply(url(), "another part of the file than the one asked for"));
         StartOver();
         return;
     }
-    m_total = range->total ? range->total : range->last + 1; // "*": the rest was asked for, so this is its end
+    m_total = end;
     m_body = Body::Store;
     CheckRoom();
 }

@@ -113,6 +113,13 @@ const std::string &Exchange::Proxy() const {
     return m_url.secure() ? m_rules.proxies.https : m_rules.proxies.http;
 }
 
+std::string Exchange::AnsweringProxy() const {
+    // Some hosts are reached without the proxy: only the port tells who answered.
+    long port = 0;
+    curl_easy_getinfo(m_handle.get(), CURLINFO_PRIMARY_PORT, &port);
+    return m_url.secure() || Proxy().empty() || port == m_url.port() ? "" : HostOfProxy(Proxy());
+}
+
 std::optional<TransferFailure> Exchange::FailureOfProxy(CURLcode code) const {
     if (Proxy().empty()) {
         return std::nullopt;

@@ -67,6 +67,8 @@ protected:
     std::string ErrorDetail() const {
         return m_error;
     }
+    // The proxy that gives the answers itself, because the address is not secure; empty when there is none.
+    std::string AnsweringProxy() const;
     // Whether the exchange, which broke with `code`, failed at the proxy.
     std::optional<TransferFailure> FailureOfProxy(CURLcode code) const;
 

@@ -28,9 +28,7 @@ std::string Mebibytes(std::uint64_t bytes) {
     return std::to_string(bytes / (1 << 20) + (bytes % (1 << 20) != 0)) + " MiB";
 }
 
-} // namespace
-
-TransferFailure StatusFailure(const base::Url &url, const ReplyHead &reply) {
+TransferFailure ServerFailure(const base::Url &url, const ReplyHead &reply) {
     const std::string number = " (status " + std::to_string(reply.status) + ")";
     switch (reply.status) {
     case 401:
@@ -39,8 +37,6 @@ TransferFailure StatusFailure(const base::Url &url, const ReplyHead &reply) {
     case 404:
     case 410:
         return Permanent(url, "the server does not have the file" + number, kAskOperator);
-    case 407:
-        return Permanent(url, "the proxy asks for a password" + number, kCheckProxy);
     case 408:
     case 429: {
         TransferFailure failure = Transient(url, "the server is busy" + number, kTryLater);
@@ -56,6 +52,21 @@ TransferFailure StatusFailure(const base::Url &url, const ReplyHead &reply) {
         return failure;
     }
     return Permanent(url, "the server did not send the file" + number, kAskOperator);
+}
+
+} // namespace
+
+TransferFailure StatusFailure(const base::Url &url, const ReplyHead &reply, const std::string &proxy) {
+    if (reply.status == 407) {
+        return ProxyFailure(url, proxy, reply.status);
+    }
+    TransferFailure failure = ServerFailure(url, reply);
+    const bool mayBeTheProxys = reply.status == 401 || reply.status == 403 || reply.status >= 500;
+    if (mayBeTheProxys && !proxy.empty()) {
+        failure.cause += ", or the proxy " + proxy + " does not let the request through";
+        failure.remedy += " " + std::string(kCheckProxy);
+    }
+    return failure;
 }
 
 TransferFailure ProxyFailure(const base::Url &url, const std::string &proxy, long status) {

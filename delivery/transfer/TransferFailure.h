@@ -26,8 +26,9 @@ struct TransferFailure {
     }
 };
 
-// The reply's status is no success and no redirect that is followed.
-TransferFailure StatusFailure(const base::Url &url, const ReplyHead &reply);
+// The reply's status is no success and no redirect that is followed. `proxy`: the one through which it came and which
+// may have made it; empty when there is none.
+TransferFailure StatusFailure(const base::Url &url, const ReplyHead &reply, const std::string &proxy);
 // A proxy stands between and did not let the connection through: `status` is its answer, 0 when it cannot be reached.
 TransferFailure ProxyFailure(const base::Url &url, const std::string &proxy, long status);
 // The redirect is not followed; trying again does not help.

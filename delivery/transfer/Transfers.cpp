@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "delivery/transfer/TransferThread.h"
+#include "base/Disk.h"
 #include "base/Files.h"
 #include "base/StagingFolder.h"
 
@@ -18,7 +19,7 @@ constexpr char kFolderPrefix[] = ".lumhost-transfers.";
 
 Transfers::Transfers(TransferSettings settings, std::function<void()> wake) {
     if (const base::Result<void> made = base::MakeFolder(settings.folder); !made) {
-        m_folderError = made.error().text;
+        m_folderError = settings.folder.string() + ": " + base::DiskErrorText(made.error().code);
     } else {
         base::CleanStaging(settings.folder, kFolderPrefix);
         m_folder = std::make_unique<base::StagingFolder>(settings.folder, kFolderPrefix);
@@ -34,9 +35,10 @@ Transfers::Id Transfers::Get(const std::string &url, Progress progress, Done don
     m_downloads[id] = std::make_shared<Callbacks>(Callbacks{std::move(progress), std::move(done)});
     const std::optional<base::Url> address = base::Url::Parse(url);
     if (!m_folderError.empty()) {
-        m_thread->Refuse(id, "The folder for downloads cannot be used: " + m_folderError);
+        m_thread->Refuse(id, "nothing can be stored in the folder for downloads, " + m_folderError +
+                                 ". Free some space or set the folder's permissions, and try again.");
     } else if (!address) {
-        m_thread->Refuse(id, "This is not a web address (http or https), so nothing was fetched. Check the page.");
+        m_thread->Refuse(id, "this is not a web address (http or https), so nothing was fetched. Check the page.");
     } else {
         m_thread->Start(id, *address, m_folder->path() / std::to_string(id), maxBytes);
     }

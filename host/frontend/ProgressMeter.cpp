@@ -64,11 +64,6 @@ unsigned RoundedTimeLeft(double seconds) {
 }
 
 void ProgressMeter::Announce(std::uint64_t total) {
-    if (!m_announced) {
-        m_announced = true;
-        m_received = 0;
-        m_window = {};
-    }
     m_total = total;
 }
 

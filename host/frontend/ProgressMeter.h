@@ -38,15 +38,13 @@ class ProgressMeter {
 public:
     using Clock = RateWindow::Clock;
 
-    // The site announced this many bytes in all. The first announcement starts the count: what came before was the
-    // instruction file. 0 means that the sizes are not known.
+    // The site announced this many bytes in all. 0 means that the sizes are not known.
     void Announce(std::uint64_t total);
     void Receive(Clock::time_point now, std::uint32_t bytes);
 
     Progress Now(Clock::time_point now);
 
 private:
-    bool m_announced = false;
     std::uint64_t m_total = 0;
     std::uint64_t m_received = 0;
     RateWindow m_window;

@@ -64,7 +64,7 @@ std::string ProgressLine(const Progress &progress, int width) {
     if (progress.rate) {
         parts.push_back(base::HumanBytes(*progress.rate) + "/s");
     }
-    if (progress.total) {
+    if (progress.total && progress.received < *progress.total) {
         parts.push_back(progress.secondsLeft ? TimeLeft(*progress.secondsLeft) : "time left unknown");
     }
     std::string line;
@@ -92,12 +92,21 @@ void Terminal::Line(const std::string &text) {
     std::fflush(m_out);
 }
 
+void Terminal::TellDownloaded() {
+    if (m_last.received > m_told) {
+        m_told = m_last.received;
+        Line("Downloaded " + base::HumanBytes(m_last.received));
+    }
+}
+
 void Terminal::OnState(State state, const std::string &detail) {
     if (state == State::Downloading) { // comes back between installations
         if (m_downloading) {
             return;
         }
         m_downloading = true;
+    } else if (state == State::Launching) {
+        TellDownloaded();
     }
     Line(Sentence(state, detail));
 }
@@ -138,9 +147,7 @@ void Terminal::OnSettled(const std::string &) {}
 
 void Terminal::OnEnd(int status, const std::string &reason, int message) {
     (void)message;
-    if (m_last.received > 0) {
-        Line("Downloaded " + base::HumanBytes(m_last.received));
-    }
+    TellDownloaded();
     if (status == 0) {
         Line("Done: " + reason);
     } else {

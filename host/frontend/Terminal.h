@@ -34,12 +34,14 @@ public:
 private:
     void Line(const std::string &text);
     void ClearBar();
+    void TellDownloaded();
 
     std::FILE *m_out;
     const int m_width;
     bool m_downloading = false; // said once
     bool m_bar = false;         // the cursor is in a bar
     Progress m_last;
+    std::uint64_t m_told = 0; // so many bytes were told to have been downloaded
 };
 
 // Columns of the terminal behind `out`; 0 when it is not a terminal, or one that cannot move its cursor.

@@ -2,12 +2,15 @@
 
 #include <fcntl.h>
 #include <stdio.h>
+#include <sys/sendfile.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <fstream>
 #include <vector>
 
+#include "base/Disk.h"
 #include "base/Files.h"
 #include "host/Process.h"
 
@@ -85,12 +88,43 @@ fs::path Hidden(const fs::path &copy, const char *ending) {
     return copy.parent_path() / ("." + copy.filename().string() + ending);
 }
 
+// The standard library's copy calls every fault of the disk an input/output error.
+void CopyFile(const fs::path &from, const fs::path &to) {
+    const base::ScopedDescriptor source(open(from.c_str(), O_RDONLY | O_CLOEXEC));
+    struct stat status {};
+    if (!source || fstat(source.get(), &status) != 0) {
+        throw fs::filesystem_error("open", from, std::error_code(errno, std::generic_category()));
+    }
+    const base::ScopedDescriptor copy(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, status.st_mode & 0777));
+    ssize_t copied = copy ? 1 : -1;
+    while (copied > 0) {
+        copied = sendfile(copy.get(), source.get(), nullptr, 1 << 30);
+    }
+    if (copied < 0) {
+        throw fs::filesystem_error("copy", to, std::error_code(errno, std::generic_category()));
+    }
+}
+
+void CopyTree(const fs::path &from, const fs::path &to) {
+    fs::create_directory(to);
+    for (const fs::path &path : Contents(from)) {
+        const fs::file_status status = fs::symlink_status(from / path);
+        if (fs::is_directory(status)) {
+            fs::create_directory(to / path);
+        } else if (fs::is_symlink(status)) {
+            fs::copy_symlink(from / path, to / path);
+        } else {
+            CopyFile(from / path, to / path);
+        }
+    }
+}
+
 void CopyAfresh(const fs::path &bundle, const fs::path &copy) {
     // Under the lock no other process has a staging folder here; an existing one is from a killed process.
     const fs::path staging = Hidden(copy, ".new");
     fs::remove_all(staging);
     fs::remove_all(staging.string() + ".old");
-    fs::copy(bundle, staging, fs::copy_options::recursive | fs::copy_options::copy_symlinks);
+    CopyTree(bundle, staging);
     Swap(staging, copy);
     fs::remove_all(staging);
 }
@@ -108,9 +142,9 @@ base::Result<void> RefreshCopy(const fs::path &bundle, const fs::path &copy) {
         }
         return {};
     } catch (const fs::filesystem_error &failure) {
-        return base::SystemFailure("cannot copy the extension to " + copy.string() + " (" + failure.path1().string() +
-                                       ")",
-                                   failure.code().value());
+        return base::Fail("cannot copy the extension to " + copy.string() + " (" + failure.path1().string() +
+                              "): " + base::DiskErrorText(failure.code().value()),
+                          failure.code().value());
     } catch (const std::exception &failure) { // out of memory
         return base::Fail("cannot copy the extension to " + copy.string() + ": " + failure.what());
     }

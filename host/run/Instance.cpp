@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <map>
 
+#include "delivery/instructions/InstructionFile.h"
+#include "host/run/EndReason.h"
+
 namespace lumhost {
 
 namespace {
@@ -239,34 +242,46 @@ void Instance::GetFile(LUMGetFileCallback callback, void *context, const char *u
         m_owner.Problem("nothing is downloaded from " + address->Origin() + ": the page was not allowed to use it");
     }
     m_owner.DownloadAsked(asked);
+    const bool instructions = delivery::IsInstructionAddress(asked);
     // The id is known only when Get has returned, and no callback comes before that.
     const auto id = std::make_shared<delivery::Transfers::Id>(0);
     *id = m_transfers.Get(
         allowed ? address->text() : std::string(),
-        [this, callback, context](std::uint32_t bytes) {
-            m_owner.Received(bytes);
+        [this, callback, context, instructions](std::uint32_t bytes) {
+            if (!instructions) {
+                m_owner.Received(bytes);
+            }
             // The count travels in the low 32 bits of the pointer.
             CallBack(callback, context, LUMGetFileNotifyProgress,
                      reinterpret_cast<void *>(std::uintptr_t{bytes})); // NOLINT(performance-no-int-to-ptr)
         },
-        [this, id, callback, context](const delivery::TransferResult &result) {
-            Finished(*id, result, callback, context);
+        [this, id, instructions, callback, context](const delivery::TransferResult &result) {
+            Finished(*id, instructions, result, callback, context);
         });
     m_downloads.insert(*id);
 }
 
-void Instance::Finished(delivery::Transfers::Id id, const delivery::TransferResult &result, LUMGetFileCallback callback,
-                        void *context) {
+void Instance::Finished(delivery::Transfers::Id id, bool instructions, const delivery::TransferResult &result,
+                        LUMGetFileCallback callback, void *context) {
     m_downloads.erase(id);
-    if (!result.ok) {
-        m_owner.Problem("a download failed: " + result.error);
+    base::Result<std::string> good =
+        result.ok ? base::Result<std::string>("") : base::Fail("a download failed: " + result.error);
+    if (good && instructions) {
+        good = m_owner.InstructionsCame(result);
+    }
+    if (!good) {
+        m_owner.Problem(good.error().text);
     }
     std::string file = result.file.string();
-    CallBack(callback, context, LUMGetFileNotifyDone, result.ok ? file.data() : nullptr);
+    CallBack(callback, context, LUMGetFileNotifyDone, good ? file.data() : nullptr);
     for (const std::filesystem::path &destination : m_installed) {
         m_owner.Installed(destination);
     }
     m_installed.clear();
+    m_owner.Delivered();
+    if (good && !good->empty() && !m_stopped) {
+        m_owner.NothingToDo(*good);
+    }
     if (m_downloads.empty()) {
         m_unpacker.Rest();
     }
@@ -299,7 +314,8 @@ int Instance::InstallFile(const char *file, const char *destination) {
     }
     m_owner.NotMoved(place);
     if (!m_stopped) {
-        m_owner.Problem("a package was not installed: " + job.result().error().text);
+        m_owner.Problem("a package was not installed: " + job.result().error().text + ". " +
+                        RemedyOfUnpacking(job.result().error().code));
     }
     return job.result().error().code;
 }

@@ -42,7 +42,12 @@ public:
     virtual void LogRequested(const std::string &url) = 0;
     // A download begins; `url` is as the extension asked for it.
     virtual void DownloadAsked(const std::string &url) = 0;
+    // Of a package.
     virtual void Received(std::uint32_t bytes) = 0;
+    // The extension has dealt with a download: a problem that was told since the last one has had its effects.
+    virtual void Delivered() = 0;
+    // The extension has read the instruction file, and nothing can come of it, because of this.
+    virtual void NothingToDo(const std::string &why) = 0;
     virtual void Installing(const std::string &name) = 0;
     // Keeps the windows alive until `ended`, which waits for so long at most, answers true. Calls neither Beat nor
     // Deliver.
@@ -53,6 +58,10 @@ public:
     virtual void NotMoved(const std::filesystem::path &destination) = 0;
     // A component is at this path, and the extension has finished with it.
     virtual void Installed(const std::filesystem::path &destination) = 0;
+    // An instruction file has arrived, and the extension will be given it, unless the answer is an Error: then the
+    // download has failed for it, and the Error is told as a problem. The value is empty, or why nothing can come of
+    // the file: NothingToDo is called with it when the extension has read the file.
+    virtual base::Result<std::string> InstructionsCame(const delivery::TransferResult &result) = 0;
     virtual void Problem(const std::string &text) = 0;
     virtual void StopAsked() = 0;
 };
@@ -99,8 +108,8 @@ private:
     int InstallFile(const char *file, const char *destination);
     void AskStop();
 
-    void Finished(delivery::Transfers::Id id, const delivery::TransferResult &result, LUMGetFileCallback callback,
-                  void *context);
+    void Finished(delivery::Transfers::Id id, bool instructions, const delivery::TransferResult &result,
+                  LUMGetFileCallback callback, void *context);
     void CallBack(LUMGetFileCallback callback, void *context, LUMGetFileNotifyMessageType type, void *data);
 
     const Extension &m_extension;

@@ -6,9 +6,13 @@
 #include "host/run/Alerts.h"
 #include "host/trace/TraceObserver.h"
 #include "host/trace/MessageNumber.h"
+#include "lum/lumext/TraceLines.h"
+#include "base/Files.h"
 #include "base/Processes.h"
 #include "base/Text.h"
 #include "host/Process.h"
+#include "host/run/EndReason.h"
+#include "host/run/InstructionReview.h"
 #include "host/run/PageSource.h"
 #include "host/run/WindowServer.h"
 
@@ -21,6 +25,7 @@ using namespace std::chrono_literals;
 constexpr auto kTelling = 250ms;      // between two reports of the progress
 constexpr auto kLastRequests = 3s;    // for requests to the site's log, at the end
 constexpr auto kLeftRequests = 300ms; // the same when the browser waits for the end
+constexpr std::uint64_t kLargestInstructions = 64 << 20;
 
 bool PageWaits(const delivery::Page &page) {
     const std::string *value = page.Find("klvpagewaiting_value");
@@ -36,7 +41,8 @@ bool IsChild(int pid) {
 } // namespace
 
 Run::Run(Settings settings, const Folders &folders, TraceFile &log, EventSink &sink)
-    : m_settings(std::move(settings)), m_log(log), m_sink(sink), m_navigator(m_settings.page, sink, m_settings.open),
+    : m_settings(std::move(settings)), m_folders(folders), m_gate(folders, m_settings.page, m_settings.confined),
+      m_log(log), m_sink(sink), m_navigator(m_settings.page, sink, m_settings.open),
       m_lastStart(folders, m_settings.page, m_settings.bundle), m_recorder(folders),
       m_watch(PageWaits(m_settings.page), m_began), m_loop(*this),
       m_transfers(std::make_unique<delivery::Transfers>(SettingsOfTransfers(folders), m_loop.Waker())),
@@ -55,30 +61,45 @@ RunEnd Run::Go() {
                                  {[this] { SessionWillLaunch(); }, [this](int pid) { SessionLaunched(pid); }});
     WatchServer(); // it may go away while the first window is made
     SetState(State::Starting);
-    const base::Result<void> started = m_instance->Start();
-    m_watch.CallEnded(m_began, Clock::now());
-    if (started) {
+    if (StartInstance()) {
         m_loop.Run();
-    } else {
-        m_end = RunEnd{static_cast<int>(Ending::NoExtension), started.error().text, 0};
     }
     m_instance->End();
     m_transfers->WaitForRequests(m_asked && m_settings.untilLeft ? kLeftRequests : kLastRequests);
     TellProgress(true);
     m_lastStart.Note("longest pause of the windows", std::to_string(m_instance->LongestPause().count()) + " ms");
     m_lastStart.End(m_end->status, m_end->reason, m_end->message);
+    if (m_end->status != 0 && m_end->reason != m_complaint) {
+        Complain(m_end->reason);
+    }
     m_sink.OnEnd(m_end->status, m_end->reason, m_end->message);
     WatchWindowServer([status = m_end->status] { return status; }); // everything has been reported
     return *m_end;
+}
+
+// False when the end is known already.
+bool Run::StartInstance() {
+    if (const base::Result<void> admitted = m_gate.AdmitPage(); !admitted) {
+        Problem(admitted.error().text);
+        m_end = RunEnd{static_cast<int>(Ending::NotAllowed), "the page may not install there", 0};
+        return false;
+    }
+    EnterEmptyFolder(m_folders.cache / "empty");
+    const base::Result<void> started = m_instance->Start();
+    m_watch.CallEnded(m_began, Clock::now());
+    if (!started) {
+        m_end = RunEnd{static_cast<int>(Ending::NoExtension), started.error().text, 0};
+    }
+    return started.has_value();
 }
 
 void Run::Control() {
     m_lastStart.Flush();
     m_instance->WindowsLive();
     if (const int signal = PendingSignal()) {
-        AskToEnd({static_cast<int>(Ending::Signal) + signal, "ended by a signal", 0});
+        AskToEnd({static_cast<int>(Ending::Signal) + signal, ReasonOfSignal(signal, Downloads()), 0});
     } else if (m_settings.timeout && Clock::now() - m_began >= *m_settings.timeout) {
-        AskToEnd({static_cast<int>(Ending::OutOfTime), "out of time", 0});
+        AskToEnd({static_cast<int>(Ending::OutOfTime), ReasonOfTimeout(m_state, Downloads()), 0});
     } else if (const auto end = m_settings.outside && !m_asked ? m_settings.outside() : std::nullopt) {
         AskToEnd(*end);
     }
@@ -148,7 +169,12 @@ void Run::AfterCall() {
 
 void Run::Settle(const RunWatch::Verdict &verdict) {
     if (!m_settings.untilLeft || verdict.ending != Ending::Done) {
-        Finish(EndOf(verdict));
+        RunEnd end = EndOf(verdict);
+        if (verdict.ending == Ending::NothingMore && !std::exchange(m_settled, true)) { // no message says it
+            AddAlert({}, end.reason);
+            ShowAlerts();
+        }
+        Finish(m_asked ? *m_asked : std::move(end));
     } else if (!m_settled) {
         m_settled = true;
         m_sink.OnSettled(EndOf(verdict).reason);
@@ -188,12 +214,36 @@ RunEnd Run::EndOf(const RunWatch::Verdict &verdict) const {
     case Ending::Done:
         return {status, m_watch.IsSentOn() ? "the page was sent on" : "the application runs", verdict.message};
     case Ending::Message:
-        return {status, "a message was shown", verdict.message};
+        return {status, WhyMessage(verdict.message), verdict.message};
     case Ending::Stopped:
         return {status, "stopped by the user", verdict.message};
     default:
-        return {status, "nothing is left to do, and nothing was started", verdict.message};
+        return {status, WhyNothing(), verdict.message};
     }
+}
+
+std::string Run::WhyMessage(int number) const {
+    return m_cause.first == number && !m_cause.second.empty() ? m_cause.second : ReasonOfMessage(number);
+}
+
+std::string Run::WhyNothing() const {
+    if (!m_nothingToDo.empty()) {
+        return m_nothingToDo;
+    }
+    const std::string *component = m_settings.page.Find("LumComponentName");
+    if (m_tried && component) {
+        return "the page's component " + base::Quoted(*component) +
+               " is not one that starts an application. Tell the operator of the site.";
+    }
+    const std::string *only = m_settings.page.Find("LumDownloadOnly");
+    if (only && base::Lower(*only) == "true" && m_watch.IsAllInstalled()) {
+        return "everything is installed; the page only downloads (LumDownloadOnly) and names no next page (szNextUrl)";
+    }
+    return "nothing is left to do, and nothing was started; \"lumhost --report FILE\" packs what support needs to know";
+}
+
+bool Run::Downloads() const {
+    return (m_state == State::Downloading || m_state == State::Installing) && m_instance->downloading();
 }
 
 void Run::Trace(const TraceLine &line) {
@@ -217,7 +267,11 @@ void Run::Heard(const TraceNews &news) {
     case TraceNews::Kind::ShowsMessage:
         m_messageNumber = static_cast<int>(news.number);
         break;
+    case TraceNews::Kind::SecondMeeting:
+        SecondMeetingRefused();
+        break;
     case TraceNews::Kind::Starts:
+        m_tried = true;
         TellProgress(true);
         SetState(State::Launching);
         break;
@@ -266,11 +320,34 @@ void Run::TellProgress(bool atOnce) {
 void Run::ShowMessage(const std::string &text) {
     const int number = m_messageNumber != 0 ? m_messageNumber : MessageNumber(text);
     m_messageNumber = 0;
+    m_cause = {number, m_problem};
+    TellMessage(number, text);
+    m_watch.Shown(number, Clock::now());
+    AddAlert(text, m_problem);
+}
+
+void Run::TellMessage(int number, const std::string &text) {
     Complain("message " + std::to_string(number) + ": " + base::OneLine(text));
     m_sink.OnMessage({number, text});
-    m_watch.Shown(number, Clock::now());
+}
+
+void Run::AddAlert(const std::string &text, const std::string &why) {
     if (m_settings.alerts) {
-        m_alerts.push_back(text);
+        const std::string_view words = base::Trim(text);
+        m_alerts.push_back(std::string(words) + (words.empty() || why.empty() ? "" : "\n\n") + why);
+    }
+}
+
+void Run::SecondMeetingRefused() {
+    constexpr int kSecondMeeting = 24;
+    if (m_messageNumber == kSecondMeeting) {
+        return; // an ordinary message
+    }
+    m_watch.SecondMeeting(kSecondMeeting);
+    if (m_settings.alerts) {
+        TellMessage(kSecondMeeting, LUM_TEXT_SECOND_MEETING); // the extension shows its own alert
+    } else {
+        m_messageNumber = kSecondMeeting;
     }
 }
 
@@ -299,6 +376,15 @@ void Run::Received(std::uint32_t bytes) {
     TellProgress(false);
 }
 
+void Run::Delivered() {
+    m_problem.clear();
+}
+
+void Run::NothingToDo(const std::string &why) {
+    m_nothingToDo = why;
+    m_watch.NothingToDo();
+}
+
 void Run::Installing(const std::string &name) {
     TellProgress(true);
     SetState(State::Installing, name);
@@ -323,8 +409,25 @@ void Run::Installed(const std::filesystem::path &destination) {
     }
 }
 
+base::Result<std::string> Run::InstructionsCame(const delivery::TransferResult &result) {
+    const base::Result<std::string> text = base::ReadWhole(result.file, kLargestInstructions);
+    if (!text) {
+        return base::Fail("the instruction file cannot be read: " + text.error().text);
+    }
+    const std::optional<base::Url> address = base::Url::Parse(result.address);
+    const InstructionReview review = ReviewInstructions(*text, m_settings.page, address ? address->host() : "");
+    if (review.isForeign) {
+        return base::Fail("a download failed: " + review.fault);
+    }
+    if (const base::Result<void> admitted = m_gate.Admit(result.file); !admitted) {
+        return base::Fail(admitted.error());
+    }
+    return review.fault;
+}
+
 void Run::Problem(const std::string &text) {
-    Complain(base::OneLine(text));
+    m_problem = m_complaint = text;
+    Complain(text);
     m_sink.OnProblem(text);
 }
 

@@ -11,6 +11,7 @@
 #include "host/frontend/EventSink.h"
 #include "host/installed/InstallRecorder.h"
 #include "host/run/Instance.h"
+#include "host/run/InstructionGate.h"
 #include "host/trace/LastStart.h"
 #include "host/run/MainLoop.h"
 #include "host/run/Navigator.h"
@@ -31,7 +32,8 @@ class Run final : public MainLoop::Client, public InstanceOwner {
 public:
     struct Settings {
         delivery::Page page;
-        std::vector<std::string> sites; // downloads come from these only
+        std::vector<std::string> sites;    // downloads come from these only
+        std::vector<std::string> confined; // those of them that may install into "Kelvo Folder" only
         Extension extension;
         std::filesystem::path bundle;
         std::optional<std::chrono::milliseconds> timeout = {};
@@ -68,31 +70,43 @@ private:
     void LogRequested(const std::string &url) override;
     void DownloadAsked(const std::string &url) override;
     void Received(std::uint32_t bytes) override;
+    void Delivered() override;
+    void NothingToDo(const std::string &why) override;
     void Installing(const std::string &name) override;
     void KeepWindowsAlive(const std::function<bool(std::chrono::milliseconds)> &ended) override;
     void Moving(const std::filesystem::path &destination, std::uint64_t number) override;
     void NotMoved(const std::filesystem::path &destination) override;
     void Installed(const std::filesystem::path &destination) override;
+    base::Result<std::string> InstructionsCame(const delivery::TransferResult &result) override;
     void Problem(const std::string &text) override;
     void StopAsked() override;
 
     void Trace(const TraceLine &line);
     void Heard(const TraceNews &news);
+    void SecondMeetingRefused();
+    void TellMessage(int number, const std::string &text);
     void SessionWillLaunch();
     void SessionLaunched(int pid);
     void TellLaunch();
     void SetState(State state, const std::string &detail = {});
     void TellProgress(bool atOnce);
+    bool StartInstance();
     void Settle(const RunWatch::Verdict &verdict);
     void WatchServer();
     // What is due between two calls of the extension: alerts, reports, the end.
     void AfterCall();
     void ShowAlerts();
+    void AddAlert(const std::string &text, const std::string &why);
     void AskToEnd(RunEnd end);
     void Finish(RunEnd end);
     RunEnd EndOf(const RunWatch::Verdict &verdict) const;
+    std::string WhyNothing() const;
+    std::string WhyMessage(int number) const;
+    bool Downloads() const; // a package is on its way
 
     const Settings m_settings;
+    const Folders m_folders;
+    const InstructionGate m_gate;
     const std::thread::id m_mainThread = std::this_thread::get_id();
     const Clock::time_point m_began = Clock::now();
     TraceFile &m_log;
@@ -109,8 +123,13 @@ private:
 
     std::optional<State> m_state;
     std::string m_stateDetail;
-    std::string m_packageUrl; // the extension is about to ask for this package
-    int m_messageNumber = 0;  // of the message that it is about to show
+    std::string m_packageUrl;            // the extension is about to ask for this package
+    int m_messageNumber = 0;             // of the message that it is about to show
+    std::string m_problem;               // of the download that the extension is dealing with
+    std::string m_complaint;             // the last one on standard error
+    std::pair<int, std::string> m_cause; // a message, and why it was shown
+    std::string m_nothingToDo;           // why
+    bool m_tried = false;                // to start an application
     std::deque<std::string> m_alerts;
     bool m_showing = false; // an alert
     bool m_settled = false;

@@ -46,6 +46,7 @@ void RunWatch::Heard(const TraceNews &news, Clock::time_point now) {
         break;
     case Kind::PackageAsked:
     case Kind::ShowsMessage:
+    case Kind::SecondMeeting:
     case Kind::Starts:
         break;
     }
@@ -89,18 +90,25 @@ bool RunWatch::HasSettled(Clock::time_point now) const {
     return false;
 }
 
+RunWatch::Verdict RunWatch::Done() const {
+    return m_refusal != 0 ? Verdict{Ending::Message, m_refusal} : Verdict{Ending::Done, m_message};
+}
+
 std::optional<RunWatch::Verdict> RunWatch::Judge(bool busy, Clock::time_point now) {
     if (m_stopped) {
         return Verdict{Ending::Stopped, m_message};
     }
     if (m_sentOn) {
-        return Verdict{Ending::Done, m_message};
+        return Done();
     }
     if (m_stoppedByMessage && m_application == Application::None) {
         return Verdict{Ending::Message, m_message};
     }
     if (HasSettled(now)) {
-        return Verdict{Ending::Done, m_message};
+        return Done();
+    }
+    if (m_nothingToDo) {
+        return Verdict{Ending::NothingMore, m_message};
     }
     if (busy || m_application != Application::None) {
         m_quietSince = now;

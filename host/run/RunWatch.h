@@ -9,6 +9,7 @@
 //   - a message was shown after which the extension has stopped. One about a package does not stop it once the main
 //     component is ready: then the other packages are waited for, and kAfterMessage;
 //   - the extension asked to be stopped (the user's Stop button);
+//   - nothing can come of the instruction file;
 //   - nothing has happened for kIdle, or kAllInstalled when all packages were installed. The time of a long call of the
 //     extension (an installation, a panel) does not count.
 #pragma once
@@ -49,8 +50,19 @@ public:
     bool IsSentOn() const {
         return m_sentOn;
     }
+    bool IsAllInstalled() const {
+        return m_allInstalled;
+    }
     void AskedToStop() {
         m_stopped = true;
+    }
+    // The extension has read an instruction file in which there is nothing for it.
+    void NothingToDo() {
+        m_nothingToDo = true;
+    }
+    // A second meeting was refused. The page is sent on to the running one all the same; then it is over.
+    void SecondMeeting(int message) {
+        m_refusal = message;
     }
     // The application that this process started reported itself to the session.
     void Reported(int pid, Clock::time_point now);
@@ -68,6 +80,7 @@ private:
     enum class Application { None, Meeting, Player, Seen };
 
     void Runs(Application application, Clock::time_point now);
+    Verdict Done() const;
     bool HasSettled(Clock::time_point now) const;
 
     const bool m_pageWaits;
@@ -75,6 +88,8 @@ private:
     bool m_allInstalled = false;
     bool m_sentOn = false;
     bool m_stopped = false;
+    bool m_nothingToDo = false;
+    int m_refusal = 0; // the message that said so
     bool m_stoppedByMessage = false;
     int m_message = 0;
     Application m_application = Application::None;

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <set>
 #include <sstream>
 
 #include "base/Files.h"
@@ -18,6 +17,7 @@ namespace lumhost {
 namespace {
 
 constexpr std::uint64_t kLargestFile = 1 << 20;
+constexpr std::string_view kAnywhere = " anywhere"; // behind a site in the file
 
 // The content, or why it is not used.
 base::Result<std::string> ReadList(const std::filesystem::path &file) {
@@ -65,29 +65,46 @@ Origins::Origins(std::filesystem::path file) : m_file(std::move(file)) {
 void Origins::Read() {
     const base::Result<std::string> content = ReadList(m_file);
     m_problem = content ? "" : content.error().text;
-    std::set<std::string> origins;
+    m_origins.clear();
     std::istringstream lines(content.value_or(""));
     for (std::string line; std::getline(lines, line);) {
-        if (const auto origin = ReadOrigin(base::OneLine(line))) {
-            origins.insert(*origin);
+        line = base::OneLine(line);
+        const bool isAnywhere = line.ends_with(kAnywhere);
+        line.resize(line.size() - (isAnywhere ? kAnywhere.size() : 0));
+        if (const auto origin = ReadOrigin(line)) {
+            m_origins.emplace(*origin, isAnywhere ? Reach::Anywhere : Reach::KelvoFolder);
         }
     }
-    m_origins.assign(origins.begin(), origins.end());
 }
 
 bool Origins::IsAllowed(std::string_view origin) const {
-    return std::binary_search(m_origins.begin(), m_origins.end(), origin);
+    return m_origins.contains(origin);
 }
 
-base::Result<void> Origins::Allow(const std::string &origin) {
-    return Change(origin, true);
+std::optional<Reach> Origins::ReachOf(std::string_view origin) const {
+    const auto found = m_origins.find(origin);
+    return found == m_origins.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::vector<std::string> Origins::Confined(const std::vector<std::string> &sites) const {
+    std::vector<std::string> confined;
+    std::ranges::copy_if(sites, std::back_inserter(confined),
+                         [&](const std::string &site) { return ReachOf(site) != Reach::Anywhere; });
+    return confined;
+}
+
+base::Result<void> Origins::Allow(const std::string &origin, std::optional<Reach> reach) {
+    return Change([&] {
+        const auto [known, added] = m_origins.emplace(origin, reach.value_or(Reach::KelvoFolder));
+        known->second = reach.value_or(known->second);
+    });
 }
 
 base::Result<void> Origins::Forbid(const std::string &origin) {
-    return Change(origin, false);
+    return Change([&] { m_origins.erase(origin); });
 }
 
-base::Result<void> Origins::Change(const std::string &origin, bool allow) {
+base::Result<void> Origins::Change(const std::function<void()> &change) {
     if (const base::Result<void> made = base::MakeFolder(m_file.parent_path()); !made) {
         return made;
     }
@@ -99,24 +116,20 @@ base::Result<void> Origins::Change(const std::string &origin, bool allow) {
     if (!m_problem.empty()) {
         return base::Fail(m_problem);
     }
-    if (IsAllowed(origin) == allow) {
+    const auto before = m_origins;
+    change();
+    if (m_origins == before) {
         return {};
     }
-    std::set<std::string> origins(m_origins.begin(), m_origins.end());
-    if (allow) {
-        origins.insert(origin);
-    } else {
-        origins.erase(origin);
-    }
     std::string content;
-    for (const std::string &each : origins) {
-        content += each + "\n";
+    for (const auto &[origin, reach] : m_origins) {
+        content.append(origin).append(reach == Reach::Anywhere ? kAnywhere : "").append("\n");
     }
-    if (const base::Result<void> written = base::ReplaceFile(m_file, content); !written) {
-        return written;
+    const base::Result<void> written = base::ReplaceFile(m_file, content);
+    if (!written) {
+        m_origins = before;
     }
-    m_origins.assign(origins.begin(), origins.end());
-    return {};
+    return written;
 }
 
 } // namespace lumhost

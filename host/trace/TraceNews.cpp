@@ -18,6 +18,7 @@ struct Known {
 
 constexpr Known kKnown[] = {
     {LUM_TRACE_SHOWS_MESSAGE, Kind::ShowsMessage, std::nullopt},
+    {LUM_TRACE_REPORTS, Kind::SecondMeeting, 24},
     {LUM_TRACE_MAIN_READY, Kind::MainReady, std::nullopt},
     {LUM_TRACE_ALL_INSTALLED, Kind::AllInstalled, std::nullopt},
     {LUM_TRACE_STARTS, Kind::Starts, std::nullopt},

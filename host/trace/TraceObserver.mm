@@ -2,6 +2,8 @@
 
 #import <Foundation/Foundation.h>
 
+#import "base/objc/SessionNotifications.h"
+
 namespace {
 
 // In a structure, because the compiler cannot write down the members of these classes for the runtime.
@@ -87,12 +89,11 @@ TraceObserver::TraceObserver(TraceCollector &collector, SessionEvents events) : 
     NSNotificationCenter *local = [NSNotificationCenter defaultCenter];
     [local addObserver:observer selector:@selector(trace:) name:@"TRACENOTIFICATIONNotification" object:nil];
     [local addObserver:observer selector:@selector(query:) name:@"QUERYWARINGMESSAGENOTIFICTION" object:nil];
-    try {
-        NSDistributedNotificationCenter *session = [NSDistributedNotificationCenter defaultCenter];
+    // Without a daemon nothing comes from the session; the traces say the same.
+    base::WithSessionNotifications([observer](NSDistributedNotificationCenter *session) {
         [session addObserver:observer selector:@selector(willLaunch:) name:@"KelvoLumWillLaunchApplication" object:nil];
         [session addObserver:observer selector:@selector(launched:) name:@"KLVMeetingLaunchedNotification" object:nil];
-    } catch (...) { // no daemon: nothing comes from the session; the traces say the same
-    }
+    });
     m_observer = observer;
 }
 
@@ -101,10 +102,8 @@ TraceObserver::~TraceObserver() {
     g_logged = nullptr;
     id observer = static_cast<id>(m_observer);
     [[NSNotificationCenter defaultCenter] removeObserver:observer];
-    try {
-        [[NSDistributedNotificationCenter defaultCenter] removeObserver:observer];
-    } catch (...) {
-    }
+    base::WithSessionNotifications(
+        [observer](NSDistributedNotificationCenter *session) { [session removeObserver:observer]; });
     [observer release];
 }
 

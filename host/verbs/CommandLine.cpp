@@ -96,6 +96,7 @@ base::Result<CommandLine> ReadCommandLine(const std::vector<std::string> &argume
     line.json = typed->Has("--json");
     line.open = typed->Has("--open");
     line.all = typed->Has("--all");
+    line.anywhere = typed->Has("--anywhere");
     line.forUser = typed->Has("--user");
     line.forSystem = typed->Has("--system");
     if (const std::string wrong = WhatIsWrong(line); !wrong.empty()) {

@@ -42,6 +42,7 @@ struct CommandLine {
     bool json = false;
     bool open = false;
     bool all = false;
+    bool anywhere = false;  // "allow"
     bool forUser = false;   // "browser": only for the user
     bool forSystem = false; // only for the machine
 };

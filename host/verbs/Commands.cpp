@@ -89,13 +89,18 @@ const base::Program &Commands() {
               .fewest = 1,
               .most = 1,
               .summary = "allow the pages of this site to start meetings",
-              .text = "A site is a scheme, a host and, unless it is the scheme's own, a port: https://meet.example."},
+              .text =
+                  "A site is a scheme, a host and, unless it is the scheme's own, a port: https://meet.example. Its "
+                  "components are installed in your \"Kelvo Folder\" only, also when it was allowed more before.",
+              .options = {{.name = "--anywhere",
+                           .help = "let it install wherever its instruction file says, and replace and delete what is "
+                                   "there: any file of yours"}}},
              {.name = "forbid",
               .operands = "SITE",
               .fewest = 1,
               .most = 1,
               .summary = "withdraw that permission",
-              .offer = {Kind::Command, "lumhost allowed"}},
+              .offer = {Kind::Command, "lumhost allowed | cut -d' ' -f1"}},
              {.name = "allowed", .summary = "list the allowed sites"},
              {.name = "status",
               .summary = "list the installed components, and whether they are complete and unchanged",

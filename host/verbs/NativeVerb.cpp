@@ -113,6 +113,7 @@ int Go(const NativeStart &start, const CommandLine &line, const Folders &folders
     }
     Run run({.page = std::move(page),
              .sites = sites,
+             .confined = Origins(folders.Origins()).Confined(sites),
              .extension = *extension,
              .bundle = bundle,
              .timeout = line.timeout,

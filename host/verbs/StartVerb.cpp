@@ -12,6 +12,7 @@
 #include "host/frontend/Terminal.h"
 #include "host/installed/InstallNotes.h"
 #include "host/run/Alerts.h"
+#include "host/run/EndReason.h"
 #include "host/run/ExtensionCopy.h"
 #include "host/run/PageSource.h"
 #include "host/run/Run.h"
@@ -53,12 +54,14 @@ bool MustStop(const Deadline &deadline) {
 int Fail(EventSink &sink, const Deadline &deadline, Ending ending, std::string text) {
     if (const int signal = PendingSignal()) {
         const int status = static_cast<int>(Ending::Signal) + signal;
-        sink.OnEnd(status, "ended by a signal", 0);
+        text = ReasonOfSignal(signal, false);
+        Complain(text);
+        sink.OnEnd(status, text, 0);
         return status;
     }
     if (deadline.IsOver()) {
         ending = Ending::OutOfTime;
-        text = "out of time";
+        text = ReasonOfTimeout(std::nullopt, false);
     }
     Complain(text);
     sink.OnEnd(static_cast<int>(ending), text, 0);
@@ -175,6 +178,7 @@ int Start(const CommandLine &line, const Folders &folders, EventSink &sink) {
     }
     Run run({.page = std::move(*page),
              .sites = sites,
+             .confined = Origins(folders.Origins()).Confined(sites),
              .extension = *extension,
              .bundle = bundle,
              .timeout = deadline.Left(),

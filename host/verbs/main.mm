@@ -37,11 +37,13 @@ int ChangeOrigins(const CommandLine &line, const Folders &folders) {
     }
     Origins origins(folders.Origins());
     const bool allow = line.verb == CommandLine::Verb::Allow;
-    if (const base::Result<void> changed = allow ? origins.Allow(*origin) : origins.Forbid(*origin); !changed) {
+    const Reach reach = line.anywhere ? Reach::Anywhere : Reach::KelvoFolder;
+    if (const base::Result<void> changed = allow ? origins.Allow(*origin, reach) : origins.Forbid(*origin); !changed) {
         Complain(changed.error().text);
         return EXIT_FAILURE;
     }
-    std::printf("%s: %s\n", allow ? "allowed" : "not allowed", origin->c_str());
+    std::printf("%s: %s%s\n", allow ? "allowed" : "not allowed", origin->c_str(),
+                allow && line.anywhere ? ", to install anywhere: it may replace and delete all of your files" : "");
     return EXIT_SUCCESS;
 }
 
@@ -51,8 +53,8 @@ int ListOrigins(const Folders &folders) {
         Complain(origins.problem());
         return EXIT_FAILURE;
     }
-    for (const std::string &origin : origins.all()) {
-        std::puts(origin.c_str());
+    for (const auto &[origin, reach] : origins.all()) {
+        std::printf("%s%s\n", origin.c_str(), reach == Reach::Anywhere ? "  may install anywhere" : "");
     }
     return EXIT_SUCCESS;
 }
@@ -111,7 +113,14 @@ int PackReport(const CommandLine &line, const Folders &folders) {
     return EXIT_SUCCESS;
 }
 
-int Start(const CommandLine &line, const Folders &folders) {
+// A start leaves the folder that it was typed in.
+void MakeAbsolute(std::filesystem::path &path) {
+    path = path.empty() ? path : std::filesystem::absolute(path);
+}
+
+int Start(CommandLine line, const Folders &folders) {
+    MakeAbsolute(line.report);
+    MakeAbsolute(line.extension);
     UseTheme(OwnPart(kTheme).c_str());
     const int status = StartPage(line, folders);
     if (!line.report.empty()) {
@@ -120,7 +129,8 @@ int Start(const CommandLine &line, const Folders &folders) {
     return status;
 }
 
-int StartNative(const CommandLine &line, const Folders &folders) {
+int StartNative(CommandLine line, const Folders &folders) {
+    MakeAbsolute(line.extension);
     UseTheme(OwnPart(kTheme).c_str());
     return StartForBrowser(line, folders);
 }

@@ -51,7 +51,9 @@ void TraceAssertionFailure(const char *expression, const char *file, int line);
 // - Names and keys are compared without regard to (ASCII) case. Names, keys and values lose the blanks around them
 //   (space, tab, carriage return, line feed); a value in a pair of double or single quotes loses these, and then the
 //   blanks inside them.
-// The file is read afresh on every call; nothing is cached. A missing file, section or key is not an error.
+// Every call answers for the file as it is then: it is searched from its start, or what an earlier call read of it
+// answers while the file's status says that it is the same (base/FileVersion.h). A missing file, section or key is not
+// an error.
 
 // Trims `str` in place at its end and returns the address of its first character that is not a blank. The two are the
 // same. Null is reported ("lpszString") and returned; callers do not rely on that.
@@ -132,6 +134,8 @@ unsigned int GetTempFileName(const std::string &folder, const std::string &prefi
 // True: nothing is at the path any more, or the path is empty; parts of the item may be left under the new name.
 //
 // False: nothing was there, or something still is; of a folder, a part may be gone.
+//
+// A "/" at the end is allowed behind a folder's name and a link's. The link goes, what it leads to stays.
 bool RemoveFile(const std::string &path);
 
 // The version of what is at `path`, its numbers joined with ",", in `dest`; empty when there is none. False when

@@ -60,13 +60,16 @@ bool RemoveUnderNewName(NSString *path) {
 
 } // namespace
 
-bool RemoveFile(const std::string &path) {
-    if (path.empty()) {
+bool RemoveFile(const std::string &given) {
+    if (given.empty()) {
         return true;
     }
+    // With a "/" behind it a link's name means the folder that it leads to, which is not to be emptied.
+    const std::string::size_type end = given.find_last_not_of('/');
+    const std::string path = end == given.npos ? given : given.substr(0, end + 1);
     const base::ScopedPool pool;
     NSString *text = [NSString stringWithUTF8String:path.c_str()];
-    if (!text || !base::IsPresent(path.c_str())) {
+    if (!text || !base::IsPresent(isLink(path.c_str()) ? path.c_str() : given.c_str())) {
         return false;
     }
     if (RemoveWithFileManager(text)) {

@@ -7,8 +7,9 @@
 
 #import <Foundation/Foundation.h>
 
+#import "base/objc/ScopedPool.h"
+#import "base/objc/SessionNotifications.h"
 #include "lum/common/lumutil.h"
-#include "base/objc/ScopedPool.h"
 #include "lum/platform/Session.h"
 
 namespace {
@@ -16,10 +17,6 @@ namespace {
 NSString *const kWillLaunchNotification = @"KelvoLumWillLaunchApplication";
 NSString *const kHostTypeKey = @"HOSTTYPE";
 constexpr SInt32 kSystemVersion10_7 = 0x1070;
-
-void PostWillLaunch(void *) {
-    [[NSDistributedNotificationCenter defaultCenter] postNotificationName:kWillLaunchNotification object:nil];
-}
 
 bool IsSystemVersionAtLeast(SInt32 wanted) {
     SInt32 version = 0;
@@ -42,9 +39,11 @@ void AddHostType(NSTask *task) {
 
 void AnnounceLaunch() {
     const base::ScopedPool pool;
-    // The centre throws when its server is not reachable; the launch does not depend on being heard.
-    if (NSException *exception = CatchObjCException(PostWillLaunch, nullptr)) {
-        MacWarnTrace("CPluginView::LoadMainComponant,cannot announce the launch: %s", [[exception reason] UTF8String]);
+    const bool announced = base::WithSessionNotifications([](NSDistributedNotificationCenter *session) {
+        [session postNotificationName:kWillLaunchNotification object:nil];
+    });
+    if (!announced) { // the launch does not depend on being heard
+        MacInfoTrace("CPluginView::LoadMainComponant,cannot announce the launch");
     }
 }
 

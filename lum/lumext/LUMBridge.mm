@@ -1,26 +1,9 @@
 #import "lum/lumext/LUMBridge.h"
 
+#import "base/objc/SessionNotifications.h"
 #include "lum/common/lumutil.h"
 #include "lum/lumext/lumext.h"
 #include "lum/lumext/TraceLines.h"
-#include "lum/platform/Session.h"
-
-namespace {
-
-void Observe(void *bridge) {
-    // At once: with the meeting in front, this process is one in the background, for which macOS holds them back.
-    [[NSDistributedNotificationCenter defaultCenter] addObserver:static_cast<id>(bridge)
-                                                        selector:@selector(meetingLaunced:)
-                                                            name:@"KLVMeetingLaunchedNotification"
-                                                          object:nil
-                                              suspensionBehavior:NSNotificationSuspensionBehaviorDeliverImmediately];
-}
-
-void StopObserving(void *bridge) {
-    [[NSDistributedNotificationCenter defaultCenter] removeObserver:static_cast<id>(bridge)];
-}
-
-} // namespace
 
 @implementation LUMBridge
 
@@ -31,9 +14,11 @@ void StopObserving(void *bridge) {
     self = [super init];
     if (self) {
         myReceiver = receiver;
-        // Throws where the notification daemon cannot be reached; a meeting can start without it.
-        if (NSException *exception = CatchObjCException(Observe, self)) {
-            MacErrorTrace("LUMBridge initWithReceiver, %s", [[exception reason] UTF8String]);
+        const bool observes = base::WithSessionNotifications([self](NSDistributedNotificationCenter *session) {
+            base::HearAtOnce(session, self, @selector(meetingLaunced:), @"KLVMeetingLaunchedNotification");
+        });
+        if (!observes) { // a meeting can start without it
+            MacErrorTrace("LUMBridge initWithReceiver, the session's notifications cannot be reached");
         }
     }
     return self;
@@ -41,9 +26,7 @@ void StopObserving(void *bridge) {
 
 - (void)dealloc {
     [[NSNotificationCenter defaultCenter] removeObserver:self];
-    if (NSException *exception = CatchObjCException(StopObserving, self)) {
-        MacErrorTrace("LUMBridge dealloc, %s", [[exception reason] UTF8String]);
-    }
+    base::WithSessionNotifications([self](NSDistributedNotificationCenter *session) { [session removeObserver:self]; });
     [self setJumpURL:nil];
     [super dealloc];
 }

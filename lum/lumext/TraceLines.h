@@ -14,6 +14,10 @@
 #define LUM_TRACE_PACKAGE_ASKED "LumInstallationMgr::PrepareDownload Down file=%s, TotalSize=%d"
 /* Followed by the message of this number, and by the end of the start unless the main component was ready. */
 #define LUM_TRACE_SHOWS_MESSAGE "CLumExtension::ShowMessage,nResourceId=%d"
+/* Followed by a request to the site's log with this code, if the page names a log. Comes after
+ * LUM_TRACE_SHOWS_MESSAGE, too; 24 without that: a second meeting is refused, with an alert of the extension's own where
+ * there are windows, otherwise with a message without a number, and the page is sent on to the one that runs. */
+#define LUM_TRACE_REPORTS "CLumExtension::WriteErrorLog,Begin,errorcode =%d"
 /* From now on a package that fails does not stop the rest. */
 #define LUM_TRACE_MAIN_READY "Main component is ready to be loaded"
 /* Every package is dealt with. */

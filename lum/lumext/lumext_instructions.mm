@@ -5,6 +5,7 @@
 #include "base/Ascii.h"
 #include "lum/common/Assertion.h"
 #include "lum/common/lumutil.h"
+#include "lum/common/ProfileMemory.h"
 #include "lum/lumext/Folders.h"
 #include "lum/lumext/ControllerFrame.h"
 #include "lum/lumext/Guard.h"
@@ -184,6 +185,7 @@ void CLumExtension::ParseIniFile(const char *iniPath, bool suppress) {
     if (AssertionHolds(iniPath != nullptr, "lpszIniFile", kSource)) {
         WriteErrorLog(1002, nullptr);
         ReadItemLines(iniPath);
+        ForgetProfile();
     } else if (const auto items = Services().GetParameter("LumDependency")) {
         m_installationMgr.ParseInstructions(items->c_str());
     }

@@ -75,7 +75,7 @@ const char *CLumExtension::GetLogParameters(LogParameters &parameters) const {
 }
 
 bool CLumExtension::WriteErrorLog(std::int32_t code, const char *optInfo) {
-    MacWarnTrace("CLumExtension::WriteErrorLog,Begin,errorcode =%d", code);
+    MacWarnTrace(LUM_TRACE_REPORTS, code);
     std::string warnings = kNoWarnings;
     Catching([&] { warnings = CollectedWarnings(); }); // the collector is the host's
     LogParameters parameters;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -78,6 +79,9 @@ private:
     void OpenDownloadWindowOnce();
     static InstallResult FinishInstalled(CItem &item, bool &bNeedReboot);
     static InstallResult FinishFailed(CItem &item, const std::string &path, int error, bool &bNeedReboot);
+
+    // Those whose leftovers of killed starts are gone: a folder with many components is searched for them once.
+    std::set<std::string> m_tidyFolders;
 
 public:
     std::uint8_t m_hasWriteShowDownloadWindonLog = 0;

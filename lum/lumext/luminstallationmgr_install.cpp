@@ -72,9 +72,11 @@ void RemoveLeftovers(const std::string &folder) {
 
 // Renames the old component to a hidden name that is nobody else's and removes it there, so that a start killed during
 // the removal does not leave half a component that the next start would take for a whole one.
-void RemoveAtOnce(const std::string &path) {
+void RemoveAtOnce(const std::string &path, std::set<std::string> &tidyFolders) {
     const std::string folder = path.substr(0, path.rfind('/') + 1);
-    RemoveLeftovers(folder.empty() ? "." : folder);
+    if (tidyFolders.insert(folder).second) {
+        RemoveLeftovers(folder.empty() ? "." : folder);
+    }
     std::string aside;
     std::error_code error;
     if (base::IsPresent(path.c_str()) && GetTempFileName(folder, kRemovedPrefix, aside) != 0 &&
@@ -85,11 +87,12 @@ void RemoveAtOnce(const std::string &path) {
     RemoveFile(aside.empty() || base::IsPresent(path.c_str()) ? path : aside);
 }
 
-void PrepareLocation(const std::string &path, const std::string &dir, const std::string &name) {
+void PrepareLocation(const std::string &path, const std::string &dir, const std::string &name,
+                     std::set<std::string> &tidyFolders) {
     char buffered[kPathSize];
     std::snprintf(buffered, sizeof buffered, "%s", path.c_str());
     MakeDirectories(dir);
-    RemoveAtOnce(buffered);
+    RemoveAtOnce(buffered, tidyFolders);
     if (IsInstalledAsLibrary(name)) {
         const LibraryFamily family = FamilyOfLibrary(name);
         DeleteFiles(WithTrailingSlash(dir), family.prefix, family.extension);
@@ -143,7 +146,7 @@ InstallResult LumInstallationMgr::InstallItem(CItem &item, const char *file, boo
     std::string dir;
     GetItemInstallPath(&item, path);
     GetItemInstallDir(&item, dir);
-    PrepareLocation(path, dir, item.m_strName);
+    PrepareLocation(path, dir, item.m_strName, m_tidyFolders);
 
     const std::string folder = WithTrailingSlash(dir);
     const std::string full = folder + item.m_strName;

@@ -6,8 +6,6 @@
 using base::CommandLine;
 using base::Offer;
 using base::Program;
-using testing::ElementsAre;
-using testing::HasSubstr;
 
 namespace {
 

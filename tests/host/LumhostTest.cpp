@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <sstream>
 
@@ -95,6 +96,56 @@ TEST_F(LumhostWithoutWindowsTest, AWholeStart) {
     EXPECT_EQ(1, Lumhost({"remove", "Nothing.app"}).Wait());
     EXPECT_EQ(0, Lumhost({"remove", "Hall.app"}).Wait());
     EXPECT_FALSE(fs::exists(installed));
+}
+
+TEST_F(LumhostWithoutWindowsTest, WhereASiteMayInstall) {
+    const std::string ask = "now get " + server.Url("/kit/lummac.ini?random=0");
+    const auto item = [](const std::string &name, const std::string &target) {
+        return "[Kelvo]\nCount=1\nFile1=" + name + ";p;" + target + ";1,0;1;1;a;version;;0\n";
+    };
+    const std::string bad = item(".bashrc", place.path().string() + "/");
+    const std::string outside = "<param name=LumProductVersion value='../..'>";
+    const fs::path kelvo = fs::path(getenv("HOME")) / "GNUstep/Library/ApplicationSupport/Kelvo Folder";
+    fs::create_directories(kelvo);
+    struct Case {
+        std::string list;
+        std::string more; // of the page
+        const char *reach;
+        const char *record;
+        int status;
+        std::string error;
+    };
+    const Case cases[] = {
+        {item("Hall.app", ""), "", nullptr, "done ", 7, ""},
+        {bad, "", nullptr, "failed ", 7, "lummac.ini:3: \".bashrc\" (target \"" + place.path().string()},
+        {bad, "", "--anywhere", "done ", 7, ""},
+        {item("Hall.app", ""), outside, "--anywhere", "done ", 7, ""},
+        {item("Hall.app", ""), outside, nullptr, "", 4, "the page's LumProductVersion leads to"},
+    };
+    for (const Case &test : cases) {
+        SCOPED_TRACE(test.list + test.more);
+        std::ofstream(kelvo / "lummac.ini") << bad;
+        std::ofstream(kelvo / "lummac.ini.plist") << "{}";
+        server.On("/kit/lummac.ini", {{.body = test.list}});
+        std::vector<std::string> allow = {"allow", server.Url("")};
+        if (test.reach) {
+            allow.emplace_back(test.reach);
+        }
+        EXPECT_EQ(0, Lumhost(allow).Wait());
+        Lumhost run(Arguments(Page(ask + "\nstop", test.more)));
+        EXPECT_EQ(test.status, run.Wait());
+        EXPECT_THAT(run.Err(), HasSubstr(test.error));
+        if (!test.error.empty()) {
+            EXPECT_THAT(run.Err(), HasSubstr("type: lumhost allow " + server.Url("") + " --anywhere\n"));
+        }
+        if (test.status == 7) {
+            EXPECT_THAT(Record().front(), testing::StartsWith(test.record)) << run.Err();
+        }
+        EXPECT_EQ(test.reach != nullptr || test.status == 4, fs::exists(kelvo / "lummac.ini.plist"))
+            << "the kept copy is used";
+        Lumhost allowed({"allowed"});
+        EXPECT_EQ(server.Url("") + (test.reach ? "  may install anywhere\n" : "\n"), allowed.Out());
+    }
 }
 
 TEST_F(LumhostWithoutWindowsTest, WhatPeopleSee) {

@@ -20,24 +20,11 @@ fail() {
   exit 1
 }
 
+. "$here/fresh_system.sh"
+
 say() { printf '\n== %s\n' "$1"; }
 
 [ "$(id -u)" = 0 ] || fail "only root can set up a system"
-
-# within COMMAND...: in the new system, which sees no processes of this one; all that it started ends with it.
-within() {
-  # shellcheck disable=SC2016 # for the shell inside
-  unshare --mount --pid --ipc --fork --kill-child bash -c '
-    root=$1
-    shift
-    mount --make-rprivate /
-    mount -t proc proc "$root/proc"
-    mount --rbind /dev "$root/dev"
-    mkdir -p "$root/dev/shm"
-    mount -t tmpfs tmpfs "$root/dev/shm"
-    exec env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8 DEBIAN_FRONTEND=noninteractive chroot "$root" "$@"
-  ' - "$root" "$@"
-}
 
 apt_get() { within apt-get -qq -o Dpkg::Use-Pty=0 -o APT::Install-Recommends=no "$@" >"$work/apt.log" 2>&1 || {
   cat "$work/apt.log" >&2
@@ -59,22 +46,11 @@ nothing_left() {
   echo "nothing is left"
 }
 
-make_system() {
-  local mirror release
-  release=$(. /etc/os-release && echo "$VERSION_CODENAME")
-  # shellcheck disable=SC2016 # apt's own
-  mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' "Codename: $release" | head -n 1)
-  [ -n "$mirror" ] || fail "apt on this machine knows no mirror of $release; give a root folder"
-  root=$work/root
-  debootstrap --variant=minbase "$release" "$root" "$mirror" >"$work/debootstrap.log" ||
-    { tail "$work/debootstrap.log" >&2; fail "debootstrap failed"; }
-  echo force-unsafe-io >"$root/etc/dpkg/dpkg.cfg.d/quick" # a system that lives for minutes need not survive a power cut
-}
-
 on_a_fresh_system() {
   if [ -z "$root" ]; then
     say "A fresh system"
-    make_system
+    root=$work/root
+    make_system "$(. /etc/os-release && echo "$VERSION_CODENAME")"
   fi
   cp /etc/resolv.conf "$root/etc/resolv.conf"
   cp "$package" "$root/tmp/lum.deb"

@@ -25,6 +25,10 @@ TEST(InstructionFile, AgreesWithTheExtensionsReader) {
         "[Kelvo]\n=nokey\nFile1=\nFile2=   \n\n\nCount = 12abc",
         "[Kelvo]\nFile1=" + std::string(2047 - 6, 'y') + "\nFile2=z\n",
         "[]\nFile1=a\n[Kelvo]",
+        // The mark counts where the line is cut: without it the second piece would begin with another letter.
+        "\xEF\xBB\xBF[Kelvo]" + std::string(2047 - 10, 'x') + "File1=a\n",
+        "\xEF\xBB\xBF[Kelvo]" + std::string(2047 - 11, 'x') + "File1=a\n",
+        "\xEF\xBB\xBF[Kelvo]" + std::string(2047 - 7, 'x') + "File1=a\n",
         "",
     };
     const TempDir place;

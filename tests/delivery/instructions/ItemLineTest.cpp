@@ -39,7 +39,7 @@ TEST(ItemLine, TakesWhatTheExtensionTakes) {
     EXPECT_EQ(Said({}), "");
     EXPECT_EQ(Said({{kName, "libklv.dylib"}}), "");
     EXPECT_EQ(Said({{kName, "Kelvo Join-2.app"}}), "");
-    EXPECT_EQ(Said({{kTarget, "/Library/Kelvo"}}), "");
+    EXPECT_THAT(Said({{kTarget, "/Library/Kelvo"}}), HasSubstr("install anywhere"));
     EXPECT_EQ(Said({{kTarget, "%shared%"}}), "");
     EXPECT_EQ(Said({{kUpdateControl, "Always"}, {kFailureControl, "REBOOT"}}), "");
     EXPECT_EQ(Said({{kHashMethod, "sha1"}, {kHashValue, std::string(40, '0')}}), "");

@@ -17,7 +17,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 const ReleaseTime kNow = std::chrono::sys_days(2026y / 6 / 1);
 

@@ -559,7 +559,7 @@ TEST(Transfers, SayThatTheDiskRefuses) {
     delivery::TransferResult result;
     transfers.Get(server.Url("/a"), {}, [&](const delivery::TransferResult &r) { result = r; });
     transfers.Deliver();
-    EXPECT_THAT(result.error, HasSubstr("folder for downloads cannot be used"));
+    EXPECT_THAT(result.error, HasSubstr("nothing can be stored in the folder for downloads"));
     settings.folder = "/sys/lum/cache"; // where nobody may make one
     delivery::Transfers refused(settings, [] {});
     refused.Get(server.Url("/a"), {}, [&](const delivery::TransferResult &r) { result = r; });

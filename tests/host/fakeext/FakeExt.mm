@@ -25,6 +25,7 @@
 
 #import <AppKit/AppKit.h>
 
+#import "base/objc/ScopedPool.h"
 #include "lum/lumext/lumextInterface.h"
 
 @interface FakeExtensionButton : NSButton {
@@ -57,18 +58,17 @@ struct FakeExtension {
 };
 
 void Trace(int level, const std::string &text) {
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    const base::ScopedPool pool;
     NSDictionary *info = [NSDictionary dictionaryWithObjectsAndKeys:[NSString stringWithUTF8String:text.c_str()],
                                                                     @"ContentKey", [NSNumber numberWithInt:level],
                                                                     @"Levelkey", @"LUMExt", @"ModuleKey", nil];
     [[NSNotificationCenter defaultCenter] postNotificationName:@"TRACENOTIFICATIONNotification"
                                                         object:nil
                                                       userInfo:info];
-    [pool drain];
 }
 
 std::string Warnings() {
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    const base::ScopedPool pool;
     NSMutableDictionary *info = [NSMutableDictionary dictionaryWithObject:[NSNumber numberWithBool:YES]
                                                                    forKey:@"RESETTRACES"];
     [[NSNotificationCenter defaultCenter] postNotificationName:@"QUERYWARINGMESSAGENOTIFICTION"
@@ -76,7 +76,6 @@ std::string Warnings() {
                                                       userInfo:info];
     NSString *answer = [info objectForKey:@"QUERYTRACESKEY"];
     const std::string text = answer ? [answer UTF8String] : "(none)";
-    [pool drain];
     return text;
 }
 

@@ -16,7 +16,7 @@ const RunWatch::Clock::time_point kStart{1000s};
 // What happens, and when.
 struct Event {
     std::chrono::milliseconds at;
-    enum { Heard, Shown, SentOn, Stop, Reported, Called } what; // the call ends then
+    enum { Heard, Shown, SentOn, Stop, NothingToDo, Refused, Reported, Called } what; // the call ends then
     Kind kind = Kind::Starts;
     int number = 0;
     std::chrono::milliseconds took{0};
@@ -36,6 +36,12 @@ void Tell(RunWatch &watch, const Event &event) {
         break;
     case Event::Stop:
         watch.AskedToStop();
+        break;
+    case Event::NothingToDo:
+        watch.NothingToDo();
+        break;
+    case Event::Refused:
+        watch.SecondMeeting(24);
         break;
     case Event::Reported:
         watch.Reported(42, now);
@@ -93,6 +99,9 @@ TEST(RunWatch, DecidesTheEnd) {
          Ending::Message, 7);
     Case("any other one stops all the same", {heard(0s, Kind::MainReady), shown(1s, 6)}, kBusy, 999ms, 1s,
          Ending::Message, 6);
+    Case("nothing in the instructions", {{1s, Event::NothingToDo}}, kBusy, 999ms, 1s, Ending::NothingMore);
+    Case("a second meeting", {{0s, Event::Refused}, heard(0s, Kind::MeetingRuns), {1s, Event::SentOn}}, kIdle, 999ms,
+         1s, Ending::Message, 24);
     Case("a meeting that was looked after", {heard(0s, Kind::MeetingRuns), heard(1s, Kind::MeetingSeen)}, kIdle, 999ms,
          1s, Ending::Done);
     Case("a meeting that nobody looks after", {heard(1s, Kind::MeetingRuns)}, kIdle, 60s, 61s, Ending::Done);
@@ -136,9 +145,7 @@ void Feed(ProgressMeter &meter, RateWindow::Clock::time_point &now, std::uint32_
 TEST(ProgressMeter, TimeLeftFollowsTheLine) {
     ProgressMeter meter;
     auto now = kStart;
-    meter.Receive(now, 5000);
     meter.Announce(60'000'000);
-    EXPECT_EQ(0U, meter.Now(now).received) << "the instruction file does not count";
     Feed(meter, now, 100'000, 1s);
     EXPECT_FALSE(meter.Now(now).secondsLeft) << "too early to say";
     Feed(meter, now, 100'000, 9s); // 1 MB/s; 10 of 60 MB
@@ -198,6 +205,7 @@ TEST(Terminal, ProgressFitsTheLine) {
     }
     EXPECT_EQ("512 bytes", ProgressLine({512, {}, {}, {}, {}}, 80));
     EXPECT_THAT(ProgressLine({512, 1024, 50, {}, {}}, 80), testing::HasSubstr("time left unknown"));
+    EXPECT_THAT(ProgressLine({1024, 1024, 100, {}, {}}, 80), testing::EndsWith("100%  1.0 kB of 1.0 kB"));
     EXPECT_THAT(ProgressLine({512, 1024, 50, 1, 7000}, 80), testing::HasSubstr("about 116 min left"));
 }
 

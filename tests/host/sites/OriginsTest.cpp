@@ -10,9 +10,11 @@
 #include "tests/support/TempDir.h"
 
 using lumhost::Origins;
+using lumhost::Reach;
 using lumhost::ReadOrigin;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Key;
 
 namespace {
 
@@ -68,16 +70,23 @@ TEST(Origins, AreKeptInTheUsersFile) {
     ASSERT_EQ(0, stat(file.c_str(), &status));
     EXPECT_EQ(0600U, status.st_mode & 0777);
 
-    EXPECT_THAT(Origins(file).all(), ElementsAre("https://a.example", "https://b.example"));
+    EXPECT_THAT(Origins(file).all(), ElementsAre(Key("https://a.example"), Key("https://b.example")));
+    EXPECT_TRUE(origins.Allow("https://a.example", Reach::Anywhere));
+    EXPECT_TRUE(origins.Allow("https://a.example")) << "a question on screen changes nothing else";
+    EXPECT_EQ(Reach::Anywhere, Origins(file).ReachOf("https://a.example"));
+    EXPECT_EQ(Reach::KelvoFolder, Origins(file).ReachOf("https://b.example"));
+    EXPECT_EQ(std::nullopt, Origins(file).ReachOf("https://never.example"));
+    EXPECT_TRUE(origins.Allow("https://a.example", Reach::KelvoFolder));
+    EXPECT_EQ(Reach::KelvoFolder, Origins(file).ReachOf("https://a.example"));
     EXPECT_TRUE(origins.Forbid("https://a.example"));
     EXPECT_TRUE(origins.Forbid("https://never.example"));
-    EXPECT_THAT(Origins(file).all(), ElementsAre("https://b.example"));
+    EXPECT_THAT(Origins(file).all(), ElementsAre(Key("https://b.example")));
 }
 
 TEST(Origins, FilesOfOthersHands) {
     const TempDir place;
     const std::string file = place.Write("allowed", "# sites\n\nhttps://z.example/\r\nnonsense\nhttps://a.example");
-    EXPECT_THAT(Origins(file).all(), ElementsAre("https://a.example", "https://z.example"));
+    EXPECT_THAT(Origins(file).all(), ElementsAre(Key("https://a.example"), Key("https://z.example")));
     Origins nowhere(place.Write("file", "") + "/allowed");
     EXPECT_FALSE(nowhere.Allow("https://a.example"));
     EXPECT_FALSE(nowhere.IsAllowed("https://a.example")) << "what could not be written is not allowed";
@@ -90,7 +99,7 @@ TEST(Origins, ChangesOfOthersAreKept) {
     EXPECT_TRUE(early.Allow("https://forbidden.example"));
     EXPECT_TRUE(Origins(file).Forbid("https://forbidden.example"));
     EXPECT_TRUE(early.Allow("https://asked.example"));
-    EXPECT_THAT(Origins(file).all(), ElementsAre("https://asked.example"));
+    EXPECT_THAT(Origins(file).all(), ElementsAre(Key("https://asked.example")));
     std::vector<std::thread> users;
     for (int i = 0; i < 20; ++i) {
         users.emplace_back([&, i] { EXPECT_TRUE(Origins(file).Allow("https://" + std::to_string(i) + ".example")); });

@@ -1,5 +1,5 @@
 // What the extension traces in a start, as the container reads it: both sides of TraceLines.h.
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 
 #include <cstdlib>
@@ -10,6 +10,7 @@
 #include "host/trace/MessageNumber.h"
 #include "host/trace/TraceNews.h"
 #import "lum/lumext/LUMBridge.h"
+#include "tests/support/Gmock.h"
 #include "tests/support/LumFixture.h"
 #include "tests/support/TraceRecorder.h"
 

@@ -1,5 +1,5 @@
+#include <gtest/gtest.h>
 #include <dlfcn.h>
-#include <gmock/gmock.h>
 
 #include <filesystem>
 

@@ -1,11 +1,16 @@
 #include <gmock/gmock.h>
 
 #include <array>
+#include <filesystem>
+#include <functional>
 
+#include "base/FileVersion.h"
 #include "lum/common/lumutil.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TraceRecorder.h"
 
+namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::StartsWith;
 
@@ -142,6 +147,39 @@ TEST_F(Ini, UnreadableFileGivesTheDefault) {
         EXPECT_EQ(QXGetPrivateProfileString("s", "k", "default", out, sizeof out, path.c_str()), 7U);
         EXPECT_STREQ(out, "default");
         EXPECT_EQ(QXGetPrivateProfileInt("s", "k", 9, path.c_str()), 9U);
+    }
+}
+
+// What was read is remembered; a change must show at once, also one that leaves size and name as they were.
+TEST_F(Ini, AnswersFollowTheFile) {
+    const std::string path = m_dir / "a.ini";
+    const auto answer = [&path] {
+        char out[16] = "";
+        QXGetPrivateProfileString("s", "k", "none", out, sizeof out, path.c_str());
+        return std::string(out);
+    };
+    const auto write = [this](const char *value) { m_dir.Write("a.ini", std::string("[s]\nk=") + value); };
+    struct {
+        const char *change;
+        std::function<void()> make;
+        const char *expected;
+    } const cases[] = {
+        {"written", [&] { write("1"); }, "1"},
+        {"written again", [&] { write("2"); }, "2"},
+        {"replaced", [&] { fs::rename(m_dir.Write("b.ini", "[s]\nk=3"), path); }, "3"},
+        {"times set back", [&] { fs::last_write_time(path, {}); }, "3"},
+        {"written and times set back", [&] { write("4"), fs::last_write_time(path, {}); }, "4"},
+        {"longer", [&] { write("5\n;"); }, "5"},
+        {"removed", [&] { fs::remove(path); }, "none"},
+    };
+    for (const bool settles : {true, false}) {
+        for (const auto &c : cases) {
+            c.make();
+            if (settles && fs::exists(path)) {
+                EXPECT_TRUE(WaitUntil([&] { return base::SettledVersion(path.c_str()).has_value(); }));
+            }
+            EXPECT_EQ(answer(), c.expected) << c.change << (settles ? " a while ago" : "");
+        }
     }
 }
 

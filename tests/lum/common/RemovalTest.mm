@@ -1,4 +1,4 @@
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <sys/time.h>
 
 #include <filesystem>
@@ -9,6 +9,7 @@
 #include "lum/common/lumutil.h"
 #include "lum/common/TickOrigin.h"
 #include "tests/lum/common/WithoutRootPowers.h"
+#include "tests/support/Gmock.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TraceRecorder.h"
 
@@ -88,6 +89,20 @@ TEST_F(RemoveFileTest, RemovesFilesLinksAndWholeFolders) {
     }
     EXPECT_THAT(NamesIn(m_dir.path()), ElementsAre("kept"));
     EXPECT_TRUE(fs::exists(kept));
+}
+
+TEST_F(RemoveFileTest, ASlashBehindALinksNameDoesNotReachItsTarget) {
+    m_dir.Write("kept/file", "x");
+    m_dir.Write("folder/file", "x");
+    for (const auto &[link, target] : {std::pair("link", "kept"), std::pair("dangling", "nowhere")}) {
+        fs::create_symlink(m_dir / target, m_dir / link);
+    }
+    for (const char *name : {"link/", "dangling//", "folder/"}) {
+        EXPECT_TRUE(RemoveFile(m_dir / name)) << name;
+    }
+    EXPECT_FALSE(RemoveFile(m_dir / "kept/file/")) << "not a folder";
+    EXPECT_THAT(NamesIn(m_dir.path()), ElementsAre("kept"));
+    EXPECT_THAT(NamesIn(m_dir.path() / "kept"), ElementsAre("file"));
 }
 
 TEST_F(RemoveFileTest, NothingThere) {

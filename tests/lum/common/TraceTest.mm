@@ -1,5 +1,4 @@
-#include <gmock/gmock.h>
-
+#include <gtest/gtest.h>
 #include <stdexcept>
 #include <thread>
 
@@ -7,6 +6,7 @@
 
 #include "lum/common/Assertion.h"
 #include "lum/common/lumutil.h"
+#include "tests/support/Gmock.h"
 #include "tests/support/TraceRecorder.h"
 
 using testing::ElementsAre;

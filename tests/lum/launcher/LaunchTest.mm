@@ -1,7 +1,6 @@
 #import <Foundation/Foundation.h>
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -17,6 +16,7 @@
 
 #include "lum/launcher/Application.h"
 #include "lum/platform/linux/session/SystemVersion.h"
+#include "tests/support/Gmock.h"
 #include "tests/support/LumFixture.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Desktop.h"

@@ -1,10 +1,16 @@
 // The launched application's report, within the process and across processes.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <filesystem>
+
 #import <Foundation/Foundation.h>
 
+#include "lum/launcher/AppleEvent.h"
+#include "lum/launcher/Application.h"
 #import "lum/lumext/LUMBridge.h"
 #include "lum/lumext/lumext.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/TraceRecorder.h"
 
 namespace {
@@ -87,4 +93,27 @@ TEST(Bridge, HearsTheDistributedNotificationUntilItGoes) {
                         userInfo:Info(Number(4711), nil)
               deliverImmediately:YES];
     [[NSRunLoop currentRunLoop] runMode:NSDefaultRunLoopMode beforeDate:[NSDate dateWithTimeIntervalSinceNow:0.2]];
+}
+
+// Each attempt to reach a daemon that cannot be started takes ten seconds. The test runs itself once more in a system
+// whose daemon ends at once.
+TEST(Bridge, AMissingDaemonIsWaitedForOnce) {
+    if (!std::getenv("LUM_TEST_ATTEMPTS")) {
+        const TempDir dir;
+        const std::string daemon = dir.Write("tools/gdnc", "#!/bin/sh\necho started >>\"$LUM_TEST_ATTEMPTS\"\n");
+        std::filesystem::permissions(daemon, std::filesystem::perms::owner_all);
+        OutputOf("cd '" + dir.path().string() +
+                 "' && sed \"s|_TOOLS=.*|_TOOLS=$PWD/tools|\" /etc/GNUstep/GNUstep.conf " +
+                 ">conf && GNUSTEP_CONFIG_FILE=$PWD/conf LUM_TEST_ATTEMPTS=$PWD/attempts '" +
+                 std::filesystem::read_symlink("/proc/self/exe").string() + "' --gtest_filter='*WaitedForOnce'");
+        EXPECT_EQ(ReadFile(dir / "attempts"), "started\n");
+        return;
+    }
+    TraceRecorder traces;
+    {
+        const CLumExtension extension(nullptr);
+        AnnounceLaunch();
+        SendAppleEvent({0, kCurrentProcess}, kReOnlineEvent, true);
+    }
+    EXPECT_TRUE(traces.HasPart("LUMBridge initWithReceiver, the session's notifications cannot be reached"));
 }

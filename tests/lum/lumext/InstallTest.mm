@@ -1,5 +1,4 @@
 // Installation of a package: hash x signature x certificate, the host's unpack errors, libraries, outcomes.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -9,6 +8,7 @@
 
 #include "lum/common/lumutil.h"
 #include "lum/platform/linux/session/SystemVersion.h"
+#include "tests/support/Gmock.h"
 #include "tests/support/LumFixture.h"
 #include "tests/support/TestSite.h"
 #include "tests/support/TraceRecorder.h"
@@ -208,9 +208,10 @@ TEST(Install, UnpackErrorsAndFailureControl) {
         EXPECT_THAT(fixture.host.messages[0], HasSubstr(std::string("[") + test.message + "], File [a.bundle]"));
 
         for (const char *word : {"ignore", "IGNORE"}) {
-            CItem &ignored = fixture.AddSigned({.name = "b.bundle", .failure = word});
+            CItem &ignored = fixture.AddSigned({.name = "b.dylib", .failure = word});
             EXPECT_EQ(fixture.Install(ignored), 0);
             EXPECT_EQ(ignored.m_dwState, 3u);
+            EXPECT_TRUE(std::filesystem::is_empty(fixture.dir / "install/deep")) << "a library's half, renamed";
         }
         CItem &reboot = fixture.AddSigned({.name = "c.bundle", .failure = "Reboot"});
         EXPECT_EQ(fixture.Install(reboot, &restart), -4);

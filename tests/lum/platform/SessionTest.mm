@@ -2,7 +2,6 @@
 
 #include <Carbon/Carbon.h>
 #include <dlfcn.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -72,11 +71,15 @@ TEST(Session, NewTaskSeesTheSessionOnly) {
     EXPECT_EQ([EnvironmentOfNewTask(nil) count], 0U);
     setenv("DISPLAY", ":5", 1);
     setenv("LANG", "", 1);
-    setenv("LD_PRELOAD", "/x", 1);
-    setenv("PATH", "/bin", 1);
+    setenv("LC_ALL", "ja_JP.UTF-8", 1);
+    setenv("XMODIFIERS", "@im=ibus", 1);
     setenv("XDG_RUNTIME_DIR", "/run/x", 1);
+    for (const char *own : {"LD_PRELOAD", "HOSTTYPE", "http_proxy", "XDG", "LC", "MOZ_XDG_X", "DISPLAYS", "GSTheme"}) {
+        setenv(own, "/x", 1);
+    }
     NSDictionary *expected =
-        [NSDictionary dictionaryWithObjectsAndKeys:@":5", @"DISPLAY", @"", @"LANG", @"/run/x", @"XDG_RUNTIME_DIR", nil];
+        [NSDictionary dictionaryWithObjectsAndKeys:@":5", @"DISPLAY", @"", @"LANG", @"ja_JP.UTF-8", @"LC_ALL",
+                                                   @"@im=ibus", @"XMODIFIERS", @"/run/x", @"XDG_RUNTIME_DIR", nil];
     NSDictionary *environment = EnvironmentOfNewTask(nil);
     EXPECT_TRUE([environment isEqual:expected]) << Text([environment description]);
 }

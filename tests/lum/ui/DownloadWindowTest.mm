@@ -1,5 +1,4 @@
 // The progress window on a real screen: what it says, what it holds, and what stops the download.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -12,6 +11,7 @@
 #include "lum/platform/ObjcEach.h"
 #include "base/objc/ScopedPool.h"
 #import "lum/ui/CDownloadWindow.h"
+#include "tests/support/Gmock.h"
 #include "tests/support/LumFixture.h"
 #include "tests/support/TraceRecorder.h"
 #include "tests/lum/ui/Windows.h"

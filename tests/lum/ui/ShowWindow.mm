@@ -5,6 +5,7 @@
 
 #import <AppKit/AppKit.h>
 
+#import "base/objc/ScopedPool.h"
 #include "lum/lumext/MeetingAlert.h"
 #import "lum/ui/CDownloadWindow.h"
 #include "theme/UseTheme.h"
@@ -26,7 +27,7 @@ void ShowProgress(const char *languageId) {
 
 int main(int argc, char **argv) {
     HideArguments(argv);
-    NSAutoreleasePool *pool = [NSAutoreleasePool new];
+    const base::ScopedPool pool;
     if (argc != 4) {
         std::fputs("usage: lum_show_window THEME|- progress|alert LANGUAGE-ID\n", stderr);
         return 2;
@@ -37,6 +38,5 @@ int main(int argc, char **argv) {
     [NSApplication sharedApplication];
     const std::string_view window = argv[2];
     window == "alert" ? static_cast<void>(ShowTooManyMeetingsAlert(argv[3])) : ShowProgress(argv[3]);
-    [pool drain];
     return 0;
 }

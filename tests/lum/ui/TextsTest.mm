@@ -1,5 +1,4 @@
 // The tables of texts: complete, translated, and usable as formats.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -13,6 +12,7 @@
 #include "lum/common/lumutil.h"
 #include "lum/lumext/TraceLines.h"
 #include "lum/platform/ObjcEach.h"
+#include "tests/support/Gmock.h"
 #include "tests/support/TempDir.h"
 
 namespace {

@@ -4,12 +4,12 @@
 
 #include <string>
 
-#include "lum/platform/CatchObjcException.h"
 #include "lum/platform/linux/appleevents/AppleEventNotification.h"
 #include "lum/platform/linux/appleevents/AeContent.h"
 #include "lum/platform/linux/processes/SerialNumber.h"
 #include "lum/platform/ObjcEach.h"
-#include "base/objc/ScopedPool.h"
+#import "base/objc/ScopedPool.h"
+#import "base/objc/SessionNotifications.h"
 
 // The events that were sent to processes that are still running, by process id. Posts those of a process again when
 // that says that it listens from now on.
@@ -49,12 +49,8 @@ void Post(NSString *name, NSDictionary *info) {
     self = [super init];
     if (self) {
         _sent = [NSMutableDictionary new];
-        [[NSDistributedNotificationCenter defaultCenter]
-                   addObserver:self
-                      selector:@selector(receiverReady:)
-                          name:@LUM_APPLE_EVENT_RECEIVER_READY
-                        object:nil
-            suspensionBehavior:NSNotificationSuspensionBehaviorDeliverImmediately];
+        base::HearAtOnce([NSDistributedNotificationCenter defaultCenter], self, @selector(receiverReady:),
+                         @LUM_APPLE_EVENT_RECEIVER_READY);
     }
     return self;
 }
@@ -156,16 +152,6 @@ OSErr Send(const AEContent &event) {
     return noErr;
 }
 
-struct Sending {
-    const AEContent &event;
-    OSErr result;
-};
-
-void SendInto(void *context) {
-    auto &sending = *static_cast<Sending *>(context);
-    sending.result = Send(sending.event);
-}
-
 } // namespace
 
 OSErr AESend(const AppleEvent *theAppleEvent, AppleEvent *reply, AESendMode sendMode, AESendPriority, SInt32, AEIdleUPP,
@@ -181,8 +167,7 @@ OSErr AESend(const AppleEvent *theAppleEvent, AppleEvent *reply, AESendMode send
         return paramErr;
     }
     const base::ScopedPool pool;
-    Sending sending{*event, connectionInvalid};
-    // The notification centre throws when it cannot reach its server.
-    CatchObjCException(SendInto, &sending);
-    return sending.result;
+    OSErr result = connectionInvalid;
+    base::WithSessionNotifications([&](NSDistributedNotificationCenter *) { result = Send(*event); });
+    return result;
 }

@@ -5,6 +5,12 @@
 #include <dlfcn.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <iterator>
+#include <string>
+#include <string_view>
 
 #include "lum/platform/linux/bundles/BundleLayout.h"
 #include "lum/platform/linux/bundles/Localization.h"
@@ -13,19 +19,23 @@
 
 namespace {
 
-// The session's own variables: the window server, the message bus, the user, the home, the language, and the folder
-// where the notification server is found.
-constexpr const char *kSessionVariables[] = {"DISPLAY",
-                                             "WAYLAND_DISPLAY",
-                                             "XAUTHORITY",
-                                             "XDG_RUNTIME_DIR",
-                                             "DBUS_SESSION_BUS_ADDRESS",
-                                             "HOME",
-                                             "USER",
-                                             "LOGNAME",
-                                             "LANG",
-                                             "TEMP",
-                                             "TMP"};
+// What the target gives every application by other means: the way to the window server and the message bus, the user,
+// the language, the input method, and the folder where the notification server is found.
+constexpr std::string_view kSessionVariables[] = {"DISPLAY",     "WAYLAND_DISPLAY",
+                                                  "XAUTHORITY",  "DBUS_SESSION_BUS_ADDRESS",
+                                                  "HOME",        "USER",
+                                                  "LOGNAME",     "SHELL",
+                                                  "PATH",        "LANG",
+                                                  "LANGUAGE",    "TMP",
+                                                  "TEMP",        "TMPDIR",
+                                                  "XMODIFIERS",  "GTK_IM_MODULE",
+                                                  "QT_IM_MODULE"};
+constexpr std::string_view kSessionPrefixes[] = {"LC_", "XDG_"};
+
+bool BelongsToSession(std::string_view variable) {
+    return std::ranges::find(kSessionVariables, variable) != std::end(kSessionVariables) ||
+           std::ranges::any_of(kSessionPrefixes, [=](std::string_view prefix) { return variable.starts_with(prefix); });
+}
 
 NSString *FileSystemText(const char *path) {
     return [[NSFileManager defaultManager] stringWithFileSystemRepresentation:path length:strlen(path)];
@@ -47,11 +57,14 @@ NSString *PathOfCode(const void *code) {
 // GNUstep's task answers the whole environment of its own process until it is given another.
 NSDictionary *EnvironmentOfNewTask(NSTask *) {
     NSMutableDictionary *variables = [NSMutableDictionary dictionary];
-    for (const char *name : kSessionVariables) {
-        const char *value = getenv(name);
-        NSString *text = value ? [NSString stringWithUTF8String:value] : nil;
-        if (text) {
-            [variables setObject:text forKey:[NSString stringWithUTF8String:name]];
+    for (char **entry = environ; entry && *entry; ++entry) {
+        const std::string_view variable(*entry);
+        const std::size_t equals = variable.find('=');
+        if (equals == variable.npos || !BelongsToSession(variable.substr(0, equals))) {
+            continue;
+        }
+        if (NSString *value = [NSString stringWithUTF8String:*entry + equals + 1]) {
+            [variables setObject:value forKey:[NSString stringWithUTF8String:std::string(variable, 0, equals).c_str()]];
         }
     }
     return variables;
