@@ -10,7 +10,9 @@ add_library(tl::expected ALIAS tl_expected)
 
 add_library(lum_foundation INTERFACE)
 target_link_libraries(lum_foundation INTERFACE "-framework Foundation" "-framework CoreServices" "-framework Security")
-target_compile_options(lum_foundation INTERFACE -Wno-deprecated-declarations) # the calls that the extension is made of
+target_compile_options(lum_foundation INTERFACE
+  -Wno-deprecated-declarations # the calls that the extension is made of
+  -Werror=unguarded-availability) # what the first version does not have
 add_library(lum_appkit INTERFACE)
 target_link_libraries(lum_appkit INTERFACE lum_foundation "-framework AppKit" "-framework Carbon"
   "-framework ApplicationServices" "-framework SecurityInterface")

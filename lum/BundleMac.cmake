@@ -5,9 +5,12 @@ set_target_properties(lumext PROPERTIES
   LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}"
   MACOSX_BUNDLE_INFO_PLIST "${CMAKE_CURRENT_SOURCE_DIR}/resources/Info.plist.in"
   BUILD_RPATH "@loader_path/../Frameworks" INSTALL_RPATH "@loader_path/../Frameworks" BUILD_WITH_INSTALL_RPATH ON)
-set(library "$<TARGET_BUNDLE_CONTENT_DIR:lumext>/Frameworks/$<TARGET_SONAME_FILE_NAME:lumfuzzywindow>")
+set_property(TARGET lumext APPEND PROPERTY LINK_DEPENDS ${LUM_BUNDLE_RESOURCES})
+set(contents "$<TARGET_BUNDLE_CONTENT_DIR:lumext>")
+set(library "${contents}/Frameworks/$<TARGET_SONAME_FILE_NAME:lumfuzzywindow>")
 add_custom_command(TARGET lumext POST_BUILD
-  COMMAND ${CMAKE_COMMAND} -E make_directory "$<TARGET_BUNDLE_CONTENT_DIR:lumext>/Frameworks"
+  COMMAND ${CMAKE_COMMAND} -E make_directory "${contents}/Resources" "${contents}/Frameworks"
+  COMMAND ${CMAKE_COMMAND} -E copy_if_different ${LUM_BUNDLE_RESOURCES} "${contents}/Resources"
   COMMAND ${CMAKE_COMMAND} -E copy_if_different $<TARGET_FILE:lumfuzzywindow> "${library}"
   VERBATIM)
 if(LUM_CODESIGN)

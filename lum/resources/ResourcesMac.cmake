@@ -29,5 +29,4 @@ endforeach()
 
 add_custom_target(lumext_resources DEPENDS ${resources})
 add_dependencies(lumext lumext_resources)
-target_sources(lumext PRIVATE ${resources})
-set_source_files_properties(${resources} TARGET_DIRECTORY lumext PROPERTIES MACOSX_PACKAGE_LOCATION Resources)
+set(LUM_BUNDLE_RESOURCES ${resources} PARENT_SCOPE)
