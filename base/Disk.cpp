@@ -8,12 +8,25 @@
 
 namespace base {
 
+namespace {
+
+std::uint64_t FreeSpaceIn(const struct statvfs &info, bool known) {
+    return known ? static_cast<std::uint64_t>(info.f_bavail) * info.f_frsize
+                 : std::numeric_limits<std::uint64_t>::max();
+}
+
+} // namespace
+
 std::uint64_t FreeSpace(const std::filesystem::path &folder) {
-    struct statvfs info;
-    if (statvfs(folder.c_str(), &info) != 0) {
-        return std::numeric_limits<std::uint64_t>::max();
-    }
-    return static_cast<std::uint64_t>(info.f_bavail) * info.f_frsize;
+    struct statvfs info {};
+    const bool known = statvfs(folder.c_str(), &info) == 0;
+    return FreeSpaceIn(info, known);
+}
+
+std::uint64_t FreeSpace(int descriptor) {
+    struct statvfs info {};
+    const bool known = fstatvfs(descriptor, &info) == 0;
+    return FreeSpaceIn(info, known);
 }
 
 std::string DiskErrorText(int error) {

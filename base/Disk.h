@@ -7,8 +7,10 @@
 
 namespace base {
 
-// Bytes that the user can still write on the file system of `folder`; the largest number when that cannot be told.
+// Bytes that the user can still write on the file system of `folder`, or of what is open as `descriptor`; the largest
+// number when that cannot be told.
 std::uint64_t FreeSpace(const std::filesystem::path &folder);
+std::uint64_t FreeSpace(int descriptor);
 
 // "the disk is full", "there is no permission to write", ...: what `error` means to a person.
 std::string DiskErrorText(int error);

@@ -17,6 +17,11 @@ namespace {
 constexpr char kComponent[] = "part.bundle";
 constexpr delivery::UnpackLimits kSmall{1 << 20, 200, 8 << 20};
 
+// In this process, where the fuzzer sees what its input does.
+delivery::Unpacked Here(const delivery::UnpackOrder &order, const std::stop_token &) {
+    return delivery::Unpack(order);
+}
+
 // A folder for the whole process: "package", "outside" with a file in it, and the folder of the destination.
 class Place {
 public:
@@ -78,7 +83,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     Write(place / "package", InputText(data, size));
 
     const fs::path destination = folder / kComponent;
-    const base::Result<void> result = delivery::Unpacker(kSmall).Install(place / "package", destination);
+    const base::Result<void> result = delivery::Unpacker(Here, kSmall).Install(place / "package", destination);
     Require(result || (!result.error().text.empty() && result.error().code != delivery::kUnpackOk),
             "a failure has a reason");
     place.CheckOutside();

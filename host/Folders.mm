@@ -42,7 +42,7 @@ fs::path OwnPart(std::string_view name) {
     for (const char *place : {".", "..", LUMHOST_INSTALLED_PARTS}) { // beside it, in the build folder, installed
         std::error_code error;
         const fs::path part = (folder / place / name).lexically_normal();
-        if (!folder.empty() && fs::is_directory(part, error)) {
+        if (!folder.empty() && fs::exists(part, error)) {
             return part;
         }
     }

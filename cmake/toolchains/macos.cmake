@@ -7,11 +7,11 @@ set(CMAKE_SYSTEM_VERSION 19) # of macOS 10.15
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES LUM_MACOS_SDK)
-if(NOT LUM_MACOS_SDK OR NOT EXISTS "${LUM_MACOS_SDK}/System/Library/Frameworks/AppKit.framework")
-  message(FATAL_ERROR "LUM_MACOS_SDK is \"${LUM_MACOS_SDK}\", where macOS's headers and link stubs are not: "
-    "there is no System/Library/Frameworks/AppKit.framework. docs/dev/macos.md says where they come from.")
+if(NOT IS_ABSOLUTE "${LUM_MACOS_SDK}" OR
+   NOT EXISTS "${LUM_MACOS_SDK}/System/Library/Frameworks/AppKit.framework")
+  message(FATAL_ERROR "LUM_MACOS_SDK must be the absolute path of a folder with macOS's headers and link stubs, but "
+    "\"${LUM_MACOS_SDK}\" has no System/Library/Frameworks/AppKit.framework. docs/dev/macos.md says where they come from.")
 endif()
-get_filename_component(LUM_MACOS_SDK "${LUM_MACOS_SDK}" ABSOLUTE)
 set(CMAKE_OSX_SYSROOT "${LUM_MACOS_SDK}" CACHE PATH "The headers and link stubs of macOS" FORCE)
 
 # The newest version of which all tools are there.

@@ -16,7 +16,8 @@ namespace {
 constexpr char kPrefix[] = ".package-content.";
 
 PackageContent UnpackAside(const std::filesystem::path &package, const std::filesystem::path &folder,
-                           const UnpackLimits &limits, const std::stop_token &stop) {
+                           const UnpackLimits &limits) {
+    const base::ScopedDescriptor file = OpenPackage(package);
     base::CleanStaging(folder, kPrefix);
     const base::StagingFolder staging(folder, kPrefix);
     if (staging.error() != 0) {
@@ -30,16 +31,15 @@ PackageContent UnpackAside(const std::filesystem::path &package, const std::file
     if (!place) {
         throw WriteFailure(errno, folder.string());
     }
-    Unpacked unpacked = Unpack(package, place.get(), folder, {}, limits, stop);
+    Unpacked unpacked = Unpack({file.get(), place.get(), {}, limits});
     return {std::move(unpacked.component), unpacked.bytes};
 }
 
 } // namespace
 
 base::Result<PackageContent> ReadPackageContent(const std::filesystem::path &package,
-                                                const std::filesystem::path &folder, const UnpackLimits &limits,
-                                                const std::stop_token &stop) {
-    return CatchFailures([&] { return UnpackAside(package, folder, limits, stop); });
+                                                const std::filesystem::path &folder, const UnpackLimits &limits) {
+    return CatchFailures([&] { return UnpackAside(package, folder, limits); });
 }
 
 } // namespace delivery

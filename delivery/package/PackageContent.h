@@ -4,11 +4,11 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <stop_token>
 #include <string>
 
 #include "base/Result.h"
-#include "delivery/package/Unpacker.h"
+#include "delivery/package/UnpackCode.h"
+#include "delivery/package/UnpackLimits.h"
 
 namespace delivery {
 
@@ -17,10 +17,9 @@ struct PackageContent {
     std::uint64_t unpackedSize = 0; // bytes of all files
 };
 
-// Unpacks into a hidden folder of `folder`, which is removed again; there must be room for it. The Error's code is an
-// UnpackCode: kUnpackNoSpace and above are about this computer, the others about the package.
+// Unpacks, in this process, into a hidden folder of `folder`, which is removed again; there must be room for it. The
+// Error's code is an UnpackCode: kUnpackNoSpace and above are about this computer, the others about the package.
 base::Result<PackageContent> ReadPackageContent(const std::filesystem::path &package,
-                                                const std::filesystem::path &folder, const UnpackLimits &limits = {},
-                                                const std::stop_token &stop = {});
+                                                const std::filesystem::path &folder, const UnpackLimits &limits = {});
 
 } // namespace delivery

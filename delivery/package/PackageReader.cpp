@@ -13,7 +13,6 @@
 #include <utility>
 
 #include "base/Text.h"
-#include "delivery/package/Unpacker.h"
 #include "delivery/package/Compression.h"
 #include "delivery/package/ZipTable.h"
 
@@ -87,13 +86,10 @@ private:
 
 } // namespace
 
-PackageReader::PackageReader(const std::filesystem::path &package, std::uint64_t maxWindow, std::stop_token stop)
-    : m_package(package), m_maxWindow(maxWindow), m_stop(std::move(stop)),
-      m_file(open(package.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
+PackageReader::PackageReader(int package, std::uint64_t maxWindow) : m_file(package), m_maxWindow(maxWindow) {
     struct stat info;
-    if (!m_file || fstat(m_file.get(), &info) != 0) {
-        throw UnpackFailure{kUnpackNoPackage,
-                            "the package cannot be opened: " + std::generic_category().message(errno)};
+    if (fstat(m_file, &info) != 0 || lseek(m_file, 0, SEEK_SET) != 0) {
+        throw UnpackFailure{kUnpackNoPackage, "the package cannot be read: " + std::generic_category().message(errno)};
     }
     if (!S_ISREG(info.st_mode)) {
         throw UnpackFailure{kUnpackNoPackage, "the package is not a regular file"};
@@ -112,7 +108,7 @@ PackageReader::PackageReader(const std::filesystem::path &package, std::uint64_t
 void PackageReader::Open() {
     SupportFormats(m_archive.get());
     std::array<char, 16> head{};
-    const ssize_t got = pread(m_file.get(), head.data(), head.size(), 0);
+    const ssize_t got = pread(m_file, head.data(), head.size(), 0);
     const auto compression = CompressionOf({head.data(), got > 0 ? static_cast<std::size_t>(got) : 0});
     m_decompressor = Decompressor::Make(compression, m_maxWindow);
     int result = ARCHIVE_OK;
@@ -121,7 +117,7 @@ void PackageReader::Open() {
         result = archive_read_open(m_archive.get(), this, nullptr, ReadCallback, nullptr);
     } else {
         SupportFilters(m_archive.get());
-        result = archive_read_open_fd(m_archive.get(), m_file.get(), kReadBlock);
+        result = archive_read_open_fd(m_archive.get(), m_file, kReadBlock);
     }
     if (result != ARCHIVE_OK) {
         throw Damaged();
@@ -141,12 +137,8 @@ la_ssize_t PackageReader::ReadCallback(archive *archive, void *self, const void 
 
 bool PackageReader::Decompress(std::string_view &out) {
     while (!m_failure) {
-        if (m_stop.stop_requested()) {
-            m_failure = UnpackFailure{kUnpackInterrupted, "the installation was stopped"};
-            break;
-        }
         if (m_rest.empty() && !m_inputEnded) {
-            const ssize_t got = read(m_file.get(), m_input.data(), m_input.size());
+            const ssize_t got = read(m_file, m_input.data(), m_input.size());
             if (got < 0) {
                 m_failure = UnpackFailure{kUnpackNoPackage,
                                           "the package cannot be read: " + std::generic_category().message(errno)};
@@ -167,7 +159,7 @@ bool PackageReader::Decompress(std::string_view &out) {
                                                    " MiB of memory that are allowed"};
             break;
         case Decompressor::Result::NoMemory:
-            m_failure = UnpackFailure{kUnpackInterrupted, "there is not enough memory to unpack"};
+            m_failure = MemoryFailure();
             break;
         }
         if (!out.empty() || (m_inputEnded && !m_failure)) {
@@ -191,7 +183,7 @@ UnpackFailure PackageReader::Damaged() const {
     case EIO:
         return {kUnpackNoPackage, "the package cannot be read: " + detail};
     case ENOMEM:
-        return {kUnpackInterrupted, "there is not enough memory to unpack"};
+        return MemoryFailure();
     default:
         break;
     }
@@ -213,7 +205,7 @@ void PackageReader::CheckTable() const {
     if ((archive_format(m_archive.get()) & ARCHIVE_FORMAT_BASE_MASK) != ARCHIVE_FORMAT_ZIP) {
         return;
     }
-    const std::optional<std::uint64_t> listed = ZipTableCount(m_file.get(), m_fileSize);
+    const std::optional<std::uint64_t> listed = ZipTableCount(m_file, m_fileSize);
     const auto read = static_cast<std::uint64_t>(archive_file_count(m_archive.get()));
     if (listed && *listed != read) {
         throw UnpackFailure{kUnpackDamaged, "the archive is damaged: its table lists " + std::to_string(*listed) +
@@ -298,17 +290,21 @@ void PackageReader::CopyTo(int file, const std::function<void(std::uint64_t)> &a
 
 std::uint64_t PackageReader::LeastSize() const {
     if (m_decompressor || archive_filter_count(m_archive.get()) > 1) {
-        return UnpackedSize(m_file.get()).value_or(m_fileSize);
+        return UnpackedSize(m_file).value_or(m_fileSize);
     }
     // A zip file has a table of all its entries; the others would have to be unpacked to find theirs.
     if ((archive_format(m_archive.get()) & ARCHIVE_FORMAT_BASE_MASK) != ARCHIVE_FORMAT_ZIP) {
         return 0;
     }
-    PackageReader table(m_package, m_maxWindow);
+    const off_t place = lseek(m_file, 0, SEEK_CUR);
     std::uint64_t sum = 0;
-    while (table.Next()) {
-        sum += static_cast<std::uint64_t>(std::max<la_int64_t>(archive_entry_size(table.m_entry), 0));
+    {
+        PackageReader table(m_file, m_maxWindow);
+        while (table.Next()) {
+            sum += static_cast<std::uint64_t>(std::max<la_int64_t>(archive_entry_size(table.m_entry), 0));
+        }
     }
+    lseek(m_file, place, SEEK_SET);
     return sum;
 }
 

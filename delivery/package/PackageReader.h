@@ -5,15 +5,12 @@
 #include <archive_entry.h>
 
 #include <cstdint>
-#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
-#include <stop_token>
 #include <string>
 #include <vector>
 
-#include "base/ScopedDescriptor.h"
 #include "delivery/package/Decompressor.h"
 #include "delivery/package/UnpackFailure.h"
 
@@ -29,10 +26,10 @@ struct PackageEntry {
 
 class PackageReader {
 public:
-    // A compressed stream anywhere in the package that wants a larger window than `maxWindow` refuses the package when
-    // it is reached; so does a second compression within the first. A request to stop is obeyed also while the package
-    // yields nothing.
-    PackageReader(const std::filesystem::path &package, std::uint64_t maxWindow, std::stop_token stop = {});
+    // `package` is open for reading, stays the caller's, and is read by nothing else meanwhile. A compressed stream
+    // anywhere in it that wants a larger window than `maxWindow` refuses the package when it is reached; so does a
+    // second compression within the first.
+    PackageReader(int package, std::uint64_t maxWindow);
 
     // Nothing after the last entry.
     std::optional<PackageEntry> Next();
@@ -59,10 +56,8 @@ private:
             archive_read_free(archive);
         }
     };
-    const std::filesystem::path m_package;
+    const int m_file;
     const std::uint64_t m_maxWindow;
-    const std::stop_token m_stop;
-    base::ScopedDescriptor m_file;
     std::uint64_t m_fileSize = 0;
     std::unique_ptr<Decompressor> m_decompressor; // null when libarchive decompresses, or nothing does
     std::vector<char> m_input;

@@ -1,9 +1,9 @@
 #include "delivery/package/UnpackFailure.h"
 
 #include <errno.h>
+#include <sys/resource.h>
 
 #include "base/Text.h"
-#include "delivery/package/Unpacker.h"
 #include "base/Disk.h"
 
 namespace delivery {
@@ -26,6 +26,14 @@ UnpackFailure WriteFailure(int error, std::string_view name) {
     default:
         return {kUnpackInterrupted, reason};
     }
+}
+
+UnpackFailure MemoryFailure() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_AS, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY) {
+        return {kUnpackTooLarge, "unpacking takes more memory than is allowed"};
+    }
+    return {kUnpackInterrupted, "there is not enough memory to unpack"};
 }
 
 } // namespace delivery

@@ -9,7 +9,7 @@
 #include <type_traits>
 
 #include "base/Result.h"
-#include "delivery/package/Unpacker.h"
+#include "delivery/package/UnpackCode.h"
 
 namespace delivery {
 
@@ -20,6 +20,10 @@ struct UnpackFailure {
 
 // The failure of a system call on `name`, which is being installed: full, not writable, or else the system's fault.
 UnpackFailure WriteFailure(int error, std::string_view name);
+
+// No memory: within a limit that this process has, the package is too large for it, otherwise the computer is short of
+// it.
+UnpackFailure MemoryFailure();
 
 // What `work` answers, or what it throws as an Error whose code is an UnpackCode.
 template <typename Work> base::Result<std::invoke_result_t<Work>> CatchFailures(const Work &work) {
@@ -33,7 +37,7 @@ template <typename Work> base::Result<std::invoke_result_t<Work>> CatchFailures(
     } catch (const UnpackFailure &failure) {
         return base::Fail(failure.reason, failure.code);
     } catch (const std::bad_alloc &) {
-        return base::Fail("there is not enough memory to unpack", kUnpackInterrupted);
+        return base::Fail(MemoryFailure().reason, MemoryFailure().code);
     } catch (const std::exception &failure) {
         return base::Fail(failure.what(), kUnpackInterrupted);
     }

@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "base/Text.h"
-#include "delivery/package/Unpacker.h"
 #include "delivery/package/UnpackFailure.h"
 
 namespace delivery {

@@ -37,6 +37,10 @@ base::ScopedDescriptor OpenFolder(const std::filesystem::path &path) {
 
 class Unpacker::Folders {
 public:
+    // Whoever was stopped does not wait for the removal of what was unpacked.
+    void Hurry() {
+        m_hurry.request_stop();
+    }
     // An empty folder to unpack into, on the disk of `parent`.
     base::ScopedDescriptor Open(const std::filesystem::path &parent);
     // Takes out what an installation has left in it.
@@ -46,18 +50,19 @@ public:
     }
 
 private:
+    std::stop_source m_hurry;
     std::map<std::filesystem::path, std::unique_ptr<base::StagingFolder>> m_folders;
 };
 
 base::ScopedDescriptor Unpacker::Folders::Open(const std::filesystem::path &parent) {
     if (const auto known = m_folders.find(parent); known == m_folders.end()) {
-        CleanStaging(parent);
+        base::CleanStaging(parent, kFolderPrefix, m_hurry.get_token());
     } else if (base::ScopedDescriptor folder{open((known->second->path() / kNew).c_str(), kOpenFolder)}) {
         return folder;
     } else {
         m_folders.erase(known); // somebody has removed it
     }
-    auto folder = std::make_unique<base::StagingFolder>(parent, kFolderPrefix);
+    auto folder = std::make_unique<base::StagingFolder>(parent, kFolderPrefix, m_hurry.get_token());
     if (folder->error() != 0) {
         throw WriteFailure(folder->error(), parent.string());
     }
@@ -89,7 +94,8 @@ void CheckDestination(const std::filesystem::path &destination) {
 
 } // namespace
 
-Unpacker::Unpacker(UnpackLimits limits) : m_limits(limits), m_folders(std::make_unique<Folders>()) {}
+Unpacker::Unpacker(UnpackStep step, UnpackLimits limits)
+    : m_step(std::move(step)), m_limits(limits), m_folders(std::make_unique<Folders>()) {}
 
 Unpacker::~Unpacker() = default;
 
@@ -98,9 +104,13 @@ void Unpacker::InstallOrThrow(const std::filesystem::path &package, const std::f
     CheckDestination(destination);
     const std::filesystem::path folder = destination.parent_path();
     const std::string component = destination.filename().string();
+    const base::ScopedDescriptor file = OpenPackage(package);
     const base::ScopedDescriptor parent = OpenFolder(folder);
     const base::ScopedDescriptor staging = m_folders->Open(folder);
-    Unpack(package, staging.get(), folder, component, m_limits, stop);
+    m_step({file.get(), staging.get(), component, m_limits}, stop);
+    if (stop.stop_requested()) {
+        throw UnpackFailure{kUnpackInterrupted, "the installation was stopped"};
+    }
     struct stat status {};
     if (beforeMove && fstatat(staging.get(), component.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
         beforeMove(status.st_ino);
@@ -110,6 +120,7 @@ void Unpacker::InstallOrThrow(const std::filesystem::path &package, const std::f
 
 base::Result<void> Unpacker::Install(const std::filesystem::path &package, const std::filesystem::path &destination,
                                      const std::stop_token &stop, const BeforeMove &beforeMove) {
+    const std::stop_callback hurry(stop, [this] { m_folders->Hurry(); });
     const base::Result<void> result = CatchFailures([&] { InstallOrThrow(package, destination, stop, beforeMove); });
     m_folders->Empty(destination.parent_path());
     return result;
@@ -120,7 +131,9 @@ void Unpacker::Rest() {
 }
 
 void CleanStaging(const std::filesystem::path &folder) {
-    base::CleanStaging(folder, kFolderPrefix);
+    std::stop_source hurry;
+    hurry.request_stop();
+    base::CleanStaging(folder, kFolderPrefix, hurry.get_token());
 }
 
 UnpackJob::UnpackJob(Unpacker &unpacker, std::filesystem::path package, std::filesystem::path destination,

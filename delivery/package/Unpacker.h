@@ -28,42 +28,11 @@
 #include <thread>
 
 #include "base/Result.h"
+#include "delivery/package/UnpackCode.h"
+#include "delivery/package/UnpackLimits.h"
+#include "delivery/package/Unpacking.h"
 
 namespace delivery {
-
-// What an installation ends with. The extension has messages of its own for all of these.
-enum UnpackCode : int {
-    kUnpackOk = 0,
-    // The package is missing or cannot be read. Remedy: start again; check the disk.
-    kUnpackNoPackage = 1,
-    // The package is not an archive, or of a kind that is not read. Remedy: the publisher packs it again.
-    kUnpackNoArchive = 2,
-    // The archive ends early, contradicts itself or asks for a password. Remedy: the publisher packs it again.
-    kUnpackDamaged = 3,
-    // An entry is refused (above). Remedy: the publisher leaves it out or changes it.
-    kUnpackRefusedEntry = 4,
-    // More bytes, entries or memory than the limits allow. Remedy: the publisher makes it smaller.
-    kUnpackTooLarge = 5,
-    // No top-level entry, more than one, or one of another name than the destination's. Remedy: the publisher packs the
-    // component, and nothing beside it, under its name.
-    kUnpackNotOneComponent = 6,
-    // The disk or the user's share of it is full. Remedy: free some space.
-    kUnpackNoSpace = 12,
-    // The destination is not an absolute path that ends in a name. Remedy: the page or the item names another place.
-    kUnpackBadArgument = 20007,
-    // The folder of the destination is missing or cannot be written. Remedy: set its permissions.
-    kUnpackNotWritable = 20009,
-    // Cancelled, or the system failed: out of memory or descriptors, a disk fault. Remedy: try again.
-    kUnpackInterrupted = 20100,
-};
-
-struct UnpackLimits {
-    std::uint64_t maxBytes = std::uint64_t{8} << 30; // of all files together, unpacked
-    std::uint64_t maxEntries = 200'000;              // files, folders and links
-    // What the package's compression (xz, zstd, lzma, lzip) may keep in memory, for any of its streams; the memory in
-    // use is this and a few MiB. libarchive offers no such limit within zip, 7z and rar archives.
-    std::uint64_t maxWindow = std::uint64_t{64} << 20;
-};
 
 // Told, right before the move, the number (inode) of the file or folder that is moved. May be empty; called on the
 // thread of the installation, and throws nothing.
@@ -73,15 +42,16 @@ using BeforeMove = std::function<void(std::uint64_t number)>;
 // is kept for the next one. One installation at a time, on any thread.
 class Unpacker {
 public:
-    explicit Unpacker(UnpackLimits limits = {});
+    // Every package is unpacked by `step`, within the limits.
+    explicit Unpacker(UnpackStep step, UnpackLimits limits = {});
     ~Unpacker();
     Unpacker(const Unpacker &) = delete;
     Unpacker &operator=(const Unpacker &) = delete;
 
     // Installs the component of `package` as `destination` (an absolute path; its folder must exist). The first time in
     // a folder it begins by removing what killed processes have left there. The Error's code is an UnpackCode, its text
-    // one sentence for a person that says what is wrong with what. A request to stop is looked at for every block; then
-    // the code is kUnpackInterrupted.
+    // one sentence for a person that says what is wrong with what. After a request to stop the code is
+    // kUnpackInterrupted, unless it came too late; what takes long to remove then is left to the next process.
     base::Result<void> Install(const std::filesystem::path &package, const std::filesystem::path &destination,
                                const std::stop_token &stop = {}, const BeforeMove &beforeMove = {});
 
@@ -94,11 +64,13 @@ private:
     void InstallOrThrow(const std::filesystem::path &package, const std::filesystem::path &destination,
                         const std::stop_token &stop, const BeforeMove &beforeMove);
 
+    const UnpackStep m_step;
     const UnpackLimits m_limits;
     const std::unique_ptr<Folders> m_folders;
 };
 
-// Removes the staging folders that killed processes have left in `folder`, never those of a running one.
+// Removes the staging folders that killed processes have left in `folder`, never those of a running one. For a moment
+// at most: what is left then is removed by the next that comes.
 void CleanStaging(const std::filesystem::path &folder);
 
 // An installation on a thread of its own, for a caller that must keep its window alive meanwhile.

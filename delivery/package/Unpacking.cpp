@@ -1,6 +1,10 @@
 #include "delivery/package/Unpacking.h"
 
+#include <errno.h>
+#include <fcntl.h>
+
 #include <optional>
+#include <system_error>
 
 #include "base/Disk.h"
 #include "base/ScopedUtf8Locale.h"
@@ -16,22 +20,20 @@ namespace {
 
 class Unpacking {
 public:
-    Unpacking(int staging, const std::filesystem::path &disk, const std::string &component, const UnpackLimits &limits,
-              const std::stop_token &stop)
-        : m_disk(disk), m_component(component), m_limits(limits), m_stop(stop), m_tree(staging, limits.maxEntries),
-          m_bytesLeft(limits.maxBytes) {}
+    explicit Unpacking(const UnpackOrder &order)
+        : m_order(order), m_limits(order.limits), m_component(order.component),
+          m_tree(order.staging, m_limits.maxEntries), m_bytesLeft(m_limits.maxBytes) {}
 
-    Unpacked Run(const std::filesystem::path &package);
+    Unpacked Run();
 
 private:
     void Take(PackageReader &reader, const PackageEntry &entry);
     void CheckSpace(std::uint64_t needed) const;
     void Admit(std::uint64_t more);
 
-    const std::filesystem::path &m_disk;
-    std::string m_component; // empty until the first entry when any will do
+    const UnpackOrder &m_order;
     const UnpackLimits &m_limits;
-    const std::stop_token &m_stop;
+    std::string m_component; // empty until the first entry when any will do
     UnpackTree m_tree;
     std::uint64_t m_bytesLeft;
 };
@@ -44,9 +46,9 @@ EntryPath SplitOrRefuse(const std::string &path) {
                         "the entry " + base::Quoted(path) + " leads out of the component, or too deep"};
 }
 
-Unpacked Unpacking::Run(const std::filesystem::path &package) {
+Unpacked Unpacking::Run() {
     const base::ScopedUtf8Locale locale;
-    PackageReader reader(package, m_limits.maxWindow, m_stop);
+    PackageReader reader(m_order.package, m_limits.maxWindow);
     std::optional<PackageEntry> entry = reader.Next();
     if (entry) {
         CheckSpace(reader.LeastSize());
@@ -57,12 +59,10 @@ Unpacked Unpacking::Run(const std::filesystem::path &package) {
     if (m_tree.empty()) {
         throw UnpackFailure{kUnpackNotOneComponent, "the package holds nothing"};
     }
-    Admit(0);
     return {m_component, m_limits.maxBytes - m_bytesLeft};
 }
 
 void Unpacking::Take(PackageReader &reader, const PackageEntry &entry) {
-    Admit(0);
     const EntryPath path = SplitOrRefuse(entry.path);
     if (path.empty() && entry.kind == PackageEntry::Kind::Folder) { // "./", the folder that was packed
         return;
@@ -100,17 +100,13 @@ void Unpacking::Take(PackageReader &reader, const PackageEntry &entry) {
 }
 
 void Unpacking::CheckSpace(std::uint64_t needed) const {
-    if (needed > base::FreeSpace(m_disk)) {
+    if (needed > base::FreeSpace(m_order.staging)) {
         throw UnpackFailure{kUnpackNoSpace, "unpacking takes " + std::to_string((needed >> 20) + 1) +
                                                 " MiB, and there is less room on the disk"};
     }
 }
 
-// Called for every entry and every piece.
 void Unpacking::Admit(std::uint64_t more) {
-    if (m_stop.stop_requested()) {
-        throw UnpackFailure{kUnpackInterrupted, "the installation was stopped"};
-    }
     if (more > m_bytesLeft) {
         throw UnpackFailure{kUnpackTooLarge, "the component is larger than the " +
                                                  std::to_string(m_limits.maxBytes >> 20) + " MiB that are allowed"};
@@ -120,9 +116,17 @@ void Unpacking::Admit(std::uint64_t more) {
 
 } // namespace
 
-Unpacked Unpack(const std::filesystem::path &package, int staging, const std::filesystem::path &disk,
-                const std::string &component, const UnpackLimits &limits, const std::stop_token &stop) {
-    return Unpacking(staging, disk, component, limits, stop).Run(package);
+Unpacked Unpack(const UnpackOrder &order) {
+    return Unpacking(order).Run();
+}
+
+base::ScopedDescriptor OpenPackage(const std::filesystem::path &package) {
+    base::ScopedDescriptor file(open(package.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!file) {
+        throw UnpackFailure{kUnpackNoPackage,
+                            "the package cannot be opened: " + std::generic_category().message(errno)};
+    }
+    return file;
 }
 
 } // namespace delivery

@@ -16,8 +16,10 @@
 #include "base/Files.h"
 #include "base/Text.h"
 #import "base/objc/ScopedPool.h"
+#include "host/release/ReleaseState.h"
 #include "host/run/Extension.h"
 #include "host/run/WindowServer.h"
+#include "host/verbs/DoctorUnpacking.h"
 #include "lum/platform/linux/session/CryptoLibraries.h"
 #include "lum/security/CryptoNames.h"
 
@@ -236,7 +238,13 @@ Findings Examine(const Folders &folders) {
     }
     findings.push_back(ExamineExtension(OwnPart(kExtensionBundle)));
     findings.push_back(ExamineTheme(OwnPart(kTheme)));
+    for (Finding &finding : ExamineUnpacking()) {
+        findings.push_back(std::move(finding));
+    }
     findings.push_back(ExamineCodeset());
+    for (Finding &finding : ExamineReleases(Pins(folders.Releases(), folders.AdministratorsRoots()).All())) {
+        findings.push_back(std::move(finding));
+    }
     return findings;
 }
 

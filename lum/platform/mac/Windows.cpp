@@ -5,5 +5,8 @@ bool IsWindowServerAvailable() {
     return base::HasWindowServer();
 }
 
+// The system's own is right.
+void UseLookOfBundle(NSBundle *) {}
+
 // AppKit finds such fonts by itself.
 void PreferFontsForLocalization(const char *) {}

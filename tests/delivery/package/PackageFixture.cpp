@@ -1,6 +1,8 @@
 #include "tests/delivery/package/PackageFixture.h"
 
 #include <locale.h>
+#include <seccomp.h>
+#include <unistd.h>
 
 namespace delivery {
 
@@ -31,6 +33,17 @@ void WritePackage(const fs::path &file, const Kind &kind, const std::vector<Entr
     EXPECT_EQ(archive_write_close(out), ARCHIVE_OK) << archive_error_string(out);
     archive_write_free(out);
     setlocale(LC_CTYPE, "C");
+}
+
+void ForbidCall(int call, int error, std::optional<std::uint64_t> first) {
+    const scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ALLOW);
+    const scmp_arg_cmp argument = SCMP_A0_64(SCMP_CMP_EQ, first.value_or(0));
+    if (seccomp_rule_add_array(filter, SCMP_ACT_ERRNO(static_cast<unsigned>(error)), call, first ? 1 : 0, &argument) !=
+            0 ||
+        seccomp_load(filter) != 0) {
+        _exit(100);
+    }
+    seccomp_release(filter);
 }
 
 std::map<std::string, std::string> Tree(const fs::path &folder) {

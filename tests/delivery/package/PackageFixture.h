@@ -8,10 +8,12 @@
 
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "delivery/package/Unpacker.h"
+#include "delivery/worker/UnpackWorker.h"
 #include "tests/support/TempDir.h"
 
 namespace delivery {
@@ -53,6 +55,10 @@ constexpr Kind kAll[] = {kTar,
 
 void WritePackage(const std::filesystem::path &file, const Kind &kind, const std::vector<Entry> &entries);
 
+// From here on this system call fails in this process and those that it starts; when `first` is given, only with this
+// first argument. Ends the process where that cannot be.
+void ForbidCall(int call, int error, std::optional<std::uint64_t> first = {});
+
 // Everything below `folder`: "path" to content, "path/" for a folder, "path@" to target for a link, "path*" executable.
 std::map<std::string, std::string> Tree(const std::filesystem::path &folder);
 
@@ -69,7 +75,11 @@ protected:
         return Install(limits);
     }
     int Install(UnpackLimits limits = {}) {
-        return Code(Unpacker(limits).Install(m_package, m_place));
+        return Code(Unpacker(Worker(), limits).Install(m_package, m_place));
+    }
+    // By a process of its own, as lumhost unpacks.
+    UnpackStep Worker() {
+        return [this](const UnpackOrder &order, const std::stop_token &stop) { return m_worker.Unpack(order, stop); };
     }
     int Code(const base::Result<void> &result) {
         m_reason = result ? "" : result.error().text;
@@ -82,6 +92,7 @@ protected:
         m_dir.Write("install/My.app/old", "old");
     }
 
+    UnpackWorker m_worker{TEST_LUMUNPACK};
     TempDir m_dir;
     const std::filesystem::path m_package = m_dir.path() / "package";
     const std::filesystem::path m_folder = [this] {

@@ -8,13 +8,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <locale.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
-#include <stddef.h>
-#include <sys/prctl.h>
+#include <seccomp.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -34,6 +30,8 @@
 #include "delivery/package/Compression.h"
 #include "base/StagingFolder.h"
 #include "tests/delivery/package/PackageFixture.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/EndlessPackage.h"
 #include "tests/support/TempDir.h"
 
 namespace delivery {
@@ -305,18 +303,10 @@ TEST_F(UnpackerTest, HoldsEveryStreamToTheLimitOfMemory) {
 }
 
 TEST_F(UnpackerTest, StopsWhileAPackageYieldsNothing) {
-    WritePackage(m_package, kTar, {{"My.app/a", kNoise}});
-    const std::string tar = ReadFile(m_package);
-    const std::string first = Zstd(tar.substr(0, 1000), 20);
-    std::string empty = Zstd("", 20);
-    while (empty.size() < 100 << 20) { // frames without content
-        empty += empty;
-    }
-    const std::string package = first + empty;
-    m_dir.Write("package", package);
-    delivery::Unpacker unpacker;
+    m_dir.Write("package", EndlessPackage(m_dir));
+    delivery::Unpacker unpacker(Worker());
     delivery::UnpackJob job(unpacker, m_package, m_place);
-    EXPECT_FALSE(job.Wait(milliseconds(50)));
+    EXPECT_FALSE(job.Wait(milliseconds(200)));
     job.Cancel();
     EXPECT_TRUE(job.Wait(std::chrono::seconds(1)));
     EXPECT_EQ(Code(job.result()), kUnpackInterrupted) << m_reason;
@@ -364,7 +354,7 @@ TEST_F(UnpackerTest, InstallsBesideOthersThatDoTheSame) {
         std::vector<std::jthread> installers;
         for (std::string &failure : failures) {
             installers.emplace_back([&] {
-                delivery::Unpacker unpacker;
+                delivery::Unpacker unpacker(Worker());
                 for (int i = 0; i < 300 && failure.empty(); ++i) {
                     const base::Result<void> result = unpacker.Install(m_package, m_place);
                     failure = result ? "" : result.error().text;
@@ -439,7 +429,7 @@ TEST_F(UnpackerTest, SaysWhatIsWrongWithTheDestination) {
                  {m_dir / "package/My.app", delivery::kUnpackNotWritable},
                  {"/proc/My.app", delivery::kUnpackNotWritable}};
     for (const auto &[place, code] : cases) {
-        EXPECT_EQ(Code(delivery::Unpacker().Install(m_package, place)), code) << place << m_reason;
+        EXPECT_EQ(Code(delivery::Unpacker(Worker()).Install(m_package, place)), code) << place << m_reason;
         EXPECT_NE(m_reason, "");
     }
     PutOld();
@@ -447,7 +437,7 @@ TEST_F(UnpackerTest, SaysWhatIsWrongWithTheDestination) {
     getrlimit(RLIMIT_FSIZE, &before);
     const rlimit small{100'000, before.rlim_max};
     setrlimit(RLIMIT_FSIZE, &small);
-    delivery::Unpacker unpacker;
+    delivery::Unpacker unpacker(Worker());
     delivery::UnpackJob job(unpacker, m_package, m_place); // on its thread, which takes no SIGXFSZ
     EXPECT_EQ(Code(job.result()), delivery::kUnpackNoSpace) << m_reason;
     setrlimit(RLIMIT_FSIZE, &before);
@@ -460,10 +450,10 @@ TEST_F(UnpackerTest, IsCancelled) {
     std::stop_source stopped;
     stopped.request_stop();
     WritePackage(m_package, kTgz, {{"My.app", kNoise}});
-    EXPECT_EQ(Code(delivery::Unpacker().Install(m_package, m_place, stopped.get_token())),
+    EXPECT_EQ(Code(delivery::Unpacker(Worker()).Install(m_package, m_place, stopped.get_token())),
               delivery::kUnpackInterrupted);
     EXPECT_EQ(Installed(), m_old);
-    delivery::Unpacker unpacker;
+    delivery::Unpacker unpacker(Worker());
     delivery::UnpackJob(unpacker, m_package, m_place).Cancel(); // which may come too late
     unpacker.Rest();
     EXPECT_THAT(Installed(), testing::AnyOf(m_old, testing::ElementsAre(testing::Pair("My.app", kNoise))));
@@ -476,7 +466,7 @@ TEST_F(UnpackerTest, IsCancelled) {
 }
 
 TEST_F(UnpackerTest, KeepsItsFolderFromOneToTheNext) {
-    delivery::Unpacker unpacker;
+    delivery::Unpacker unpacker(Worker());
     const auto install = [&](const char *text) {
         WritePackage(m_package, kTgz, {{"My.app/a", text}});
         EXPECT_EQ(Code(unpacker.Install(m_package, m_place)), delivery::kUnpackOk) << m_reason;
@@ -505,18 +495,6 @@ TEST_F(UnpackerTest, KeepsItsFolderFromOneToTheNext) {
     EXPECT_EQ(Installed(), (std::map<std::string, std::string>{{"My.app/", ""}, {"My.app/a", "four"}}));
 }
 
-// A file system without the exchange of two folders: this process' call for it fails from here on.
-void ForbidExchange() {
-    sock_filter rules[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-                           BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_renameat2, 0, 1),
-                           BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EINVAL),
-                           BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
-    const sock_fprog program{static_cast<unsigned short>(std::size(rules)), rules};
-    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) {
-        _exit(100);
-    }
-}
-
 TEST_F(UnpackerTest, DoesWithoutAnExchangeOfFolders) {
     for (const bool replace : {false, true}) {
         if (replace) {
@@ -525,7 +503,7 @@ TEST_F(UnpackerTest, DoesWithoutAnExchangeOfFolders) {
         WritePackage(m_package, kTgz, {{"My.app/new", "new"}});
         const pid_t child = fork();
         if (child == 0) {
-            ForbidExchange();
+            ForbidCall(SCMP_SYS(renameat2), EINVAL); // a file system that cannot exchange two folders
             _exit(Install());
         }
         int status = 0;
@@ -561,15 +539,33 @@ TEST_F(UnpackerTest, SurvivesBeingKilled) {
         int status = 0;
         ASSERT_EQ(waitpid(child, &status, 0), child);
         killed += WIFSIGNALED(status);
-        delivery::CleanStaging(m_folder);
-        const auto now = Installed();
-        ASSERT_TRUE(now.empty() || now == whole) << now.size();
+        std::map<std::string, std::string> now;
+        const bool clean = WaitUntil([&] { // what unpacked for it ends soon after it
+            delivery::CleanStaging(m_folder);
+            now = Installed();
+            return now.empty() || now == whole;
+        });
+        ASSERT_TRUE(clean) << now.size();
         if (i % 4 == 0) {
             fs::remove_all(m_place);
         }
     }
     EXPECT_EQ(killed, 30);
     EXPECT_EQ(Install(), delivery::kUnpackOk) << m_reason;
+}
+
+// What was unpacked when a stop came may be more than can be removed in a moment.
+TEST_F(UnpackerTest, LeavesALongRemovalToTheNext) {
+    std::stop_source stop;
+    stop.request_stop();
+    m_dir.Write("install/.lumhost-unpack.dead00/new/My.app/half", "");
+    base::RemovalTime time(stop.get_token());
+    EXPECT_FALSE(time.IsOver());
+    EXPECT_TRUE(WaitUntil([&] { return time.IsOver(); }));
+    EXPECT_FALSE(base::RemoveTree(AT_FDCWD, (m_folder / ".lumhost-unpack.dead00").c_str(), time));
+    EXPECT_EQ(Installed().size(), 4u);
+    delivery::CleanStaging(m_folder);
+    EXPECT_TRUE(Installed().empty());
 }
 
 TEST_F(UnpackerTest, LeavesARunningInstallationAlone) {

@@ -2,7 +2,6 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 
@@ -12,6 +11,7 @@
 #include "lum/platform/linux/processes/EndedTasks.h"
 #include "lum/platform/ObjcEach.h"
 #include "base/objc/ScopedPool.h"
+#include "base/Spawn.h"
 #include "lum/platform/Session.h"
 
 namespace {
@@ -61,52 +61,6 @@ TextList EnvironmentOf(NSTask *task) {
     return list;
 }
 
-class SpawnAttributes {
-public:
-    SpawnAttributes() {
-        posix_spawnattr_init(&m_attributes);
-        posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-        sigset_t signals;
-        sigfillset(&signals);
-        posix_spawnattr_setsigdefault(&m_attributes, &signals);
-        sigemptyset(&signals);
-        posix_spawnattr_setsigmask(&m_attributes, &signals);
-    }
-    ~SpawnAttributes() {
-        posix_spawnattr_destroy(&m_attributes);
-    }
-    SpawnAttributes(const SpawnAttributes &) = delete;
-    SpawnAttributes &operator=(const SpawnAttributes &) = delete;
-    const posix_spawnattr_t *get() const {
-        return &m_attributes;
-    }
-
-private:
-    posix_spawnattr_t m_attributes;
-};
-
-class SpawnFiles {
-public:
-    SpawnFiles() {
-        posix_spawn_file_actions_init(&m_actions);
-        for (const int stream : {0, 1, 2}) {
-            posix_spawn_file_actions_addopen(&m_actions, stream, "/dev/null", stream == 0 ? O_RDONLY : O_WRONLY, 0);
-        }
-        posix_spawn_file_actions_addclosefrom_np(&m_actions, 3);
-    }
-    ~SpawnFiles() {
-        posix_spawn_file_actions_destroy(&m_actions);
-    }
-    SpawnFiles(const SpawnFiles &) = delete;
-    SpawnFiles &operator=(const SpawnFiles &) = delete;
-    const posix_spawn_file_actions_t *get() const {
-        return &m_actions;
-    }
-
-private:
-    posix_spawn_file_actions_t m_actions;
-};
-
 } // namespace
 
 void CollectEndedTasks() {
@@ -123,7 +77,13 @@ int LaunchTask(NSTask *task) {
     TextList arguments = ArgumentsOf(task);
     TextList environment = EnvironmentOf(task);
     pid_t pid = -1;
-    const int error = posix_spawn(&pid, [path fileSystemRepresentation], SpawnFiles().get(), SpawnAttributes().get(),
+    base::SpawnFiles files;
+    for (const int stream : {0, 1, 2}) {
+        files.Open(stream, "/dev/null", stream == 0 ? O_RDONLY : O_WRONLY);
+    }
+    files.CloseFrom(3);
+    const base::SpawnAttributes attributes(POSIX_SPAWN_SETSID);
+    const int error = posix_spawn(&pid, [path fileSystemRepresentation], files.get(), attributes.get(),
                                   arguments.Pointers(), environment.Pointers());
     if (error) {
         errno = error;
