@@ -161,7 +161,7 @@ struct PlaceholderPictures {
     _percent = -1;
     _pictures = new PlaceholderPictures;
     _pictures->locked = texts.locked;
-    const CGFloat scale = [[NSScreen mainScreen] userSpaceScaleFactor];
+    const CGFloat scale = [[NSScreen mainScreen] backingScaleFactor];
     const std::string_view language = EastAsianLanguage(texts.preparing + texts.connecting + texts.hostLabel);
     const TextStyle loud{.bold = true, .colour = kText, .language = language};
     const TextStyle quiet{.colour = kQuietText, .language = language};
@@ -246,7 +246,7 @@ struct PlaceholderPictures {
         [self stopAnimation];
         const TextStyle style{.size = 12, .colour = kQuietText};
         _pictures->percent.Set(std::to_string(percent) + kPercentSign, style, kTextWidth,
-                               [[NSScreen mainScreen] userSpaceScaleFactor]);
+                               [[NSScreen mainScreen] backingScaleFactor]);
         _pictures->percent.Place(NSWidth([self bounds]) / 2, [self barBottom] - kGap);
     }
     [self setNeedsDisplayInRect:[self changingRect]];

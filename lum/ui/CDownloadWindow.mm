@@ -5,6 +5,7 @@
 #import "base/objc/ScopedPool.h"
 #include "lum/common/FormatCheck.h"
 #include "lum/common/lumutil.h"
+#include "lum/platform/InterfaceFile.h"
 #include "lum/platform/Session.h"
 
 namespace {
@@ -66,6 +67,12 @@ NSString *MinutesFormat(NSString *languageID) {
         path = [bundle pathForResource:kInterfaceFile ofType:@"xib"];
     }
     return path ? path : [super windowNibPath];
+}
+
+- (void)loadWindow {
+    if (!MakeDescribedInterface(ExtensionBundle(), kInterfaceFile, self)) {
+        [super loadWindow];
+    }
 }
 
 - (void)windowDidLoad {
