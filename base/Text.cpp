@@ -1,5 +1,6 @@
 #include "base/Text.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -10,6 +11,7 @@ namespace base {
 namespace {
 
 constexpr std::size_t kLongestQuoted = 200;
+constexpr std::string_view kBase64 = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 bool IsUnreserved(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '.' ||
@@ -58,6 +60,38 @@ std::optional<std::string> FromHex(std::string_view hex) {
         bytes += static_cast<char>(*byte);
     }
     return hex.empty() ? std::optional(bytes) : std::nullopt;
+}
+
+std::string ToBase64(std::string_view bytes) {
+    std::string text;
+    for (; !bytes.empty(); bytes.remove_prefix(std::min<std::size_t>(bytes.size(), 3))) {
+        std::uint32_t group = 0;
+        for (std::size_t i = 0; i < 3; ++i) {
+            group = group << 8 | (i < bytes.size() ? static_cast<unsigned char>(bytes[i]) : 0U);
+        }
+        for (std::size_t i = 0; i < 4; ++i) {
+            text += i <= bytes.size() ? kBase64[group >> (18 - 6 * i) & 63] : '=';
+        }
+    }
+    return text;
+}
+
+std::optional<std::string> FromBase64(std::string_view text) {
+    std::string bytes;
+    std::uint32_t group = 0;
+    int bits = 0;
+    for (const char c : text.substr(0, text.find('='))) {
+        const std::size_t digit = kBase64.find(c);
+        if (digit == std::string_view::npos) {
+            return std::nullopt;
+        }
+        group = group << 6 | static_cast<std::uint32_t>(digit);
+        if ((bits += 6) >= 8) {
+            bits -= 8;
+            bytes += static_cast<char>(group >> bits & 0xff);
+        }
+    }
+    return ToBase64(bytes) == text ? std::optional(bytes) : std::nullopt;
 }
 
 std::string PercentEncode(std::string_view text) {

@@ -36,6 +36,11 @@ std::string ToHex(std::string_view bytes);
 // The bytes that two hexadecimal digits each, of either case, stand for. Nothing when it is anything else.
 std::optional<std::string> FromHex(std::string_view hex);
 
+// Base64 (RFC 4648, 4), with padding.
+std::string ToBase64(std::string_view bytes);
+// Nothing when it is not that, to the last bit; the empty text is.
+std::optional<std::string> FromBase64(std::string_view text);
+
 // Percent-encodes everything but ASCII letters, digits and "-._~" (RFC 3986, 2.3).
 std::string PercentEncode(std::string_view text);
 // Nothing when a "%" is not followed by two hexadecimal digits.

@@ -80,18 +80,21 @@ make_components() {
   echo snow >"$work/components/Holiday Skin.bundle/Contents/pattern"
 }
 
-# The site's manifest, with this version of the audio library, and with Holiday Skin.bundle while it is offered.
+# The site's manifest, with this version of the audio library, with Holiday Skin.bundle while it is offered, and with a
+# signed release when there are keys for one.
 write_manifest() {
-  local audio=$1 skin=
+  local audio=$1 skin='' release=''
   if [ "${2:-}" = with-skin ]; then
     skin='{ "path": "components/Holiday Skin.bundle", "target": "/proc/skins", "version": "1,0,0,0",
       "update": "existence", "failure": "ignore" },'
   fi
+  [ ! -d "$work/release-keys" ] || release='
+  "release": { "keys": "release-keys" },'
   cp "$build/demo/components/libdemoaudio.dylib" "$work/components/"
   printf '%s' "$audio" >>"$work/components/libdemoaudio.dylib" # another version, other bytes
   cat >"$work/site.json" <<TEXT
 {
-  "url": "$url",
+  "url": "$url",$release
   "sections": [{ "name": "Kelvo", "keys": "keys" }],
   "components": [
     { "path": "components/DemoKit.framework", "version": "1,0,0,0", "linksAsFiles": true },
@@ -162,6 +165,8 @@ visit() {
 sent_on() { [ "$(cat "$work/$1.status")" = 0 ] && grep -q 'joined.html' "$work/$1.out"; }
 refused() { [ "$(cat "$work/$1.status")" != 0 ] && grep -q "message $2\b" "$work/$1.out"; }
 fetched() { [ "$(grep -c 'GET /packages/' "$work/$1.requests")" = "$2" ]; }
+fetched_signed() { [ "$(grep -c 'GET /release/targets/' "$work/$1.requests")" = "$2" ]; }
+pinned_to() { "$lumhost" allowed | grep -q "root $1, SHA-256 $(sha256sum "$site/release/root.json" | cut -d' ' -f1)"; }
 not_fetched() { ! grep -q "GET /packages/$2" "$work/$1.requests"; }
 traced() { grep -q "$2" "$work/$1.trace"; }
 logged() {
@@ -189,6 +194,16 @@ tamper() {
   package=$site/$(grep -o "=$1;[^;]*" "$site/lummac.ini" | cut -d';' -f2)
   printf 'X' | dd of="$package" bs=1 seek=100 conv=notrunc 2>/dev/null
   explain "One byte of $(basename "$package") is another now."
+}
+
+# Puts each folder's content in the other's place.
+exchange() {
+  mkdir "$work/exchange"
+  cp -R "$1/." "$work/exchange/"
+  find "$1" -mindepth 1 -delete
+  cp -R "$2/." "$1/"
+  rm -rf "$2"
+  mv "$work/exchange" "$2"
 }
 
 # The window of this title, and a key pressed in it.

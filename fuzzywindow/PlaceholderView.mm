@@ -23,6 +23,8 @@ constexpr CGFloat kDisc = 72;
 constexpr CGFloat kGap = 8;
 constexpr CGFloat kBarHeight = 6;
 constexpr CGFloat kPercentHeight = 30; // below the bar
+// With a narrow space, which most languages want and no other misses.
+constexpr const char *kPercentSign = "\u202F%";
 constexpr NSTimeInterval kFrame = 1.0 / 24;
 constexpr NSTimeInterval kLap = 1.6; // of the moving part, in seconds
 
@@ -168,7 +170,9 @@ struct PlaceholderPictures {
     disc.size = 30;
     _pictures->initial.Set(Initial(texts.hostName.empty() ? texts.topic : texts.hostName), disc, kDisc, scale);
     _pictures->topic.SetFitting(texts.topic, loud, kTopicFits, scale);
-    _pictures->host.SetFitting(texts.hostLabel + Isolated(texts.hostName), quiet, kHostFits, scale);
+    if (!texts.hostName.empty()) {
+        _pictures->host.SetFitting(texts.hostLabel + Isolated(texts.hostName), quiet, kHostFits, scale);
+    }
     _pictures->preparing.SetFitting(texts.preparing, status, kStatusFits, scale);
     _pictures->connecting.SetFitting(texts.connecting, status, kStatusFits, scale);
     [self setFrameSize:NSMakeSize(kWidth, std::max(kLeastHeight, [self neededHeight]))];
@@ -241,7 +245,7 @@ struct PlaceholderPictures {
     if (percent >= 0) {
         [self stopAnimation];
         const TextStyle style{.size = 12, .colour = kQuietText};
-        _pictures->percent.Set(std::to_string(percent) + "%", style, kTextWidth,
+        _pictures->percent.Set(std::to_string(percent) + kPercentSign, style, kTextWidth,
                                [[NSScreen mainScreen] userSpaceScaleFactor]);
         _pictures->percent.Place(NSWidth([self bounds]) / 2, [self barBottom] - kGap);
     }
@@ -292,8 +296,10 @@ struct PlaceholderPictures {
     if (NSEqualRects(NSIntersectionRect(dirty, NSInsetRect([self barRect], -1, -1)), dirty)) {
         return; // one step of the animation
     }
-    [Colour(kAccent) set];
-    [[NSBezierPath bezierPathWithOvalInRect:[self discRect]] fill];
+    if (_pictures->initial.image) {
+        [Colour(kAccent) set];
+        [[NSBezierPath bezierPathWithOvalInRect:[self discRect]] fill];
+    }
     for (const Label *label : {&_pictures->initial, &_pictures->topic, &_pictures->host}) {
         label->Draw();
     }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <map>
-#include <ranges>
 
 #include "base/Text.h"
 #include "delivery/instructions/InstructionFile.h"
@@ -24,17 +23,18 @@ std::string WithSlash(std::string path) {
     return path;
 }
 
-bool IsStep(std::string_view piece) {
-    return piece == "." || piece == "..";
-}
-
 bool IsRealName(std::string_view name) {
-    return std::ranges::all_of(std::views::split(name, '/'),
-                               [](const auto &part) {
-                                   const std::string_view piece(part.begin(), part.end());
-                                   return !piece.empty() && !IsStep(piece);
-                               }) &&
-           !name.empty();
+    for (;;) {
+        const std::size_t end = name.find('/');
+        const std::string_view piece = name.substr(0, end);
+        if (piece.empty() || piece == "." || piece == "..") {
+            return false;
+        }
+        if (end == std::string_view::npos) {
+            return true;
+        }
+        name.remove_prefix(end + 1);
+    }
 }
 
 // Both are absolute and without "." and "..".

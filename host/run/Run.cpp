@@ -46,8 +46,12 @@ Run::Run(Settings settings, const Folders &folders, TraceFile &log, EventSink &s
       m_lastStart(folders, m_settings.page, m_settings.bundle), m_recorder(folders),
       m_watch(PageWaits(m_settings.page), m_began), m_loop(*this),
       m_transfers(std::make_unique<delivery::Transfers>(SettingsOfTransfers(folders), m_loop.Waker())),
-      m_instance(std::make_unique<Instance>(m_settings.extension, m_settings.page, m_settings.sites, *m_transfers,
-                                            OwnPart(delivery::kUnpackProgram), *this)) {
+      m_downloads(m_settings.page, Pins(folders.Releases(), folders.AdministratorsRoots()), folders.cache, *m_transfers,
+                  m_loop.Waker(),
+                  {[&sink](const std::string &text) { sink.OnNotice(text); },
+                   [this](const std::string &release) { m_lastStart.Note("release", release); }}),
+      m_instance(std::make_unique<Instance>(m_settings.extension, m_settings.page, m_settings.sites, m_downloads,
+                                            *m_transfers, OwnPart(delivery::kUnpackProgram), *this)) {
     m_collector.HideFromSite([redactor = Redactor(folders.home, UserName(), {})](std::string_view text) {
         return redactor.HidePerson(text);
     });
@@ -84,7 +88,7 @@ bool Run::StartInstance() {
         m_end = RunEnd{static_cast<int>(Ending::NotAllowed), "the page may not install there", 0};
         return false;
     }
-    EnterEmptyFolder(m_folders.cache / "empty");
+    EnterEmptyFolder(m_folders.state / "empty");
     const base::Result<void> started = m_instance->Start();
     m_watch.CallEnded(m_began, Clock::now());
     if (!started) {

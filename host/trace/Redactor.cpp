@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <functional>
 
 #include "base/Text.h"
 
@@ -34,7 +35,36 @@ constexpr std::array<std::string_view, 18> kTechnical = {"lumcomponentname",
                                                          "name"};
 
 constexpr std::size_t kShortestValue = 3;
+constexpr std::size_t kShortestPiece = 4;
+constexpr std::size_t kMostPieces = 4000; // no page but a hostile one has so many
 constexpr std::string_view kCut = "?...";
+constexpr std::string_view kAddressEnds = " \t\r\n\"'<>|]";
+// Pieces of addresses that say nothing.
+constexpr std::array<std::string_view, 6> kPlainPieces = {"http", "https", "html", "index", "true", "false"};
+
+bool IsPieceCharacter(char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) || static_cast<unsigned char>(c) >= 0x80;
+}
+
+std::vector<std::string> PiecesOf(std::string_view value) {
+    std::vector<std::string> pieces;
+    for (std::size_t at = 0; at < value.size();) {
+        std::size_t end = at;
+        while (end < value.size() && IsPieceCharacter(value[end])) {
+            ++end;
+        }
+        if (end - at >= kShortestPiece) {
+            pieces.push_back(base::Lower(value.substr(at, end - at)));
+        }
+        at = end + 1;
+    }
+    return pieces;
+}
+
+std::uint32_t KeyOf(std::string_view text, std::size_t at) {
+    const auto byte = [&](std::size_t i) { return static_cast<std::uint32_t>(static_cast<unsigned char>(text[i])); };
+    return byte(at) << 16 | byte(at + 1) << 8 | byte(at + 2);
+}
 
 void ReplaceAll(std::string &text, std::string_view from, std::string_view to) {
     for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size())) {
@@ -72,12 +102,6 @@ void CutAddresses(std::string &text) {
     }
 }
 
-// An address as CutAddresses leaves it, without the sign that something was cut.
-std::string CutAddress(std::string address) {
-    CutAddresses(address);
-    return address.substr(0, address.find(kCut));
-}
-
 } // namespace
 
 bool IsTechnicalParameter(std::string_view name) {
@@ -92,23 +116,107 @@ std::string UserName() {
 Redactor::Redactor(const std::filesystem::path &home, const std::string &user,
                    const std::vector<std::pair<std::string, std::string>> &parameters)
     : m_home(home), m_user(user == "root" || user.size() < kShortestValue ? std::string() : user) {
+    std::set<std::string> plain(kPlainPieces.begin(), kPlainPieces.end());
     for (const auto &[name, value] : parameters) {
-        if (value.size() < kShortestValue || IsTechnicalParameter(name)) {
-            continue;
+        if (IsTechnicalParameter(name)) {
+            for (std::string &piece : PiecesOf(value)) {
+                plain.insert(std::move(piece));
+            }
         }
-        const std::string shown = "<" + base::OneLine(name) + ">";
-        m_replacements.emplace_back(value, shown);
-        m_replacements.emplace_back(CutAddress(value), shown);
-        m_replacements.emplace_back(base::OneLine(value), shown);
-        m_replacements.emplace_back(base::PercentEncode(value), shown);
+    }
+    for (const auto &[name, value] : parameters) {
+        if (!IsTechnicalParameter(name)) {
+            AddValue(value, "<" + base::OneLine(name) + ">", plain);
+        }
     }
     if (home.string().size() > 1) {
-        m_replacements.emplace_back(home.string(), "~");
-        m_replacements.emplace_back(base::PercentEncode(home.string()), "~");
+        Add(home.string(), "~", Kind::Text);
+        Add(base::PercentEncode(home.string()), "~", Kind::Text);
     }
-    std::stable_sort(m_replacements.begin(), m_replacements.end(),
-                     [](const auto &a, const auto &b) { return a.first.size() > b.first.size(); });
-    std::erase_if(m_replacements, [](const auto &replacement) { return replacement.first.size() < kShortestValue; });
+    for (auto &[key, hidden] : m_hidden) {
+        std::ranges::stable_sort(hidden, std::greater(), [](const Hidden &each) {
+            return std::pair(each.text.size(), each.kind != Kind::Piece); // of equal texts the whole value
+        });
+    }
+}
+
+// The value in every form that it may take on its way through the extension: as it is, on one line, encoded, decoded.
+void Redactor::AddValue(const std::string &value, const std::string &shown, const std::set<std::string> &plain) {
+    std::vector<std::string> forms = {value, base::OneLine(value), base::PercentDecode(value).value_or(""),
+                                      base::FromBase64(value).value_or("")};
+    for (const std::string &form : std::vector<std::string>(forms)) {
+        forms.push_back(base::PercentEncode(form));
+        forms.push_back(base::ToBase64(form));
+    }
+    for (const std::string &form : forms) {
+        Add(form, shown, form.find("://") != std::string::npos ? Kind::Address : Kind::Text);
+        if (const std::size_t query = form.find_first_of("?#"); query != std::string::npos) {
+            Add(form.substr(0, query), shown, form.find("://") < query ? Kind::Address : Kind::Text);
+        }
+    }
+    for (const std::string &form : forms) {
+        for (const std::string &piece : PiecesOf(form)) {
+            if (!plain.contains(piece)) {
+                Add(piece, shown, Kind::Piece);
+                Add(base::PercentEncode(piece), shown, Kind::Piece);
+            }
+        }
+    }
+}
+
+void Redactor::Add(const std::string &text, const std::string &shown, Kind kind) {
+    if (text.size() < kShortestValue || (kind == Kind::Piece && ++m_pieces > kMostPieces)) {
+        return;
+    }
+    const std::string lower = base::Lower(text);
+    m_hidden[KeyOf(lower, 0)].push_back({lower, shown, kind});
+}
+
+const Redactor::Hidden *Redactor::Find(std::string_view lower, std::size_t at) const {
+    if (lower.size() - at < kShortestValue) {
+        return nullptr;
+    }
+    const auto found = m_hidden.find(KeyOf(lower, at));
+    if (found == m_hidden.end()) {
+        return nullptr;
+    }
+    const auto fits = [&](const Hidden &hidden) {
+        const std::size_t end = at + hidden.text.size();
+        const bool isWhole =
+            (at == 0 || !IsPieceCharacter(lower[at - 1])) && (end >= lower.size() || !IsPieceCharacter(lower[end]));
+        return lower.substr(at).starts_with(hidden.text) && (hidden.kind != Kind::Piece || isWhole);
+    };
+    const auto longest = std::ranges::find_if(found->second, fits);
+    return longest == found->second.end() ? nullptr : &*longest;
+}
+
+// Of which the part before `at` is known. Values in it may have blanks in them.
+std::size_t Redactor::EndOfAddress(std::string_view lower, std::size_t at) const {
+    while (at < lower.size() && kAddressEnds.find(lower[at]) == std::string_view::npos) {
+        const Hidden *hidden = Find(lower, at);
+        at += hidden ? hidden->text.size() : 1;
+    }
+    return at;
+}
+
+std::string Redactor::HideValues(std::string_view text) const {
+    const std::string lower = base::Lower(text);
+    std::string result;
+    for (std::size_t at = 0; at < text.size();) {
+        const Hidden *hidden = Find(lower, at);
+        if (!hidden) {
+            result += text[at++];
+            continue;
+        }
+        result += hidden->shown;
+        at += hidden->text.size();
+        if (hidden->kind == Kind::Address) {
+            const std::size_t end = EndOfAddress(lower, at);
+            result += end > at ? kCut : "";
+            at = end;
+        }
+    }
+    return result;
 }
 
 std::string Redactor::HidePerson(std::string_view text) const {
@@ -129,18 +237,8 @@ std::string Redactor::Redact(std::string_view text) const {
         result.resize(listed + kListed.size());
         result += " ...";
     }
-    // Values that are addresses come last, as they are after the cut: what follows them in the text must be recognized
-    // as the rest of an address. The others come first: one with a blank in it would end an address too early.
-    const auto replace = [&](bool addresses) {
-        for (const auto &[from, to] : m_replacements) {
-            if ((from.find("://") != std::string::npos) == addresses) {
-                ReplaceAll(result, from, to);
-            }
-        }
-    };
-    replace(false);
+    result = HideValues(result);
     CutAddresses(result);
-    replace(true);
     if (!m_user.empty()) {
         ReplaceWord(result, m_user, "<user>");
     }

@@ -16,6 +16,7 @@
 #include "base/Files.h"
 #include "base/Text.h"
 #import "base/objc/ScopedPool.h"
+#include "host/release/ReleaseState.h"
 #include "host/run/Extension.h"
 #include "host/run/WindowServer.h"
 #include "host/verbs/DoctorUnpacking.h"
@@ -241,6 +242,9 @@ Findings Examine(const Folders &folders) {
         findings.push_back(std::move(finding));
     }
     findings.push_back(ExamineCodeset());
+    for (Finding &finding : ExamineReleases(Pins(folders.Releases(), folders.AdministratorsRoots()).All())) {
+        findings.push_back(std::move(finding));
+    }
     return findings;
 }
 

@@ -10,7 +10,8 @@
 namespace {
 
 NSString *const kInterfaceFile = @"progressWindow";
-constexpr double kWholeBar = 100.0;
+constexpr unsigned int kWholeBar = 100;
+constexpr NSInteger kPercentTag = 1; // of the interface file
 
 NSString *Localized(NSString *languageID, NSString *english) {
     return LocalizedText(ExtensionBundle(), [languageID UTF8String], english);
@@ -23,6 +24,17 @@ NSString *MinutesFormat(NSString *languageID) {
 }
 
 } // namespace
+
+// Has the keyboard until the user moves it on. The window would otherwise give it to the button, and a space that was
+// meant for another window would stop the download.
+@interface LUMKeyboardRest : NSView
+@end
+
+@implementation LUMKeyboardRest
+- (BOOL)acceptsFirstResponder {
+    return YES;
+}
+@end
 
 @implementation CDownloadWindow
 
@@ -64,6 +76,13 @@ NSString *MinutesFormat(NSString *languageID) {
     [myStaticText setHidden:NO];
     [myStopButton setHidden:NO];
     [myProgressBar setDisplayedWhenStopped:YES]; // GNUstep reads the file's absence of "no" as "no"
+    LUMKeyboardRest *rest = [[[LUMKeyboardRest alloc] initWithFrame:NSMakeRect(0, 0, 1, 1)] autorelease];
+    [[[self window] contentView] addSubview:rest];
+    [rest setNextKeyView:myStopButton];
+    [[self window] setInitialFirstResponder:rest];
+    const NSSize size = [[self window] frame].size; // one size only, so that nothing offers to zoom
+    [[self window] setMinSize:size];
+    [[self window] setMaxSize:size];
 }
 
 - (void)setLanguageID:(const char *)languageID {
@@ -94,7 +113,11 @@ NSString *MinutesFormat(NSString *languageID) {
 
 - (void)setProgressValue:(unsigned int)percent {
     const base::ScopedPool pool;
-    [myProgressBar setDoubleValue:std::min<double>(percent, kWholeBar)];
+    const unsigned int shown = std::min(percent, kWholeBar);
+    [myProgressBar setDoubleValue:shown];
+    // With a narrow space, which most languages want and no other misses.
+    NSString *text = [NSString stringWithFormat:@"%u\u202F%%", shown];
+    [[[[self window] contentView] viewWithTag:kPercentTag] setStringValue:text];
 }
 
 - (IBAction)onStop:(id)sender {

@@ -45,6 +45,14 @@ TEST(Text, IsEncodedAndDecoded) {
     for (const char *wrong : {"0", "0g", "+1", "0x", " 1"}) {
         EXPECT_FALSE(FromHex(wrong)) << wrong;
     }
+    for (const auto &[bytes, text] :
+         {std::pair("", ""), {"f", "Zg=="}, {"fo", "Zm8="}, {"foo", "Zm9v"}, {"\xff\xfe\xfd", "//79"}}) {
+        EXPECT_EQ(ToBase64(bytes), text); // RFC 4648, 10
+        EXPECT_EQ(FromBase64(text), bytes);
+    }
+    for (const char *wrong : {"Zg=", "Zg", "Zh==", "Z===", "====", "Zm 9v", "Zg==Zg=="}) {
+        EXPECT_FALSE(FromBase64(wrong)) << wrong;
+    }
     EXPECT_EQ(PercentEncode("a-._~ /\u00e4"), "a-._~%20%2F%C3%A4");
     struct {
         const char *text;

@@ -101,6 +101,7 @@ TEST(Traces, NumbersInTexts) {
 TEST(Redactor, TakesOutWhatIsPrivate) {
     const Redactor redactor("/home/ada", "ada",
                             {{"MeetingID", "4711 23"},
+                             {"LumUrlRoot", "https://cdn.example/kit"},
                              {"SessionID", "77"},
                              {"LoggingURL", "https://log.example/in?key=1"},
                              {"LumHostName", "Ada L."},
@@ -119,10 +120,13 @@ TEST(Redactor, TakesOutWhatIsPrivate) {
          "get [<LoggingURL>?...] is [successful]"},
         {"url=http://u:p@h.example/a?SessionID=77", "url=http://h.example/a?..."},
         {"http://[::1]:80/p?x=1] http://h#f", "http://[::1]:80/p?...] http://h?..."},
-        {"open https://log.example/in?key=1 and https://log.example/in", "open <LoggingURL>?... and <LoggingURL>"},
+        {"open https://log.example/in?key=1 and https://log.example/in", "open <LoggingURL> and <LoggingURL>"},
         {"go to https://meet.example/room/secret now", "go to <szNextUrl> now"},
         {"/home/ada/GNUstep and /tmp/ada-x of adam", "~/GNUstep and /tmp/<user>-x of adam"},
         {"by Ada L.", "by <LumHostName>"},
+        {"to log.EXAMPLE/in, host meet.example", "to log.EXAMPLE/in, host <szNextUrl>.example"},
+        {"of /tmp/secret.html, secretly", "of /tmp/<szNextUrl>.html, secretly"},
+        {"NDcxMSAyMw== is it", "<MeetingID> is it"},
         {"plain", "plain"},
     };
     for (const Case &test : cases) {

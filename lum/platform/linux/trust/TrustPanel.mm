@@ -12,7 +12,7 @@
 namespace {
 
 constexpr CGFloat kMargin = 20;
-constexpr CGFloat kContentWidth = 520;
+constexpr CGFloat kContentWidth = 560;
 constexpr CGFloat kButtonGap = 10;
 constexpr CGFloat kLeastButtonWidth = 88;
 constexpr CGFloat kButtonHeight = 28;
