@@ -9,7 +9,8 @@ set(lum_fuzzers_of_extension
 set(lum_fuzzers_of_container
   PageFuzzer.cpp
   UnpackFuzzer.cpp
-  WarningsFuzzer.cpp)
+  WarningsFuzzer.cpp
+  WorkerFuzzer.cpp)
 set(lum_fuzzers_of_both
   JudgementFuzzer.cpp)
 set(lum_fuzzers_of_release
