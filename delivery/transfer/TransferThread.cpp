@@ -16,6 +16,7 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kPublishEvery{50};
 constexpr milliseconds kIdle{60'000};
+constexpr milliseconds kIdleUnwakeable{200};
 constexpr unsigned kParallelRequests = 4;
 
 // Downloads share the line. Where a few fill it, a further one only makes the first package come later, and others
@@ -41,6 +42,8 @@ TransferThread::TransferThread(TransferSettings settings, std::function<void()> 
     if (!m_multi) {
         throw std::bad_alloc();
     }
+    // With too few descriptors there is no way to wake it up.
+    m_idle = curl_multi_wakeup(m_multi.get()) == CURLM_OK ? kIdle : kIdleUnwakeable;
     const base::ScopedSignalBlock block;
     m_thread = std::thread(&TransferThread::Run, this);
 }
@@ -304,7 +307,7 @@ void TransferThread::Publish() {
 
 int TransferThread::PollTime() const {
     const TransferClock::time_point now = TransferClock::now();
-    TransferClock::time_point until = now + kIdle;
+    TransferClock::time_point until = now + m_idle;
     for (const auto &errand : m_errands) {
         if (errand->active) {
             until = std::min(until, now + kPublishEvery);

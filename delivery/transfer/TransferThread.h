@@ -103,6 +103,7 @@ private:
     // The thread's own:
     std::unique_ptr<CURLM, CloseMulti> m_multi;
     std::vector<std::unique_ptr<Errand>> m_errands;    // in the order in which they were given
+    std::chrono::milliseconds m_idle{};                // the longest wait for something to do
     std::vector<std::unique_ptr<CachedFile>> m_cached; // files that this process has downloaded or used
     TransferReports m_unpublished;
     TransferClock::time_point m_published;

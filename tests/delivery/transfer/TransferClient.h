@@ -5,7 +5,6 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <limits>
 #include <mutex>
 
 #include "delivery/transfer/Transfers.h"
@@ -48,7 +47,7 @@ public:
                 outcome.content = result.ok ? ReadFile(result.file) : "";
                 ++outcome.done;
             },
-            std::numeric_limits<std::uint64_t>::max(), known);
+            {.known = known});
     }
 
     Outcome Fetch(const std::string &url) {

@@ -242,6 +242,14 @@ TEST(Install, LibraryGetsAVersionedNameAndALink) {
     fixture.manager.PrepareInstallation(true); // what has just been installed is current
     EXPECT_EQ(fixture.manager.mNeedUpdate, 0u);
     EXPECT_EQ(item.m_dwState, 2u);
+
+    fixture.host.install = [&](const std::string &, const std::string &destination) {
+        std::filesystem::create_symlink(folder + "others.dylib", destination);
+        return 0;
+    };
+    EXPECT_EQ(fixture.Install(fixture.AddSigned({.name = "libfoo.dylib", .version = "2,1,3,5"})), 0);
+    EXPECT_EQ(std::filesystem::read_symlink(folder + "libfoo.dylib"), folder + "others.dylib")
+        << "another start's link is not renamed: it would lead to itself";
 }
 
 TEST(Install, NameWithoutADotIsTreatedAsALibrary) {
