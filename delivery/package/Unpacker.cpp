@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -102,13 +103,13 @@ void Unpacker::InstallOrThrow(const std::filesystem::path &package, const std::f
     const base::ScopedDescriptor file = OpenPackage(package);
     const base::ScopedDescriptor parent = OpenFolder(folder);
     const base::ScopedDescriptor staging = m_folders->Open(folder);
-    m_step({file.get(), staging.get(), component, m_limits}, stop);
+    Unpacked unpacked = m_step({file.get(), staging.get(), component, m_limits}, stop);
     if (stop.stop_requested()) {
         throw UnpackFailure{kUnpackInterrupted, "the installation was stopped"};
     }
     struct stat status {};
     if (beforeMove && fstatat(staging.get(), component.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
-        beforeMove(status.st_ino);
+        beforeMove(status.st_ino, std::move(unpacked.files));
     }
     MoveIntoPlace(staging.get(), parent.get(), component);
 }
@@ -126,6 +127,11 @@ void Unpacker::Rest() {
 
 void CleanStaging(const std::filesystem::path &folder) {
     base::CleanStaging(folder, kFolderPrefix);
+}
+
+bool RemoveInOneStep(const std::filesystem::path &path) {
+    const base::StagingFolder aside(path.parent_path(), kFolderPrefix);
+    return aside.error() == 0 && (rename(path.c_str(), (aside.path() / kNew).c_str()) == 0 || errno == ENOENT);
 }
 
 UnpackJob::UnpackJob(Unpacker &unpacker, std::filesystem::path package, std::filesystem::path destination,

@@ -14,6 +14,9 @@ constexpr std::chrono::seconds kPause(1);
 
 } // namespace
 
+InstallRecorder::InstallRecorder(const Folders &folders, InstalledSource source)
+    : m_folders(folders), m_source(std::move(source)), m_notes(folders, ToLine(m_source)) {}
+
 InstallRecorder::~InstallRecorder() {
     if (!m_thread.joinable()) {
         return;
@@ -24,6 +27,13 @@ InstallRecorder::~InstallRecorder() {
     }
     m_changed.notify_one();
     m_thread.join();
+}
+
+void InstallRecorder::Moving(const std::filesystem::path &destination, std::uint64_t number,
+                             std::vector<delivery::UnpackedFile> files) {
+    m_notes.Open(destination, number);
+    const std::scoped_lock lock(m_lock);
+    m_unpacked[destination] = std::move(files);
 }
 
 void InstallRecorder::Add(std::filesystem::path destination) {
@@ -56,10 +66,10 @@ void InstallRecorder::Record(const std::vector<InstalledComponent> &components) 
     }
 }
 
-// The start goes first: what it has installed is read, and recorded, when it pauses.
+// The start goes first: what it has installed is recorded when it pauses.
 void InstallRecorder::Work() {
     for (;;) {
-        std::vector<std::filesystem::path> batch;
+        std::map<std::filesystem::path, std::vector<delivery::UnpackedFile>> batch;
         {
             std::unique_lock lock(m_lock);
             m_changed.wait(lock, [this] { return m_over || !m_waiting.empty(); });
@@ -68,11 +78,16 @@ void InstallRecorder::Work() {
             if (m_waiting.empty()) {
                 return;
             }
-            batch.swap(m_waiting);
+            for (const std::filesystem::path &destination : m_waiting) {
+                batch[destination] = std::move(m_unpacked[destination]);
+                m_unpacked.erase(destination);
+            }
+            m_waiting.clear();
         }
         std::vector<InstalledComponent> looked;
-        for (const std::filesystem::path &destination : batch) {
-            looked.push_back(Installed::Look(destination));
+        for (const auto &[destination, files] : batch) {
+            looked.push_back(Installed::Take(destination, files));
+            looked.back().source = m_source;
         }
         Record(looked);
     }
