@@ -62,11 +62,11 @@ bool IsInPlace(const FileLock &lock, const std::filesystem::path &folder) {
 // The lock file goes last and while it is locked: a process that waits for it then finds another file, or none, in its
 // place. It is closed before the folder goes, because a network file system keeps a removed file in its folder while
 // the file is open.
-void RemoveLocked(const std::filesystem::path &folder, std::optional<FileLock> lock) {
+void RemoveLocked(const std::filesystem::path &folder, std::optional<FileLock> lock, RemovalTime time) {
     if (const ScopedFolder open = OpenFolder(AT_FDCWD, folder.c_str())) {
         for (const std::string &name : Names(open.get())) {
             if (name != kLock) {
-                RemoveTree(dirfd(open.get()), name.c_str());
+                RemoveTree(dirfd(open.get()), name.c_str(), time);
             }
         }
     }
@@ -77,7 +77,18 @@ void RemoveLocked(const std::filesystem::path &folder, std::optional<FileLock> l
 
 } // namespace
 
-StagingFolder::StagingFolder(const std::filesystem::path &parent, const std::string &prefix) : m_parent(parent) {
+bool RemovalTime::IsOver() {
+    constexpr std::chrono::milliseconds kMoment(300);
+    if (!m_stop.stop_requested()) {
+        return false;
+    }
+    const auto now = std::chrono::steady_clock::now();
+    m_end = m_end.value_or(now + kMoment);
+    return now >= *m_end;
+}
+
+StagingFolder::StagingFolder(const std::filesystem::path &parent, const std::string &prefix, std::stop_token stop)
+    : m_parent(parent), m_stop(std::move(stop)) {
     const std::string pattern = (parent / (prefix + "XXXXXX")).string();
     do {
         m_error = Make(pattern);
@@ -106,7 +117,7 @@ int StagingFolder::Make(const std::string &pattern) {
 
 StagingFolder::~StagingFolder() {
     if (m_error == 0) {
-        RemoveLocked(m_path, std::move(m_lock));
+        RemoveLocked(m_path, std::move(m_lock), RemovalTime(m_stop));
     }
 }
 
@@ -121,16 +132,18 @@ bool StagingFolder::Empty(const char *kept) const {
         return false;
     }
     bool empty = true;
+    RemovalTime time(m_stop);
     for (const std::string &name : Names(folder.get())) {
-        empty &= name == kLock || name == kept || RemoveTree(dirfd(folder.get()), name.c_str());
+        empty &= name == kLock || name == kept || RemoveTree(dirfd(folder.get()), name.c_str(), time);
     }
     for (const std::string &name : Names(inner.get())) {
-        empty &= RemoveTree(dirfd(inner.get()), name.c_str());
+        empty &= RemoveTree(dirfd(inner.get()), name.c_str(), time);
     }
     return empty;
 }
 
-void CleanStaging(const std::filesystem::path &parent, const std::string &prefix) {
+void CleanStaging(const std::filesystem::path &parent, const std::string &prefix, const std::stop_token &stop) {
+    const RemovalTime time(stop);
     const ScopedFolder folder(opendir(parent.c_str()));
     if (!folder) {
         return;
@@ -142,12 +155,15 @@ void CleanStaging(const std::filesystem::path &parent, const std::string &prefix
             continue;
         }
         if (Result<FileLock> lock = FileLock::Try(parent / name / kLock)) {
-            RemoveLocked(parent / name, std::move(*lock));
+            RemoveLocked(parent / name, std::move(*lock), time);
         }
     }
 }
 
-bool RemoveTree(int parent, const char *name) {
+bool RemoveTree(int parent, const char *name, RemovalTime &time) {
+    if (time.IsOver()) {
+        return false;
+    }
     if (unlinkat(parent, name, 0) == 0 || errno == ENOENT) {
         return true;
     }
@@ -162,7 +178,7 @@ bool RemoveTree(int parent, const char *name) {
     fchmod(dirfd(folder.get()), 0700);
     bool gone = true;
     for (const std::string &entry : Names(folder.get())) {
-        gone = RemoveTree(dirfd(folder.get()), entry.c_str()) && gone;
+        gone = RemoveTree(dirfd(folder.get()), entry.c_str(), time) && gone;
     }
     folder.reset();
     return unlinkat(parent, name, AT_REMOVEDIR) == 0 && gone;

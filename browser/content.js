@@ -5,7 +5,14 @@
 // taken away and a closed tab end the start.
 (() => {
   const kType = "application/x-lum";
-  let start = null; // { element, port, over, state, hint }
+  const kMostBytes = 1 << 20; // of parameters; lumhost takes no more
+  let start = null; // { element, port, over, state, hints, sent }
+
+  // Elements of a page can have names that hide the properties of a form and of the document, but not the prototypes'.
+  const elementsOf = (node, selector) => (node === document ? Document : Element).prototype.querySelectorAll.call(node, selector);
+  const valueOf = (type, name, node) => Object.getOwnPropertyDescriptor(type.prototype, name)?.get.call(node);
+  const make = (name) => Document.prototype.createElement.call(document, name);
+  const isPrerendered = () => valueOf(Document, "prerendering", document);
 
   const isOurs = (element) =>
     (element.localName === "object" || element.localName === "embed") &&
@@ -15,7 +22,7 @@
     if (isOurs(node)) {
       return node;
     }
-    for (const element of node.querySelectorAll("object[type], embed[type]")) {
+    for (const element of elementsOf(node, "object[type], embed[type]")) {
       if (isOurs(element)) {
         return element;
       }
@@ -42,11 +49,18 @@
     return start.element.dispatchEvent(new CustomEvent(`lum${name}`, { detail: own, bubbles: true, cancelable: true }));
   }
 
-  function showHint({ title, text, command }) {
-    const box = document.createElement("div");
+  // One hint of each kind at a time, behind the object.
+  function hide(kind) {
+    start.hints[kind]?.remove();
+    delete start.hints[kind];
+  }
+
+  function show(kind, { title, text, command, link }) {
+    hide(kind);
+    const box = make("div");
     const root = box.attachShadow({ mode: "closed" });
     const add = (parent, name, content, style) => {
-      const element = parent.appendChild(document.createElement(name));
+      const element = parent.appendChild(make(name));
       element.textContent = content;
       Object.assign(element.style, style);
       return element;
@@ -59,6 +73,11 @@
     frame.setAttribute("role", "status");
     add(frame, "strong", title, { display: "block", marginBottom: "0.35rem" });
     add(frame, "div", text, {});
+    if (link) {
+      const anchor = add(frame, "a", link.text, { display: "inline-block", marginTop: "0.6rem", color: "#1f4e79", overflowWrap: "anywhere" });
+      Object.assign(anchor, { href: link.url, target: link.target });
+      anchor.addEventListener("click", () => hide("blocked"));
+    }
     if (command) {
       add(frame, "code", command, {
         display: "block", marginTop: "0.6rem", padding: "0.45rem 0.7rem", font: "14px/1.4 ui-monospace, monospace",
@@ -66,37 +85,89 @@
       });
     }
     start.element.after(box);
-    start.hint = box;
+    start.hints[kind] = box;
   }
 
-  function hear(message) {
-    start.hint?.remove();
-    start.hint = null;
-    const shown = dispatch(message.name, message.detail);
-    if (shown && message.hint) {
-      showHint(message.hint);
+  // Where the site says how to install lumhost: its object's attribute "data-lum-install".
+  function installLink() {
+    const address = start.element.getAttribute("data-lum-install");
+    const url = address && URL.canParse(address, document.baseURI) ? new URL(address, document.baseURI) : null;
+    return url && /^https?:$/.test(url.protocol) ? { text: `How to install it: ${url.href}`, url: url.href, target: "_blank" } : null;
+  }
+
+  function hear({ name, detail, hint, over }) {
+    if (name === "state") {
+      hide("state");
     }
-    start.over = start.over || Boolean(message.over);
+    start.over = start.over || Boolean(over);
+    const shown = dispatch(name, detail);
+    if (shown && hint && start) {
+      show("state", { ...hint, link: detail.state === "missing" ? installLink() : null });
+    }
   }
 
-  // Frames are found by their name here, in the page; what only the browser may do (a new tab, a page around this one
-  // of another site) is asked of the extension, which knows the address.
+  // Whether a frame of this name is in that window, or the window is one.
+  function isWindow(around, name) {
+    try {
+      const found = around[name];
+      if (found && found.window === found) {
+        return true;
+      }
+    } catch { // a window of another site without such a frame
+    }
+    return Array.from({ length: around.length }, (_, index) => around[index]).some((frame) => isWindow(frame, name));
+  }
+
+  // A content script may open windows when a page may not.
+  function mayOpen(target) {
+    const isOpen = /^_(parent|top)$/i.test(target) || (!/^_blank$/i.test(target) && (window.name === target || isWindow(window.top, target)));
+    return isOpen || navigator.userActivation.isActive;
+  }
+
+  // Whatever the page itself may do, and no more: the browser takes this for the page's own doing. So a frame cannot
+  // send the pages of other sites around it anywhere, nor open a window without a click. A player's page is sent home
+  // again and again until it has gone; once is enough.
   function go({ target, url }) {
-    if (!/^https?:\/\//i.test(url)) {
+    const sent = `${target} ${url}`;
+    if (!/^https?:\/\//i.test(url) || start.sent === sent) {
       return;
     }
-    if (target === "_self" || target === "" || (target === "_top" && window === window.top)) {
+    start.sent = sent;
+    if (target === "" || /^_self$/i.test(target)) {
       window.location.assign(url);
-    } else if (target === "_top" || target === "_blank" || !window.open(url, target)) {
-      start.port.postMessage({ type: "open", target: target === "_top" ? "_top" : "_blank" });
+    } else if (!(mayOpen(target) && window.open(url, target)) && dispatch("blocked", { target, url }) && start) {
+      show("blocked", {
+        title: "The browser has not let this page open the next one",
+        text: "It may do so when you press this:",
+        link: { text: url, url, target },
+      });
     }
   }
 
   function connect(element, again) {
-    const port = chrome.runtime.connect({ name: "page" });
-    start = { element, port, over: false, state: "", hint: null };
+    start = { element, port: null, over: false, state: "", hints: {}, sent: "" };
     const own = start;
-    port.onMessage.addListener((message) => {
+    const parameters = parametersOf(element);
+    if (new TextEncoder().encode(JSON.stringify(parameters)).length > kMostBytes) {
+      const text = "The page's parameters are longer than 1 MB.";
+      hear({
+        name: "state", detail: { state: "failed", reason: "too-large", text }, over: true,
+        hint: { title: "The meeting could not be started", text },
+      });
+      return;
+    }
+    const switchedOff = () => {
+      if (start === own && !own.over) {
+        hear({ name: "state", detail: { state: "ended", reason: "the extension was switched off" }, over: true });
+      }
+    };
+    try {
+      start.port = chrome.runtime.connect({ name: "page" });
+    } catch { // it was replaced, or removed
+      switchedOff();
+      return;
+    }
+    start.port.onMessage.addListener((message) => {
       if (start !== own) {
         return;
       }
@@ -106,43 +177,51 @@
         hear(message);
       }
     });
-    port.onDisconnect.addListener(() => {
+    start.port.onDisconnect.addListener(() => {
       if (start !== own || own.over) {
         return;
       }
       if (own.state === "asking" && again > 0) { // the browser has put the extension to sleep
         connect(element, again - 1);
       } else {
-        hear({ name: "state", detail: { state: "ended", reason: "the extension was switched off" }, over: true });
+        switchedOff();
       }
     });
-    port.postMessage({ type: "start", parameters: parametersOf(element) });
+    own.watch = setInterval(() => { // Chromium does not disconnect the ports of an extension that is replaced
+      if (start !== own || own.over || !chrome.runtime?.id) {
+        clearInterval(own.watch);
+        switchedOff();
+      }
+    }, 1000);
+    start.port.postMessage({ type: "start", parameters, within: Array.from(window.location.ancestorOrigins || []) });
   }
 
   function leave() {
     if (start) {
-      start.hint?.remove();
-      start.port.disconnect();
+      Object.keys(start.hints).forEach(hide);
+      start.port?.disconnect();
       start = null;
     }
   }
 
   function look(node) {
-    const element = start || document.prerendering ? null : findIn(node);
+    const element = start || isPrerendered() ? null : findIn(node);
     if (element) {
       connect(element, 3);
     }
   }
 
+  const isHere = (element) => element.isConnected && element.ownerDocument === document;
+
   new MutationObserver((records) => {
-    if (start && (!start.element.isConnected || !isOurs(start.element))) {
+    if (start && (!isHere(start.element) || !isOurs(start.element))) {
       leave();
       look(document);
       return;
     }
     for (const record of records) {
       for (const node of record.type === "attributes" ? [record.target] : record.addedNodes) {
-        if (node.nodeType === Node.ELEMENT_NODE) {
+        if (valueOf(Node, "nodeType", node) === Node.ELEMENT_NODE) {
           look(node);
         }
       }
@@ -151,8 +230,8 @@
 
   window.addEventListener("pagehide", leave);
   window.addEventListener("pageshow", (event) => event.persisted && look(document));
-  if (document.prerendering) { // nobody is there yet
-    document.addEventListener("prerenderingchange", () => look(document), { once: true });
+  if (isPrerendered()) { // nobody is there yet
+    EventTarget.prototype.addEventListener.call(document, "prerenderingchange", () => look(document), { once: true });
   } else {
     look(document);
   }

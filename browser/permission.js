@@ -1,17 +1,18 @@
-// The question, for one site after the other. Closing the window leaves it open until the next visit.
+// The question, for one request after the other. Closing the window leaves it open.
 
-// A window that comes up under a moving mouse must not be answered by it.
+// A question that comes up under a moving mouse, or a window that another one has covered, must not be answered by a
+// click or a key that was meant for something else.
 const kPause = 800;
 
 const port = chrome.runtime.connect({ name: "question" });
 const element = (id) => document.getElementById(id);
-let site = null;
+const main = document.querySelector("main");
+const buttons = [element("no"), element("yes")];
+let number = 0; // of the question that is shown
 let pause = 0;
 
-function show(question) {
-  site = question.site;
-  const sites = question.sites.includes(site) ? question.sites : [site, ...question.sites];
-  element("sites").replaceChildren(
+function list(id, sites) {
+  element(id).replaceChildren(
     ...sites.map((name) => {
       const item = document.createElement("li");
       item.className = "site";
@@ -19,25 +20,37 @@ function show(question) {
       return item;
     }),
   );
-  element("second").hidden = sites.length < 2;
-  element("yes").disabled = true;
-  document.querySelector("main").hidden = false;
-  element("no").focus();
+}
+
+function takeNoAnswer() {
   clearTimeout(pause);
-  pause = setTimeout(() => {
-    element("yes").disabled = false;
-  }, kPause);
+  const disable = (is) => buttons.forEach((button) => (button.disabled = is));
+  disable(true);
+  pause = setTimeout(disable, kPause, false);
+}
+
+function show(question) {
+  number = question.number;
+  list("sites", question.sites);
+  list("around", question.around);
+  element("second").hidden = question.sites.length < 2;
+  element("frame").hidden = question.around.length === 0;
+  takeNoAnswer();
+  main.hidden = false;
+  main.focus(); // Enter and Space are no answer unless the user goes to a button
 }
 
 function answer(word) {
-  document.querySelector("main").hidden = true;
-  port.postMessage({ site, answer: word });
+  main.hidden = true;
+  port.postMessage({ number, answer: word });
 }
 
 port.onMessage.addListener((message) => (message.close ? window.close() : show(message)));
 port.onDisconnect.addListener(() => window.close());
 element("yes").addEventListener("click", () => answer("yes"));
 element("no").addEventListener("click", () => answer("no"));
+window.addEventListener("focus", takeNoAnswer);
+document.addEventListener("visibilitychange", takeNoAnswer);
 
 // The browser puts an extension to sleep that hears nothing for half a minute, and people think longer than that.
 setInterval(() => port.postMessage({}), 20_000);

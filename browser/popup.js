@@ -32,9 +32,8 @@ function cardOf(start) {
   if (start.message) {
     card.append(make("p", "trouble", start.message.text));
   }
-  if (start.hint && start.state !== "missing") { // which is told of the computer as a whole, below
-    card.append(make("p", "", start.hint.text));
-  }
+  const reasons = [start.problem?.text, start.state !== "missing" && start.hint?.text]; // which is told below
+  new Set(reasons.filter(Boolean)).forEach((text) => card.append(make("p", "", text)));
   if (start.state === "downloading" || (start.state === "installing" && start.progress)) {
     const bar = make("progress", "", "");
     bar.setAttribute("aria-label", "Downloaded");
@@ -56,14 +55,23 @@ function showStarts(starts) {
   );
 }
 
-function showSites({ allowed, refused }) {
-  const rows = [
-    ...allowed.map((site) => [site, "allowed"]),
-    ...refused.map((site) => [site, "not allowed"]),
-  ].map(([site, answer]) => {
-    const name = make("div", "", "");
-    name.append(make("div", "site", site.replace(" ", " with packages from ")), make("div", "quiet", answer));
-    return row(name, button("Take back", { type: "forget", site }));
+const kAnswers = {
+  "allowed": "allowed",
+  "allowed in private": "allowed in private windows",
+  "refused": "not allowed",
+  "refused in private": "not allowed in private windows",
+  "later": "not asked again in one tab, where the question was closed",
+};
+
+// As sites.js names what was answered about.
+const readable = (name) =>
+  name.replace(/^\d+ /, "").replaceAll(" in ", " in a page of ").replace(/ from others$/, " with programs from other sites");
+
+function showSites(answers) {
+  const rows = answers.map(({ name, answer }) => {
+    const texts = make("div", "", "");
+    texts.append(make("div", "site", readable(name)), make("div", "quiet", kAnswers[answer]));
+    return row(texts, button("Take back", { type: "forget", name }));
   });
   element("sites").replaceChildren(...(rows.length ? [make("h2", "", "Your answers"), ...rows] : []));
 }

@@ -1,6 +1,7 @@
-// The question whether a site may start meetings: one window at a time, for one site at a time.
+// The question whether a site may start meetings: one window at a time, for one request at a time.
 
-const waiting = []; // { site, sites, callers: [{ answer, gone }] }; the first one is being asked
+const waiting = []; // { number, name, request, callers: [{ answer }] }; the first one is being asked
+let lastNumber = 0;
 let port = null; // of the open window
 let tab = null; // it has one
 
@@ -8,7 +9,8 @@ const current = () => waiting[0];
 
 function show() {
   if (port && current()) {
-    port.postMessage({ site: current().site, sites: current().sites });
+    const { number, request } = current();
+    port.postMessage({ number, sites: request.sites, around: request.around });
   }
 }
 
@@ -42,15 +44,16 @@ function settle(answer) {
   }
 }
 
-// Asks about the unknown ones of a page's sites. Pages of one site share a question. `caller` gets the answer by its
-// `answer` function, unless it has gone before (see forget).
-export function ask(site, sites, caller) {
-  const same = waiting.find((question) => question.site === site && question.sites.join() === sites.join());
+// Pages that request the same share a question. `caller` gets the answer by its `answer` function, unless it has gone
+// before (see forget).
+export function ask(request, caller) {
+  const name = [request.isPrivate, ...request.sites, "in", ...request.around].join(" ");
+  const same = waiting.find((question) => question.name === name);
   if (same) {
     same.callers.push(caller);
     return;
   }
-  waiting.push({ site, sites, callers: [caller] });
+  waiting.push({ number: ++lastNumber, name, request, callers: [caller] });
   if (waiting.length === 1) {
     open();
   }
@@ -78,10 +81,10 @@ export function forget(caller) {
 export function attend(windowPort) {
   port?.postMessage({ close: true });
   port = windowPort;
-  windowPort.onMessage.addListener((message) => {
-    // An answer counts for the site that was on the screen.
-    if (message.site === current()?.site && (message.answer === "yes" || message.answer === "no")) {
-      settle(message.answer);
+  windowPort.onMessage.addListener(({ number, answer }) => {
+    // The question may have been withdrawn, and another one be first, while the answer was on its way.
+    if (number === current()?.number && (answer === "yes" || answer === "no")) {
+      settle(answer);
     }
   });
   windowPort.onDisconnect.addListener(() => {

@@ -3,18 +3,21 @@
 //   page's object --port--> here --native port--> lumhost
 //
 // What a page says is its object's parameters, once. Its site and its address are the browser's word, not the page's.
+// Where the page is sent, it goes by itself (content.js): this never navigates, since the browser would take that for
+// the user's doing.
 
 import * as question from "./question.js";
 import * as sites from "./sites.js";
-import { failed, kLater, kMissing, kRefused } from "./texts.js";
+import { failed, kLater, kMissing, kRefused, kTooLarge, kTooMany, withoutPaths } from "./texts.js";
 
 const kHost = "example.kelvo.lumhost";
 const kMostAtOnce = 16;
 const kMostInTab = 4;
-const kMostInMinute = 20; // of one site
+const kMostInMinute = 20; // of one site in pages of one site
+const kMostBytes = 1 << 20; // of parameters; lumhost takes no more
 
 const starts = new Map(); // by number
-const recent = new Map(); // times of the last starts, by site
+const recent = new Map(); // { number, time } of the last starts that have not failed, by the sites of tab and page
 const watchers = new Set();
 let lastNumber = 0;
 
@@ -25,6 +28,11 @@ const isWeb = (url) => /^https?:\/\//i.test(url);
 const arePairs = (list) =>
   Array.isArray(list) && list.every((pair) => Array.isArray(pair) && pair.length === 2 && pair.every((text) => typeof text === "string"));
 const pick = (event, names) => Object.fromEntries(names.map((name) => [name, event[name] ?? null]));
+const originOf = (url) => (url && URL.canParse(url) ? new URL(url).origin : "null");
+
+// The page is told why, but not where this user's files are.
+const forPage = (texts) =>
+  texts && Object.fromEntries(Object.entries(texts).map(([name, text]) => [name, typeof text === "string" ? withoutPaths(text) : text]));
 
 // Tells the page, the toolbar and whoever watches.
 function tell(start, name, detail, more = {}) {
@@ -33,10 +41,10 @@ function tell(start, name, detail, more = {}) {
   }
   if (name === "state") {
     Object.assign(start.shown, { state: detail.state, detail, over: Boolean(more.over), hint: more.hint || null });
-  } else if (name === "progress" || name === "message") {
+  } else if (name === "progress" || name === "message" || name === "problem") {
     start.shown[name] = detail;
   }
-  start.port.postMessage({ name, detail, ...more });
+  start.port.postMessage({ name, detail: forPage(detail), ...more, hint: forPage(more.hint) });
   watchers.forEach((watcher) => watcher(start));
 }
 
@@ -46,20 +54,36 @@ function end(start, state, hint, rest) {
   if (!start.shown.over) {
     tellState(start, state, { over: true, hint }, rest);
   }
-  start.native?.disconnect();
-  start.native = null;
+  if (state === "failed" || state === "missing") {
+    uncount(start);
+  }
+  release(start);
 }
 
-function tooMany(start) {
-  const now = Date.now();
-  const times = (recent.get(start.site) || []).filter((time) => now - time < 60_000);
-  recent.set(start.site, [...times, now].slice(-kMostInMinute - 1));
-  const running = Array.from(starts.values()).filter((other) => other !== start && !other.shown.over);
-  return (
-    times.length >= kMostInMinute ||
-    running.length >= kMostAtOnce ||
-    running.filter((other) => other.tab === start.tab).length >= kMostInTab
-  );
+// Nothing that the page has said outlives its start.
+function release(start) {
+  const { caller, native } = start;
+  Object.assign(start, { parameters: null, caller: null, native: null });
+  if (caller) {
+    question.forget(caller);
+  }
+  native?.disconnect();
+}
+
+const refuseTooMany = (start) => end(start, "failed", failed(kTooMany), { reason: "too-many" });
+const isOpen = (start) => starts.has(start.number) && !start.shown.over;
+const others = (start) => Array.from(starts.values()).filter((other) => other !== start);
+
+// A page around this one can start this one's site in hidden frames, so each pair of them has a count of its own.
+const timesOf = (start) => (recent.get(start.pair) || []).filter(({ time }) => Date.now() - time < 60_000);
+
+function uncount(start) {
+  const times = timesOf(start).filter(({ number }) => number !== start.number);
+  if (times.length > 0) {
+    recent.set(start.pair, times);
+  } else {
+    recent.delete(start.pair);
+  }
 }
 
 // lumhost's events, as docs/browser.md lists them; members that the page has no use for stay here.
@@ -74,10 +98,7 @@ const kEvents = {
   },
   progress: (start, event) => tell(start, "progress", pick(event, ["received", "total", "percent", "secondsLeft"])),
   message: (start, event) => tell(start, "message", pick(event, ["number", "text"])),
-  problem: (start, event) => {
-    start.problem = event.text;
-    tell(start, "problem", pick(event, ["text"]));
-  },
+  problem: (start, event) => tell(start, "problem", pick(event, ["text"])),
   launched: (start, event) => {
     start.launched = true;
     tell(start, "launched", { joined: Boolean(event.joined) });
@@ -85,7 +106,6 @@ const kEvents = {
   },
   navigation: (start, event) => {
     if (event.url && isWeb(event.url)) {
-      start.next = event.url;
       start.port.postMessage({ type: "go", target: event.target, url: event.url });
     }
   },
@@ -94,7 +114,7 @@ const kEvents = {
   forbidden: (start, event) => askAgain(start, event.sites),
   exit: (start, event) => {
     if (event.status === 5) {
-      end(start, "failed", failed(start.problem || event.reason), pick(event, ["reason"]));
+      end(start, "failed", failed(start.shown.problem?.text || event.reason), pick(event, ["reason"]));
     } else {
       end(start, "ended", null, pick(event, ["status", "reason", "message"]));
     }
@@ -102,6 +122,12 @@ const kEvents = {
 };
 
 function launch(start, granted) {
+  const times = timesOf(start);
+  if (times.length >= kMostInMinute || others(start).filter(({ native }) => native).length >= kMostAtOnce) {
+    refuseTooMany(start);
+    return;
+  }
+  recent.set(start.pair, [...times, { number: start.number, time: Date.now() }]);
   const native = chrome.runtime.connectNative(kHost);
   start.native = native;
   start.greeted = false;
@@ -129,107 +155,110 @@ function launch(start, granted) {
     page: start.page,
     parameters: start.parameters,
     granted,
+    ...(start.request.isPrivate ? { private: true } : {}),
   });
 }
 
-function askFor(start, unknown) {
+function askFor(start, granted, refusal) {
   tellState(start, "asking");
-  const caller = {
+  start.caller = {
     answer: async (answer) => {
       start.caller = null;
       if (answer === "yes") {
-        await sites.allow(unknown);
-        if (starts.has(start.number)) {
-          launch(start, unknown);
+        await sites.allow(start.request);
+        if (isOpen(start)) {
+          launch(start, granted);
         }
       } else if (answer === "no") {
-        await sites.refuse(start.request);
+        await sites.refuse(start.request, refusal);
         end(start, "refused", kRefused);
       } else {
+        await sites.postpone(start.request);
         end(start, "refused", kLater);
       }
     },
   };
-  start.caller = caller;
-  question.ask(start.site, unknown, caller);
+  question.ask(start.request, start.caller);
 }
 
 // lumhost does not know these sites: the user has taken them back there.
 async function askAgain(start, unknown) {
   start.native = null;
+  uncount(start);
   if (start.askedAgain) {
     end(start, "refused", kRefused);
     return;
   }
   start.askedAgain = true;
   await Promise.all(unknown.map(sites.forget));
-  if (starts.has(start.number)) {
-    askFor(start, unknown);
-  }
+  decide(start);
 }
 
-async function begin(start, parameters) {
-  start.parameters = parameters;
-  start.request = sites.requestOf(start.site, start.page, parameters);
-  tellState(start, "connecting");
-  if (tooMany(start)) {
-    end(start, "failed", failed("This site has tried to start too many meetings. Wait a minute and load the page again."), {
-      reason: "too-many",
-    });
-    return;
-  }
-  const verdict = await sites.judge(start.request);
-  if (!starts.has(start.number)) {
+async function decide(start) {
+  const { verdict, granted, refusal } = await sites.judge(start.request);
+  if (!isOpen(start)) {
     return;
   }
   if (verdict === "allowed") {
-    launch(start, []);
-  } else if (verdict === "refused") {
-    end(start, "refused", kRefused);
+    launch(start, granted);
+  } else if (verdict === "unknown") {
+    askFor(start, granted, refusal);
   } else {
-    askFor(start, verdict);
+    end(start, "refused", verdict === "later" ? kLater : kRefused);
   }
 }
 
-// Only lumhost's address is opened, and only once.
-function open(start, target) {
-  const url = start.next;
-  start.next = null;
-  if (!url) {
+// The sites of the pages around a frame that are other ones. The tab's page is the browser's word. Those between are
+// told by the frame's own script (Firefox's cannot): a frame that lies about them could as well start without a frame.
+function sitesAround({ site, top, frame }, within) {
+  const between = Array.isArray(within) ? within.slice(0, -1).filter((origin) => typeof origin === "string") : [];
+  return frame === 0 ? [] : [...new Set([...between, top])].filter((origin) => origin !== site);
+}
+
+function begin(start, { parameters, within }) {
+  start.begun = true;
+  tellState(start, "connecting");
+  if (JSON.stringify(parameters).length > kMostBytes) {
+    end(start, "failed", failed(kTooLarge), { reason: "too-large", text: kTooLarge });
     return;
   }
-  if (target === "_top") {
-    chrome.tabs.update(start.tab, { url });
-  } else {
-    chrome.tabs.create({ url, openerTabId: start.tab });
+  const { site, tab, isPrivate, page } = start;
+  const around = sitesAround(start, within);
+  if (!around.every(isWeb)) {
+    end(start, "refused", null, { reason: "a page around this frame has no site of its own" });
+    return;
   }
+  if (others(start).filter((other) => other.tab === tab && !other.shown.over).length >= kMostInTab) {
+    refuseTooMany(start);
+    return;
+  }
+  start.parameters = parameters;
+  start.request = sites.requestOf({ site, tab, isPrivate, around, top: start.top }, page, parameters);
+  decide(start);
 }
 
 // A page with an object has come.
 export function attend(port) {
-  const { tab, url } = port.sender;
-  const site = port.sender.origin || new URL(url).origin;
-  if (!tab || !isWeb(url) || site !== new URL(url).origin) {
+  const { tab, url, origin: site, frameId: frame } = port.sender;
+  if (!tab || !isWeb(url) || site !== originOf(url)) {
     port.postMessage({ name: "state", detail: { state: "refused", reason: "this frame has no site of its own" }, over: true });
     return;
   }
-  const start = { number: ++lastNumber, port, tab: tab.id, site, page: url, shown: { state: "connecting", over: false } };
+  const top = frame === 0 ? site : originOf(tab.url);
+  const start = {
+    number: ++lastNumber, port, tab: tab.id, isPrivate: tab.incognito, frame, site, top, pair: `${top} ${site}`, page: url,
+    shown: { state: "connecting", over: false },
+  };
   starts.set(start.number, start);
   port.onMessage.addListener((message) => {
-    if (message.type === "start" && !start.parameters && arePairs(message.parameters)) {
-      begin(start, message.parameters);
-    } else if (message.type === "open") {
-      open(start, message.target);
+    if (message.type === "start" && !start.begun && arePairs(message.parameters)) {
+      begin(start, message);
     }
   });
   port.onDisconnect.addListener(() => {
     void chrome.runtime.lastError;
     starts.delete(start.number);
-    if (start.caller) {
-      question.forget(start.caller);
-    }
-    start.native?.disconnect();
-    start.native = null;
+    release(start);
     watchers.forEach((watcher) => watcher(start));
   });
 }

@@ -17,8 +17,12 @@ export const kRefused = {
 
 export const kLater = {
   title: "This site has not started the meeting",
-  text: "The question whether it may was left without an answer. Load the page again to be asked again.",
+  text: "The question whether it may was closed without an answer, and is not asked again in this tab. To be asked again, " +
+    "press the extension's button in the toolbar, take the answer back, and load the page again.",
 };
+
+export const kTooLarge = "The page's parameters are longer than 1 MB.";
+export const kTooMany = "This site has tried to start too many meetings. Wait a minute and load the page again.";
 
 export const failed = (text) => ({ title: "The meeting could not be started", text });
 
@@ -46,6 +50,10 @@ export function stateText({ state, name, reason }) {
   }
   return state === "ended" && reason ? `${text}: ${reason}` : text;
 }
+
+// Without the paths of files, which hold the user's name. A path may have blanks in it, so it goes on to a colon, a
+// semicolon, a quotation mark or a bracket.
+export const withoutPaths = (text) => text.replace(/(?<![\w/.%~-])(file:\/\/)?\/[^\s/](?:(?![:;](\s|$))[^")\n])*/g, "(a file)");
 
 export function timeText(seconds) {
   if (seconds === null || seconds === undefined) {

@@ -63,7 +63,7 @@ export async function attend(popup) {
     if (message.type === "stop") {
       starts.stop(message.number);
     } else if (message.type === "forget") {
-      await sites.forget(message.site);
+      await sites.forget(message.name);
       entry.inform();
     }
   });

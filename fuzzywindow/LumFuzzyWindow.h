@@ -68,7 +68,7 @@ public:
     // The folder in which the instruction file is kept. Need not exist; empty: it is not kept.
     virtual std::string getDefInstallPath() = 0;
 
-    // The window's title; when it is empty, the topic. Asked in start().
+    // The window's title; when it is empty, the topic, or else FUZZY_WINDOW_PREPARING. Asked in start().
     virtual std::string getLumWindowTitle() = 0;
 
     // Whether the window shows a lock. Asked in start().

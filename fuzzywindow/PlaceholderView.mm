@@ -168,7 +168,9 @@ struct PlaceholderPictures {
     disc.size = 30;
     _pictures->initial.Set(Initial(texts.hostName.empty() ? texts.topic : texts.hostName), disc, kDisc, scale);
     _pictures->topic.SetFitting(texts.topic, loud, kTopicFits, scale);
-    _pictures->host.SetFitting(texts.hostLabel + Isolated(texts.hostName), quiet, kHostFits, scale);
+    if (!texts.hostName.empty()) {
+        _pictures->host.SetFitting(texts.hostLabel + Isolated(texts.hostName), quiet, kHostFits, scale);
+    }
     _pictures->preparing.SetFitting(texts.preparing, status, kStatusFits, scale);
     _pictures->connecting.SetFitting(texts.connecting, status, kStatusFits, scale);
     [self setFrameSize:NSMakeSize(kWidth, std::max(kLeastHeight, [self neededHeight]))];
@@ -292,8 +294,10 @@ struct PlaceholderPictures {
     if (NSEqualRects(NSIntersectionRect(dirty, NSInsetRect([self barRect], -1, -1)), dirty)) {
         return; // one step of the animation
     }
-    [Colour(kAccent) set];
-    [[NSBezierPath bezierPathWithOvalInRect:[self discRect]] fill];
+    if (_pictures->initial.image) {
+        [Colour(kAccent) set];
+        [[NSBezierPath bezierPathWithOvalInRect:[self discRect]] fill];
+    }
     for (const Label *label : {&_pictures->initial, &_pictures->topic, &_pictures->host}) {
         label->Draw();
     }

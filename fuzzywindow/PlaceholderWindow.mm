@@ -69,8 +69,11 @@ constexpr unichar kEscape = 0x1B;
                     backing:NSBackingStoreBuffered
                       defer:NO];
     [_window setReleasedWhenClosed:NO];
-    NSString *title = [NSString stringWithUTF8String:(texts.title.empty() ? texts.topic : texts.title).c_str()];
-    [_window setTitle:title ? title : @""];
+    const std::string &title = !texts.title.empty()   ? texts.title
+                               : !texts.topic.empty() ? texts.topic
+                                                      : texts.preparing; // rather than the library's "Unnamed Window"
+    NSString *shown = [NSString stringWithUTF8String:title.c_str()];
+    [_window setTitle:shown ? shown : @""];
     [_window setContentView:_view];
     [_window setMinSize:[_window frame].size]; // one size only, so there is nothing to zoom
     [_window setMaxSize:[_window frame].size];

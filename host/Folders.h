@@ -8,7 +8,7 @@ namespace lumhost {
 
 // What was built or installed with this program; the first is also the name of the user's copy.
 inline constexpr std::string_view kExtensionBundle = "lumext.bundle";
-inline constexpr std::string_view kTheme = "Lum.theme";
+inline constexpr std::string_view kTheme = "lumext.bundle/Resources/Lum.theme";
 inline constexpr std::string_view kBrowserExtension = "browser-extension";
 
 struct Folders {
@@ -17,12 +17,20 @@ struct Folders {
     std::filesystem::path config;    // these four: the container's own, by the XDG Base Directory Specification
     std::filesystem::path data;
     std::filesystem::path state;
-    std::filesystem::path cache;     // downloads while they run
-    std::filesystem::path temporary; // the user's temporary folder
+    std::filesystem::path cache;                // downloads while they run
+    std::filesystem::path temporary;            // the user's temporary folder
+    std::filesystem::path machine = "/etc/lum"; // what the administrator has set
 
     // The file with the allowed sites.
     std::filesystem::path Origins() const {
         return config / "allowed-origins";
+    }
+    // What is kept of the sites with signed releases, and the roots that the administrator has set.
+    std::filesystem::path Releases() const {
+        return data / "releases";
+    }
+    std::filesystem::path AdministratorsRoots() const {
+        return machine / "releases";
     }
 
     // None of them need exist. The Application Support folder is the one that the window system's search gives, moved

@@ -3,6 +3,8 @@
 //     <div data-lum-progress>Getting ready</div>
 //     <script src="lum-page.js"></script>
 //
+// Where users learn how to install what is missing, the object says: <object data-lum-install="install.html" ...>
+//
 // The events that it listens to are described in docs/browser.md; a page may as well draw them in its own way.
 (() => {
   const kTexts = {
@@ -23,11 +25,17 @@
   };
   const kPatience = 3000; // for the extension to be heard of
 
-  function show(text, percent, seconds) {
+  // `more` is the reason, or an element.
+  function show(text, { percent, seconds, more } = {}) {
     for (const place of document.querySelectorAll("[data-lum-progress]")) {
       const line = document.createElement("div");
       line.textContent = text;
       place.replaceChildren(line);
+      if (more) {
+        const second = document.createElement("div");
+        second.append(typeof more === "string" ? more : more.cloneNode(true));
+        place.append(second);
+      }
       if (percent !== undefined) {
         const bar = document.createElement("progress");
         if (percent !== null) {
@@ -41,34 +49,54 @@
     }
   }
 
+  function installLink() {
+    const address = document.querySelector('[type="application/x-lum"]')?.dataset.lumInstall;
+    const link = document.createElement("a");
+    link.textContent = "How to install it";
+    link.href = address || "";
+    return address ? link : null;
+  }
+
   let heard = false;
-  let stays = false; // what is shown says more than the end of the start would
-  document.addEventListener("lumstate", ({ detail: { state } }) => {
+  let reason = null; // of what comes next
+  let message = null; // that was shown; it says more than the end of the start would
+  let stays = false;
+
+  function tell({ state, text, reason: why }) {
     heard = true;
     if (state === "downloading") {
-      show(kTexts[state], null, null);
+      show(kTexts[state], { percent: null, seconds: null });
+    } else if (state === "missing") {
+      show(kTexts[state], { more: installLink() });
     } else if (state !== "installing" && !(stays && (state === "ended" || state === "settled"))) {
-      show(kTexts[state] || state);
+      show(kTexts[state] || state, { more: ["failed", "ended", "refused"].includes(state) ? text || reason || why : null });
     }
     stays = stays || state === "running" || state === "failed";
-  });
+  }
+  document.addEventListener("lumstate", ({ detail }) => tell(detail));
   document.addEventListener("lumprogress", ({ detail }) => {
-    show(kTexts.downloading, detail.percent, detail.secondsLeft);
+    show(kTexts.downloading, { percent: detail.percent, seconds: detail.secondsLeft });
+  });
+  document.addEventListener("lumproblem", ({ detail }) => {
+    reason = detail.text;
+    if (message) {
+      show(message, { more: reason });
+    }
   });
   document.addEventListener("lummessage", ({ detail }) => {
     stays = true;
-    show(detail.text);
+    message = detail.text;
+    show(message, { more: reason });
   });
 
   // What was told before this script ran still stands at the object.
   const told = document.querySelector("[data-lum-state]")?.dataset.lumState;
   if (told) {
-    heard = true;
-    show(kTexts[told] || told);
+    tell({ state: told });
   }
   setTimeout(() => {
     if (!heard && document.querySelector('[type="application/x-lum"]')) {
-      show("This browser does not have the extension that starts meetings");
+      show("This browser does not have the extension that starts meetings", { more: installLink() });
     }
   }, kPatience);
 })();

@@ -38,6 +38,10 @@ base::ScopedDescriptor OpenFolder(const std::filesystem::path &path) {
 
 class Unpacker::Folders {
 public:
+    // Whoever was stopped does not wait for the removal of what was unpacked.
+    void Hurry() {
+        m_hurry.request_stop();
+    }
     // An empty folder to unpack into, on the disk of `parent`.
     base::ScopedDescriptor Open(const std::filesystem::path &parent);
     // Takes out what an installation has left in it.
@@ -47,18 +51,19 @@ public:
     }
 
 private:
+    std::stop_source m_hurry;
     std::map<std::filesystem::path, std::unique_ptr<base::StagingFolder>> m_folders;
 };
 
 base::ScopedDescriptor Unpacker::Folders::Open(const std::filesystem::path &parent) {
     if (const auto known = m_folders.find(parent); known == m_folders.end()) {
-        CleanStaging(parent);
+        base::CleanStaging(parent, kFolderPrefix, m_hurry.get_token());
     } else if (base::ScopedDescriptor folder{open((known->second->path() / kNew).c_str(), kOpenFolder)}) {
         return folder;
     } else {
         m_folders.erase(known); // somebody has removed it
     }
-    auto folder = std::make_unique<base::StagingFolder>(parent, kFolderPrefix);
+    auto folder = std::make_unique<base::StagingFolder>(parent, kFolderPrefix, m_hurry.get_token());
     if (folder->error() != 0) {
         throw WriteFailure(folder->error(), parent.string());
     }
@@ -116,6 +121,7 @@ void Unpacker::InstallOrThrow(const std::filesystem::path &package, const std::f
 
 base::Result<void> Unpacker::Install(const std::filesystem::path &package, const std::filesystem::path &destination,
                                      const std::stop_token &stop, const BeforeMove &beforeMove) {
+    const std::stop_callback hurry(stop, [this] { m_folders->Hurry(); });
     const base::Result<void> result = CatchFailures([&] { InstallOrThrow(package, destination, stop, beforeMove); });
     m_folders->Empty(destination.parent_path());
     return result;
@@ -126,7 +132,9 @@ void Unpacker::Rest() {
 }
 
 void CleanStaging(const std::filesystem::path &folder) {
-    base::CleanStaging(folder, kFolderPrefix);
+    std::stop_source hurry;
+    hurry.request_stop();
+    base::CleanStaging(folder, kFolderPrefix, hurry.get_token());
 }
 
 bool RemoveInOneStep(const std::filesystem::path &path) {

@@ -51,7 +51,7 @@ public:
     // Installs the component of `package` as `destination` (an absolute path; its folder must exist). The first time in
     // a folder it begins by removing what killed processes have left there. The Error's code is an UnpackCode, its text
     // one sentence for a person that says what is wrong with what. After a request to stop the code is
-    // kUnpackInterrupted, unless it came too late.
+    // kUnpackInterrupted, unless it came too late; what takes long to remove then is left to the next process.
     base::Result<void> Install(const std::filesystem::path &package, const std::filesystem::path &destination,
                                const std::stop_token &stop = {}, const BeforeMove &beforeMove = {});
 
@@ -69,7 +69,8 @@ private:
     const std::unique_ptr<Folders> m_folders;
 };
 
-// Removes the staging folders that killed processes have left in `folder`, never those of a running one.
+// Removes the staging folders that killed processes have left in `folder`, never those of a running one. For a moment
+// at most: what is left then is removed by the next that comes.
 void CleanStaging(const std::filesystem::path &folder);
 
 // Removes a file or folder so that, whenever this process is killed, it is there as it was or not at all. False when it

@@ -42,11 +42,27 @@ FileCheck::FileCheck(std::string name, const FileFacts &facts)
     }
 }
 
+base::Result<void> FileCheck::TooLong() const {
+    return Refuse(ReleaseFault::TooLong, m_name + " is longer than the " + std::to_string(*m_length) +
+                                             " bytes that the release lists" + kPublishAgain);
+}
+
+base::Result<void> FileCheck::WrongLength(std::uint64_t length) const {
+    return Refuse(ReleaseFault::Mismatch, m_name + " has " + std::to_string(length) + " bytes, but the release lists " +
+                                              std::to_string(*m_length) + kPublishAgain);
+}
+
+base::Result<void> FileCheck::Announce(std::uint64_t length) const {
+    if (!m_length || length == *m_length) {
+        return {};
+    }
+    return length > *m_length ? TooLong() : WrongLength(length);
+}
+
 base::Result<void> FileCheck::Add(std::string_view bytes) {
     m_seen += bytes.size();
     if (m_length && m_seen > *m_length) {
-        return Refuse(ReleaseFault::TooLong, m_name + " is longer than the " + std::to_string(*m_length) +
-                                                 " bytes that the release lists" + kPublishAgain);
+        return TooLong();
     }
     for (Running &running : m_digests) {
         running.digest.Add(bytes);
@@ -56,9 +72,7 @@ base::Result<void> FileCheck::Add(std::string_view bytes) {
 
 base::Result<void> FileCheck::Finish() {
     if (m_length && m_seen != *m_length) {
-        return Refuse(ReleaseFault::Mismatch, m_name + " has " + std::to_string(m_seen) +
-                                                  " bytes, but the release lists " + std::to_string(*m_length) +
-                                                  kPublishAgain);
+        return WrongLength(m_seen);
     }
     if (m_hasHashes && m_digests.empty()) {
         return Refuse(ReleaseFault::Mismatch, "the release lists no hash of " + m_name +

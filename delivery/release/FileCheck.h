@@ -30,12 +30,17 @@ public:
     // `name` is for the texts of the errors. `facts` may go away after the call.
     FileCheck(std::string name, const FileFacts &facts);
 
+    // What the sender says that the length is. Fails when it is another one (TooLong, Mismatch).
+    base::Result<void> Announce(std::uint64_t length) const;
     // Fails with the first byte that is too many (ReleaseFault::TooLong).
     base::Result<void> Add(std::string_view bytes);
     // Once, after the last byte. Fails with ReleaseFault::Mismatch.
     base::Result<void> Finish();
 
 private:
+    base::Result<void> TooLong() const;
+    base::Result<void> WrongLength(std::uint64_t length) const;
+
     struct Running {
         std::string algorithm;
         std::string expected;

@@ -200,6 +200,18 @@ void ReadDelegations(MetadataFields &fields, const Json::Value &delegations, Tar
     }
 }
 
+std::string FormatTime(ReleaseTime time, const char *between, const char *end) {
+    const auto day = std::chrono::floor<std::chrono::days>(time);
+    const std::chrono::year_month_day date(day);
+    const std::chrono::hh_mm_ss clock(time - day);
+    char text[64];
+    std::snprintf(text, sizeof text, "%04d-%02u-%02u%s%02d:%02d:%02d%s", static_cast<int>(date.year()),
+                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), between,
+                  static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+                  static_cast<int>(clock.seconds().count()), end);
+    return text;
+}
+
 } // namespace
 
 const char *NameOf(MetadataType type) {
@@ -293,15 +305,11 @@ base::Result<Targets> ReadTargets(const SignedFile &file) {
 }
 
 std::string ShowTime(ReleaseTime time) {
-    const auto day = std::chrono::floor<std::chrono::days>(time);
-    const std::chrono::year_month_day date(day);
-    const std::chrono::hh_mm_ss clock(time - day);
-    char text[64];
-    std::snprintf(text, sizeof text, "%04d-%02u-%02u %02d:%02d:%02d UTC", static_cast<int>(date.year()),
-                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                  static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
-                  static_cast<int>(clock.seconds().count()));
-    return text;
+    return FormatTime(time, " ", " UTC");
+}
+
+std::string MetadataTime(ReleaseTime time) {
+    return FormatTime(time, "T", "Z");
 }
 
 } // namespace delivery

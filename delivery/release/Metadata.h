@@ -113,5 +113,7 @@ base::Result<Targets> ReadTargets(const SignedFile &file);
 
 // "2026-11-21 10:00:00 UTC"
 std::string ShowTime(ReleaseTime time);
+// As metadata writes it: "2026-11-21T10:00:00Z". The year has four digits.
+std::string MetadataTime(ReleaseTime time);
 
 } // namespace delivery

@@ -6,6 +6,7 @@
 
 #include "base/Text.h"
 #include "delivery/release/ReleaseFault.h"
+#include "delivery/release/ReleaseLayout.h"
 
 namespace delivery {
 
@@ -97,8 +98,8 @@ base::Result<std::string> ReleaseClient::Fetch(const std::string &name, std::uin
 
 base::Result<std::string> ReleaseClient::FetchListed(const std::string &role, const ListedFile &listed,
                                                      std::uint64_t limit) {
-    const std::string version = m_trusted->root()->consistentSnapshot ? std::to_string(listed.version) + "." : "";
-    return Fetch(version + base::PercentEncode(role) + ".json", std::min(listed.facts.length.value_or(limit), limit));
+    const std::uint64_t version = m_trusted->root()->consistentSnapshot ? listed.version : 0;
+    return Fetch(MetadataFileName(role, version), std::min(listed.facts.length.value_or(limit), limit));
 }
 
 // All at once: what another process saves while this one is at work must not count as accepted before.
@@ -122,7 +123,7 @@ base::Result<void> ReleaseClient::UpdateRoot() {
 base::Result<void> ReleaseClient::TakeRoots() {
     for (unsigned taken = 0; taken < m_limits.roots; ++taken) {
         const std::uint64_t next = m_trusted->root()->head.version + 1;
-        const base::Result<std::string> bytes = Fetch(std::to_string(next) + ".root.json", m_limits.root);
+        const base::Result<std::string> bytes = Fetch(MetadataFileName(kRoot, next), m_limits.root);
         if (!bytes && FaultOf(bytes.error()) == ReleaseFault::NotFound) {
             return {};
         }
@@ -155,7 +156,8 @@ base::Result<void> ReleaseClient::UpdateTimestamp() {
         m_trusted->RecallTimestamp(*saved);
     }
     if (m_network == Network::Use || !m_trusted->timestamp()) {
-        const base::Result<std::string> bytes = Fetch("timestamp.json", m_limits.timestamp, saved.value_or(""));
+        const base::Result<std::string> bytes =
+            Fetch(MetadataFileName(kTimestamp), m_limits.timestamp, saved.value_or(""));
         if (!bytes) {
             return base::Fail(bytes.error());
         }
@@ -250,12 +252,8 @@ base::Result<ReleaseTarget> ReleaseClient::Describe(const std::string &path, con
         return Refuse(ReleaseFault::Mismatch, "the release lists no hash of " + base::Quoted(path) +
                                                   " that this program knows (sha256, sha512); update the program");
     }
-    ReleaseTarget described{path, Encoded(path), target.facts, target.custom};
-    if (m_trusted->root()->consistentSnapshot) {
-        const std::size_t slash = described.address.rfind('/');
-        described.address.insert(slash == std::string::npos ? 0 : slash + 1, hash->second + ".");
-    }
-    return described;
+    const bool isHashed = m_trusted->root()->consistentSnapshot;
+    return ReleaseTarget{path, Encoded(isHashed ? HashedPath(path, hash->second) : path), target.facts, target.custom};
 }
 
 } // namespace delivery

@@ -23,8 +23,9 @@ std::chrono::milliseconds RetryPause(const TransferSettings &settings, unsigned 
     return pause - std::chrono::milliseconds(std::uniform_int_distribution<std::int64_t>(0, pause.count() / 2)(random));
 }
 
-Download::Download(const TransferRules &rules, base::Url url, std::filesystem::path file, std::uint64_t maxBytes)
-    : Exchange(rules, std::move(url)), m_maxBytes(std::min(maxBytes, rules.settings.maxBytes)), m_file(std::move(file)),
+Download::Download(const TransferRules &rules, base::Url url, std::filesystem::path file, TransferOrder order)
+    : Exchange(rules, std::move(url)), m_order(std::move(order)),
+      m_maxBytes(std::min(m_order.maxBytes, rules.settings.maxBytes)), m_file(std::move(file)),
       m_random(std::random_device{}()) {}
 
 void Download::Begin(TransferClock::time_point now) {
@@ -38,6 +39,9 @@ void Download::Begin(TransferClock::time_point now) {
 }
 
 curl_slist *Download::AddHeaders(curl_slist *headers) {
+    if (!m_order.knownTag.empty()) {
+        headers = curl_slist_append(headers, ("If-None-Match: " + m_order.knownTag).c_str());
+    }
     if (!m_askedForRest) {
         return headers;
     }
@@ -50,9 +54,20 @@ bool Download::Fail(TransferFailure failure) {
     return false;
 }
 
+bool Download::Passes(const base::Result<void> &checked) {
+    if (!checked) {
+        m_mismatch = checked.error();
+        Fail(OtherFile(url(), checked.error().text));
+    }
+    return checked.has_value();
+}
+
 void Download::StartOver() {
     m_tag.clear();
     m_total.reset();
+    if (m_order.expected) {
+        m_check.emplace(m_order.expected->name, m_order.expected->facts);
+    }
     if (const int error = m_file.Restart()) {
         Fail(DiskFailure(url(), error));
     }
@@ -61,6 +76,7 @@ void Download::StartOver() {
 void Download::Judge() {
     const ReplyHead reply = ReadReplyHead(handle());
     m_status = reply.status;
+    m_serverTime = reply.date;
     m_body = Body::Drop;
     if (IsRedirect(reply.status)) {
         return;
@@ -69,6 +85,8 @@ void Download::Judge() {
         JudgeWhole(reply);
     } else if (reply.status == 206) {
         JudgeRest(reply);
+    } else if (reply.status == 304 && !m_order.knownTag.empty()) {
+        m_unchanged = true;
     } else if (reply.status == 416 && m_askedForRest) {
         Fail(OddReply(url(), "the rest of the file is not there (status 416)"));
         StartOver();
@@ -82,8 +100,15 @@ void Download::JudgeWhole(const ReplyHead &reply) {
     if (m_failure) {
         return;
     }
+    if (m_check && reply.length && !Passes(m_check->Announce(*reply.length))) {
+        return;
+    }
     m_total = reply.length;
+    if (!m_total && m_order.expected) {
+        m_total = m_order.expected->facts.length;
+    }
     m_tag = reply.strongTag;
+    m_sentTag = reply.tag;
     m_tagUrl = url().text();
     m_body = Body::Store;
     CheckRoom();
@@ -107,6 +132,7 @@ void Download::JudgeRest(const ReplyHead &reply) {
 
 void Download::CheckRoom() {
     if (m_total && *m_total > m_maxBytes) {
+        m_tooLarge = true;
         Fail(TooLarge(url(), m_maxBytes));
     } else if (m_total && *m_total - m_file.size() > base::FreeSpace(m_file.path().parent_path())) {
         Fail(NoRoom(url(), *m_total));
@@ -127,7 +153,11 @@ bool Download::Receive(const char *data, std::size_t size) {
         return m_dropped <= kDroppedBody;
     }
     if (size > m_maxBytes - m_file.size()) {
+        m_tooLarge = true;
         return Fail(TooLarge(url(), m_maxBytes));
+    }
+    if (m_check && !Passes(m_check->Add({data, size}))) {
+        return false;
     }
     if (m_total && size > *m_total - m_file.size()) {
         Fail(OddReply(url(), "more bytes than it announced"));
@@ -175,8 +205,14 @@ std::optional<std::chrono::milliseconds> Download::End(CURLcode code) {
         Fail(FailureOf(code));
         return AfterFailure();
     }
+    if (m_unchanged) {
+        return std::nullopt;
+    }
     if (m_total && m_file.size() != *m_total) { // a part that ended early, but as announced
         Fail(ExchangeFailure(url(), CURLE_PARTIAL_FILE, {}));
+        return AfterFailure();
+    }
+    if (m_check && !Passes(m_check->Finish())) {
         return AfterFailure();
     }
     if (const int error = m_file.Keep()) {
@@ -209,7 +245,7 @@ std::optional<std::chrono::milliseconds> Download::AfterFailure() {
         m_fresh = m_seen;
         m_tries = 0;
     }
-    if (++m_tries > settings.retries) {
+    if (++m_tries > m_order.retries.value_or(settings.retries)) {
         return std::nullopt;
     }
     ForgetRedirects();
@@ -225,15 +261,22 @@ std::uint64_t Download::TakeNews() {
 }
 
 TransferResult Download::result() const {
-    if (m_complete) {
-        return {true, m_file.path(), {}, {}, m_status, url().text()};
+    TransferResult result;
+    result.ok = m_complete || m_unchanged;
+    result.httpStatus = m_status;
+    result.address = url().text();
+    result.serverTime = m_serverTime;
+    if (result.ok) {
+        result.file = m_complete ? m_file.path() : std::filesystem::path();
+        result.unchanged = m_unchanged;
+        result.tag = m_sentTag;
+        return result;
     }
-    return {false,
-            {},
-            m_failure ? m_failure->Text() : std::string(),
-            m_failure ? m_failure->cause : std::string(),
-            m_status,
-            url().text()};
+    result.error = m_failure ? m_failure->Text() : std::string();
+    result.cause = m_failure ? m_failure->cause : std::string();
+    result.tooLarge = m_tooLarge;
+    result.mismatch = m_mismatch;
+    return result;
 }
 
 } // namespace delivery

@@ -21,8 +21,8 @@ std::chrono::milliseconds RetryPause(const TransferSettings &settings, unsigned 
 
 class Download final : public Exchange {
 public:
-    // A file of more than `maxBytes`, or than the settings allow, is refused.
-    Download(const TransferRules &rules, base::Url url, std::filesystem::path file, std::uint64_t maxBytes);
+    // A file of more bytes than the order or the settings allow is refused.
+    Download(const TransferRules &rules, base::Url url, std::filesystem::path file, TransferOrder order);
 
     void Begin(TransferClock::time_point now) override;
     std::optional<std::chrono::milliseconds> End(CURLcode code) override;
@@ -50,11 +50,15 @@ private:
     }
     void StartOver();
     bool Fail(TransferFailure failure);
+    // Fails with what the check of the expected file says; true when that says nothing.
+    bool Passes(const base::Result<void> &checked);
     TransferFailure FailureOf(CURLcode code) const;
     std::optional<std::chrono::milliseconds> AfterFailure();
 
+    const TransferOrder m_order;
     const std::uint64_t m_maxBytes;
     TransferFile m_file;
+    std::optional<FileCheck> m_check; // of what is stored; nothing when no file is expected
     std::optional<std::uint64_t> m_total;
     std::string m_tag;         // strong tag of what is stored; empty when there is none
     std::string m_tagUrl;      // the address whose tag it is
@@ -75,6 +79,11 @@ private:
     TransferClock::time_point m_stallFrom;
 
     bool m_complete = false;
+    bool m_unchanged = false;
+    bool m_tooLarge = false;
+    std::optional<base::Error> m_mismatch;
+    std::string m_sentTag;
+    std::optional<std::time_t> m_serverTime;
 };
 
 } // namespace delivery

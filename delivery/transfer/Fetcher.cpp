@@ -14,6 +14,14 @@ TransferSettings ForWaiting(TransferSettings settings) {
     return settings;
 }
 
+TransferResult Failure(const std::string &cause, const TransferResult &reply) {
+    TransferResult failure;
+    failure.error = failure.cause = cause;
+    failure.httpStatus = reply.httpStatus;
+    failure.address = reply.address;
+    return failure;
+}
+
 } // namespace
 
 // Waits for the transfer thread without a run loop.
@@ -48,26 +56,25 @@ TransferResult Fetcher::Fetch(const std::string &url, std::uint64_t maxBytes, co
         std::filesystem::remove(m_last, error);
     }
     std::optional<TransferResult> result;
-    const Transfers::Id id = m_transfers.Get(
-        url, nullptr,
-        [&](const TransferResult &given) {
-            result = given;
-            if (given.ok) {
-                result->file = m_last = given.file.parent_path() / "fetched";
-                std::filesystem::rename(given.file, m_last, error);
-            }
-        },
-        maxBytes);
+    const Transfers::Id id = m_transfers.Get(url, nullptr,
+                                             [&](const TransferResult &given) {
+                                                 result = given;
+                                                 if (given.ok) {
+                                                     result->file = m_last = given.file.parent_path() / "fetched";
+                                                     std::filesystem::rename(given.file, m_last, error);
+                                                 }
+                                             },
+                                             {.maxBytes = maxBytes});
     while (!result) {
         if (stopped && stopped()) {
             m_transfers.Cancel(id);
-            return {false, {}, "stopped", "stopped", 0, {}};
+            return Failure("stopped", {});
         }
         m_doorbell->Wait();
         m_transfers.Deliver();
     }
     if (error) {
-        return {false, {}, error.message(), error.message(), result->httpStatus, result->address};
+        return Failure(error.message(), *result);
     }
     return *result;
 }

@@ -99,7 +99,10 @@ ReplyHead ReadReplyHead(CURL *handle) {
         head.length = static_cast<std::uint64_t>(length);
     }
     head.range = ParseContentRange(Field(handle, "Content-Range"));
-    head.strongTag = StrongTag(Field(handle, "ETag"));
+    head.tag = Field(handle, "ETag");
+    head.strongTag = StrongTag(head.tag);
+    const std::time_t date = curl_getdate(Field(handle, "Date").c_str(), nullptr);
+    head.date = date == -1 ? std::nullopt : std::optional(date);
     head.retryAfter = ParseRetryAfter(Field(handle, "Retry-After"), std::time(nullptr));
     return head;
 }

@@ -31,7 +31,9 @@ struct ReplyHead {
     long status = 0;
     std::optional<std::uint64_t> length; // of the body
     std::optional<ContentRange> range;
-    std::string strongTag;
+    std::string tag;                 // as sent
+    std::string strongTag;           // the same when it is a strong one
+    std::optional<std::time_t> date; // the server's clock
     std::optional<std::chrono::milliseconds> retryAfter;
 };
 

@@ -130,6 +130,10 @@ TransferFailure TooLarge(const base::Url &url, std::uint64_t maxBytes) {
     return Permanent(url, "the file is larger than the " + Mebibytes(maxBytes) + " that are allowed", kAskOperator);
 }
 
+TransferFailure OtherFile(const base::Url &url, const std::string &what) {
+    return Permanent(url, what, kAskOperator);
+}
+
 TransferFailure NoRoom(const base::Url &url, std::uint64_t needed) {
     return Permanent(url, "the disk is full: the file needs " + Mebibytes(needed), "Free some space and try again.");
 }

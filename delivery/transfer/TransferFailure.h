@@ -40,6 +40,8 @@ TransferFailure Stalled(const base::Url &url);
 TransferFailure OddReply(const base::Url &url, const std::string &what);
 TransferFailure EndlessHead(const base::Url &url);
 TransferFailure TooLarge(const base::Url &url, std::uint64_t maxBytes);
+// It is not the file that was expected; `what` says why.
+TransferFailure OtherFile(const base::Url &url, const std::string &what);
 TransferFailure NoRoom(const base::Url &url, std::uint64_t needed);
 TransferFailure DiskFailure(const base::Url &url, int error);
 

@@ -62,12 +62,13 @@ void TransferThread::Wake() {
     curl_multi_wakeup(m_multi.get());
 }
 
-void TransferThread::Start(Transfers::Id id, base::Url url, std::filesystem::path file, std::uint64_t maxBytes) {
-    auto download = std::make_unique<Download>(m_rules, std::move(url), std::move(file), maxBytes);
+void TransferThread::Start(Transfers::Id id, base::Url url, std::filesystem::path file, TransferOrder order,
+                           Ended ended) {
+    auto download = std::make_unique<Download>(m_rules, std::move(url), std::move(file), std::move(order));
     Download *const raw = download.get();
     {
         const std::lock_guard lock(m_lock);
-        m_inbox.errands.push_back(std::make_unique<Errand>(Errand{id, std::move(download), raw, {}}));
+        m_inbox.errands.push_back(std::make_unique<Errand>(Errand{id, std::move(download), raw, {}, std::move(ended)}));
     }
     Wake();
 }
@@ -174,7 +175,7 @@ void TransferThread::AdmitMore(TransferClock::time_point now, unsigned running) 
     }
     curl_off_t arrived = m_arrivedWhole;
     for (const auto &errand : m_errands) {
-        if (errand->download && errand->active) {
+        if (errand->TakesTurn() && errand->active) {
             arrived += Arrived(*errand->exchange);
         }
     }
@@ -191,12 +192,12 @@ void TransferThread::BeginDue() {
     const TransferClock::time_point now = TransferClock::now();
     unsigned downloads = 0, requests = 0;
     for (const auto &errand : m_errands) {
-        (errand->download ? downloads : requests) += errand->active;
+        (errand->TakesTurn() ? downloads : requests) += errand->active;
     }
     AdmitMore(now, downloads);
     for (const auto &errand : m_errands) {
-        unsigned &running = errand->download ? downloads : requests;
-        const unsigned most = errand->download ? m_parallel : kParallelRequests;
+        unsigned &running = errand->TakesTurn() ? downloads : requests;
+        const unsigned most = errand->TakesTurn() ? m_parallel : kParallelRequests;
         if (errand->active || errand->due > now || running >= most) {
             continue;
         }
@@ -236,7 +237,7 @@ void TransferThread::EndOverdue() {
 
 void TransferThread::Drop(Errand &errand) {
     if (errand.active) {
-        if (errand.download) {
+        if (errand.TakesTurn()) {
             m_arrivedWhole += Arrived(*errand.exchange);
         }
         curl_multi_remove_handle(m_multi.get(), errand.exchange->handle());
@@ -252,7 +253,9 @@ void TransferThread::End(Errand &errand, CURLcode code) {
         errand.due = TransferClock::now() + *pause;
         return;
     }
-    if (errand.download) {
+    if (errand.ended) {
+        errand.ended(errand.download->result());
+    } else if (errand.download) {
         m_unpublished[errand.id] = {errand.download->TakeNews(), errand.download->result()};
     } else {
         const std::lock_guard lock(m_lock);
@@ -270,7 +273,7 @@ void TransferThread::Publish() {
     }
     m_published = now;
     for (const auto &errand : m_errands) {
-        if (const std::uint64_t news = errand->download ? errand->download->TakeNews() : 0) {
+        if (const std::uint64_t news = errand->TakesTurn() ? errand->download->TakeNews() : 0) {
             m_unpublished[errand->id].news += news;
         }
     }
@@ -285,7 +288,7 @@ int TransferThread::PollTime() const {
             until = std::min(until, now + kPublishEvery);
         } else if (errand->due > now) { // else it waits for another to end, or to be admitted beside it
             until = std::min(until, errand->due);
-        } else if (errand->download && m_parallel < m_rules.settings.parallel) {
+        } else if (errand->TakesTurn() && m_parallel < m_rules.settings.parallel) {
             until = std::min(until, std::max(now, m_measured + kWhile));
         }
     }

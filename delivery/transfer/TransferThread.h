@@ -1,8 +1,8 @@
 // The thread that transfers, and the one lock between it and the main thread: errands go in, reports come out.
 //
-// All public functions belong to the main thread. The thread itself works on its own data, takes the lock only to fetch
-// new errands and to add up reports, and calls `wake` (without the lock) when there is something to collect and nothing
-// was waiting to be collected already: so neither reports nor wake-ups pile up.
+// All public functions but Start and Cancel belong to the main thread. The thread itself works on its own data, takes
+// the lock only to fetch new errands and to add up reports, and calls `wake` (without the lock) when there is something
+// to collect and nothing was waiting to be collected already: so neither reports nor wake-ups pile up.
 #pragma once
 
 #include <condition_variable>
@@ -30,9 +30,14 @@ public:
     TransferThread(const TransferThread &) = delete;
     TransferThread &operator=(const TransferThread &) = delete;
 
-    void Start(Transfers::Id id, base::Url url, std::filesystem::path file, std::uint64_t maxBytes);
-    void Refuse(Transfers::Id id, const std::string &error); // a report of failure, the way of all others
+    using Ended = std::function<void(const TransferResult &)>;
+
+    // With `ended`, that is told instead of the main thread, on the transfer thread, and the download does not take
+    // another one's turn. These two on any thread.
+    void Start(Transfers::Id id, base::Url url, std::filesystem::path file, TransferOrder order, Ended ended = {});
     void Cancel(std::vector<Transfers::Id> ids);
+
+    void Refuse(Transfers::Id id, const std::string &error); // a report of failure, the way of all others
     void Request(base::Url url);
     bool WaitForRequests(std::chrono::milliseconds longest);
     TransferReports Collect();
@@ -43,7 +48,12 @@ private:
         std::unique_ptr<Exchange> exchange;
         Download *download; // the exchange, or null for a background request
         TransferClock::time_point due;
+        Ended ended = {};
         bool active = false;
+
+        bool TakesTurn() const {
+            return download && !ended;
+        }
     };
     struct Inbox {
         std::vector<std::unique_ptr<Errand>> errands;

@@ -1,7 +1,9 @@
 #include "delivery/transfer/Transfers.h"
 
 #include <algorithm>
+#include <condition_variable>
 #include <limits>
+#include <mutex>
 #include <utility>
 
 #include "delivery/transfer/TransferThread.h"
@@ -14,6 +16,33 @@ namespace delivery {
 namespace {
 
 constexpr char kFolderPrefix[] = ".lumhost-transfers.";
+constexpr std::chrono::milliseconds kAskingWhetherStopped{100};
+
+// A result on its way from the transfer thread to a thread that waits for it, unless that has given up.
+class Awaited {
+public:
+    void Put(TransferResult result) {
+        const std::lock_guard lock(m_lock);
+        m_result = std::move(result);
+        m_come.notify_all();
+    }
+    std::optional<TransferResult> WaitAWhile() {
+        std::unique_lock lock(m_lock);
+        m_come.wait_for(lock, kAskingWhetherStopped, [this] { return m_result.has_value(); });
+        return m_result;
+    }
+
+private:
+    std::mutex m_lock;
+    std::condition_variable m_come;
+    std::optional<TransferResult> m_result;
+};
+
+TransferResult Failed(const std::string &error) {
+    TransferResult result;
+    result.error = result.cause = error;
+    return result;
+}
 
 } // namespace
 
@@ -30,19 +59,42 @@ Transfers::Transfers(TransferSettings settings, std::function<void()> wake) {
 
 Transfers::~Transfers() = default;
 
-Transfers::Id Transfers::Get(const std::string &url, Progress progress, Done done, std::uint64_t maxBytes) {
+std::string Transfers::Obstacle(const std::optional<base::Url> &address) const {
+    if (!m_folderError.empty()) {
+        return "nothing can be stored in the folder for downloads, " + m_folderError +
+               ". Free some space or set the folder's permissions, and try again.";
+    }
+    return address ? "" : "this is not a web address (http or https), so nothing was fetched. Check the page.";
+}
+
+Transfers::Id Transfers::Get(const std::string &url, Progress progress, Done done, TransferOrder order) {
     const Id id = ++m_lastId;
     m_downloads[id] = std::make_shared<Callbacks>(Callbacks{std::move(progress), std::move(done)});
     const std::optional<base::Url> address = base::Url::Parse(url);
-    if (!m_folderError.empty()) {
-        m_thread->Refuse(id, "nothing can be stored in the folder for downloads, " + m_folderError +
-                                 ". Free some space or set the folder's permissions, and try again.");
-    } else if (!address) {
-        m_thread->Refuse(id, "this is not a web address (http or https), so nothing was fetched. Check the page.");
+    if (const std::string obstacle = Obstacle(address); !obstacle.empty()) {
+        m_thread->Refuse(id, obstacle);
     } else {
-        m_thread->Start(id, *address, m_folder->path() / std::to_string(id), maxBytes);
+        m_thread->Start(id, *address, m_folder->path() / std::to_string(id), std::move(order));
     }
     return id;
+}
+
+TransferResult Transfers::Wait(const std::string &url, TransferOrder order, const std::function<bool()> &stopped) {
+    const std::optional<base::Url> address = base::Url::Parse(url);
+    if (const std::string obstacle = Obstacle(address); !obstacle.empty()) {
+        return Failed(obstacle);
+    }
+    const Id id = ++m_lastId;
+    const auto awaited = std::make_shared<Awaited>();
+    m_thread->Start(id, *address, m_folder->path() / std::to_string(id), std::move(order),
+                    [awaited](const TransferResult &result) { awaited->Put(result); });
+    while (!stopped()) {
+        if (std::optional<TransferResult> result = awaited->WaitAWhile()) {
+            return *result;
+        }
+    }
+    m_thread->Cancel({id});
+    return Failed("stopped");
 }
 
 void Transfers::Request(const std::string &url) {

@@ -15,24 +15,32 @@
 // - An address is used without its user and password, and no cookie is kept or sent: a download is what anyone gets.
 // - An error text is one or two sentences for a person: the host, what happened and what to do. It holds no path and
 //   no query of an address, which may be private.
-// - What success does not promise: that the file is what its publisher made. A server that announces fewer bytes than
-//   the file has, or ends a reply of unknown length early, is believed. The extension checks hash and signature.
+// - What success does not promise, unless the order says what the file has to be: that the file is what its publisher
+//   made. A server that announces fewer bytes than the file has, or ends a reply of unknown length early, is believed.
+//   The extension checks hash and signature.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <filesystem>
 #include <functional>
 #include <limits>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "base/Result.h"
+#include "delivery/release/FileCheck.h"
+
 namespace base {
 class StagingFolder;
-}
+class Url;
+} // namespace base
 
 namespace delivery {
 
@@ -65,6 +73,22 @@ struct TransferSettings {
     std::filesystem::path caFile; // the authorities (PEM) to trust instead of the system's; empty for the system's
 };
 
+// What a file has to be, as a release lists it.
+struct ExpectedFile {
+    std::string name; // for the texts of errors
+    FileFacts facts;
+};
+
+// What else holds for a download.
+struct TransferOrder {
+    std::uint64_t maxBytes = std::numeric_limits<std::uint64_t>::max(); // a larger file is refused
+    // Checked while the file arrives: the first byte that is too many ends the download.
+    std::optional<ExpectedFile> expected = {};
+    // The entity tag of a copy that the caller has; empty for none. The server may answer that it is still right (304).
+    std::string knownTag = {};
+    std::optional<unsigned> retries = {}; // instead of the settings'
+};
+
 struct TransferResult {
     bool ok = false;
     // The complete file when ok. It is removed when the done callback has returned; a callback that wants to keep it
@@ -74,6 +98,12 @@ struct TransferResult {
     std::string cause;   // what happened, without host and remedy: the rest of a sentence
     long httpStatus = 0; // of the last reply; 0 when there was none
     std::string address; // from which the last reply came, after redirects; empty when nothing was asked for
+
+    bool tooLarge = false;                      // refused for its size
+    std::optional<base::Error> mismatch = {};   // it is not the expected file: what FileCheck says
+    bool unchanged = false;                     // ok, and there is no file: the copy of the known tag is still right
+    std::string tag = {};                       // entity tag of the file, as the server sent it; may be a weak one
+    std::optional<std::time_t> serverTime = {}; // the clock of the server that sent the last reply
 };
 
 class Transfers {
@@ -92,9 +122,13 @@ public:
 
     // Starts a download of an absolute http or https address. Either callback may be empty. A failure, also that of an
     // address that cannot be used, is told by `done`, never before this function has returned.
-    // A file larger than `maxBytes` is refused, as is one larger than the settings allow.
-    Id Get(const std::string &url, Progress progress, Done done,
-           std::uint64_t maxBytes = std::numeric_limits<std::uint64_t>::max());
+    // A file larger than the order or the settings allow is refused.
+    Id Get(const std::string &url, Progress progress, Done done, TransferOrder order = {});
+
+    // Waits for a small file, such as metadata, which does not take a download's turn. To be called on another thread
+    // than all else here, by any number of them, and not after the destructor has begun. `stopped` is asked several
+    // times a second; true ends the wait, as a failure. The file of the result is the caller's to remove.
+    TransferResult Wait(const std::string &url, TransferOrder order, const std::function<bool()> &stopped);
 
     // A GET in the background, once, whose answer nobody looks at (it is read up to 64 KiB). CancelAll leaves it alone.
     void Request(const std::string &url);
@@ -121,12 +155,14 @@ private:
     void DeliverOnce();
     void Report(Id id, std::uint64_t bytes);
     void Finish(Id id, const TransferResult &result);
+    // Why nothing can be fetched from there; empty when it can.
+    std::string Obstacle(const std::optional<base::Url> &address) const;
 
     std::string m_folderError;                     // empty: usable
     std::unique_ptr<base::StagingFolder> m_folder; // outlives the thread, which writes there
     std::unique_ptr<TransferThread> m_thread;
     std::map<Id, std::shared_ptr<Callbacks>> m_downloads;
-    Id m_lastId = 0;
+    std::atomic<Id> m_lastId = 0;
     bool m_delivering = false;
     bool m_deliverAgain = false;
 };

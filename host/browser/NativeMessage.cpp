@@ -69,7 +69,7 @@ bool ReadGranted(const Json::Value &list, NativeStart &start) {
 }
 
 std::string FirstUnknown(const Json::Value &message) {
-    constexpr const char *kKnown[] = {"granted", "origin", "page", "parameters", "type", "version"};
+    constexpr const char *kKnown[] = {"granted", "origin", "page", "parameters", "private", "type", "version"};
     for (const std::string &name : message.getMemberNames()) {
         if (std::find(std::begin(kKnown), std::end(kKnown), name) == std::end(kKnown)) {
             return name;
@@ -99,7 +99,10 @@ tl::expected<NativeStart, NativeRefusal> ReadNativeStart(std::string_view json) 
     if (!page || !IsText(message["origin"]) || page->Origin() != message["origin"].asString()) {
         return Refuse("origin", "the page is not an http or https page of the named site");
     }
-    NativeStart start{*page, page->Origin(), {}, {}};
+    if (message.isMember("private") && !message["private"].isBool()) {
+        return Malformed("\"private\" is not true or false");
+    }
+    NativeStart start{*page, page->Origin(), {}, {}, message["private"].asBool()};
     if (!ReadParameters(message["parameters"], start)) {
         return Malformed("\"parameters\" is not a list of pairs of a name and a value");
     }

@@ -34,10 +34,11 @@ struct NativeStart {
     base::Url page;     // http or https
     std::string origin; // the page's
     std::vector<std::pair<std::string, std::string>> parameters;
-    std::vector<std::string> granted; // sites that the user has just allowed, as ReadOrigin gives them
+    std::vector<std::string> granted; // sites that the user has allowed, as ReadOrigin gives them
+    bool isPrivate = false;           // window: what was granted is not kept
 };
 
-// The browser's only message. Every member must be there, and no other; texts are UTF-8 without NUL.
+// The browser's only message. Every member but "private" must be there, and no other; texts are UTF-8 without NUL.
 tl::expected<NativeStart, NativeRefusal> ReadNativeStart(std::string_view json);
 
 // The message after its length.

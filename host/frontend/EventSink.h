@@ -75,6 +75,8 @@ public:
     virtual void OnLogRequest(const LogRequest &request) = 0;
     // What went wrong, in a sentence, when the extension's own message says less (a download, a package).
     virtual void OnProblem(const std::string &text) = 0;
+    // What the user should know, in a sentence, although nothing is wrong.
+    virtual void OnNotice(const std::string &text) = 0;
     // Only in a run that lasts until its page is left: everything that was due is done. Not the last call.
     virtual void OnSettled(const std::string &reason) = 0;
     // The last call. `status` is the exit status, `message` the number of the message that ended the run, or 0.

@@ -85,6 +85,12 @@ void JsonEvents::OnProblem(const std::string &text) {
     Write(event);
 }
 
+void JsonEvents::OnNotice(const std::string &text) {
+    Json::Value event = Event("notice");
+    event["text"] = Text(text);
+    Write(event);
+}
+
 void JsonEvents::OnSettled(const std::string &reason) {
     Json::Value event = Event("settled");
     event["reason"] = Text(reason);

@@ -21,6 +21,7 @@ public:
     void OnLaunch(const Launch &launch) override;
     void OnLogRequest(const LogRequest &request) override;
     void OnProblem(const std::string &text) override;
+    void OnNotice(const std::string &text) override;
     void OnSettled(const std::string &reason) override;
     void OnEnd(int status, const std::string &reason, int message) override;
 

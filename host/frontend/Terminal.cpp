@@ -143,6 +143,10 @@ void Terminal::OnProblem(const std::string &) {
     std::fflush(m_out);
 }
 
+void Terminal::OnNotice(const std::string &text) {
+    Line(base::OneLine(text));
+}
+
 void Terminal::OnSettled(const std::string &) {}
 
 void Terminal::OnEnd(int status, const std::string &reason, int message) {

@@ -143,9 +143,10 @@ Instance *Instance::Find(void *cookie) {
 }
 
 Instance::Instance(const Extension &extension, delivery::Page page, std::vector<std::string> sites,
-                   delivery::Transfers &transfers, const std::filesystem::path &unpack, InstanceOwner &owner)
-    : m_extension(extension), m_page(std::move(page)), m_sites(std::move(sites)), m_transfers(transfers),
-      m_worker(unpack),
+                   SiteDownloads &downloads, delivery::Transfers &transfers, const std::filesystem::path &unpack,
+                   InstanceOwner &owner)
+    : m_extension(extension), m_page(std::move(page)), m_sites(std::move(sites)), m_site(downloads),
+      m_transfers(transfers), m_worker(unpack),
       m_unpacker([this](const auto &order, const auto &stop) { return m_worker.Unpack(order, stop); }), m_owner(owner) {
 }
 
@@ -177,7 +178,7 @@ void Instance::Beat() {
 
 void Instance::Deliver() {
     if (m_depth == 0) {
-        m_transfers.Deliver();
+        m_site.Deliver();
     }
 }
 
@@ -204,8 +205,8 @@ void Instance::WindowsLive() {
 
 void Instance::Stop() {
     m_stopped = true;
-    for (const delivery::Transfers::Id id : m_downloads) {
-        m_transfers.Cancel(id);
+    for (const SiteDownloads::Id id : m_downloads) {
+        m_site.Cancel(id);
     }
     m_downloads.clear();
     if (m_job) {
@@ -249,9 +250,9 @@ void Instance::GetFile(LUMGetFileCallback callback, void *context, const char *u
         m_worker.Prepare();
     }
     // The id is known only when Get has returned, and no callback comes before that.
-    const auto id = std::make_shared<delivery::Transfers::Id>(0);
-    *id = m_transfers.Get(
-        allowed ? address->text() : std::string(),
+    const auto id = std::make_shared<SiteDownloads::Id>(0);
+    *id = m_site.Get(
+        asked, allowed ? address : std::nullopt,
         [this, callback, context, instructions](std::uint32_t bytes) {
             if (!instructions) {
                 m_owner.Received(bytes);
@@ -266,11 +267,12 @@ void Instance::GetFile(LUMGetFileCallback callback, void *context, const char *u
     m_downloads.insert(*id);
 }
 
-void Instance::Finished(delivery::Transfers::Id id, bool instructions, const delivery::TransferResult &result,
+void Instance::Finished(SiteDownloads::Id id, bool instructions, const delivery::TransferResult &result,
                         LUMGetFileCallback callback, void *context) {
     m_downloads.erase(id);
     base::Result<std::string> good =
-        result.ok ? base::Result<std::string>("") : base::Fail("a download failed: " + result.error);
+        result.ok ? base::Result<std::string>("")
+                  : base::Fail(result.mismatch ? result.error : "a download failed: " + result.error);
     if (good && instructions) {
         good = m_owner.InstructionsCame(result);
     }

@@ -23,6 +23,7 @@
 #include "base/Result.h"
 #include "host/run/Extension.h"
 #include "delivery/page/Page.h"
+#include "host/release/SiteDownloads.h"
 #include "host/run/PauseMeter.h"
 #include "delivery/transfer/Transfers.h"
 #include "delivery/package/Unpacker.h"
@@ -72,7 +73,7 @@ class Instance {
 public:
     // Downloads are made from `sites` (origins) only; packages are unpacked by the program `unpack`. All but the page's
     // copy must outlive this.
-    Instance(const Extension &extension, delivery::Page page, std::vector<std::string> sites,
+    Instance(const Extension &extension, delivery::Page page, std::vector<std::string> sites, SiteDownloads &downloads,
              delivery::Transfers &transfers, const std::filesystem::path &unpack, InstanceOwner &owner);
     ~Instance(); // ends it
     Instance(const Instance &) = delete;
@@ -111,14 +112,15 @@ private:
     int InstallFile(const char *file, const char *destination);
     void AskStop();
 
-    void Finished(delivery::Transfers::Id id, bool instructions, const delivery::TransferResult &result,
+    void Finished(SiteDownloads::Id id, bool instructions, const delivery::TransferResult &result,
                   LUMGetFileCallback callback, void *context);
     void CallBack(LUMGetFileCallback callback, void *context, LUMGetFileNotifyMessageType type, void *data);
 
     const Extension &m_extension;
     const delivery::Page m_page;
     const std::vector<std::string> m_sites;
-    delivery::Transfers &m_transfers;
+    SiteDownloads &m_site;
+    delivery::Transfers &m_transfers; // for requests
     delivery::UnpackWorker m_worker;
     delivery::Unpacker m_unpacker;
     InstanceOwner &m_owner;
@@ -128,7 +130,7 @@ private:
     int m_depth = 0;
     PauseMeter m_pauses;
     bool m_stopped = false;
-    std::set<delivery::Transfers::Id> m_downloads;
+    std::set<SiteDownloads::Id> m_downloads;
     std::vector<std::filesystem::path> m_installed; // in the running call
     delivery::UnpackJob *m_job = nullptr;           // the one that is waited for
 };

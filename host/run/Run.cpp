@@ -46,8 +46,12 @@ Run::Run(Settings settings, const Folders &folders, TraceFile &log, EventSink &s
       m_navigator(m_settings.page, sink, m_settings.open), m_lastStart(folders, m_settings.page, m_settings.bundle),
       m_recorder(folders, SourceOf(m_settings.page)), m_watch(PageWaits(m_settings.page), m_began), m_loop(*this),
       m_transfers(std::make_unique<delivery::Transfers>(SettingsOfTransfers(folders), m_loop.Waker())),
-      m_instance(std::make_unique<Instance>(m_settings.extension, m_settings.page, m_settings.sites, *m_transfers,
-                                            OwnPart(delivery::kUnpackProgram), *this)) {
+      m_downloads(m_settings.page, Pins(folders.Releases(), folders.AdministratorsRoots()), folders.cache, *m_transfers,
+                  m_loop.Waker(),
+                  {[&sink](const std::string &text) { sink.OnNotice(text); },
+                   [this](const std::string &release) { m_lastStart.Note("release", release); }}),
+      m_instance(std::make_unique<Instance>(m_settings.extension, m_settings.page, m_settings.sites, m_downloads,
+                                            *m_transfers, OwnPart(delivery::kUnpackProgram), *this)) {
     m_collector.HideFromSite([redactor = Redactor(folders.home, UserName(), {})](std::string_view text) {
         return redactor.HidePerson(text);
     });

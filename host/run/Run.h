@@ -121,6 +121,7 @@ private:
     TraceCollector m_collector;
     MainLoop m_loop;
     std::unique_ptr<delivery::Transfers> m_transfers;
+    SiteDownloads m_downloads;
     std::unique_ptr<Instance> m_instance;
 
     std::optional<State> m_state;

@@ -73,6 +73,9 @@ std::string WhatIsWrong(const CommandLine &line) {
     if (line.verb == Verb::Start && line.operands.size() > 1) {
         return "only one page can be started at a time";
     }
+    if (!line.root.empty() && !line.newRoot.empty()) {
+        return "give --root or --new-root, not both";
+    }
     if (line.verb == Verb::Remove && line.all != line.operands.empty()) {
         return "name components or give --all, not both";
     }
@@ -93,6 +96,8 @@ base::Result<CommandLine> ReadCommandLine(const std::vector<std::string> &argume
     line.log = typed->Value("--log").value_or("");
     line.report = typed->Value("--report").value_or("");
     line.extension = typed->Value("--extension").value_or("");
+    line.root = typed->Value("--root").value_or("");
+    line.newRoot = typed->Value("--new-root").value_or("");
     line.timeout = Timeout(*typed);
     line.json = typed->Has("--json");
     line.open = typed->Has("--open");

@@ -39,6 +39,8 @@ struct CommandLine {
     std::filesystem::path log;
     std::filesystem::path report;
     std::filesystem::path extension;
+    std::filesystem::path root;    // "allow"
+    std::filesystem::path newRoot; // "allow"
     std::optional<std::chrono::milliseconds> timeout;
     bool json = false;
     bool open = false;

@@ -12,7 +12,9 @@
 #include "host/installed/InstallNotes.h"
 #include "host/installed/Installed.h"
 #include "host/installed/Removal.h"
+#include "host/release/ReleaseState.h"
 #include "host/trace/Redactor.h"
+#include "host/verbs/ReleaseVerb.h"
 #include "host/verbs/StartVerb.h"
 
 namespace lumhost {
@@ -94,7 +96,10 @@ int ReportRepair(const std::vector<ComponentState> &before, const Folders &folde
 int ShowStatus(const CommandLine &line, const Folders &folders) {
     SettleInstallNotes(folders);
     const std::vector<ComponentState> states = ComponentStates(folders);
-    std::fputs((line.json ? JsonListing(states, UserName()) : Listing(states, folders)).c_str(), stdout);
+    std::fputs(
+        (line.json ? JsonListing(states, UserName()) : Listing(states, folders) + ReleaseListing(PinsOf(folders).All()))
+            .c_str(),
+        stdout);
     if (std::ranges::none_of(states, IsDamaged)) {
         return EXIT_SUCCESS;
     }

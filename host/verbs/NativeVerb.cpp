@@ -50,8 +50,8 @@ delivery::Page PageOf(const NativeStart &start) {
     return page;
 }
 
-// Saves what the user has just answered in the browser, and returns the sites that are still not allowed. An answer
-// about another site than the page's is ignored.
+// Saves what the user has just answered in the browser, unless in a private window, and returns the sites that are
+// still not allowed. An answer about another site than the page's is ignored.
 std::vector<std::string> NotAllowed(const NativeStart &start, const std::vector<std::string> &sites,
                                     const Folders &folders, NativeEvents &events) {
     Origins origins(folders.Origins());
@@ -63,7 +63,7 @@ std::vector<std::string> NotAllowed(const NativeStart &start, const std::vector<
         const bool granted = std::find(start.granted.begin(), start.granted.end(), site) != start.granted.end();
         if (!granted && !origins.IsAllowed(site)) {
             unknown.push_back(site);
-        } else if (granted) {
+        } else if (granted && !start.isPrivate) {
             if (const base::Result<void> kept = origins.Allow(site); !kept) {
                 events.OnProblem("the permission for " + site + " was not saved: " + kept.error().text);
             }

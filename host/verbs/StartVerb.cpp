@@ -213,6 +213,9 @@ public:
     void OnProblem(const std::string &text) override {
         m_terminal.OnProblem(text);
     }
+    void OnNotice(const std::string &text) override {
+        m_terminal.OnNotice(text);
+    }
     void OnSettled(const std::string & /*reason*/) override {}
     void OnEnd(int /*status*/, const std::string & /*reason*/, int /*message*/) override {}
 

@@ -10,6 +10,7 @@
 #include "host/Process.h"
 #include "host/frontend/EventSink.h"
 #include "host/installed/ComponentState.h"
+#include "host/release/ReleaseState.h"
 #include "host/sites/Origins.h"
 #include "host/trace/LastStart.h"
 #include "host/verbs/BrowserVerb.h"
@@ -18,6 +19,7 @@
 #include "host/verbs/Doctor.h"
 #include "host/verbs/InstalledVerbs.h"
 #include "host/verbs/NativeVerb.h"
+#include "host/verbs/ReleaseVerb.h"
 #include "host/verbs/StartVerb.h"
 #include "theme/UseTheme.h"
 
@@ -36,6 +38,11 @@ int ChangeOrigins(const CommandLine &line, const Folders &folders) {
     }
     Origins origins(folders.Origins());
     const bool allow = line.verb == CommandLine::Verb::Allow;
+    if (const base::Result<void> pinned = allow ? PinSite(line, *origin, folders) : UnpinSite(*origin, folders);
+        !pinned) {
+        Complain(pinned.error().text);
+        return EXIT_FAILURE;
+    }
     const Reach reach = line.anywhere ? Reach::Anywhere : Reach::KelvoFolder;
     if (const base::Result<void> changed = allow ? origins.Allow(*origin, reach) : origins.Forbid(*origin); !changed) {
         Complain(changed.error().text);
@@ -52,8 +59,13 @@ int ListOrigins(const Folders &folders) {
         Complain(origins.problem());
         return EXIT_FAILURE;
     }
+    std::vector<Pin> others = PinsOf(folders).All();
     for (const auto &[origin, reach] : origins.all()) {
         std::printf("%s%s\n", origin.c_str(), reach == Reach::Anywhere ? "  may install anywhere" : "");
+        std::fputs(TakePinText(origin, others).c_str(), stdout);
+    }
+    for (const Pin &pin : others) {
+        std::printf("%s  not allowed\n%s", pin.site.c_str(), PinText(pin).c_str());
     }
     return EXIT_SUCCESS;
 }
@@ -65,7 +77,7 @@ int DoDoctor(const Folders &folders) {
 }
 
 int PackReport(const CommandLine &line, const Folders &folders) {
-    const std::string installed = Listing(ComponentStates(folders), folders);
+    const std::string installed = Listing(ComponentStates(folders), folders) + ReleaseListing(PinsOf(folders).All());
     if (const auto packed = LastStart::Pack(folders, installed, ToText(Examine(folders)), line.report); !packed) {
         Complain(packed.error().text);
         return EXIT_FAILURE;

@@ -7,6 +7,7 @@
 #include "lum/lumext/Folders.h"
 #import "lum/lumext/LUMBridge.h"
 #include "lum/lumext/TraceLines.h"
+#include "lum/platform/Session.h"
 
 namespace {
 
@@ -34,6 +35,7 @@ CLumExtension::~CLumExtension() {
 void CLumExtension::InitInstance(tagLUMInterface *services) {
     MacInfoTrace("CLumExtension::InitInstance(),begin");
     m_pLUMInterface = services;
+    UseLookOfBundle(ExtensionBundle());
     WriteErrorLog(1001, nullptr);
     if (Services().IsParameter("LumSuppressInstallation", "True")) {
         m_bSuppressInstallation = 1;

@@ -17,6 +17,10 @@ LUM_FORWARD_CLASS(NSTask);
 // True when a window can be shown. False is a normal state: no window is made then.
 bool IsWindowServerAvailable();
 
+// In a program that has not made its application object yet, gives the windows the look that comes with the bundle. A
+// look that the user or the program has chosen stays. To be called before the first window.
+void UseLookOfBundle(NSBundle *bundle);
+
 // Lets AppKit's controls show texts in any script for which a font is installed, whatever font they ask for.
 // `localization` (a name like "Japanese" or "zh_CN", or null) decides between the variants of a character that
 // languages share. Holds for the whole process until the next call. For a program with a window server; does nothing

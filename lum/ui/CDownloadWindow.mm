@@ -24,6 +24,17 @@ NSString *MinutesFormat(NSString *languageID) {
 
 } // namespace
 
+// Has the keyboard until the user moves it on. The window would otherwise give it to the button, and a space that was
+// meant for another window would stop the download.
+@interface LUMKeyboardRest : NSView
+@end
+
+@implementation LUMKeyboardRest
+- (BOOL)acceptsFirstResponder {
+    return YES;
+}
+@end
+
 @implementation CDownloadWindow
 
 - (id)initWithInstallMgr:(LumInstallationMgr *)manager {
@@ -64,6 +75,10 @@ NSString *MinutesFormat(NSString *languageID) {
     [myStaticText setHidden:NO];
     [myStopButton setHidden:NO];
     [myProgressBar setDisplayedWhenStopped:YES]; // GNUstep reads the file's absence of "no" as "no"
+    LUMKeyboardRest *rest = [[[LUMKeyboardRest alloc] initWithFrame:NSMakeRect(0, 0, 1, 1)] autorelease];
+    [[[self window] contentView] addSubview:rest];
+    [rest setNextKeyView:myStopButton];
+    [[self window] setInitialFirstResponder:rest];
 }
 
 - (void)setLanguageID:(const char *)languageID {

@@ -1,6 +1,7 @@
 #include "site/check/Checker.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -13,16 +14,20 @@
 #include "site/check/CertificateCheck.h"
 #include "site/check/PackageCheck.h"
 #include "site/check/PageCheck.h"
+#include "site/check/ReleaseCheck.h"
 #include "site/check/SectionCheck.h"
 #include "site/check/SiteSource.h"
 #include "site/keys/Signatures.h"
 #include "delivery/instructions/InstructionFile.h"
+#include "delivery/instructions/ItemLine.h"
 #include "site/publish/ItemLine.h"
 #include "site/publish/StartRule.h"
 
 namespace fs = std::filesystem;
 
 namespace lumsite {
+
+using namespace delivery;
 
 namespace {
 
@@ -71,6 +76,7 @@ private:
         m_report.findings.insert(m_report.findings.end(), findings.begin(), findings.end());
     }
     bool FetchInstructions();
+    void CheckRelease();
     std::vector<std::string> Pages() const;
     bool IsStartPage(const std::string &name) const;
     void CheckPage(const std::string &page);
@@ -87,6 +93,7 @@ private:
     base::StagedFile m_copy; // of the instruction file
     bool m_hasInstructions = false;
     InstructionFile m_instructions;
+    std::string m_instructionText;
     std::map<std::string, std::vector<SectionItem>> m_items; // by section
     std::set<std::string> m_packages;                        // examined
     std::set<std::string> m_certifications;                  // examined
@@ -105,6 +112,7 @@ bool SiteCheck::FetchInstructions() {
     }
     m_instructions = ReadInstructions(*text);
     Append(m_instructions.faults);
+    m_instructionText = *text;
     return true;
 }
 
@@ -254,6 +262,15 @@ void SiteCheck::CheckPage(const std::string &page) {
     }
 }
 
+// Visitors of a release get the packages of every section from it.
+void SiteCheck::CheckRelease() {
+    const std::vector<std::string> urls = PackageUrls(m_instructions);
+    const std::set<std::string> packages(urls.begin(), urls.end()); // sections name the same ones
+    const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+    Append(ExamineRelease(*m_source, m_instructionText, {packages.begin(), packages.end()},
+                          {m_options.root, m_options.visitor, m_options.soonDays, m_options.now.value_or(now)}));
+}
+
 CheckReport SiteCheck::Run() {
     m_hasInstructions = FetchInstructions();
     for (const std::string &page : Pages()) {
@@ -262,6 +279,7 @@ CheckReport SiteCheck::Run() {
     if (m_hasInstructions && m_items.empty()) {
         Items(m_options.section.empty() ? kDefaultSection : m_options.section); // the lines, at least
     }
+    CheckRelease();
     return std::move(m_report);
 }
 

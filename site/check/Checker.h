@@ -7,11 +7,13 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "base/Finding.h"
 #include "base/Result.h"
+#include "delivery/release/Metadata.h"
 #include "site/keys/Certificates.h"
 
 namespace lumsite {
@@ -21,6 +23,9 @@ struct CheckOptions {
     std::string section;              // empty: the one that the page names
     std::vector<Certificate> trusted; // roots that visitors trust, besides the system's
     int soonDays = 30;                // an expiry nearer than that is a warning
+    std::filesystem::path root;       // of a signed release, as visitors trust it; empty: the site's own
+    std::filesystem::path visitor;    // what a visitor of the release has saved, kept from check to check; empty: none
+    std::optional<delivery::ReleaseTime> now; // for the release; nothing: the clock of this computer
 };
 
 struct CheckReport {

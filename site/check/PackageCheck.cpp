@@ -6,11 +6,13 @@
 #include "base/Text.h"
 #include "delivery/package/PackageContent.h"
 #include "lum/common/lumutil.h"
-#include "site/publish/ItemLine.h"
+#include "delivery/instructions/ItemLine.h"
 
 namespace fs = std::filesystem;
 
 namespace lumsite {
+
+using namespace delivery;
 
 namespace {
 
@@ -80,8 +82,9 @@ void PackageExaminer::ExamineSize() {
 }
 
 void PackageExaminer::ExamineContent() {
+    std::error_code error; // CheckSite has found the folder before
     // By the rules and limits of an installation, so that what is called good here is what can be installed.
-    const auto content = delivery::ReadPackageContent(m_package, fs::temp_directory_path());
+    const auto content = delivery::ReadPackageContent(m_package, fs::temp_directory_path(error));
     if (!content && content.error().code >= delivery::kUnpackNoSpace) {
         Add(Severity::Error, "cannot be unpacked on this computer: " + content.error().text,
             "free some space, or name another folder by TMPDIR, and check again");

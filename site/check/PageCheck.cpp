@@ -2,10 +2,12 @@
 
 #include <algorithm>
 
-#include "site/publish/ItemLine.h"
+#include "delivery/instructions/ItemLine.h"
 #include "site/publish/Manifest.h"
 
 namespace lumsite {
+
+using delivery::FoldCase;
 
 namespace {
 
@@ -21,6 +23,7 @@ constexpr const char *kKnownParameters[] = {"LumComponentName",
                                             "LumDownloadOnly",
                                             "LumProductVersion",
                                             "LumMessageTitle",
+                                            "RecordAddress",
                                             "LumProgressBarTitle",
                                             "LumSuppressProgressBar",
                                             "lumlocalsetting",

@@ -4,9 +4,11 @@
 #include <set>
 
 #include "lum/common/lumutil.h"
-#include "site/publish/ItemLine.h"
+#include "delivery/instructions/ItemLine.h"
 
 namespace lumsite {
+
+using namespace delivery;
 
 namespace {
 

@@ -19,17 +19,17 @@ public:
 
     File Fetch(const std::string &name, std::uint64_t) override {
         if (IsWebAddress(name)) {
-            return {{}, "it is not in the folder"};
+            return {{}, "it is not in the folder", true};
         }
         const fs::path path = m_folder / name;
         std::error_code error;
         if (!fs::exists(path, error)) {
-            return {{}, "there is no such file"};
+            return {{}, "there is no such file", true};
         }
         if (!fs::is_regular_file(path, error) || access(path.c_str(), R_OK) != 0) {
-            return {{}, "it cannot be read"};
+            return {{}, "it cannot be read", false};
         }
-        return {path, ""};
+        return {path, "", false};
     }
     std::string Title(const std::string &name) const override {
         return name;
@@ -41,7 +41,8 @@ private:
 
 delivery::TransferSettings Settings(const fs::path &caFile) {
     delivery::TransferSettings settings;
-    settings.folder = fs::temp_directory_path();
+    std::error_code error; // without the folder every transfer fails with a text that says so
+    settings.folder = fs::temp_directory_path(error);
     settings.userAgent = "lumsite";
     settings.caFile = caFile;
     return settings;
@@ -57,7 +58,7 @@ public:
         const std::string url = Title(name);
         const delivery::TransferResult result =
             m_fetcher.Fetch(url + (url.find('?') == std::string::npos ? kQuery : ""), limit);
-        return {result.file, result.cause};
+        return {result.file, result.cause, result.httpStatus == 403 || result.httpStatus == 404};
     }
     std::string Title(const std::string &name) const override {
         return IsWebAddress(name) ? name : m_root + name;

@@ -17,6 +17,7 @@ public:
     struct File {
         std::filesystem::path path; // empty when the file cannot be had
         std::string reason;         // why not: "there is no such file", "status 404"
+        bool isMissing = false;     // the reason is that there is no such file, or none for visitors
     };
     // The file at `name`, a relative path without "..", or any http address. The path is good until the next call or
     // the end of the object. A file above `limit` bytes is not fetched.

@@ -7,7 +7,10 @@
 #include <openssl/x509.h>
 #include <openssl/x509_vfy.h>
 
+#include <cerrno>
 #include <cstdint>
+
+#include <sys/stat.h>
 
 #include "base/Files.h"
 
@@ -124,6 +127,17 @@ base::Result<std::vector<Certificate>> ReadPemCertificates(const std::filesystem
                           " does not contain a certificate; it must be PEM text (-----BEGIN CERTIFICATE-----)");
     }
     return certificates;
+}
+
+base::Result<void> CheckKeyIsPrivate(const std::filesystem::path &path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+        return base::SystemFailure("cannot read " + path.string(), errno);
+    }
+    if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
+        return base::Fail("other users can access " + path.string() + "; run: chmod 600 " + path.string());
+    }
+    return {};
 }
 
 base::Result<ScopedKey> ReadPemKey(const std::filesystem::path &path) {

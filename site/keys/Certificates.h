@@ -51,6 +51,9 @@ private:
 // Every certificate of a PEM file, in order; at least one.
 base::Result<std::vector<Certificate>> ReadPemCertificates(const std::filesystem::path &path);
 
+// Fails when other users may read or write the key file, or it does not exist (ENOENT).
+base::Result<void> CheckKeyIsPrivate(const std::filesystem::path &path);
+
 // The private key of a PEM file without a pass phrase.
 base::Result<ScopedKey> ReadPemKey(const std::filesystem::path &path);
 

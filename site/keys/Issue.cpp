@@ -11,8 +11,6 @@ namespace lumsite {
 
 namespace {
 
-constexpr int kKeyBits = 2048; // the largest common size whose PEM file stays below kLongestKeyFile
-
 bool AddExtension(X509 *certificate, X509 *issuer, int kind, const char *value) {
     X509V3_CTX context;
     X509V3_set_ctx_nodb(&context);
@@ -55,8 +53,8 @@ Validity ForDays(int days) {
     return {now - 300, now + static_cast<std::time_t>(days) * 86400};
 }
 
-base::Result<ScopedKey> MakeKey() {
-    ScopedKey key(EVP_RSA_gen(kKeyBits));
+base::Result<ScopedKey> MakeKey(int bits) {
+    ScopedKey key(EVP_RSA_gen(static_cast<unsigned>(bits)));
     if (!key) {
         return base::Fail("the crypto library cannot make a key");
     }

@@ -16,8 +16,8 @@ struct Validity {
 // Of so many days; begins five minutes ago, for clocks that are a little behind.
 Validity ForDays(int days);
 
-// An RSA key of 2048 bits.
-base::Result<ScopedKey> MakeKey();
+// An RSA key.
+base::Result<ScopedKey> MakeKey(int bits = 2048);
 // PEM, without a pass phrase.
 base::Result<std::string> KeyToPem(EVP_PKEY *key);
 

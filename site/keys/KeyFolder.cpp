@@ -24,7 +24,7 @@ constexpr const char *kAuthorityName = "Demonstration Authority";
 
 Result<void> RefusePublishedFolder(const fs::path &folder) {
     std::error_code error;
-    for (fs::path at = fs::absolute(folder).lexically_normal(); at.has_relative_path(); at = at.parent_path()) {
+    for (fs::path at = fs::absolute(folder, error).lexically_normal(); at.has_relative_path(); at = at.parent_path()) {
         if (fs::exists(at / "lummac.ini", error)) {
             return Fail(folder.string() + " is inside the published folder " + at.string() +
                         "; keep keys where no visitor can download them");
@@ -40,34 +40,14 @@ Result<void> RefuseOtherName(const std::string &commonName) {
     return {};
 }
 
-// The folder, new or empty until now, closed to others.
-Result<void> TakeFolder(const fs::path &folder) {
-    if (Result<void> outside = RefusePublishedFolder(folder); !outside) {
-        return outside;
-    }
-    std::error_code error;
-    const bool isNew = !fs::exists(folder, error);
-    if (!isNew && (!fs::is_directory(folder, error) || !fs::is_empty(folder, error))) {
-        return Fail(folder.string() + " already exists and is not an empty folder; nothing is overwritten, so choose "
-                                      "a new folder");
-    }
-    if (Result<void> made = base::MakeFolder(folder); !made) {
-        return made;
-    }
-    if (chmod(folder.c_str(), S_IRWXU) != 0) {
-        return base::SystemFailure("cannot close " + folder.string() + " to others", errno);
-    }
-    return {};
-}
-
 struct Authority {
     ScopedKey key;
     std::vector<Certificate> chain; // outermost first; the last one's key is `key`
 };
 
 // Adds a certificate below the last one, which issues it; the first one issues itself.
-Result<void> Extend(Authority &authority, const std::string &name, Validity validity) {
-    Result<ScopedKey> key = MakeKey();
+Result<void> Extend(Authority &authority, const std::string &name, Validity validity, int bits) {
+    Result<ScopedKey> key = MakeKey(bits);
     if (!key) {
         return Fail(key.error());
     }
@@ -85,9 +65,9 @@ Result<void> Extend(Authority &authority, const std::string &name, Validity vali
 Result<Authority> MakeAuthority(const InitOptions &options) {
     const Validity validity = ForDays(options.authorityDays);
     Authority authority;
-    Result<void> made = Extend(authority, kAuthorityName, validity);
+    Result<void> made = Extend(authority, kAuthorityName, validity, options.bits);
     for (int i = 1; made && i <= options.intermediates; ++i) {
-        made = Extend(authority, std::string(kAuthorityName) + " " + std::to_string(i), validity);
+        made = Extend(authority, std::string(kAuthorityName) + " " + std::to_string(i), validity, options.bits);
     }
     if (!made) {
         return Fail(made.error());
@@ -147,6 +127,25 @@ std::string ChainText(const std::vector<Certificate> &chain) {
 
 } // namespace
 
+Result<void> TakeKeyFolder(const fs::path &folder) {
+    if (Result<void> outside = RefusePublishedFolder(folder); !outside) {
+        return outside;
+    }
+    std::error_code error;
+    const bool isNew = !fs::exists(folder, error);
+    if (!isNew && (!fs::is_directory(folder, error) || !fs::is_empty(folder, error))) {
+        return Fail(folder.string() + " already exists and is not an empty folder; nothing is overwritten, so choose "
+                                      "a new folder");
+    }
+    if (Result<void> made = base::MakeFolder(folder); !made) {
+        return made;
+    }
+    if (chmod(folder.c_str(), S_IRWXU) != 0) {
+        return base::SystemFailure("cannot close " + folder.string() + " to others", errno);
+    }
+    return {};
+}
+
 Result<void> MakeKeys(const fs::path &folder, const InitOptions &options) {
     if (Result<void> named = RefuseOtherName(options.commonName); !named) {
         return named;
@@ -156,7 +155,7 @@ Result<void> MakeKeys(const fs::path &folder, const InitOptions &options) {
     if (!authority) {
         return Fail(authority.error());
     }
-    const Result<ScopedKey> key = MakeKey();
+    const Result<ScopedKey> key = MakeKey(options.bits);
     if (!key) {
         return Fail(key.error());
     }
@@ -164,7 +163,7 @@ Result<void> MakeKeys(const fs::path &folder, const InitOptions &options) {
     if (!site) {
         return Fail(site.error());
     }
-    if (Result<void> taken = TakeFolder(folder); !taken) {
+    if (Result<void> taken = TakeKeyFolder(folder); !taken) {
         return taken;
     }
     return WriteFiles(folder, {{"ca.key", KeyToPem(authority->key.get())},

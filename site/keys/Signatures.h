@@ -6,7 +6,8 @@
 
 namespace lumsite {
 
-// Raw signature over the bytes of `text` with the PEM key at `keyPath`, or empty when it cannot be made.
+// Raw signature over the bytes of `text` with the RSA key in the PEM file at `keyPath`, or empty when it cannot be
+// made. The same bytes as SignDataWithSSL's, also with a key whose file is longer than that reads.
 std::string SignText(const std::string &keyPath, const std::string &text);
 
 // The key of the certificate that comes last in a "lumcertification" text.

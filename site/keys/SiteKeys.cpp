@@ -20,24 +20,12 @@ using base::Result;
 constexpr std::time_t kSoon = 30 * 86400;
 
 Result<void> CheckKeyFile(const fs::path &folder, const fs::path &path) {
-    struct stat status {};
-    if (stat(path.c_str(), &status) != 0) {
-        const int number = errno;
-        if (number == ENOENT && stat(folder.c_str(), &status) != 0) {
-            return Fail("there is no folder of keys " + folder.string() + "; make it with: lumsite init " +
-                        folder.string());
-        }
-        return base::SystemFailure("cannot read " + path.string(), number);
+    std::error_code error;
+    if (!fs::exists(folder, error)) {
+        return Fail("there is no folder of keys " + folder.string() + "; make it with: lumsite init " +
+                    folder.string());
     }
-    if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
-        return Fail("other users can access " + path.string() + "; run: chmod 600 " + path.string());
-    }
-    if (static_cast<std::size_t>(status.st_size) > kLongestKeyFile) {
-        return Fail(path.string() + " has " + std::to_string(status.st_size) + " bytes, but signing reads only " +
-                    std::to_string(kLongestKeyFile) +
-                    "; use an RSA key of 2048 bits, and remove comments from the file");
-    }
-    return {};
+    return CheckKeyIsPrivate(path);
 }
 
 Result<void> CheckPair(const Certificate &own, EVP_PKEY *key, const fs::path &certificatePath,

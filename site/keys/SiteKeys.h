@@ -1,6 +1,6 @@
 // The site's keys: a folder that only its owner may enter.
 //
-//   vendor.key   the private key that signs, PEM, without a pass phrase, at most 2045 bytes
+//   vendor.key   the private key that signs, PEM, without a pass phrase
 //   vendor.pem   the site's own certificate
 //   chain.pem    the certificates above it, outermost first; absent when there are none
 //   ca.key       only of a demonstration authority: the key of the last certificate in chain.pem
@@ -9,7 +9,6 @@
 // A site with a certificate of a real authority provides the first three itself.
 #pragma once
 
-#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -20,14 +19,11 @@
 
 namespace lumsite {
 
-constexpr std::size_t kLongestKeyFile = 2045; // bytes; signing reads no more
-
 // What publish uses of a folder of keys.
 class SiteKeys {
 public:
-    // Fails where visitors would be left with a site that cannot be installed: the key file is readable by others or
-    // too long, key and certificate do not belong together, the name is not one of the vendor's, the certificate is
-    // not valid today.
+    // Fails where visitors would be left with a site that cannot be installed: the key file is readable by others, key
+    // and certificate do not belong together, the name is not one of the vendor's, the certificate is not valid today.
     static base::Result<SiteKeys> Read(const std::filesystem::path &folder);
 
     const std::filesystem::path &KeyPath() const {

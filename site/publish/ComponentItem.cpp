@@ -10,6 +10,8 @@ namespace fs = std::filesystem;
 
 namespace lumsite {
 
+using delivery::VersionWithCommas;
+
 namespace {
 
 using base::Fail;

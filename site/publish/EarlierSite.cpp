@@ -5,9 +5,11 @@
 
 #include "base/Files.h"
 #include "site/keys/Signatures.h"
-#include "site/publish/ItemLine.h"
+#include "delivery/instructions/ItemLine.h"
 
 namespace lumsite {
+
+using namespace delivery;
 
 namespace {
 
@@ -52,19 +54,6 @@ std::vector<std::string> EarlierSite::ItemNamed(std::string_view section, std::s
         }
     }
     return {};
-}
-
-std::vector<std::string> EarlierSite::PackageUrls() const {
-    std::vector<std::string> urls;
-    for (const InstructionSection &section : m_instructions.sections) {
-        for (const InstructionEntry &entry : section.entries) {
-            std::vector<std::string> attributes = SplitItemLine(entry.value);
-            if (FileNumber(entry.key) != 0 && attributes.size() > kUrl) {
-                urls.push_back(std::move(attributes[kUrl]));
-            }
-        }
-    }
-    return urls;
 }
 
 } // namespace lumsite

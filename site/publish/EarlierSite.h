@@ -27,8 +27,9 @@ public:
     bool IsSignedByOther(std::string_view section, const std::vector<Certificate> &chain) const;
     // The attributes of the first item of that name in the section; empty when there is none.
     std::vector<std::string> ItemNamed(std::string_view section, std::string_view name) const;
-    // URLs of the packages of all sections, as the items give them.
-    std::vector<std::string> PackageUrls() const;
+    const delivery::InstructionFile &instructions() const {
+        return m_instructions;
+    }
 
 private:
     bool m_exists = false;

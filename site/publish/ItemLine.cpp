@@ -2,8 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
+
+#include "delivery/instructions/ItemLine.h"
 
 namespace lumsite {
+
+using delivery::kAttributes;
 
 std::string ToText(const ItemLine &item) {
     const std::array<std::string, kAttributes> attributes = {item.name,
@@ -24,6 +29,19 @@ std::string ToText(const ItemLine &item) {
         line += ';' + attributes[i];
     }
     return line;
+}
+
+std::vector<std::string> PackageUrls(const delivery::InstructionFile &instructions) {
+    std::vector<std::string> urls;
+    for (const delivery::InstructionSection &section : instructions.sections) {
+        for (const delivery::InstructionEntry &entry : section.entries) {
+            std::vector<std::string> attributes = delivery::SplitItemLine(entry.value);
+            if (delivery::FileNumber(entry.key) != 0 && attributes.size() > delivery::kUrl) {
+                urls.push_back(std::move(attributes[delivery::kUrl]));
+            }
+        }
+    }
+    return urls;
 }
 
 std::string InstalledLibraryName(std::string_view name, std::string_view version) {

@@ -4,13 +4,11 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
-#include "delivery/instructions/ItemLine.h"
+#include "delivery/instructions/InstructionFile.h"
 
 namespace lumsite {
-
-// The instruction file's own words are delivery's.
-using namespace delivery;
 
 struct ItemLine {
     std::string name;           // file name of the component, by which pages name it
@@ -29,6 +27,9 @@ struct ItemLine {
 };
 
 std::string ToText(const ItemLine &item);
+
+// URLs of the packages of all sections, as the items give them.
+std::vector<std::string> PackageUrls(const delivery::InstructionFile &instructions);
 
 // The name under which the extension keeps an installed library ("libfoo.dylib" of 1,2,3,4 is kept as
 // "libfoo-1.2.3.4.dylib"), or empty when the item is no library.

@@ -9,12 +9,16 @@
 #include <json/json.h>
 
 #include "base/Files.h"
-#include "site/publish/ItemLine.h"
+#include "delivery/instructions/ItemLine.h"
 #include "site/publish/Packer.h"
 
 namespace fs = std::filesystem;
 
 namespace lumsite {
+
+using delivery::FoldCase;
+using delivery::ReasonAgainst;
+using delivery::VersionWithCommas;
 
 namespace {
 
@@ -63,6 +67,7 @@ private:
     std::string TakeReference(const Json::Value &parent, const char *key, const std::vector<std::string> &known,
                               const char *list);
 
+    ManifestRelease ReadRelease(const Json::Value &value);
     ManifestSection ReadSection(const Json::Value &value);
     ManifestComponent ReadComponent(const Json::Value &value);
     ManifestPage ReadPage(const Json::Value &value);
@@ -160,7 +165,12 @@ fs::path ManifestReader::TakePath(const Json::Value &parent, const char *key) {
     if (text.empty()) {
         Refuse(parent, std::string("\"") + key + "\" is missing");
     }
-    const fs::path path = (fs::absolute(m_path).parent_path() / text).lexically_normal();
+    std::error_code error;
+    const fs::path manifest = fs::absolute(m_path, error);
+    if (error) {
+        Refuse(parent, "the current folder cannot be found (" + error.message() + ")");
+    }
+    const fs::path path = (manifest.parent_path() / text).lexically_normal();
     return path.has_filename() ? path : path.parent_path();
 }
 
@@ -207,6 +217,24 @@ std::string ManifestReader::TakeReference(const Json::Value &parent, const char 
         Refuse(parent[key], std::string("there is no ") + key + " \"" + name + "\" in \"" + list + "\"");
     }
     return name;
+}
+
+ManifestRelease ManifestReader::ReadRelease(const Json::Value &value) {
+    ManifestRelease release;
+    if (!IsObject(value, "the release", {"keys", "mirrors"})) {
+        return release;
+    }
+    release.where = Where(value);
+    release.keys = TakePath(value, "keys");
+    for (const Json::Value &mirror : List(value, "mirrors", true)) {
+        const std::string address = mirror.isString() ? mirror.asString() : "";
+        const std::string reason = ReasonAgainstUrlRoot(address);
+        if (!reason.empty()) {
+            Refuse(mirror, "mirror \"" + address + "\" " + reason);
+        }
+        release.mirrors.push_back(address.ends_with('/') ? address : address + "/");
+    }
+    return release;
 }
 
 ManifestSection ManifestReader::ReadSection(const Json::Value &value) {
@@ -261,7 +289,7 @@ ManifestPage ManifestReader::ReadPage(const Json::Value &value) {
     page.where = Where(value);
     Take(value, "file", page.file);
     if (page.file.empty() || page.file.front() == '.' || page.file.find('/') != std::string::npos ||
-        page.file == "lummac.ini" || page.file == "packages") {
+        page.file == "lummac.ini" || page.file == "packages" || page.file == "release") {
         Refuse(value, "\"file\" must be the plain name of a page, such as index.html");
     }
     Take(value, "title", page.title);
@@ -326,6 +354,9 @@ Manifest ManifestReader::ReadRoot(const Json::Value &root, const std::string &ur
     std::string names = "content";
     TakeWord(root, "packageNames", names, {"content", "version"});
     manifest.versionInNames = names == "version";
+    if (root.isMember("release")) {
+        manifest.release = ReadRelease(root["release"]);
+    }
     for (const Json::Value &section : List(root, "sections")) {
         manifest.sections.push_back(ReadSection(section));
         m_sections.push_back(manifest.sections.back().name);
@@ -344,7 +375,8 @@ Manifest ManifestReader::ReadRoot(const Json::Value &root, const std::string &ur
 Result<Manifest> ManifestReader::Read(const std::string &url) {
     Json::Value root;
     Manifest manifest;
-    if (Parse(root) && IsObject(root, "the manifest", {"url", "packageNames", "sections", "components", "pages"})) {
+    if (Parse(root) &&
+        IsObject(root, "the manifest", {"url", "packageNames", "release", "sections", "components", "pages"})) {
         manifest = ReadRoot(root, url);
     }
     if (!m_fault.empty()) {

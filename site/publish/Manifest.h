@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -45,9 +46,16 @@ struct ManifestPage {
     std::map<std::string, std::string> parameters;
 };
 
+struct ManifestRelease {
+    std::string where;
+    std::filesystem::path keys;
+    std::vector<std::string> mirrors; // addresses of folders of targets, each with a "/" at its end
+};
+
 struct Manifest {
     std::string url;             // root under which visitors find the site
     bool versionInNames = false; // packages are named by version instead of by content
+    std::optional<ManifestRelease> release;
     std::vector<ManifestSection> sections;
     std::vector<ManifestComponent> components;
     std::vector<ManifestPage> pages;

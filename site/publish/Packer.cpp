@@ -232,9 +232,12 @@ Result<PackResult> Pack(const fs::path &component, const fs::path &package, cons
     if (std::ranges::find(PackageFormats(), options.format) == PackageFormats().end()) {
         return Fail("unknown package format " + options.format + "; use tar.gz, tar.zst, tar.xz or zip");
     }
-    const fs::path path = fs::absolute(component).lexically_normal();
-    const fs::path source = path.has_filename() ? path : path.parent_path();
     std::error_code error;
+    const fs::path path = fs::absolute(component, error).lexically_normal();
+    if (error) {
+        return base::SystemFailure("cannot pack " + component.string(), error.value());
+    }
+    const fs::path source = path.has_filename() ? path : path.parent_path();
     if (fs::is_symlink(fs::symlink_status(source, error))) {
         return Fail(component.string() + " is a link; name the component itself");
     }

@@ -1,7 +1,6 @@
 #include "site/publish/Publisher.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <set>
@@ -9,27 +8,30 @@
 
 #include "base/Digest.h"
 #include "base/Files.h"
+#include "site/SiteLock.h"
 #include "site/keys/SiteKeys.h"
 #include "site/publish/ComponentItem.h"
 #include "site/publish/EarlierSite.h"
 #include "delivery/instructions/InstructionFile.h"
+#include "delivery/instructions/ItemLine.h"
 #include "site/publish/ItemLine.h"
 #include "site/publish/Packer.h"
+#include "site/publish/ManifestRules.h"
 #include "site/publish/Page.h"
 #include "site/publish/RetiredPackages.h"
-#include "site/publish/StartRule.h"
+#include "site/publish/SignedRelease.h"
 
 namespace fs = std::filesystem;
 
 namespace lumsite {
+
+using namespace delivery;
 
 namespace {
 
 using base::Fail;
 using base::Result;
 
-constexpr const char *kPackageFolder = "packages";
-constexpr const char *kLockName = ".lumsite-lock";
 constexpr std::size_t kHashCharactersInName = 16;
 constexpr std::uint64_t kLargestText = 64 << 20;
 
@@ -54,15 +56,6 @@ Result<bool> ReplaceIfChanged(const fs::path &file, const std::string &content) 
     return base::ReplaceFile(file, content, base::Readers::Everyone).map([] { return true; });
 }
 
-Result<base::FileLock> LockSite(const fs::path &site) {
-    return base::FileLock::Try(site / kLockName).map_error([&](base::Error error) {
-        if (error.code == EWOULDBLOCK) {
-            error.text = "another lumsite is publishing to " + site.string() + "; wait until it has finished";
-        }
-        return error;
-    });
-}
-
 class PublishRun {
 public:
     PublishRun(const Manifest &manifest, const fs::path &site, const PublishOptions &options)
@@ -82,7 +75,6 @@ private:
     Result<void> Work();
     Result<void> ReadKeys();
     Result<void> RefuseHarm(const EarlierSite &earlier);
-    Result<void> RefuseIdlePages() const;
     Result<void> MakeItems(const EarlierSite &earlier);
     Result<ItemLine> MakeItem(const ManifestComponent &component, const EarlierSite &earlier);
     // Visitors who have a version are not offered other content of it.
@@ -96,6 +88,9 @@ private:
     Result<std::string> InstructionText();
     std::map<std::string, std::string> Parameters(const ManifestPage &page) const;
     Result<void> Replace(const fs::path &name, const std::string &content);
+    Result<void> BeginRelease();
+    Result<void> PrepareRelease(const std::string &instructions, const std::vector<std::string> &before);
+    Result<void> SwitchRelease();
     Result<void> Prune();
 
     const Manifest &m_manifest;
@@ -104,18 +99,14 @@ private:
     const PublishOptions &m_options;
     std::vector<SiteKeys> m_keys; // one for each section
     std::vector<ItemLine> m_items;
+    std::optional<SignedRelease> m_release;
     std::set<std::string> m_current; // packages that the new instruction file names, below m_packages
     PublishResult m_result;
+    const ReleaseUpdate::Step m_step = [this](const std::string &name) { Checkpoint(name); };
 };
 
 Result<void> PublishRun::ReadKeys() {
-    std::error_code error;
-    const std::string root = fs::weakly_canonical(m_site, error).string() + "/";
     for (const ManifestSection &section : m_manifest.sections) {
-        if ((fs::weakly_canonical(section.keys, error).string() + "/").starts_with(root)) {
-            return Fail(section.where + ": the keys in " + section.keys.string() +
-                        " are inside the published folder; move them where no visitor can download them");
-        }
         Result<SiteKeys> keys = SiteKeys::Read(section.keys);
         if (!keys) {
             return Fail(std::move(keys.error()));
@@ -342,25 +333,27 @@ Result<void> PublishRun::RefuseHarm(const EarlierSite &earlier) {
     return {};
 }
 
-Result<void> PublishRun::RefuseIdlePages() const {
-    std::vector<OfferedItem> items;
-    for (const ManifestComponent &component : m_manifest.components) {
-        items.push_back({component.name, component.target});
+Result<void> PublishRun::BeginRelease() {
+    const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+    return SignedRelease::Begin(m_manifest, m_site, m_options.now.value_or(now))
+        .map([&](std::optional<SignedRelease> &&release) { m_release = std::move(release); });
+}
+
+Result<void> PublishRun::PrepareRelease(const std::string &instructions, const std::vector<std::string> &before) {
+    std::set<std::string> packages;
+    for (const PublishedItem &item : m_result.items) {
+        packages.insert(item.package);
     }
-    for (const ManifestPage &page : m_manifest.pages) {
-        const StartFault fault = FaultOfStart(
-            [&](const std::string &name) {
-                const auto found = page.parameters.find(name);
-                return name == "LumComponentName"       ? page.component
-                       : found == page.parameters.end() ? std::string()
-                                                        : found->second;
-            },
-            items);
-        if (!fault.what.empty()) {
-            return Fail(page.where + ": " + page.component + " " + fault.what + "; " + fault.remedy);
-        }
+    return m_release ? m_release->Prepare(instructions, packages, before, m_step) : Result<void>();
+}
+
+Result<void> PublishRun::SwitchRelease() {
+    if (!m_release) {
+        return {};
     }
-    return {};
+    std::ranges::move(m_release->Written(), std::back_inserter(m_result.written));
+    std::ranges::move(m_release->Warnings(), std::back_inserter(m_result.findings));
+    return m_release->Switch(m_step);
 }
 
 Result<void> PublishRun::Prune() {
@@ -376,7 +369,8 @@ Result<void> PublishRun::Prune() {
         }
         m_result.removed.push_back(fs::path(kPackageFolder) / name);
     }
-    return {};
+    const Result<std::vector<std::string>> removed = m_release ? m_release->Prune(m_step) : std::vector<std::string>();
+    return removed.map([&](const auto &names) { std::ranges::copy(names, std::back_inserter(m_result.removed)); });
 }
 
 Result<void> PublishRun::Work() {
@@ -386,8 +380,10 @@ Result<void> PublishRun::Work() {
     if (!earlier) {
         return Fail(earlier.error());
     }
-    const Result<void> made =
-        RefuseHarm(*earlier).and_then([&] { return RefuseIdlePages(); }).and_then([&] { return MakeItems(*earlier); });
+    const Result<void> made = RefuseHarm(*earlier)
+                                  .and_then([&] { return RefuseIdlePages(m_manifest); })
+                                  .and_then([&] { return BeginRelease(); })
+                                  .and_then([&] { return MakeItems(*earlier); });
     if (!made) {
         return made;
     }
@@ -395,12 +391,17 @@ Result<void> PublishRun::Work() {
     if (!instructions) {
         return Fail(instructions.error());
     }
+    const std::vector<std::string> before = PackageUrls(earlier->instructions());
+    if (Result<void> prepared = PrepareRelease(*instructions, before); !prepared) {
+        return prepared;
+    }
     Checkpoint("retire");
-    MarkRetiredPackages(m_packages, m_current, earlier->PackageUrls());
+    MarkRetiredPackages(m_packages, m_current, before);
     Result<void> done = Replace(kInstructionFileName, *instructions);
     for (auto page = m_manifest.pages.begin(); done && page != m_manifest.pages.end(); ++page) {
         done = Replace(page->file, WritePage(page->title, Parameters(*page)));
     }
+    done = done.and_then([&] { return SwitchRelease(); });
     if (done && m_options.pruneAfterHours) {
         done = Prune();
     }
@@ -410,7 +411,9 @@ Result<void> PublishRun::Work() {
 
 Result<PublishResult> PublishRun::Run() {
     if (const Result<void> ready =
-            ReadKeys().and_then([&] { return base::MakeFolder(m_packages, base::Readers::Everyone); });
+            RefuseKeysInside(m_manifest, m_site).and_then([&] { return ReadKeys(); }).and_then([&] {
+                return base::MakeFolder(m_packages, base::Readers::Everyone);
+            });
         !ready) {
         return Fail(ready.error());
     }

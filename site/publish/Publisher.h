@@ -4,7 +4,9 @@
 //   1. Packages are written below packages/, each under a name that no other content ever has.
 //   2. "lummac.ini" is replaced in one step. Visitors with the older one still find its packages.
 //   3. Pages are replaced in one step.
-//   4. With pruning, packages that no instruction file has named for some time are removed. The time matters: a
+//   4. A signed release, whose targets and metadata were written before the second step, is switched to
+//   (ReleaseUpdate.h).
+//   5. With pruning, packages that no instruction file has named for some time are removed. The time matters: a
 //      visitor's extension may use a saved instruction file for a day.
 //
 // The same manifest and components give the same bytes. A file whose content would not change is left alone.
@@ -18,16 +20,17 @@
 
 #include "base/Finding.h"
 #include "base/Result.h"
+#include "delivery/release/Metadata.h"
 #include "site/publish/Manifest.h"
+#include "site/publish/RetiredPackages.h"
 
 namespace lumsite {
 
-constexpr int kKeepHours = 48; // a day of saved instruction files, and another for safety
-
 struct PublishOptions {
-    std::optional<int> pruneAfterHours; // nothing is removed without
-    bool replaceKeys = false;           // let a section be signed by another key than before
-    bool sameVersion = false;           // let a component have other content than before under the same version
+    std::optional<int> pruneAfterHours;       // nothing is removed without
+    bool replaceKeys = false;                 // let a section be signed by another key than before
+    bool sameVersion = false;                 // let a component have other content than before under the same version
+    std::optional<delivery::ReleaseTime> now; // nothing: the clock of this computer
     // Called before every step that changes the published folder, and once after the last. For tests.
     std::function<void(const std::string &step)> checkpoint;
 };

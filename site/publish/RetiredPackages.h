@@ -11,6 +11,10 @@
 
 namespace lumsite {
 
+constexpr const char *kPackageFolder = "packages"; // in the published folder
+
+constexpr int kKeepHours = 48; // a day of saved instruction files, and another for safety
+
 // `folder` is that of the packages, whose name begins the URLs of those that earlier instruction files named; `current`
 // are the names in it that the new instruction file uses.
 //

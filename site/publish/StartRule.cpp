@@ -4,9 +4,11 @@
 #include <optional>
 
 #include "lum/common/ProductTable.h"
-#include "site/publish/ItemLine.h"
+#include "delivery/instructions/ItemLine.h"
 
 namespace lumsite {
+
+using delivery::FoldCase;
 
 namespace {
 

@@ -30,6 +30,8 @@ base::Result<int> RunCheck(const base::CommandLine &line) {
     options.page = line.Value("--page").value_or("");
     options.section = line.Value("--section").value_or("");
     options.soonDays = static_cast<int>(line.Number("--soon", options.soonDays));
+    options.root = line.Value("--root").value_or("");
+    options.visitor = line.Value("--visitor").value_or("");
     if (line.Has("--ca")) {
         base::Result<std::vector<Certificate>> trusted = ReadPemCertificates(*line.Value("--ca"));
         if (!trusted) {

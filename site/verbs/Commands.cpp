@@ -1,6 +1,6 @@
 #include "site/verbs/Commands.h"
 
-#include "site/publish/Publisher.h"
+#include "site/publish/RetiredPackages.h"
 
 namespace lumsite {
 
@@ -19,15 +19,23 @@ bool BeginsWithSlash(const std::string &text) {
     return text.starts_with('/');
 }
 
+Option KeyType() {
+    return {.name = "--type",
+            .value = "TYPE",
+            .help = "kind of the new keys of a release: ed25519, ecdsa (P-256) or rsa (default ed25519)",
+            .offer = {Offer::Kind::Words, "ed25519 ecdsa rsa"}};
+}
+
 Verb Init() {
     return {.name = "init",
             .operands = "DIR",
             .fewest = 1,
             .most = 1,
-            .summary = "make a demonstration authority, the site's key and its certificate",
+            .summary = "make the keys of a site",
             .text = "Creates DIR, a folder that only its owner can enter, with the key and the certificate that sign "
-                    "the site's packages, and the demonstration authority that issues the certificate. Nothing is "
-                    "overwritten. Keep DIR out of the published folder.",
+                    "the site's packages, and the demonstration authority that issues the certificate. With --release, "
+                    "creates the keys of a signed release instead, and its first root. Nothing is overwritten. Keep "
+                    "DIR out of the published folder.",
             .options = {{.name = "--name",
                          .value = "NAME",
                          .help = "common name of the certificate (default site" LUM_VENDOR_SUFFIX ")"},
@@ -35,13 +43,22 @@ Verb Init() {
                                           kMostDays),
                         WholeNumberOption("--ca-days", "N", "days for which the authority is valid (default 3650)", 1,
                                           kMostDays),
+                        {.name = "--bits",
+                         .value = "N",
+                         .help = "size of the keys: 2048, 3072 or 4096 (default 2048)",
+                         .offer = {Offer::Kind::Words, "2048 3072 4096"}},
                         WholeNumberOption("--chain", "N",
                                           "certificates between the authority's root and the site's (default 0)", 0, 5),
                         {.name = "--ca",
                          .value = "DIR",
                          .help = "have the authority of these keys issue the certificate, instead of a new one",
                          .offer = kFiles},
-                        {.name = "--renew", .help = "issue a new certificate for the key that is in DIR"}},
+                        {.name = "--renew", .help = "issue a new certificate for the key that is in DIR"},
+                        {.name = "--release", .help = "make the keys of a signed release"},
+                        WholeNumberOption("--root-keys", "N", "with --release, keys of the root (default 3)", 1, 100),
+                        WholeNumberOption("--threshold", "N",
+                                          "with --release, how many of them must sign a root (default 2)", 1, 100),
+                        KeyType()},
             .offer = kFiles};
 }
 
@@ -87,6 +104,43 @@ Verb Publish() {
                          .help = "let a component have other content than before under the same version; visitors who "
                                  "have that version do not get it"}},
             .offer = kFiles};
+}
+
+Verb Renew() {
+    return {.name = "renew",
+            .operands = "KEYS SITE",
+            .fewest = 2,
+            .most = 2,
+            .summary = "sign timestamp and snapshot of a signed release again",
+            .text = "Needs only release.json and online/ of the folder KEYS, and is meant for a timer. Visitors are "
+                    "refused when a release is not renewed in time.",
+            .offer = kFiles};
+}
+
+Verb Rotate() {
+    return {
+        .name = "rotate",
+        .operands = "KEYS [ROLE...]",
+        .fewest = 1,
+        .most = 5,
+        .summary = "replace keys of a signed release",
+        .text = "Makes new keys for each ROLE (root, targets, snapshot, timestamp) and a root that lists them; "
+                "without ROLE, the root is only signed again, for another year. If not enough root keys are in "
+                "offline/, the root waits for the others, which --sign adds where they are. Publish afterwards.",
+        .options = {{.name = "--only", .value = "NAME", .help = "replace only the key of this name; may be repeated"},
+                    WholeNumberOption("--keys", "N", "new keys of each ROLE (default as many as are replaced)", 0, 100),
+                    WholeNumberOption("--threshold", "N", "how many keys of each ROLE must sign (default as before)", 1,
+                                      100),
+                    KeyType(),
+                    {.name = "--public",
+                     .value = "FILE",
+                     .help = "the new key is this one (PEM, public), whose private half --command uses",
+                     .offer = kFiles},
+                    {.name = "--command",
+                     .value = "COMMAND",
+                     .help = "shell command that signs its standard input and writes the signature"},
+                    {.name = "--sign", .help = "sign the root that waits for signatures"}},
+        .offer = kFiles};
 }
 
 Verb Serve() {
@@ -138,6 +192,15 @@ Verb Check() {
                      .value = "FILE",
                      .help = "certificates (PEM) that visitors trust besides the system's",
                      .offer = kFiles},
+                    {.name = "--root",
+                     .value = "FILE",
+                     .help = "the root of the signed release that visitors trust (default the site's root.json)",
+                     .offer = kFiles},
+                    {.name = "--visitor",
+                     .value = "DIR",
+                     .help =
+                         "play the visitor of the signed release whose saved metadata DIR keeps from check to check",
+                     .offer = kFiles},
                     WholeNumberOption("--soon", "N", "warn about certificates that expire within N days (default 30)",
                                       0, kMostDays)},
         .offer = kFiles};
@@ -149,7 +212,7 @@ const base::Program &Commands() {
     static const base::Program program = {
         .name = "lumsite",
         .summary = "Publishes components for the meeting-start extension.",
-        .verbs = {Init(), Pack(), Publish(), Serve(), Check()},
+        .verbs = {Init(), Pack(), Publish(), Renew(), Rotate(), Serve(), Check()},
         .text = "Exit status: 0 success, 1 failure, 2 wrong usage.",
     };
     return program;

@@ -1,5 +1,6 @@
 #include <cstdio>
 
+#include "base/Text.h"
 #include "site/keys/KeyFolder.h"
 #include "site/keys/SiteKeys.h"
 #include "site/verbs/Verbs.h"
@@ -17,6 +18,7 @@ base::Result<void> MakeOrRenew(const base::CommandLine &line) {
     }
     options.commonName = line.Value("--name").value_or("site" LUM_VENDOR_SUFFIX);
     options.authorityDays = static_cast<int>(line.Number("--ca-days", options.authorityDays));
+    options.bits = base::ReadNumber<int>(line.Value("--bits").value_or("")).value_or(options.bits);
     options.intermediates = static_cast<int>(line.Number("--chain", options.intermediates));
     options.issuers = line.Value("--ca").value_or("");
     return MakeKeys(folder, options);
@@ -25,6 +27,9 @@ base::Result<void> MakeOrRenew(const base::CommandLine &line) {
 } // namespace
 
 base::Result<int> RunInit(const base::CommandLine &line) {
+    if (line.Has("--release")) {
+        return RunInitRelease(line);
+    }
     const std::string &folder = line.operands()[0];
     return MakeOrRenew(line).and_then([&] { return SiteKeys::Read(folder); }).map([&](const SiteKeys &keys) {
         const Certificate &own = keys.chain().back();

@@ -19,7 +19,8 @@ struct Verb {
 };
 
 constexpr Verb kVerbs[] = {
-    {"init", RunInit}, {"pack", RunPack}, {"publish", RunPublish}, {"serve", RunServe}, {"check", RunCheck},
+    {"init", RunInit},     {"pack", RunPack},   {"publish", RunPublish}, {"renew", RunRenew},
+    {"rotate", RunRotate}, {"serve", RunServe}, {"check", RunCheck},
 };
 
 int Complain(const std::string &text, int status) {

@@ -14,7 +14,11 @@ base::Result<int> RunPack(const base::CommandLine &line) {
     PackOptions options;
     options.format = line.Value("--format").value_or(options.format);
     options.linksAsFiles = line.Has("--links-as-files");
-    const fs::path component = fs::absolute(line.operands()[0]).lexically_normal();
+    std::error_code error;
+    const fs::path component = fs::absolute(line.operands()[0], error).lexically_normal();
+    if (error) {
+        return base::SystemFailure("cannot pack " + line.operands()[0], error.value());
+    }
     const fs::path named = component.has_filename() ? component : component.parent_path();
     const fs::path package = line.Value("-o").value_or(named.filename().string() + "." + options.format);
     base::Result<base::StagedFile> file = base::StagedFile::Make(
@@ -36,7 +40,6 @@ base::Result<int> RunPack(const base::CommandLine &line) {
     if (!digest) {
         return base::Fail(digest.error());
     }
-    std::error_code error;
     std::printf("%s: %llu bytes, unpacked %llu, sha256 %s\n", package.c_str(),
                 static_cast<unsigned long long>(fs::file_size(package, error)),
                 static_cast<unsigned long long>(result->unpackedSize), digest->c_str());

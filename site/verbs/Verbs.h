@@ -13,8 +13,13 @@ namespace lumsite {
 base::Result<int> RunInit(const base::CommandLine &line);
 base::Result<int> RunPack(const base::CommandLine &line);
 base::Result<int> RunPublish(const base::CommandLine &line);
+base::Result<int> RunRenew(const base::CommandLine &line);
+base::Result<int> RunRotate(const base::CommandLine &line);
 base::Result<int> RunServe(const base::CommandLine &line);
 base::Result<int> RunCheck(const base::CommandLine &line);
+
+// Makes the keys of a signed release: "init --release".
+base::Result<int> RunInitRelease(const base::CommandLine &line);
 
 // The whole program: `arguments` without the program's name. Returns 0, 1 or 2 (wrong usage) and reports on standard
 // error.

@@ -152,15 +152,13 @@ test("two tabs at once have a lumhost each", async () => {
   await pages[1].waitForFunction(() => globalThis.heard.filter(([name]) => name === "progress").length > 2);
 });
 
-test("a page is sent to every kind of target", async () => {
+test("a page is sent on, also from within a frame of its own site", async () => {
   const next = `${url}/joined.html`;
   const arrived = (page) => page.url().startsWith(next);
-  for (const target of ["_self", "_top", "_blank", "nowhere"]) {
+  for (const target of ["_self", "_top"]) {
     const name = writePage(`to${target}.html`, { szFrameName: target });
     const page = await open(`${url}/${name}`);
-    await until(target, () => context.pages().find(arrived));
-    assert.equal(arrived(page), target === "_self" || target === "_top", target);
-    await Promise.all(context.pages().filter(arrived).map((other) => other.close()));
+    await until(target, () => arrived(page));
     await page.close();
     await endMeetings();
   }

@@ -11,7 +11,7 @@ export const { LUM_BUILD: build, LUM_WORK: work, LUM_SITE: site, LUM_URL: url, L
 export const home = process.env.HOME;
 export const extension = path.join(build, "browser-extension");
 export const kelvo = path.join(home, "GNUstep/Library/ApplicationSupport/Kelvo Folder");
-const kPatience = 120_000; // for anything; a shared machine may be slow
+const kPatience = Number(process.env.LUM_PATIENCE || 120_000); // for anything; a shared machine may be slow
 
 export const lumhost = (...words) => execFileSync(path.join(build, "host/lumhost"), words, { encoding: "utf8" });
 
@@ -35,7 +35,7 @@ export async function openBrowser() {
     executablePath: "/usr/bin/chromium",
     headless: false, // the argument below is the whole browser without a window; the other kind knows no extensions
     args: ["--headless=new", "--no-sandbox", "--disable-background-networking", `--load-extension=${extension}`],
-    ignoreDefaultArgs: ["--disable-extensions"],
+    ignoreDefaultArgs: ["--disable-extensions", "--disable-popup-blocking"],
     viewport: { width: 960, height: 640 },
     timeout: kPatience,
   });
@@ -73,7 +73,7 @@ export function writePage(name, parameters, more = "", object = objectWith(param
     path.join(site, name),
     `<!DOCTYPE html><html lang="en"><meta charset="utf-8"><title>Quarterly review</title>
 <style>body { font: 16px/1.5 system-ui, sans-serif; margin: 2rem; max-width: 44rem } iframe { width: 100%; height: 11rem; border: 1px solid #c9d6e2 }</style>
-<script>var heard = []; for (const name of ["state", "progress", "message", "problem", "launched"])
+<script>var heard = []; for (const name of ["state", "progress", "message", "problem", "launched", "blocked"])
 document.addEventListener("lum" + name, (event) => heard.push([name, event.detail]));</script>
 <h1>Quarterly review</h1>
 <div data-lum-progress></div>

@@ -306,9 +306,29 @@ TEST_F(PlaceholderWindow, StartsAndStopsAgain) {
         ASSERT_TRUE(Disappears());
     }
     EXPECT_EQ(delegate.stops, 0);
-    delegate.title = "";
-    manager->start();
-    EXPECT_TRUE(Eventually([&] { return desktop.WindowTitled("Weekly planning").has_value(); }));
+    const std::pair<std::string *, const char *> emptied[] = {
+        {&delegate.title, "Weekly planning"},
+        {&delegate.texts[FUZZY_WINDOW_MEETING_TOPIC], "Preparing your meeting..."}};
+    for (const auto &[text, title] : emptied) {
+        text->clear();
+        manager->start();
+        EXPECT_TRUE(Eventually([&] { return desktop.WindowTitled(title).has_value(); })) << title;
+        manager->stop();
+    }
+}
+
+TEST_F(PlaceholderWindow, HasADiscOnlyForALetter) {
+    for (const char *name : {"Anna", ""}) {
+        delegate.texts[FUZZY_WINDOW_MEETING_TOPIC] = delegate.texts[FUZZY_WINDOW_HOST_NAME] = name;
+        manager->start();
+        ASSERT_TRUE(Appears());
+        ASSERT_TRUE(Eventually([&] { return BarLength() > 0; }));
+        const auto window = *desktop.WindowTitled(kTitle);
+        const int accent = desktop.CountPixels(window.x, window.y, window.width, window.height - 60, kAccent);
+        EXPECT_EQ(accent > 1000, *name != 0) << accent;
+        manager->stop();
+        ASSERT_TRUE(Disappears());
+    }
 }
 
 TEST(PlaceholderWithoutWindowServer, IsNotShownAndNothingFails) {

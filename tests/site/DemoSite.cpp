@@ -4,9 +4,11 @@
 
 #include "delivery/instructions/InstructionFile.h"
 #include "site/FindingText.h"
+#include "delivery/instructions/ItemLine.h"
 #include "site/publish/ItemLine.h"
 
 namespace fs = std::filesystem;
+using namespace delivery;
 using namespace lumsite;
 
 void WriteBundle(const TempDir &place, const std::string &path, const std::string &version,

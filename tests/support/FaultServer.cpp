@@ -350,6 +350,9 @@ bool FaultServer::Engine::Reply(Stream &stream, const Request &request, const An
         stream.Write(*answer.raw);
         return false;
     }
+    if (!answer.etag.empty() && request.Header("if-none-match") == answer.etag) {
+        return Reply(stream, request, {.status = 304, .headers = answer.headers});
+    }
     const std::uint64_t size = answer.patternSize ? answer.patternSize : answer.body.size();
     const std::uint64_t from = AskedRange(request, answer).value_or(0);
     const bool past = from > 0 && from >= size;

@@ -42,7 +42,7 @@ public:
         int status = 200;
         std::string body = {};
         std::uint64_t patternSize = 0;         // when not 0: instead of a body, so many bytes of Pattern
-        std::string etag = {};                 // as sent, with its quotes
+        std::string etag = {};                 // as sent, with its quotes; an If-None-Match of it is answered with 304
         std::vector<std::string> headers = {}; // further lines, "Retry-After: 1"
 
         // A range ("bytes=N-", with an If-Range that is `etag`) of a 200 is answered with 206, or 416 past the end.

@@ -16,11 +16,28 @@ void Check(int status) {
     }
 }
 
+// The private exponent as the public one, so that each check takes as long as a signature without its shortcuts.
+void ExchangeExponents(gnutls_x509_privkey_t key) {
+    gnutls_datum_t m, e, d, p, q, u;
+    Check(gnutls_x509_privkey_export_rsa_raw(key, &m, &e, &d, &p, &q, &u));
+    gnutls_x509_privkey_t other = nullptr;
+    Check(gnutls_x509_privkey_init(&other));
+    Check(gnutls_x509_privkey_import_rsa_raw2(other, &m, &d, &e, &p, &q, &u, nullptr, nullptr));
+    Check(gnutls_x509_privkey_cpy(key, other));
+    gnutls_x509_privkey_deinit(other);
+    for (const gnutls_datum_t &number : {m, e, d, p, q, u}) {
+        gnutls_free(number.data);
+    }
+}
+
 void Generate(gnutls_x509_privkey_t key, KeyKind kind) {
     if (kind == KeyKind::P256) {
         Check(gnutls_x509_privkey_generate(key, GNUTLS_PK_ECDSA, GNUTLS_CURVE_TO_BITS(GNUTLS_ECC_CURVE_SECP256R1), 0));
     } else {
-        Check(gnutls_x509_privkey_generate(key, GNUTLS_PK_RSA, kind == KeyKind::Rsa2048 ? 2048 : 1024, 0));
+        Check(gnutls_x509_privkey_generate(key, GNUTLS_PK_RSA, kind == KeyKind::Rsa1024 ? 1024 : 2048, 0));
+    }
+    if (kind == KeyKind::RsaWithLongExponent) {
+        ExchangeExponents(key);
     }
 }
 

@@ -9,7 +9,7 @@
 
 constexpr std::time_t kDay = 24L * 60 * 60;
 
-enum class KeyKind { P256, Rsa2048, Rsa1024 };
+enum class KeyKind { P256, Rsa2048, Rsa1024, RsaWithLongExponent };
 
 struct CertificatePlan {
     std::string commonName; // empty: the subject has none

@@ -11,5 +11,8 @@ bool IsWindowServerAvailable() {
     return true;
 }
 
+// The system's own is right.
+void UseLookOfBundle(NSBundle *) {}
+
 // AppKit finds such fonts by itself.
 void PreferFontsForLocalization(const char *) {}

@@ -554,6 +554,20 @@ TEST_F(UnpackerTest, SurvivesBeingKilled) {
     EXPECT_EQ(Install(), delivery::kUnpackOk) << m_reason;
 }
 
+// What was unpacked when a stop came may be more than can be removed in a moment.
+TEST_F(UnpackerTest, LeavesALongRemovalToTheNext) {
+    std::stop_source stop;
+    stop.request_stop();
+    m_dir.Write("install/.lumhost-unpack.dead00/new/My.app/half", "");
+    base::RemovalTime time(stop.get_token());
+    EXPECT_FALSE(time.IsOver());
+    EXPECT_TRUE(WaitUntil([&] { return time.IsOver(); }));
+    EXPECT_FALSE(base::RemoveTree(AT_FDCWD, (m_folder / ".lumhost-unpack.dead00").c_str(), time));
+    EXPECT_EQ(Installed().size(), 4u);
+    delivery::CleanStaging(m_folder);
+    EXPECT_TRUE(Installed().empty());
+}
+
 TEST_F(UnpackerTest, LeavesARunningInstallationAlone) {
     const base::StagingFolder running(m_folder, ".lumhost-unpack.");
     m_dir.Write("install/.lumhost-unpack.dead00/new/My.app/half", "");

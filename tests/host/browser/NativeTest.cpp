@@ -186,6 +186,7 @@ TEST_F(NativeTest, WhatIsNoStartIsRefused) {
         {"a parameter with NUL", with("parameters", json(R"([["a","b\u0000c"]])")), "malformed"},
         {"a missing field", Text(less), "malformed"},
         {"permission for no site", with("granted", json(R"(["file:///"])")), "malformed"},
+        {"a private window in words", with("private", "yes"), "malformed"},
         {"permission for half the world", with("granted", json(R"(["http://a","http://b","http://c"])")), "malformed"},
     };
     for (const auto &test : cases) {
@@ -224,6 +225,14 @@ TEST_F(NativeTest, OnlyAllowedSitesStart) {
     NativeHost beside;
     beside.Send(Text(other));
     EXPECT_EQ(4, beside.Wait());
+
+    // That of a private window holds for its start.
+    Json::Value hidden = Start("stop");
+    hidden["private"] = true;
+    NativeHost unseen;
+    unseen.Send(Text(hidden));
+    EXPECT_EQ(7, unseen.Wait());
+    EXPECT_FALSE(std::filesystem::exists(std::string(getenv("HOME")) + "/.config/lumhost/allowed-origins"));
 
     NativeHost granted;
     granted.Send(Text(Start("stop")));

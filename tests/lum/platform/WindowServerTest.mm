@@ -6,6 +6,7 @@
 
 #include <string>
 
+#import "base/objc/ScopedPool.h"
 #include "lum/platform/Session.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/Desktop.h"
@@ -56,7 +57,28 @@ TEST(WindowServer, KnowsNoWindowOfAProcessWithoutOne) {
     Desktop::Get();
     EXPECT_TRUE(IsWindowServerAvailable());
     const ChildProcess child(IDLE_PROGRAM);
-    EXPECT_EQ(BringToFront(child), appIsDaemon);
+    EXPECT_EQ(BringToFront(child), appIsDaemon) << "without the bundle there is nothing that waits";
+}
+
+// Minimized, so that the window manager does not bring it to the front by itself.
+TEST(WindowServer, BringsAWindowThatComesLateToTheFront) {
+    Desktop::Get();
+    const base::ScopedPool pool;
+    [NSBundle bundleWithPath:@TEST_BUNDLE];
+    const TempDir dir;
+    const ChildProcess late(
+        "sh", {"-c", "until [ -e '" + (dir / "go") + "' ]; do sleep 0.1; done; exec " PLAIN_WINDOWS_PROGRAM " -late"});
+    const ChildProcess other(PLAIN_WINDOWS_PROGRAM, {"other"});
+    ASSERT_TRUE(WaitForActiveWindow("other"));
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(BringToFront(late), noErr);
+    }
+    // The programs that are told this process id; the brackets keep the search from finding itself.
+    const std::string pid = std::to_string(late.pid());
+    const std::string argument = "[" + pid.substr(0, 1) + "]" + pid.substr(1);
+    EXPECT_EQ(OutputOf("grep -slxz '" + argument + "' /proc/[0-9]*/cmdline | wc -l"), "1\n") << "one waits";
+    dir.Write("go", "");
+    EXPECT_TRUE(WaitForActiveWindow("-late")) << Desktop::Get().ActiveTitle();
 }
 
 TEST(WindowServer, MayBeAbsent) {

@@ -271,6 +271,14 @@ TEST_F(Trust, AgainstTheRules) {
     Judge(TestCertificate(Site(), noAuthority), std::vector{noAuthority}, {5, 0x4, Asked, Refused});
     Judge(TestCertificate(weak, m_root), std::nullopt, {5, 0x4, Asked, Refused});
     Judge(TestCertificate(oldDigest, m_root), std::nullopt, {5, 0x4, Asked, Refused});
+    // A key that takes long: nothing is checked with it.
+    CertificatePlan slow = Authority("Slow");
+    slow.key = KeyKind::RsaWithLongExponent;
+    const TestCertificate slowAuthority(slow, m_root);
+    const TestCertificate underSlow(Site(), slowAuthority);
+    EXPECT_FALSE(Parsed(underSlow).IsIssuedBy(Parsed(slowAuthority)));
+    Judge(underSlow, std::vector{slowAuthority}, {5, 0x4, Asked, Refused});
+    Judge(slowAuthority, std::nullopt, {5, 0x4, Asked, Refused});
 }
 
 TEST_F(Trust, ChainOfFourInAnyOrder) {

@@ -8,7 +8,9 @@
 #import <GNUstepGUI/GSTheme.h>
 
 #include "base/objc/ScopedPool.h"
+#include "lum/platform/Session.h"
 #include "tests/lum/ui/Windows.h"
+#include "tests/support/FakeHost.h"
 #include "theme/UseTheme.h"
 
 namespace {
@@ -47,6 +49,25 @@ TEST(Theme, IsUsedAndHidesTheProgramsIcon) {
         return place && desktop.CountPixels(place->x, place->y, 200, 100, kGround) == 200 * 100;
     }));
     [window close];
+}
+
+// A container that knows nothing of the theme.
+TEST(Theme, ComesWithTheExtension) {
+    Desktop::Get();
+    [NSBundle bundleWithPath:@TEST_BUNDLE];
+    FakeHost host;
+    void *extension = nullptr;
+    ASSERT_EQ(LumInitInstance(&host, &host.table, &extension), 0U);
+    [NSApplication sharedApplication];
+    EXPECT_EQ(ThemeName(), "Lum");
+    LumExitInstance(&host, extension);
+}
+
+TEST(Theme, OfTheExtensionLeavesAContainersOwnLook) {
+    StartWindows();
+    UseLookOfBundle([NSBundle bundleWithPath:@TEST_BUNDLE]);
+    EXPECT_NE(ThemeName(), "Lum");
+    EXPECT_EQ([[NSUserDefaults standardUserDefaults] stringForKey:@"GSTheme"], nil);
 }
 
 TEST(Theme, WithoutItTheLookIsTheLibrarys) {

@@ -12,11 +12,12 @@
 #include "site/serve/HttpServer.h"
 #include "delivery/instructions/InstructionFile.h"
 #include "site/keys/Issue.h"
-#include "site/publish/ItemLine.h"
+#include "delivery/instructions/ItemLine.h"
 #include "site/publish/Page.h"
 #include "tests/site/DemoSite.h"
 
 namespace fs = std::filesystem;
+using namespace delivery;
 using namespace lumsite;
 using testing::AllOf;
 using testing::AnyOf;

@@ -1,3 +1,4 @@
+#include "delivery/instructions/ItemLine.h"
 #include "site/publish/ItemLine.h"
 
 #include <gtest/gtest.h>

@@ -13,6 +13,7 @@
 #include "tests/site/DemoSite.h"
 
 namespace fs = std::filesystem;
+using namespace delivery;
 using namespace lumsite;
 using testing::ElementsAre;
 using testing::HasSubstr;

@@ -7,6 +7,10 @@
 namespace sec {
 namespace {
 
+constexpr std::size_t kLargestDer = 256 << 10;
+constexpr unsigned kLargestKey = 8192;         // bits
+constexpr std::ptrdiff_t kLongestExponent = 8; // bytes
+
 // The signature alone: dates, purposes and strength are judged over the whole chain.
 constexpr unsigned kSignatureOnly = GNUTLS_VERIFY_DISABLE_TIME_CHECKS | GNUTLS_VERIFY_DISABLE_TRUSTED_TIME_CHECKS |
                                     GNUTLS_VERIFY_DISABLE_CA_SIGN | GNUTLS_VERIFY_DO_NOT_ALLOW_SAME |
@@ -30,7 +34,8 @@ std::optional<Certificate> Certificate::FromDer(ByteSpan der) {
         return std::nullopt;
     }
     const gnutls_datum_t datum = Datum(der);
-    if (der.empty() || gnutls_x509_crt_import(parsed->handle, &datum, GNUTLS_X509_FMT_DER) != GNUTLS_E_SUCCESS) {
+    if (der.empty() || der.size() > kLargestDer ||
+        gnutls_x509_crt_import(parsed->handle, &datum, GNUTLS_X509_FMT_DER) != GNUTLS_E_SUCCESS) {
         return std::nullopt;
     }
     parsed->der.assign(der.begin(), der.end());
@@ -78,8 +83,27 @@ bool Certificate::NamesAsIssuer(const Certificate &issuer) const {
     return gnutls_x509_crt_check_issuer(Handle(), issuer.Handle()) != 0;
 }
 
+bool Certificate::HasCostlyKey() const {
+    unsigned bits = 0;
+    const int algorithm = gnutls_x509_crt_get_pk_algorithm(Handle(), &bits);
+    if (bits > kLargestKey) {
+        return true;
+    }
+    gnutls_datum_t modulus = {nullptr, 0};
+    gnutls_datum_t exponent = {nullptr, 0};
+    if (algorithm < 0 || gnutls_x509_crt_get_pk_rsa_raw(Handle(), &modulus, &exponent) != GNUTLS_E_SUCCESS) {
+        return false;
+    }
+    const ByteSpan bytes(exponent.data, exponent.size);
+    const auto first = std::find_if(bytes.begin(), bytes.end(), [](unsigned char byte) { return byte != 0; });
+    const bool isLong = bytes.end() - first > kLongestExponent;
+    gnutls_free(modulus.data);
+    gnutls_free(exponent.data);
+    return isLong;
+}
+
 bool Certificate::IsIssuedBy(const Certificate &issuer) const {
-    if (!NamesAsIssuer(issuer)) {
+    if (!NamesAsIssuer(issuer) || issuer.HasCostlyKey()) {
         return false;
     }
     const gnutls_x509_crt_t handle = issuer.Handle();

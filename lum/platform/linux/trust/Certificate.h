@@ -16,7 +16,7 @@ using ByteSpan = std::span<const unsigned char>;
 
 class Certificate {
 public:
-    // None when the bytes are not exactly one certificate.
+    // None when the bytes are not exactly one certificate, or more than any has (256 KiB).
     static std::optional<Certificate> FromDer(ByteSpan der);
     // One certificate as DER, or any number as PEM; what is neither gives none.
     static std::vector<Certificate> FromFileContent(ByteSpan content);
@@ -33,7 +33,11 @@ public:
     std::time_t NotAfter() const;
     // Names this one as its issuer.
     bool NamesAsIssuer(const Certificate &issuer) const;
-    // Names it and is signed with its key. Says nothing about dates, or whether the issuer may issue certificates.
+    // Whether a check with its key takes so long that a page could make the user wait by it: one of more than 8192
+    // bits, or RSA with an exponent of more than 64 bits (libcrypto's limit, too). No authority has such a key.
+    bool HasCostlyKey() const;
+    // Names it and is signed with its key, which is not a costly one. Says nothing about dates, or whether the issuer
+    // may issue certificates.
     bool IsIssuedBy(const Certificate &issuer) const;
     // Signed with its own key.
     bool IsRoot() const;

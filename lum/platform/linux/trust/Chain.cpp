@@ -3,6 +3,7 @@
 #include <gnutls/gnutls.h>
 
 #include <algorithm>
+#include <functional>
 
 namespace sec {
 namespace {
@@ -154,6 +155,9 @@ bool HasExpired(const Judgement &judgement, CSSM_APPLE_TP_ACTION_FLAGS flags) {
 
 // 0 for a chain that keeps every rule, positive for one that does not, negative for one that cannot be examined.
 int Examine(const Certificates &chain) {
+    if (std::any_of(chain.begin(), chain.end(), std::mem_fn(&Certificate::HasCostlyKey))) {
+        return 1;
+    }
     std::vector<gnutls_x509_crt_t> handles;
     for (const Certificate &certificate : chain) {
         handles.push_back(certificate.Handle());

@@ -27,12 +27,15 @@
 
 namespace {
 
-// Objects that are not certificates are left out.
+// A chain has a dozen at most. A page may send any number.
+constexpr std::size_t kMostCertificates = 200;
+
+// Objects that are not certificates are left out, and those beyond that number.
 std::vector<sec::Certificate> CertificatesIn(CFTypeRef oneOrMany) {
     id object = (id)oneOrMany;
     NSArray *array = [object isKindOfClass:[NSArray class]] ? object : [NSArray arrayWithObjects:object, nil];
     std::vector<sec::Certificate> certificates;
-    for (NSUInteger i = 0; i < [array count]; ++i) {
+    for (NSUInteger i = 0; i < [array count] && certificates.size() < kMostCertificates; ++i) {
         id member = [array objectAtIndex:i];
         if ([member isKindOfClass:[LUMSecCertificate class]]) {
             certificates.push_back(*((LUMSecCertificate *)member)->certificate);

@@ -1,5 +1,5 @@
 /* An application of another toolkit: plainwindows TITLE... opens one window for each title, each above the one before;
- * an empty title gives a window without one. */
+ * an empty title gives a window without one. A window whose title begins with "-" is minimized from the start. */
 #include <poll.h>
 #include <stdlib.h>
 #include <string.h>
@@ -31,6 +31,13 @@ static void show(xcb_connection_t *connection, xcb_window_t window) {
     }
 }
 
+static void minimize(xcb_connection_t *connection, xcb_window_t window) {
+    const uint32_t hints[9] = {2 /* the state is given */, 0, 3 /* iconic */};
+    xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_HINTS, XCB_ATOM_WM_HINTS, 32, 9, hints);
+    xcb_map_window(connection, window);
+    xcb_flush(connection);
+}
+
 int main(int argc, char **argv) {
     alarm(120);
     xcb_connection_t *connection = xcb_connect(NULL, NULL);
@@ -44,7 +51,7 @@ int main(int argc, char **argv) {
             xcb_change_property(connection, XCB_PROP_MODE_REPLACE, window, atom(connection, "_NET_WM_NAME"),
                                 atom(connection, "UTF8_STRING"), 8, (uint32_t)strlen(argv[i]), argv[i]);
         }
-        show(connection, window);
+        *argv[i] == '-' ? minimize(connection, window) : show(connection, window);
     }
     for (;;) {
         free(xcb_wait_for_event(connection));

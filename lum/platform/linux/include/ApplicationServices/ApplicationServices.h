@@ -55,8 +55,10 @@ OSStatus GetProcessPID(const ProcessSerialNumber *psn, pid_t *pid);
 OSStatus GetProcessForPID(pid_t pid, ProcessSerialNumber *psn);
 
 /* Asks the window manager to bring a window of the process to the front, one with a title rather than one without, the
- * uppermost of them. noErr says that it was asked; whether it obeys is its own affair. connectionInvalid without a
- * window server, appIsDaemon when the process has no window (yet). */
+ * uppermost of them; while the process has none, as soon as it shows one in the next half minute, even when the calling
+ * process has ended by then. noErr says that it was asked or will be; whether the window manager obeys is its own
+ * affair. connectionInvalid without a window server, appIsDaemon when the process has no window and none can be waited
+ * for, because the extension's bundle lacks the program that does. */
 OSErr SetFrontProcess(const ProcessSerialNumber *psn);
 
 /* --- Window levels --- */

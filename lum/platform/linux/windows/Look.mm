@@ -1,0 +1,13 @@
+#include "lum/platform/Session.h"
+
+#import <AppKit/AppKit.h>
+
+#include "theme/UseTheme.h"
+
+void UseLookOfBundle(NSBundle *bundle) {
+    if (NSApp) {
+        return;
+    }
+    const bool isChosen = [[NSUserDefaults standardUserDefaults] stringForKey:@"GSTheme"] != nil;
+    UseTheme(isChosen ? nullptr : [[bundle pathForResource:@"Lum" ofType:@"theme"] fileSystemRepresentation]);
+}
