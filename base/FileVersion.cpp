@@ -16,6 +16,23 @@ std::int64_t Nanoseconds(const timespec &time) {
     return time.tv_sec * kSecond + time.tv_nsec;
 }
 
+// POSIX has a name for the time, macOS another one.
+template <typename Status> timespec ModifiedAt(const Status &status) {
+    if constexpr (requires { status.st_mtim; }) {
+        return status.st_mtim;
+    } else {
+        return status.st_mtimespec;
+    }
+}
+
+template <typename Status> timespec ChangedAt(const Status &status) {
+    if constexpr (requires { status.st_ctim; }) {
+        return status.st_ctim;
+    } else {
+        return status.st_ctimespec;
+    }
+}
+
 // `readStatus` runs after the clock has been read, so a change that it misses is later than that.
 template <typename ReadStatus> std::optional<FileVersion> SettledVersionBy(ReadStatus readStatus) {
     timespec now{};
@@ -23,8 +40,8 @@ template <typename ReadStatus> std::optional<FileVersion> SettledVersionBy(ReadS
     if (clock_gettime(CLOCK_REALTIME, &now) != 0 || readStatus(status) != 0 || !S_ISREG(status.st_mode)) {
         return std::nullopt;
     }
-    const FileVersion version{status.st_dev, status.st_ino, status.st_size, Nanoseconds(status.st_mtim),
-                              Nanoseconds(status.st_ctim)};
+    const FileVersion version{static_cast<std::uint64_t>(status.st_dev), status.st_ino, status.st_size,
+                              Nanoseconds(ModifiedAt(status)), Nanoseconds(ChangedAt(status))};
     const std::int64_t tick = version.changedNs % kSecond == 0 ? kCoarsestTick : kLongestTick;
     return Nanoseconds(now) - version.changedNs > tick ? std::optional(version) : std::nullopt;
 }

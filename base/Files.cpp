@@ -259,4 +259,18 @@ Result<FileLock> FileLock::Try(const std::filesystem::path &file) {
     return Take(file, LOCK_EX | LOCK_NB);
 }
 
+Result<FileLock> FileLock::TryShared(const std::filesystem::path &file) {
+    return Take(file, LOCK_SH | LOCK_NB);
+}
+
+bool FileLock::BecomesOnly() const {
+    return flock(m_file.get(), LOCK_EX | LOCK_NB) == 0;
+}
+
+bool FileLock::IsInPlace(const std::filesystem::path &file) const {
+    struct stat held, named;
+    return fstat(m_file.get(), &held) == 0 && lstat(file.c_str(), &named) == 0 && held.st_dev == named.st_dev &&
+           held.st_ino == named.st_ino;
+}
+
 } // namespace base

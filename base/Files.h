@@ -86,6 +86,14 @@ public:
     static Result<FileLock> Wait(const std::filesystem::path &file);
     // EWOULDBLOCK when another one holds it.
     static Result<FileLock> Try(const std::filesystem::path &file);
+    // A lock that others may share, but that keeps out the two above. EWOULDBLOCK when one of those is held.
+    static Result<FileLock> TryShared(const std::filesystem::path &file);
+
+    // Makes a shared lock the only one. After a failure (another one shares it) this holds nothing any more: of several
+    // that leave at the same time exactly one succeeds.
+    bool BecomesOnly() const;
+    // Whether the locked file is still the one of that name: another process may have removed it in between.
+    bool IsInPlace(const std::filesystem::path &file) const;
 
     int descriptor() const {
         return m_file.get();

@@ -52,13 +52,6 @@ bool HasNoLocks(int error) {
     return error == ENOLCK || error == EOPNOTSUPP || error == ENOSYS || error == EINVAL;
 }
 
-// Another process may have removed the folder between its making and its locking.
-bool IsInPlace(const FileLock &lock, const std::filesystem::path &folder) {
-    struct stat held, named;
-    return fstat(lock.descriptor(), &held) == 0 && lstat((folder / kLock).c_str(), &named) == 0 &&
-           held.st_dev == named.st_dev && held.st_ino == named.st_ino;
-}
-
 // The lock file goes last and while it is locked: a process that waits for it then finds another file, or none, in its
 // place. It is closed before the folder goes, because a network file system keeps a removed file in its folder while
 // the file is open.
@@ -105,7 +98,7 @@ int StagingFolder::Make(const std::string &pattern) {
         rmdir(name.c_str());
         return lock.error().code == ENOENT ? EWOULDBLOCK : lock.error().code;
     }
-    if (lock && !IsInPlace(*lock, name)) {
+    if (lock && !lock->IsInPlace(std::filesystem::path(name) / kLock)) {
         return EWOULDBLOCK;
     }
     if (lock) {
@@ -154,7 +147,9 @@ void CleanStaging(const std::filesystem::path &parent, const std::string &prefix
             !S_ISDIR(info.st_mode) || info.st_uid != geteuid()) {
             continue;
         }
-        if (Result<FileLock> lock = FileLock::Try(parent / name / kLock)) {
+        // A lock on a file that a third process has removed in between says nothing about the folder.
+        Result<FileLock> lock = FileLock::Try(parent / name / kLock);
+        if (lock && lock->IsInPlace(parent / name / kLock)) {
             RemoveLocked(parent / name, std::move(*lock), time);
         }
     }

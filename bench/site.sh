@@ -52,13 +52,13 @@ component() {
 }
 
 # publish SITE FORMAT...: all components, the formats in turn; the page starts the first and downloads only, or launches
-# what `launched` names.
+# what `launched` names. With a signed release when `release_keys` names the folder of its keys.
 publish() {
   local site=$work/$1 path line=0 separator=
   shift
   local formats=("$@")
   {
-    printf '{ "url": "%s", "sections": [{ "keys": "keys" }], "components": [' "$url/${site##*/}"
+    printf '{ "url": "%s",%s "sections": [{ "keys": "keys" }], "components": [' "$url/${site##*/}" "${release_keys:+ \"release\": { \"keys\": \"$release_keys\" \},}"
     for path in "$work/components/"*; do
       printf '%s\n  { "path": "components/%s", "format": "%s" }' "$separator" "${path##*/}" "${formats[line++ % ${#formats[@]}]}"
       separator=,

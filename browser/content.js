@@ -14,6 +14,8 @@
   const make = (name) => Document.prototype.createElement.call(document, name);
   const isPrerendered = () => valueOf(Document, "prerendering", document);
 
+  const isFirefox = typeof cloneInto === "function";
+
   const isOurs = (element) =>
     (element.localName === "object" || element.localName === "embed") &&
     (element.getAttribute("type") || "").trim().toLowerCase() === kType;
@@ -41,7 +43,7 @@
 
   // The page listens on its object or on the document. False when the page wants to show it by itself.
   function dispatch(name, detail) {
-    const own = typeof cloneInto === "function" ? cloneInto(detail, window) : detail;
+    const own = isFirefox ? cloneInto(detail, window) : detail;
     if (name === "state") {
       start.state = detail.state;
       start.element.setAttribute("data-lum-state", detail.state);
@@ -118,10 +120,38 @@
     return Array.from({ length: around.length }, (_, index) => around[index]).some((frame) => isWindow(frame, name));
   }
 
-  // A content script may open windows when a page may not.
+  const isOwnSite = (around) => {
+    try {
+      return around.location.origin === window.location.origin;
+    } catch {
+      return false;
+    }
+  };
+
+  // A content script may open windows when a page may not; and Firefox lets a frame navigate the page around it.
   function mayOpen(target) {
-    const isOpen = /^_(parent|top)$/i.test(target) || (!/^_blank$/i.test(target) && (window.name === target || isWindow(window.top, target)));
-    return isOpen || navigator.userActivation.isActive;
+    const keyword = target.toLowerCase();
+    if (navigator.userActivation.isActive) {
+      return true;
+    }
+    if (keyword === "_top" || keyword === "_parent") {
+      return !isFirefox || isOwnSite(keyword === "_top" ? window.top : window.parent);
+    }
+    return keyword !== "_blank" && (window.name === target || isWindow(window.top, target));
+  }
+
+  // Firefox takes what a content script calls by itself for the extension's doing, and sends SameSite=Strict cookies.
+  function navigate(url, target) {
+    const page = isFirefox ? window.wrappedJSObject : window;
+    if (target === "" || /^_self$/i.test(target)) {
+      page.location.assign(url);
+      return true;
+    }
+    try {
+      return mayOpen(target) && Boolean(page.open(url, target));
+    } catch { // the page has an "open" of its own
+      return false;
+    }
   }
 
   // Whatever the page itself may do, and no more: the browser takes this for the page's own doing. So a frame cannot
@@ -133,9 +163,7 @@
       return;
     }
     start.sent = sent;
-    if (target === "" || /^_self$/i.test(target)) {
-      window.location.assign(url);
-    } else if (!(mayOpen(target) && window.open(url, target)) && dispatch("blocked", { target, url }) && start) {
+    if (!navigate(url, target) && dispatch("blocked", { target, url }) && start) {
       show("blocked", {
         title: "The browser has not let this page open the next one",
         text: "It may do so when you press this:",

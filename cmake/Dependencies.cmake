@@ -1,3 +1,7 @@
+if(APPLE)
+  include(DependenciesMac)
+  return()
+endif()
 # Everything from outside, as targets: gnustep::base, gnustep::gui and pkg-config's imported ones.
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
@@ -31,6 +35,10 @@ add_library(gnustep::base ALIAS gnustep_base)
 add_library(gnustep_gui INTERFACE)
 target_link_libraries(gnustep_gui INTERFACE gnustep-gui gnustep::base)
 add_library(gnustep::gui ALIAS gnustep_gui)
+
+# What the folders that are built on both systems link.
+add_library(lum_foundation ALIAS gnustep_base)
+add_library(lum_appkit ALIAS gnustep_gui)
 
 pkg_check_modules(LIBCRYPTO REQUIRED IMPORTED_TARGET libcrypto)
 pkg_check_modules(GNUTLS REQUIRED IMPORTED_TARGET gnutls)

@@ -40,9 +40,27 @@ finish() {
   exit 1
 }
 
+# The processes of this name that the demonstration has started, lumhost's applications and daemon included: they have
+# its temporary folder in their environment. Nothing else of the user's is touched.
+own_processes() {
+  local pid
+  for pid in $(pgrep -xu "$(id -u)" "$1"); do
+    ! grep -qzx "TMP=$work/tmp" "/proc/$pid/environ" 2>/dev/null || printf '%s\n' "$pid"
+  done
+}
+
+# One that runs elsewhere would be taken for the demonstration's, by the extension, too.
+refuse_running_application() {
+  local pid
+  for pid in $(pgrep -xu "$(id -u)" "Meeting Hall"); do
+    echo "Meeting Hall is running already (process $pid). Quit it and try again: the demonstration starts one of its own." >&2
+    exit 1
+  done
+}
+
 end_demonstration() {
   quit_application
-  for pid in "${pids[@]}"; do
+  for pid in "${pids[@]}" $(own_processes gdnc); do
     kill "$pid" 2>/dev/null
   done
   [ "$failures" -eq 0 ]
@@ -80,18 +98,21 @@ make_components() {
   echo snow >"$work/components/Holiday Skin.bundle/Contents/pattern"
 }
 
-# The site's manifest, with this version of the audio library, and with Holiday Skin.bundle while it is offered.
+# The site's manifest, with this version of the audio library, with Holiday Skin.bundle while it is offered, and with a
+# signed release when there are keys for one.
 write_manifest() {
-  local audio=$1 skin=
+  local audio=$1 skin='' release=''
   if [ "${2:-}" = with-skin ]; then
     skin='{ "path": "components/Holiday Skin.bundle", "target": "/proc/skins", "version": "1,0,0,0",
       "update": "existence", "failure": "ignore" },'
   fi
+  [ ! -d "$work/release-keys" ] || release='
+  "release": { "keys": "release-keys" },'
   cp "$build/demo/components/libdemoaudio.dylib" "$work/components/"
   printf '%s' "$audio" >>"$work/components/libdemoaudio.dylib" # another version, other bytes
   cat >"$work/site.json" <<TEXT
 {
-  "url": "$url",
+  "url": "$url",$release
   "sections": [{ "name": "Kelvo", "keys": "keys" }],
   "components": [
     { "path": "components/DemoKit.framework", "version": "1,0,0,0", "linksAsFiles": true },
@@ -162,6 +183,8 @@ visit() {
 sent_on() { [ "$(cat "$work/$1.status")" = 0 ] && grep -q 'joined.html' "$work/$1.out"; }
 refused() { [ "$(cat "$work/$1.status")" != 0 ] && grep -q "message $2\b" "$work/$1.out"; }
 fetched() { [ "$(grep -c 'GET /packages/' "$work/$1.requests")" = "$2" ]; }
+fetched_signed() { [ "$(grep -c 'GET /release/targets/' "$work/$1.requests")" = "$2" ]; }
+pinned_to() { "$lumhost" allowed | grep -q "root $1, SHA-256 $(sha256sum "$site/release/root.json" | cut -d' ' -f1)"; }
 not_fetched() { ! grep -q "GET /packages/$2" "$work/$1.requests"; }
 traced() { grep -q "$2" "$work/$1.trace"; }
 logged() {
@@ -172,14 +195,17 @@ logged() {
   done
 }
 show_log() { grep '^report' "$work/$1.requests" | sed 's/^/   | /'; }
-running() { pgrep -xu "$(id -u)" "$1" >/dev/null; }
+running() { [ -n "$(own_processes "$1")" ]; }
 in_front() {
   local window
   window=$(xdotool getactivewindow 2>/dev/null) && xdotool getwindowname "$window" | grep -q "$1"
 }
 
 quit_application() {
-  pkill -xu "$(id -u)" "Meeting Hall" 2>/dev/null
+  local pid
+  for pid in $(own_processes "Meeting Hall"); do
+    kill "$pid" 2>/dev/null
+  done
   wait_for 50 not running "Meeting Hall"
 }
 
@@ -189,6 +215,16 @@ tamper() {
   package=$site/$(grep -o "=$1;[^;]*" "$site/lummac.ini" | cut -d';' -f2)
   printf 'X' | dd of="$package" bs=1 seek=100 conv=notrunc 2>/dev/null
   explain "One byte of $(basename "$package") is another now."
+}
+
+# Puts each folder's content in the other's place.
+exchange() {
+  mkdir "$work/exchange"
+  cp -R "$1/." "$work/exchange/"
+  find "$1" -mindepth 1 -delete
+  cp -R "$2/." "$1/"
+  rm -rf "$2"
+  mv "$work/exchange" "$2"
 }
 
 # The window of this title, and a key pressed in it.
@@ -211,9 +247,18 @@ press_until() {
   return 1
 }
 
+# screenshot NAME WHAT: of the screen, when nothing has changed on it any more; of one that goes on changing, such as a
+# progress bar, after two seconds.
 screenshot() {
-  sleep 0.5
-  import -window root "$work/$1.png" && explain "A screenshot of $2 is in $work/$1.png."
+  local before now=
+  for _ in 1 2 3 4 5 6 7; do
+    sleep 0.3
+    before=$now
+    import -window root "$work/$1.png" || return
+    now=$(convert "$work/$1.png" rgba:- | sha256sum)
+    [ "$now" != "$before" ] || break
+  done
+  explain "A screenshot of $2 is in $work/$1.png."
 }
 
 # The user's own trust in the demonstration's authority, as a person would give it.

@@ -5,7 +5,7 @@ export HOME=$work/home2
 mkdir -p "$HOME"
 trust_authority
 "$lumhost" allow "$url" >/dev/null 2>&1
-write_manifest 1,0,6,0
+write_manifest 1,0,8,0
 expect "the package that was changed is published again" "$lumsite" publish "$work/site.json" "$site" --url "$url"
 slow_site
 

@@ -14,11 +14,12 @@
 #include <string.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include "lum/lumext/lumextInterface.h"
 
-enum { kMaxRequests = 64, kHeartbeatMicroseconds = 100000, kMaxHeartbeats = 1200 };
+enum { kMaxRequests = 64, kHeartbeatNanoseconds = 100000000, kMaxHeartbeats = 1200 };
 
 struct Request {
     LUMGetFileCallback callback;
@@ -137,6 +138,7 @@ int main(int argc, char **argv) {
         .pfnShowMessage = ShowMessage,
     };
     struct Page page = {.parameters = argv + 2};
+    const struct timespec pause = {.tv_nsec = kHeartbeatNanoseconds};
     void *component = NULL;
     const uint32_t error = init(&page, &services, &component);
     if (error != kLUMNoError) {
@@ -148,7 +150,7 @@ int main(int argc, char **argv) {
             ServeOne(&page);
         }
         heartbeat(&page, component);
-        usleep(kHeartbeatMicroseconds);
+        nanosleep(&pause, NULL);
     }
     leave(&page, component);
     return page.sentOn ? 0 : 1;

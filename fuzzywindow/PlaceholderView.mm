@@ -23,6 +23,8 @@ constexpr CGFloat kDisc = 72;
 constexpr CGFloat kGap = 8;
 constexpr CGFloat kBarHeight = 6;
 constexpr CGFloat kPercentHeight = 30; // below the bar
+// With a narrow space, which most languages want and no other misses.
+constexpr const char *kPercentSign = "\u202F%";
 constexpr NSTimeInterval kFrame = 1.0 / 24;
 constexpr NSTimeInterval kLap = 1.6; // of the moving part, in seconds
 
@@ -159,7 +161,7 @@ struct PlaceholderPictures {
     _percent = -1;
     _pictures = new PlaceholderPictures;
     _pictures->locked = texts.locked;
-    const CGFloat scale = [[NSScreen mainScreen] userSpaceScaleFactor];
+    const CGFloat scale = [[NSScreen mainScreen] backingScaleFactor];
     const std::string_view language = EastAsianLanguage(texts.preparing + texts.connecting + texts.hostLabel);
     const TextStyle loud{.bold = true, .colour = kText, .language = language};
     const TextStyle quiet{.colour = kQuietText, .language = language};
@@ -243,8 +245,8 @@ struct PlaceholderPictures {
     if (percent >= 0) {
         [self stopAnimation];
         const TextStyle style{.size = 12, .colour = kQuietText};
-        _pictures->percent.Set(std::to_string(percent) + "%", style, kTextWidth,
-                               [[NSScreen mainScreen] userSpaceScaleFactor]);
+        _pictures->percent.Set(std::to_string(percent) + kPercentSign, style, kTextWidth,
+                               [[NSScreen mainScreen] backingScaleFactor]);
         _pictures->percent.Place(NSWidth([self bounds]) / 2, [self barBottom] - kGap);
     }
     [self setNeedsDisplayInRect:[self changingRect]];

@@ -118,7 +118,7 @@ constexpr unichar kEscape = 0x1B;
                                      repeats:NO] retain];
     [[NSRunLoop currentRunLoop] addTimer:_limit forMode:NSDefaultRunLoopMode];
     const bool hears = base::WithSessionNotifications([self](NSDistributedNotificationCenter *session) {
-        [session addObserver:self selector:@selector(applicationLaunched:) name:kLaunchedNotification object:nil];
+        base::HearAtOnce(session, self, @selector(applicationLaunched:), kLaunchedNotification);
     });
     if (!hears) { // the time limit remains
         _owner->Warn("The meeting application's announcement cannot be heard.");

@@ -1,6 +1,7 @@
 // Text as a picture. The texts of this window come from people: any script, mixed, in any length. What lays out and
-// draws them is the desktop's own text engine, because AppKit's on this system has neither right-to-left text nor
-// joined letters, and does not find the fonts for Chinese, Japanese and Korean by itself.
+// draws them is the desktop's own text engine: AppKit's on macOS, and Pango on Linux, because GNUstep's AppKit has
+// neither right-to-left text nor joined letters, and does not find the fonts for Chinese, Japanese and Korean by
+// itself.
 #pragma once
 
 #include <cstdint>
@@ -25,7 +26,10 @@ struct TextPicture {
     std::vector<std::uint8_t> pixels; // RGBA, premultiplied, top row first
 };
 
-// Draws the text, which is one paragraph (line ends become blanks; what is not UTF-8 becomes a replacement character),
+// The text in one line: line ends and control characters become blanks, what is not UTF-8 a replacement character.
+std::string OneParagraph(std::string_view text);
+
+// Draws the text, which is one paragraph (OneParagraph is applied to it),
 // wrapped to at most `width` points, with `scale` pixels to the point. An empty text gives an empty picture.
 TextPicture DrawText(std::string_view text, const TextStyle &style, double width, double scale);
 

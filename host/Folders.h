@@ -9,6 +9,8 @@ namespace lumhost {
 // What was built or installed with this program; the first is also the name of the user's copy.
 inline constexpr std::string_view kExtensionBundle = "lumext.bundle";
 inline constexpr std::string_view kTheme = "lumext.bundle/Resources/Lum.theme";
+// In the folder of the components; locked while one is installed.
+inline constexpr std::string_view kInstallLock = ".install.lock";
 inline constexpr std::string_view kBrowserExtension = "browser-extension";
 
 struct Folders {

@@ -3,8 +3,10 @@
 #
 #     stress/kills.sh BUILD-FOLDER KILLS
 #
-# A site of ten components is served on this computer. Again and again lumhost opens its page and is killed with its
-# process group after a random time. Every fifth round begins with an empty home, the others where the last kill
+# A site of ten components is served on this computer. First many starts (KILLS_TOGETHER, 8) open its page on one home at
+# the same time: all end with status 0 and without a word on standard error, and each package is downloaded once.
+#
+# Again and again two starts at once open the page, and each is killed with its process group after a random time. Every fifth round begins with an empty home, the others where the last kill
 # left it (a violation ends such a chain). Before every third, two components get a new version, so that replacing is
 # killed, too. After each kill:
 #
@@ -30,6 +32,7 @@ fi
 
 build=$(cd "$1" && pwd)
 kills=$2
+together=${KILLS_TOGETHER:-8}
 seed=${KILLS_SEED:-$((10#${EPOCHREALTIME#*[.,]} % 32768))}
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 lumsite=$build/site/lumsite
@@ -166,7 +169,7 @@ check_complete() {
   survey "$1"
   [ "$outstanding" -eq 0 ] || violation "$1: $outstanding components are not there in their present version"
   wanted=$(
-    printf '2.4\n.lumext.bundle.lock\nlumext.bundle\nShared.bundle\n2.4/lummac.ini\n2.4/lummac.ini.plist\n'
+    printf '2.4\n.install.lock\n.lumext.bundle.lock\nlumext.bundle\nShared.bundle\n2.4/lummac.ini\n2.4/lummac.ini.plist\n'
     for name in "${bundles[@]}"; do printf '2.4/%s\n' "$name"; done
     for name in "${libraries[@]}"; do
       printf '2.4/%s.dylib\n2.4/%s-%s.dylib\n' "$name" "$name" "$(version_of "$name" | tr , .)"
@@ -183,7 +186,8 @@ check_complete() {
   [ -z "$misjudged" ] || violation "$1: \"lumhost status\" says: $misjudged"
 }
 
-start() { exec setsid "$lumhost" --json "$url/index.html" >"$work/events" 2>"$work/errors" </dev/null; }
+# start [NAME]: NAME tells the files of starts at the same time apart.
+start() { exec setsid "$lumhost" --json "$url/index.html" >"$work/events${1:-}" 2>"$work/errors${1:-}" </dev/null; }
 
 # An undisturbed start; its length is then in `length`.
 start_undisturbed() {
@@ -195,14 +199,37 @@ start_undisturbed() {
   [ "$status" -eq 0 ] || violation "$1: the undisturbed start ends with $status: $(tail -n 3 "$work/events" "$work/errors")"
 }
 
-# A start that is killed after so many milliseconds; where that hit it is then in `hit`.
+# start_together WHEN: many starts on one home, none of which is disturbed.
+start_together() {
+  local number pids=() before twice
+  before=$(log_length)
+  for ((number = 1; number <= together; ++number)); do
+    start "-$number" &
+    pids+=($!)
+  done
+  for ((number = 1; number <= together; ++number)); do
+    wait "${pids[number - 1]}" || violation "$1: start $number ends with $?: $(tail -n 3 "$work/errors-$number")"
+    [ ! -s "$work/errors-$number" ] || violation "$1: start $number says: $(tail -n 3 "$work/errors-$number")"
+  done
+  twice=$(tail -n +"$((before + 1))" "$work/requests" | grep -o 'GET /packages/[^? ]*' | sort | uniq -d)
+  [ -z "$twice" ] || violation "$1: downloaded more than once: $twice"
+}
+
+sleep_ms() { sleep "$(printf '%d.%03d' $(($1 / 1000)) $(($1 % 1000)))"; }
+
+# Two starts at once that are killed after so many milliseconds and so many more; where that hit the first one is then in
+# `hit`.
 start_and_kill() {
-  local pid
+  local pid other
   start &
   pid=$!
-  sleep "$(printf '%d.%03d' $(($1 / 1000)) $(($1 % 1000)))"
+  start -other &
+  other=$!
+  sleep_ms "$1"
   kill -KILL -- "-$pid" 2>/dev/null || kill -KILL "$pid" 2>/dev/null
-  wait "$pid" 2>/dev/null
+  sleep_ms "$2"
+  kill -KILL -- "-$other" 2>/dev/null || kill -KILL "$other" 2>/dev/null
+  wait "$pid" "$other" 2>/dev/null
   hit=starting
   case $(grep -o '"state":"[a-z]*"\|"navigation"\|"exit"' "$work/events" | tail -n 1) in
   *downloading*) hit=downloading ;;
@@ -256,6 +283,9 @@ before=$(log_length)
 start_undisturbed "the second start"
 idle=$length
 [ -z "$(asked_since "$before")" ] || violation "the second start: fetched again: $(asked_since "$before")"
+fresh_home
+start_together "$together starts at once"
+check_complete "$together starts at once"
 [ "$violations" -eq 0 ] || give_up "undisturbed starts are not as they should be"
 printf 'seed %s; an undisturbed start takes %d ms, with nothing to fetch %d ms\n' "$seed" "$full" "$idle"
 unlinked=0 half_removed=0
@@ -278,7 +308,7 @@ for ((round = 1; round <= kills; ++round)); do
   span=$((idle + (full > idle ? full - idle : 0) * outstanding / (${#bundles[@]} + ${#libraries[@]})))
   unlinked_before=$unlinked half_removed_before=$half_removed
   before=$(log_length)
-  start_and_kill $(((RANDOM * 32768 + RANDOM) % span))
+  start_and_kill $(((RANDOM * 32768 + RANDOM) % span)) $((RANDOM % (span / 2)))
   hits[$hit]=$((hits[$hit] + 1))
   asked=$(asked_since "$before")
   unlinked=$unlinked_before half_removed=$half_removed_before
@@ -294,7 +324,8 @@ for ((round = 1; round <= kills; ++round)); do
 done
 
 cat <<TEXT
-kills                                          $kills
+starts at the same time                        $together
+kills of two starts at once                    $kills
   while starting                               ${hits[starting]}
   while downloading                            ${hits[downloading]}
   while installing                             ${hits[installing]}

@@ -1,13 +1,13 @@
-// What the theme changes in the window library's own alerts: room around the text, no picture of the Return key, and a
-// close button that answers like the least committal button. (A window manager that offers to close an alert although
-// the alert does not allow it would otherwise end the whole program.)
+// What the theme changes in the window library's own alerts: room around the text, which begins below the heading; no
+// line and no picture of the Return key; and a close button that answers like the least committal button. (A window
+// manager that offers to close an alert although the alert does not allow it would otherwise end the whole program.)
 #import "LumTheme.h"
 
 #include <math.h>
 #import <objc/runtime.h>
 
 static const CGFloat kAlertMargin = 12;  // more than the panel has by itself, on each side
-static const CGFloat kBelowHeading = 10; // more between the line below the heading and the text
+static const CGFloat kBelowHeading = -8; // less between the heading and the text, where the panel has a line
 
 typedef id (*InitWindow)(id, SEL, NSRect, NSUInteger, NSBackingStoreType, BOOL);
 
@@ -26,6 +26,18 @@ static void SetContentSize(NSWindow *panel, NSSize size) {
     [content setAutoresizesSubviews:NO];
     [panel setContentSize:size];
     [content setAutoresizesSubviews:YES];
+}
+
+// The panel's only labels are the heading and the text below it, which is elsewhere when it has to scroll.
+static NSTextField *Label(NSWindow *panel, BOOL higher) {
+    NSTextField *found = nil;
+    for (NSView *view in [[panel contentView] subviews]) {
+        if ([view isKindOfClass:[NSTextField class]] &&
+            (!found || higher == (NSMinY([view frame]) > NSMinY([found frame])))) {
+            found = (NSTextField *)view;
+        }
+    }
+    return found;
 }
 
 static NSBox *LineBelowHeading(NSWindow *panel) {
@@ -65,6 +77,29 @@ static NSArray *ActionButtons(NSWindow *panel) {
     return buttons;
 }
 
+// Makes the panel wider by so much; the buttons stay at its right.
+static void Widen(NSWindow *panel, CGFloat more) {
+    const NSSize size = [[panel contentView] frame].size;
+    SetContentSize(panel, NSMakeSize(size.width + more, size.height));
+    for (NSView *view in ActionButtons(panel)) {
+        [view setFrame:NSOffsetRect([view frame], more, 0)];
+    }
+}
+
+// Puts the text below the heading's left edge instead of the panel's middle. The heading's tag keeps by how much the
+// panel had to grow for that.
+static void AlignText(NSWindow *panel) {
+    NSTextField *heading = Label(panel, YES);
+    NSTextField *text = Label(panel, NO);
+    [heading setTag:0];
+    if (!heading || heading == text) {
+        return;
+    }
+    [text setFrameOrigin:NSMakePoint(NSMinX([heading frame]), NSMinY([text frame]))];
+    const CGFloat missing = NSMaxX([text frame]) + 2 * kAlertMargin - NSWidth([[panel contentView] frame]);
+    [heading setTag:MAX(0, (NSInteger)ceil(missing))];
+    Widen(panel, (CGFloat)[heading tag]);
+}
 @implementation LumTheme (Alerts)
 
 - (void)makeAlertsClosable {
@@ -75,6 +110,7 @@ static NSArray *ActionButtons(NSWindow *panel) {
 
 - (void)undressAlert:(NSWindow *)panel {
     if ([panel delegate] == (id)self) {
+        Widen(panel, -(CGFloat)[Label(panel, YES) tag]);
         MakeRoom(panel, -1);
         [panel setDelegate:nil];
     }
@@ -85,6 +121,8 @@ static NSArray *ActionButtons(NSWindow *panel) {
         [button setImagePosition:NSNoImage];
     }
     MakeRoom(panel, 1);
+    [LineBelowHeading(panel) setHidden:YES];
+    AlignText(panel);
     [panel setDelegate:(id)self];
 }
 

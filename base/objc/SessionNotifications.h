@@ -25,4 +25,14 @@ template <class Use> bool WithSessionNotifications(Use &&use) {
     }
 }
 
+// Has `observer` called for each notification of this name, from any object. At once: macOS holds notifications back
+// from a process in the background, which this one is as soon as the meeting is in front.
+inline void HearAtOnce(NSDistributedNotificationCenter *session, id observer, SEL selector, NSString *name) {
+    [session addObserver:observer
+                  selector:selector
+                      name:name
+                    object:nil
+        suspensionBehavior:NSNotificationSuspensionBehaviorDeliverImmediately];
+}
+
 } // namespace base

@@ -5,8 +5,8 @@
 #include <zstd_errors.h>
 
 #include <bit>
+#include <memory>
 #include <new>
-#include <vector>
 
 namespace delivery {
 
@@ -15,9 +15,12 @@ namespace {
 // What liblzma's decoders need beside the window.
 constexpr std::uint64_t kBesideWindow = 1 << 20;
 
+// Not filled with zeros before it is written to.
+using Buffer = std::unique_ptr<std::uint8_t[]>;
+
 class LzmaDecompressor final : public Decompressor {
 public:
-    LzmaDecompressor(Compression compression, std::uint64_t maxWindow) : m_out(kOut) {
+    LzmaDecompressor(Compression compression, std::uint64_t maxWindow) {
         const std::uint64_t limit = maxWindow + kBesideWindow;
         const lzma_ret made = compression == Compression::Xz ? lzma_stream_decoder(&m_stream, limit, LZMA_CONCATENATED)
                               : compression == Compression::Lzip
@@ -41,11 +44,11 @@ public:
         }
         m_stream.next_in = reinterpret_cast<const std::uint8_t *>(in.data());
         m_stream.avail_in = in.size();
-        m_stream.next_out = m_out.data();
-        m_stream.avail_out = m_out.size();
+        m_stream.next_out = m_out.get();
+        m_stream.avail_out = kOut;
         const lzma_ret result = lzma_code(&m_stream, last ? LZMA_FINISH : LZMA_RUN);
         in.remove_prefix(in.size() - m_stream.avail_in);
-        out = {reinterpret_cast<const char *>(m_out.data()), m_out.size() - m_stream.avail_out};
+        out = {reinterpret_cast<const char *>(m_out.get()), kOut - m_stream.avail_out};
         m_ended = result == LZMA_STREAM_END;
         switch (result) {
         case LZMA_OK:
@@ -62,13 +65,13 @@ public:
 
 private:
     lzma_stream m_stream = LZMA_STREAM_INIT;
-    std::vector<std::uint8_t> m_out;
+    const Buffer m_out = std::make_unique_for_overwrite<std::uint8_t[]>(kOut);
     bool m_ended = false;
 };
 
 class ZstdDecompressor final : public Decompressor {
 public:
-    explicit ZstdDecompressor(std::uint64_t maxWindow) : m_out(kOut), m_stream(ZSTD_createDCtx()) {
+    explicit ZstdDecompressor(std::uint64_t maxWindow) : m_stream(ZSTD_createDCtx()) {
         const int log = static_cast<int>(std::bit_width(maxWindow)) - 1;
         if (!m_stream || ZSTD_isError(ZSTD_DCtx_setParameter(m_stream.get(), ZSTD_d_windowLogMax, log))) {
             throw std::bad_alloc();
@@ -77,10 +80,10 @@ public:
 
     Result Run(std::string_view &in, bool last, std::string_view &out) override {
         ZSTD_inBuffer from{in.data(), in.size(), 0};
-        ZSTD_outBuffer to{m_out.data(), m_out.size(), 0};
+        ZSTD_outBuffer to{m_out.get(), kOut, 0};
         const std::size_t result = ZSTD_decompressStream(m_stream.get(), &to, &from);
         in.remove_prefix(from.pos);
-        out = {m_out.data(), to.pos};
+        out = {reinterpret_cast<const char *>(m_out.get()), to.pos};
         if (!ZSTD_isError(result)) {
             const bool wantsMore = m_betweenFrames ? from.pos > 0 || to.pos > 0 : true;
             m_betweenFrames = result == 0 || !wantsMore;
@@ -102,7 +105,7 @@ private:
             ZSTD_freeDCtx(stream);
         }
     };
-    std::vector<char> m_out;
+    const Buffer m_out = std::make_unique_for_overwrite<std::uint8_t[]>(kOut);
     std::unique_ptr<ZSTD_DCtx, Free> m_stream;
     bool m_betweenFrames = true;
 };

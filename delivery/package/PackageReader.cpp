@@ -114,7 +114,7 @@ void PackageReader::Open() {
     m_decompressor = Decompressor::Make(compression, m_maxWindow);
     int result = ARCHIVE_OK;
     if (m_decompressor) {
-        m_input.resize(kReadBlock);
+        m_input = std::make_unique_for_overwrite<char[]>(kReadBlock);
         result = archive_read_open(m_archive.get(), this, nullptr, ReadCallback, nullptr);
     } else {
         SupportFilters(m_archive.get());
@@ -139,13 +139,13 @@ la_ssize_t PackageReader::ReadCallback(archive *archive, void *self, const void 
 bool PackageReader::Decompress(std::string_view &out) {
     while (!m_failure) {
         if (m_rest.empty() && !m_inputEnded) {
-            const ssize_t got = read(m_file, m_input.data(), m_input.size());
+            const ssize_t got = read(m_file, m_input.get(), kReadBlock);
             if (got < 0) {
                 m_failure = UnpackFailure{kUnpackNoPackage,
                                           "the package cannot be read: " + std::generic_category().message(errno)};
                 break;
             }
-            m_rest = {m_input.data(), static_cast<std::size_t>(got)};
+            m_rest = {m_input.get(), static_cast<std::size_t>(got)};
             m_inputEnded = got == 0;
         }
         switch (m_decompressor->Run(m_rest, m_inputEnded, out)) {

@@ -9,7 +9,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "delivery/package/Decompressor.h"
 #include "delivery/package/UnpackFailure.h"
@@ -66,8 +65,8 @@ private:
     const std::uint64_t m_maxWindow;
     std::uint64_t m_fileSize = 0;
     std::unique_ptr<Decompressor> m_decompressor; // null when libarchive decompresses, or nothing does
-    std::vector<char> m_input;
-    std::string_view m_rest; // of m_input
+    std::unique_ptr<char[]> m_input;              // of kReadBlock bytes
+    std::string_view m_rest;                      // of m_input
     bool m_inputEnded = false;
     std::optional<UnpackFailure> m_failure; // of the decompressor
     bool m_started = false;

@@ -11,6 +11,8 @@ struct UnpackLimits {
     // offers no such limit within zip, 7z and rar archives; the process that unpacks has one of its own for all its
     // memory.
     std::uint64_t maxWindow = std::uint64_t{64} << 20;
+
+    bool operator==(const UnpackLimits &) const = default;
 };
 
 } // namespace delivery

@@ -1,8 +1,10 @@
 #include "delivery/transfer/Download.h"
 
-#include "base/Disk.h"
-
 #include <algorithm>
+
+#include "base/Digest.h"
+#include "base/Disk.h"
+#include "base/Text.h"
 
 namespace delivery {
 
@@ -10,6 +12,7 @@ namespace {
 
 constexpr std::uint64_t kDroppedBody = 1 << 16;
 constexpr std::uint64_t kFreshStart = 1 << 20;
+constexpr std::chrono::milliseconds kLookAgain{100}; // for another process' download
 
 } // namespace
 
@@ -23,10 +26,90 @@ std::chrono::milliseconds RetryPause(const TransferSettings &settings, unsigned 
     return pause - std::chrono::milliseconds(std::uniform_int_distribution<std::int64_t>(0, pause.count() / 2)(random));
 }
 
-Download::Download(const TransferRules &rules, base::Url url, std::filesystem::path file, TransferOrder order)
+Download::Download(const TransferRules &rules, base::Url url, std::filesystem::path file, TransferOrder order,
+                   std::optional<SharedFile> shared)
     : Exchange(rules, std::move(url)), m_order(std::move(order)),
-      m_maxBytes(std::min(m_order.maxBytes, rules.settings.maxBytes)), m_file(std::move(file)),
+      m_maxBytes(std::min(m_order.maxBytes, rules.settings.maxBytes)), m_place(file), m_shared(std::move(shared)),
+      // Now, while the file is not installed: who waits in line does not find later that the others have removed it.
+      m_cached(m_shared ? CachedFile::Join(m_shared->folder, m_shared->name) : nullptr), m_file(std::move(file)),
       m_random(std::random_device{}()) {}
+
+std::optional<std::chrono::milliseconds> Download::WaitForOthers(TransferClock::time_point now) {
+    if (!m_cached || m_hasTurn) {
+        return std::nullopt;
+    }
+    m_othersMoved = m_othersMoved.value_or(now);
+    switch (m_cached->Look()) {
+    case CachedFile::Turn::Mine:
+        TakeTurn();
+        return IsOver() ? std::optional(std::chrono::milliseconds(0)) : std::nullopt;
+    case CachedFile::Turn::Complete:
+        m_seen = std::max(m_seen, m_cached->size());
+        Complete();
+        return std::chrono::milliseconds(0);
+    case CachedFile::Turn::Others:
+        break;
+    }
+    if (m_cached->size() > m_seen) {
+        m_seen = m_cached->size();
+        m_othersMoved = now;
+    } else if (now - *m_othersMoved >= rules().settings.stallTimeout) {
+        m_shared.reset();
+        m_cached.reset();
+        m_fresh = m_seen;
+        return std::nullopt;
+    }
+    return kLookAgain;
+}
+
+// Goes on with what another process has left, or begins.
+void Download::TakeTurn() {
+    m_hasTurn = true;
+    const std::optional<CachedFile::Origin> origin = m_cached->origin();
+    const std::uint64_t size = origin ? m_cached->size() : 0;
+    if (size > 0) {
+        m_tag = origin->tag;
+        m_tagUrl = origin->address;
+        m_total = origin->total;
+        m_goesOn = true;
+    }
+    if (const int error = m_file.GoOnWith(m_cached->path(), m_cached->descriptor(), size)) {
+        Fail(DiskFailure(url(), error));
+        return;
+    }
+    m_seen = std::max(m_seen, size);
+    m_fresh = m_seen;
+    if (m_goesOn && m_total == size && HasDigest()) { // its process was killed just then
+        Complete();
+    }
+}
+
+bool Download::IsTagOf(const std::string &address) const {
+    const auto file = [this](const std::string &text) { return m_shared ? text.substr(0, text.find('?')) : text; };
+    return file(m_tagUrl) == file(address);
+}
+
+bool Download::HasDigest() const {
+    const KnownFile &known = m_shared->known;
+    const auto digest = base::DigestOfFile(m_file.path(), known.method == "sha1" ? base::DigestMethod::Sha1
+                                                                                 : base::DigestMethod::Sha256);
+    return !digest || *digest == base::Lower(known.digest);
+}
+
+void Download::Complete() {
+    if (m_hasTurn) {
+        m_cached->Complete();
+    }
+    if (const auto given = m_cached ? m_cached->Give(m_place) : base::Result<void>(); !given) {
+        m_failure = DiskFailure(url(), given.error().code);
+        return;
+    }
+    m_complete = true;
+}
+
+std::unique_ptr<CachedFile> Download::TakeCached() {
+    return m_complete ? std::move(m_cached) : nullptr;
+}
 
 void Download::Begin(TransferClock::time_point now) {
     m_body = Body::Unknown;
@@ -65,6 +148,10 @@ bool Download::Passes(const base::Result<void> &checked) {
 void Download::StartOver() {
     m_tag.clear();
     m_total.reset();
+    m_goesOn = false;
+    if (m_cached) {
+        m_cached->SetOrigin({});
+    }
     if (m_order.expected) {
         m_check.emplace(m_order.expected->name, m_order.expected->facts);
     }
@@ -110,6 +197,9 @@ void Download::JudgeWhole(const ReplyHead &reply) {
     m_tag = reply.strongTag;
     m_sentTag = reply.tag;
     m_tagUrl = url().text();
+    if (KeepsPart()) {
+        m_cached->SetOrigin(CachedFile::Origin{m_tag, m_tagUrl, m_total});
+    }
     m_body = Body::Store;
     CheckRoom();
 }
@@ -117,7 +207,7 @@ void Download::JudgeWhole(const ReplyHead &reply) {
 void Download::JudgeRest(const ReplyHead &reply) {
     const std::optional<ContentRange> &range = reply.range;
     const std::uint64_t end = !range ? 0 : range->total.value_or(range->last + 1); // "*": the rest was asked for
-    const bool fits = m_askedForRest && range && range->first == m_file.size() && m_tagUrl == url().text() &&
+    const bool fits = m_askedForRest && range && range->first == m_file.size() && IsTagOf(url().text()) &&
                       (reply.strongTag.empty() || reply.strongTag == m_tag) && (!m_total || *m_total == end) &&
                       (!reply.length || *reply.length == range->last - range->first + 1);
     if (!fits) {
@@ -153,6 +243,7 @@ bool Download::Receive(const char *data, std::size_t size) {
         return m_dropped <= kDroppedBody;
     }
     if (size > m_maxBytes - m_file.size()) {
+        StartOver();
         m_tooLarge = true;
         return Fail(TooLarge(url(), m_maxBytes));
     }
@@ -219,7 +310,12 @@ std::optional<std::chrono::milliseconds> Download::End(CURLcode code) {
         Fail(DiskFailure(url(), error));
         return std::nullopt;
     }
-    m_complete = true;
+    if (m_goesOn && !HasDigest()) {
+        Fail(OddReply(url(), "the rest of another file than the one that was begun"));
+        StartOver();
+        return AfterFailure();
+    }
+    Complete();
     return std::nullopt;
 }
 
@@ -267,7 +363,7 @@ TransferResult Download::result() const {
     result.address = url().text();
     result.serverTime = m_serverTime;
     if (result.ok) {
-        result.file = m_complete ? m_file.path() : std::filesystem::path();
+        result.file = m_complete ? m_place : std::filesystem::path();
         result.unchanged = m_unchanged;
         result.tag = m_sentTag;
         return result;

@@ -5,14 +5,18 @@
 //     -> the reply fits (200: from the start; 206: exactly the rest): store what comes, until all is there
 //     -> a fault that may pass: pause, then from the top; what is stored stays if it can be gone on with
 //     -> any other fault: the end
+//
+// A file that is shared with other processes begins with a look at whose turn it is (WaitForOthers).
 #pragma once
 
 #include <cstdint>
 #include <random>
 
+#include "delivery/transfer/CachedFile.h"
 #include "delivery/transfer/Exchange.h"
 #include "delivery/transfer/TransferFailure.h"
 #include "delivery/transfer/TransferFile.h"
+#include "delivery/transfer/TransferThread.h"
 
 namespace delivery {
 
@@ -22,7 +26,15 @@ std::chrono::milliseconds RetryPause(const TransferSettings &settings, unsigned 
 class Download final : public Exchange {
 public:
     // A file of more bytes than the order or the settings allow is refused.
-    Download(const TransferRules &rules, base::Url url, std::filesystem::path file, TransferOrder order);
+    Download(const TransferRules &rules, base::Url url, std::filesystem::path file, TransferOrder order,
+             std::optional<SharedFile> shared = {});
+
+    // To be called before Begin: the pause until it is to be called again, because another process downloads the file,
+    // or because that one has finished it, which is then the end of this one.
+    std::optional<std::chrono::milliseconds> WaitForOthers(TransferClock::time_point now);
+    bool IsOver() const {
+        return m_complete || (m_failure && !m_failure->transient);
+    }
 
     void Begin(TransferClock::time_point now) override;
     std::optional<std::chrono::milliseconds> End(CURLcode code) override;
@@ -30,8 +42,13 @@ public:
 
     // The bytes that have arrived for the first time since the last call.
     std::uint64_t TakeNews();
+    bool KeepsPart() const {
+        return m_cached && !m_tag.empty();
+    }
     // After the end.
     TransferResult result() const;
+    // To be kept until the process has done with the file; null when it is not shared or not complete.
+    std::unique_ptr<CachedFile> TakeCached();
 
 private:
     enum class Body { Unknown, Store, Drop };
@@ -49,6 +66,11 @@ private:
         return m_file.size() > 0 && !m_tag.empty();
     }
     void StartOver();
+    void TakeTurn();
+    // Whether the tag is of what `address` is.
+    bool IsTagOf(const std::string &address) const;
+    void Complete();
+    bool HasDigest() const;
     bool Fail(TransferFailure failure);
     // Fails with what the check of the expected file says; true when that says nothing.
     bool Passes(const base::Result<void> &checked);
@@ -57,7 +79,13 @@ private:
 
     const TransferOrder m_order;
     const std::uint64_t m_maxBytes;
-    TransferFile m_file;
+    const std::filesystem::path m_place; // of the complete file
+    std::optional<SharedFile> m_shared;  // nothing: this process alone downloads it
+    std::unique_ptr<CachedFile> m_cached;
+    bool m_hasTurn = false;
+    bool m_goesOn = false; // with bytes of another process
+    std::optional<TransferClock::time_point> m_othersMoved;
+    TransferFile m_file;              // after m_cached, whose file it may write to
     std::optional<FileCheck> m_check; // of what is stored; nothing when no file is expected
     std::optional<std::uint64_t> m_total;
     std::string m_tag;         // strong tag of what is stored; empty when there is none

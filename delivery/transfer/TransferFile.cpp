@@ -11,10 +11,18 @@
 namespace delivery {
 
 TransferFile::~TransferFile() {
-    if (m_file >= 0) {
+    if (m_file >= 0 && m_own) {
         close(m_file);
         unlink(m_path.c_str());
     }
+}
+
+int TransferFile::GoOnWith(const std::filesystem::path &path, int descriptor, std::uint64_t size) {
+    m_own = false;
+    m_file = descriptor;
+    m_path = path;
+    m_size = size;
+    return ftruncate(descriptor, static_cast<off_t>(size)) == 0 && lseek(descriptor, 0, SEEK_END) >= 0 ? 0 : errno;
 }
 
 int TransferFile::Open() {
@@ -55,6 +63,9 @@ int TransferFile::Restart() {
 int TransferFile::Keep() {
     if (const int error = Open()) {
         return error;
+    }
+    if (!m_own) {
+        return 0;
     }
     // Some file systems report a full disk only here.
     const int result = close(m_file) == 0 ? 0 : errno;

@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "delivery/transfer/CachedFile.h"
 #include "delivery/transfer/Download.h"
 #include "base/ScopedSignalBlock.h"
 
@@ -63,8 +64,9 @@ void TransferThread::Wake() {
 }
 
 void TransferThread::Start(Transfers::Id id, base::Url url, std::filesystem::path file, TransferOrder order,
-                           Ended ended) {
-    auto download = std::make_unique<Download>(m_rules, std::move(url), std::move(file), std::move(order));
+                           std::optional<SharedFile> shared, Ended ended) {
+    auto download =
+        std::make_unique<Download>(m_rules, std::move(url), std::move(file), std::move(order), std::move(shared));
     Download *const raw = download.get();
     {
         const std::lock_guard lock(m_lock);
@@ -74,7 +76,7 @@ void TransferThread::Start(Transfers::Id id, base::Url url, std::filesystem::pat
 }
 
 void TransferThread::Refuse(Transfers::Id id, const std::string &error) {
-    PutReports({{id, {0, TransferResult{false, {}, error, error, 0, {}}}}});
+    PutReports({{id, {0, false, TransferResult{false, {}, error, error, 0, {}}}}});
 }
 
 void TransferThread::Cancel(std::vector<Transfers::Id> ids) {
@@ -124,6 +126,7 @@ void TransferThread::PutReports(const TransferReports &reports) {
         for (const auto &[id, report] : reports) {
             TransferReport &sum = m_reports[id];
             sum.news += report.news;
+            sum.keepsPart = report.keepsPart;
             if (report.result) {
                 sum.result = report.result;
             }
@@ -195,10 +198,18 @@ void TransferThread::BeginDue() {
         (errand->TakesTurn() ? downloads : requests) += errand->active;
     }
     AdmitMore(now, downloads);
+    std::vector<Errand *> finished;
     for (const auto &errand : m_errands) {
         unsigned &running = errand->TakesTurn() ? downloads : requests;
         const unsigned most = errand->TakesTurn() ? m_parallel : kParallelRequests;
         if (errand->active || errand->due > now || running >= most) {
+            continue;
+        }
+        if (const auto pause = errand->download ? errand->download->WaitForOthers(now) : std::nullopt) {
+            errand->due = now + *pause;
+            if (errand->download->IsOver()) {
+                finished.push_back(errand.get());
+            }
             continue;
         }
         errand->exchange->Begin(now);
@@ -207,6 +218,9 @@ void TransferThread::BeginDue() {
         curl_multi_add_handle(m_multi.get(), handle);
         errand->active = true;
         ++running;
+    }
+    for (Errand *errand : finished) {
+        Finish(*errand);
     }
 }
 
@@ -253,10 +267,17 @@ void TransferThread::End(Errand &errand, CURLcode code) {
         errand.due = TransferClock::now() + *pause;
         return;
     }
+    Finish(errand);
+}
+
+void TransferThread::Finish(Errand &errand) {
     if (errand.ended) {
         errand.ended(errand.download->result());
     } else if (errand.download) {
-        m_unpublished[errand.id] = {errand.download->TakeNews(), errand.download->result()};
+        m_unpublished[errand.id] = {errand.download->TakeNews(), false, errand.download->result()};
+        if (auto cached = errand.download->TakeCached()) {
+            m_cached.push_back(std::move(cached));
+        }
     } else {
         const std::lock_guard lock(m_lock);
         if (--m_requests == 0) {
@@ -275,6 +296,7 @@ void TransferThread::Publish() {
     for (const auto &errand : m_errands) {
         if (const std::uint64_t news = errand->TakesTurn() ? errand->download->TakeNews() : 0) {
             m_unpublished[errand->id].news += news;
+            m_unpublished[errand->id].keepsPart = errand->download->KeepsPart();
         }
     }
     PutReports(std::exchange(m_unpublished, {}));

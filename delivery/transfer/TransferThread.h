@@ -14,11 +14,20 @@
 
 namespace delivery {
 
+class CachedFile;
 class Download;
+
+// Where a known file is in the cache.
+struct SharedFile {
+    std::filesystem::path folder;
+    std::string name;
+    KnownFile known;
+};
 
 // What became known of a download since the last collection.
 struct TransferReport {
     std::uint64_t news = 0;               // bytes
+    bool keepsPart = false;               // they stay when the download is interrupted
     std::optional<TransferResult> result; // nothing more follows it
 };
 using TransferReports = std::map<Transfers::Id, TransferReport>;
@@ -34,7 +43,8 @@ public:
 
     // With `ended`, that is told instead of the main thread, on the transfer thread, and the download does not take
     // another one's turn. These two on any thread.
-    void Start(Transfers::Id id, base::Url url, std::filesystem::path file, TransferOrder order, Ended ended = {});
+    void Start(Transfers::Id id, base::Url url, std::filesystem::path file, TransferOrder order,
+               std::optional<SharedFile> shared = {}, Ended ended = {});
     void Cancel(std::vector<Transfers::Id> ids);
 
     void Refuse(Transfers::Id id, const std::string &error); // a report of failure, the way of all others
@@ -74,6 +84,7 @@ private:
     void EndFinished();
     void EndOverdue();
     void End(Errand &errand, CURLcode code);
+    void Finish(Errand &errand);
     void Drop(Errand &errand);
     void Publish();
     void PutReports(const TransferReports &reports);
@@ -91,7 +102,8 @@ private:
 
     // The thread's own:
     std::unique_ptr<CURLM, CloseMulti> m_multi;
-    std::vector<std::unique_ptr<Errand>> m_errands; // in the order in which they were given
+    std::vector<std::unique_ptr<Errand>> m_errands;    // in the order in which they were given
+    std::vector<std::unique_ptr<CachedFile>> m_cached; // files that this process has downloaded or used
     TransferReports m_unpublished;
     TransferClock::time_point m_published;
     bool m_slotFreed = false; // so that the next one can begin at once

@@ -6,7 +6,9 @@
 #include <mutex>
 #include <utility>
 
+#include "delivery/transfer/CachedFile.h"
 #include "delivery/transfer/TransferThread.h"
+#include "base/Digest.h"
 #include "base/Disk.h"
 #include "base/Files.h"
 #include "base/StagingFolder.h"
@@ -44,13 +46,21 @@ TransferResult Failed(const std::string &error) {
     return result;
 }
 
+// Empty when no digest is known.
+std::string NameInCache(const KnownFile &known) {
+    return known.method == "sha1" || known.method == "sha256"
+               ? base::DigestOfText(known.address + "\n" + known.method + "\n" + known.digest)
+               : "";
+}
+
 } // namespace
 
-Transfers::Transfers(TransferSettings settings, std::function<void()> wake) {
+Transfers::Transfers(TransferSettings settings, std::function<void()> wake) : m_cache(settings.folder / "packages") {
     if (const base::Result<void> made = base::MakeFolder(settings.folder); !made) {
         m_folderError = settings.folder.string() + ": " + base::DiskErrorText(made.error().code);
     } else {
         base::CleanStaging(settings.folder, kFolderPrefix);
+        CachedFile::RemoveOld(m_cache);
         m_folder = std::make_unique<base::StagingFolder>(settings.folder, kFolderPrefix);
         m_folderError = m_folder->error() == 0 ? "" : m_folder->ErrorText();
     }
@@ -74,7 +84,12 @@ Transfers::Id Transfers::Get(const std::string &url, Progress progress, Done don
     if (const std::string obstacle = Obstacle(address); !obstacle.empty()) {
         m_thread->Refuse(id, obstacle);
     } else {
-        m_thread->Start(id, *address, m_folder->path() / std::to_string(id), std::move(order));
+        const std::string name = order.expected ? "" : NameInCache(order.known);
+        std::optional<SharedFile> shared;
+        if (!name.empty()) {
+            shared = {m_cache, name, order.known};
+        }
+        m_thread->Start(id, *address, m_folder->path() / std::to_string(id), std::move(order), std::move(shared));
     }
     return id;
 }
@@ -86,7 +101,7 @@ TransferResult Transfers::Wait(const std::string &url, TransferOrder order, cons
     }
     const Id id = ++m_lastId;
     const auto awaited = std::make_shared<Awaited>();
-    m_thread->Start(id, *address, m_folder->path() / std::to_string(id), std::move(order),
+    m_thread->Start(id, *address, m_folder->path() / std::to_string(id), std::move(order), std::nullopt,
                     [awaited](const TransferResult &result) { awaited->Put(result); });
     while (!stopped()) {
         if (std::optional<TransferResult> result = awaited->WaitAWhile()) {
@@ -124,6 +139,10 @@ void Transfers::CancelAll() {
     }
 }
 
+bool Transfers::KeepsParts() const {
+    return std::ranges::any_of(m_downloads, [](const auto &download) { return download.second->keepsPart; });
+}
+
 void Transfers::Deliver() {
     if (m_delivering) {
         m_deliverAgain = true;
@@ -139,6 +158,9 @@ void Transfers::Deliver() {
 
 void Transfers::DeliverOnce() {
     for (const auto &[id, report] : m_thread->Collect()) {
+        if (const auto found = m_downloads.find(id); found != m_downloads.end() && report.news > 0) {
+            found->second->keepsPart = report.keepsPart;
+        }
         Report(id, report.news);
         if (report.result) {
             Finish(id, *report.result);

@@ -73,6 +73,16 @@ struct TransferSettings {
     std::filesystem::path caFile; // the authorities (PEM) to trust instead of the system's; empty for the system's
 };
 
+// A file whose digest is known before it comes. All processes that want it at the same time download it once, and one
+// goes on where another was interrupted; the others see its bytes as progress. A process waits for another one's
+// download only while that brings bytes within stallTimeout. What has been put together from parts is checked against
+// the digest, and fetched again as a whole when it differs.
+struct KnownFile {
+    std::string address; // without what differs from one request for the file to the next
+    std::string method;  // of the digest: "sha1" or "sha256"; of a file with another one nothing is known
+    std::string digest;  // lower-case hexadecimal
+};
+
 // What a file has to be, as a release lists it.
 struct ExpectedFile {
     std::string name; // for the texts of errors
@@ -87,6 +97,7 @@ struct TransferOrder {
     // The entity tag of a copy that the caller has; empty for none. The server may answer that it is still right (304).
     std::string knownTag = {};
     std::optional<unsigned> retries = {}; // instead of the settings'
+    KnownFile known = {};                 // nothing when its method is empty, or with an expected file
 };
 
 struct TransferResult {
@@ -144,6 +155,9 @@ public:
         return m_downloads.size();
     }
 
+    // Whether what has arrived of a running download is kept for the next start, should this one be interrupted.
+    bool KeepsParts() const;
+
     // Runs the callbacks that are due.
     void Deliver();
 
@@ -151,6 +165,7 @@ private:
     struct Callbacks {
         Progress progress;
         Done done;
+        bool keepsPart = false;
     };
     void DeliverOnce();
     void Report(Id id, std::uint64_t bytes);
@@ -158,6 +173,7 @@ private:
     // Why nothing can be fetched from there; empty when it can.
     std::string Obstacle(const std::optional<base::Url> &address) const;
 
+    const std::filesystem::path m_cache;           // of known files
     std::string m_folderError;                     // empty: usable
     std::unique_ptr<base::StagingFolder> m_folder; // outlives the thread, which writes there
     std::unique_ptr<TransferThread> m_thread;

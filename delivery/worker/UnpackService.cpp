@@ -1,6 +1,7 @@
 #include "delivery/worker/UnpackService.h"
 
 #include <errno.h>
+#include <malloc.h>
 #include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -11,8 +12,9 @@
 
 #include <array>
 #include <map>
+#include <system_error>
+#include <utility>
 
-#include "base/Files.h"
 #include "base/ScopedUtf8Locale.h"
 #include "delivery/package/UnpackFailure.h"
 #include "delivery/worker/Channel.h"
@@ -26,6 +28,10 @@ namespace {
 class UnpackService {
 public:
     explicit UnpackService(int control) : m_control(control) {
+        // What was freed is used again, for a process gets fresh memory slowly; but not so much of it is kept that a
+        // later package could meet the limit.
+        mallopt(M_MMAP_THRESHOLD, 8 << 20);
+        mallopt(M_TRIM_THRESHOLD, 16 << 20);
         // Writing beyond a limit, or to a peer that has gone, fails and is told.
         signal(SIGXFSZ, SIG_IGN);
         signal(SIGPIPE, SIG_IGN);
@@ -41,17 +47,18 @@ public:
 private:
     bool Take();
     void Start(const WorkerRequest &request, Message message);
-    [[noreturn]] void Work(pid_t parent, const WorkerRequest &request, const Message &message) const;
+    [[noreturn]] void Work(pid_t parent, WorkerRequest request, Message message) const;
     void Collect();
 
     const int m_control;
     const pid_t m_self = getpid();
     const SystemCallFilter m_filter;
+    const std::uint64_t m_addressSpace = AddressSpace(); // a child's, too
     // A confined process could not read it any more.
     const base::ScopedUtf8Locale m_locale;
     base::ScopedDescriptor m_ended;
-    // The pipe for the answer of each child. It is kept open until the child has ended, whatever the child does.
-    std::map<pid_t, base::ScopedDescriptor> m_answers;
+    // Each child's end of the socket to its user. Kept open until the child has ended, whatever that does.
+    std::map<pid_t, base::ScopedDescriptor> m_ends;
 };
 
 int UnpackService::Run() {
@@ -64,9 +71,14 @@ int UnpackService::Run() {
             Collect();
         }
         if (wanted[0].revents != 0 && !Take()) {
-            return EXIT_SUCCESS;
+            break;
         }
     }
+    for (const auto &[child, end] : m_ends) {
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+    }
+    return EXIT_SUCCESS;
 }
 
 // False when no more requests come.
@@ -86,30 +98,48 @@ bool UnpackService::Take() {
 void UnpackService::Start(const WorkerRequest &request, Message message) {
     const pid_t child = fork();
     if (child == 0) {
-        Work(m_self, request, message);
+        Work(m_self, request, std::move(message));
     }
     if (child > 0) {
-        m_answers.emplace(child, std::move(message.descriptors[0]));
+        m_ends.emplace(child, std::move(message.descriptors[0]));
     } else {
-        base::WriteAll(message.descriptors[0].get(),
-                       Encode(WorkerAnswer{{}, base::SystemFailure("no process can be started to unpack", errno)}));
+        const int error = errno;
+        (void)SendMessage(message.descriptors[0].get(),
+                          Encode(WorkerAnswer{{},
+                                              base::Fail("no process can be started to unpack: " +
+                                                             std::generic_category().message(error),
+                                                         kUnpackInterrupted)}),
+                          {});
     }
 }
 
-void UnpackService::Work(pid_t parent, const WorkerRequest &request, const Message &message) const {
+void UnpackService::Work(pid_t parent, WorkerRequest request, Message message) const {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) { // it ended before that
         _exit(EXIT_FAILURE);
     }
     close(m_control);
+    const int user = message.descriptors[0].get();
     const int staging = message.descriptors[1].get();
-    WorkerAnswer answer{Confine(staging, request.limits, m_filter), {}};
-    if (message.descriptors.size() > 2) {
-        const int package = message.descriptors[2].get();
-        answer.unpacked = CatchFailures([&] { return Unpack({package, staging, request.component, request.limits}); });
+    WorkerAnswer answer{Confine(staging, request.limits, m_addressSpace, m_filter), {}};
+    base::ScopedDescriptor package(message.descriptors.size() > 2 ? message.descriptors[2].Release() : -1);
+    for (;;) {
+        if (package) {
+            answer.unpacked = CatchFailures([&] {
+                return Unpack({package.get(), staging, request.component, request.limits});
+            });
+        }
+        if (!SendMessage(user, Encode(answer), {})) {
+            _exit(EXIT_FAILURE);
+        }
+        base::Result<std::optional<Message>> next = ReceiveMessage(user, kMostOfRequest);
+        const auto decoded = next && *next ? DecodeRequest((*next)->bytes) : std::nullopt;
+        if (!decoded || (*next)->descriptors.empty()) {
+            _exit(EXIT_SUCCESS);
+        }
+        request = *decoded;
+        package = std::move((*next)->descriptors[0]);
     }
-    base::WriteAll(message.descriptors[0].get(), Encode(answer));
-    _exit(EXIT_SUCCESS);
 }
 
 void UnpackService::Collect() {
@@ -117,7 +147,7 @@ void UnpackService::Collect() {
     while (read(m_ended.get(), &ignored, sizeof ignored) > 0) {
     }
     for (pid_t child; (child = waitpid(-1, nullptr, WNOHANG)) > 0;) {
-        m_answers.erase(child);
+        m_ends.erase(child);
     }
 }
 

@@ -1,5 +1,6 @@
 // The process that unpacks, from within. It does what it is asked in children of its own: each gives up everything that
-// its package does not need (Confinement.h), unpacks, answers and ends. The parent of them reads no package.
+// packages do not need (Confinement.h) and unpacks into one staging folder, one package after the other, until its user
+// closes the socket to it. The parent of them reads no package.
 #pragma once
 
 namespace delivery {

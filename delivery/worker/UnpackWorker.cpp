@@ -3,14 +3,15 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <string>
 #include <system_error>
+#include <utility>
 
-#include "base/Files.h"
 #include "base/Spawn.h"
 #include "delivery/package/UnpackFailure.h"
 #include "delivery/worker/Channel.h"
@@ -27,8 +28,15 @@ UnpackFailure Interrupted(std::string reason) {
 
 } // namespace
 
-UnpackWorker::UnpackWorker(const std::filesystem::path &program)
-    : m_program(open(program.c_str(), O_PATH | O_CLOEXEC)) {}
+bool UnpackWorker::Child::Serves(const struct stat &wanted, const UnpackLimits &within) const {
+    return socket && wanted.st_dev == device && wanted.st_ino == folder && within == limits;
+}
+
+UnpackWorker::UnpackWorker(const std::filesystem::path &program) {
+    // Above those that the new process gets other files for before it is executed.
+    const base::ScopedDescriptor file(open(program.c_str(), O_PATH | O_CLOEXEC));
+    m_program = base::ScopedDescriptor(file ? fcntl(file.get(), F_DUPFD_CLOEXEC, kControl + 1) : -1);
+}
 
 UnpackWorker::~UnpackWorker() {
     End();
@@ -47,9 +55,9 @@ void UnpackWorker::Start() {
         throw Interrupted(channel.error().text);
     }
     base::SpawnFiles files;
+    files.Take(channel->theirs.get(), kControl); // before what it may be in the way of
     files.Open(STDIN_FILENO, "/dev/null", O_RDONLY);
     files.Open(STDOUT_FILENO, "/dev/null", O_WRONLY);
-    files.Take(channel->theirs.get(), kControl);
     // In a group of its own: Ctrl-C is for its user, which then ends it.
     const base::SpawnAttributes attributes(POSIX_SPAWN_SETPGROUP);
     // By its descriptor. The name may lead to another version by now.
@@ -66,9 +74,9 @@ void UnpackWorker::Start() {
 }
 
 void UnpackWorker::End() {
+    m_idle = Child{};
     if (m_control) {
-        m_control.Close();
-        kill(m_process, SIGKILL);
+        m_control.Close(); // which ends it, and what it has started
         while (waitpid(m_process, nullptr, 0) < 0 && errno == EINTR) {
         }
     }
@@ -76,6 +84,9 @@ void UnpackWorker::End() {
 
 void UnpackWorker::Kill() {
     const std::scoped_lock lock(m_lock);
+    if (m_control) {
+        kill(m_process, SIGKILL);
+    }
     End();
 }
 
@@ -87,36 +98,40 @@ void UnpackWorker::Prepare() {
     }
 }
 
-// The reading end of the pipe for the answer. Without a package when that is -1.
-base::ScopedDescriptor UnpackWorker::Ask(const WorkerRequest &request, int staging, int package) {
-    std::array<int, 2> ends{-1, -1};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-        throw Interrupted("unpacking cannot begin: " + std::generic_category().message(errno));
-    }
-    base::ScopedDescriptor ours(ends[0]);
-    const base::ScopedDescriptor theirs(ends[1]);
+UnpackWorker::Child UnpackWorker::Ask(const WorkerRequest &request, int staging, int package) {
+    struct stat info {};
+    fstat(staging, &info);
     const std::scoped_lock lock(m_lock);
+    if (Child idle = std::exchange(m_idle, Child{});
+        idle.Serves(info, request.limits) && SendMessage(idle.socket.get(), Encode(request), {package})) {
+        return idle;
+    }
+    base::Result<Channel> channel = MakeChannel();
+    if (!channel) {
+        throw Interrupted(channel.error().text);
+    }
     for (const bool again : {false, true}) {
         Start();
-        const base::Result<void> sent =
-            package < 0 ? SendMessage(m_control.get(), Encode(request), {theirs.get(), staging})
-                        : SendMessage(m_control.get(), Encode(request), {theirs.get(), staging, package});
+        const int theirs = channel->theirs.get();
+        const base::Result<void> sent = package < 0
+                                            ? SendMessage(m_control.get(), Encode(request), {theirs, staging})
+                                            : SendMessage(m_control.get(), Encode(request), {theirs, staging, package});
         if (sent) {
             break;
         }
         End(); // it was ended by something else, and can be started again
         if (again) {
-            throw Interrupted("the process that unpacks cannot be reached: " + sent.error().text);
+            throw Interrupted(std::string(kUnpackProgram) + ": " + sent.error().text);
         }
     }
-    return ours;
+    return {std::move(channel->ours), info.st_dev, info.st_ino, request.limits};
 }
 
 Unpacked UnpackWorker::Unpack(const UnpackOrder &order, const std::stop_token &stop) {
     const WorkerRequest request{order.component, order.limits};
-    const base::ScopedDescriptor pipe = Ask(request, order.staging, order.package);
+    Child child = Ask(request, order.staging, order.package);
     const std::stop_callback kill(stop, [this] { Kill(); });
-    const base::Result<WorkerAnswer> answer = ReadAnswer(pipe.get(), request);
+    const base::Result<WorkerAnswer> answer = ReadAnswer(child.socket.get(), request);
     if (!answer) {
         Kill(); // who knows what it does
     }
@@ -126,15 +141,18 @@ Unpacked UnpackWorker::Unpack(const UnpackOrder &order, const std::stop_token &s
     if (!answer) {
         throw Interrupted(answer.error().text);
     }
-    if (!answer->unpacked) {
+    if (!answer->unpacked) { // the next package gets another one
         throw UnpackFailure{answer->unpacked.error().code, answer->unpacked.error().text};
     }
+    const std::scoped_lock lock(m_lock);
+    m_idle = std::move(child);
     return *answer->unpacked;
 }
 
 base::Result<Protections> UnpackWorker::Try(int folder) {
     return CatchFailures([&] {
-        const base::Result<WorkerAnswer> answer = ReadAnswer(Ask({}, folder, -1).get(), {});
+        const Child child = Ask({}, folder, -1);
+        const base::Result<WorkerAnswer> answer = ReadAnswer(child.socket.get(), {});
         if (!answer) {
             throw Interrupted(answer.error().text);
         }
@@ -142,12 +160,12 @@ base::Result<Protections> UnpackWorker::Try(int folder) {
     });
 }
 
-base::Result<WorkerAnswer> ReadAnswer(int pipe, const WorkerRequest &request) {
-    const std::string bytes = base::ReadStart(pipe, kMostOfAnswer + 1);
-    if (bytes.empty()) {
+base::Result<WorkerAnswer> ReadAnswer(int socket, const WorkerRequest &request) {
+    base::Result<std::optional<Message>> message = ReceiveMessage(socket, kMostOfAnswer);
+    if (message && !*message) {
         return base::Fail("the process that unpacks has ended before it was done");
     }
-    std::optional<WorkerAnswer> answer = DecodeAnswer(bytes);
+    std::optional<WorkerAnswer> answer = message ? DecodeAnswer((*message)->bytes) : std::nullopt;
     const auto fits = [&](const Unpacked &unpacked) {
         return unpacked.bytes <= request.limits.maxBytes &&
                (request.component.empty() || unpacked.component == request.component);

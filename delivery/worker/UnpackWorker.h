@@ -1,10 +1,11 @@
 // The process that unpacks, as its user sees it: one that is started when it is needed, serves one package after the
 // other, and is ended with this object.
 //
-// An answer counts when the child process that unpacked has ended. What a package makes of that process reaches the
-// staging folder and no further (Confinement.h), and is over at once when it is stopped.
+// What a package makes of it reaches the staging folder and no further (Confinement.h), and is over at once when it is
+// stopped. A child of it that has failed, or has said what makes no sense, gets no other package.
 #pragma once
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <filesystem>
@@ -42,19 +43,29 @@ public:
     base::Result<Protections> Try(int folder);
 
 private:
-    base::ScopedDescriptor Ask(const WorkerRequest &request, int staging, int package);
+    // A child of the process, bound to one staging folder for good.
+    struct Child {
+        base::ScopedDescriptor socket;
+        dev_t device = 0;
+        ino_t folder = 0;
+        UnpackLimits limits = {};
+        bool Serves(const struct stat &wanted, const UnpackLimits &within) const;
+    };
+    // The child that has got the request. Without a package when that is -1.
+    Child Ask(const WorkerRequest &request, int staging, int package);
     void Start(); // these two: the lock is held
     void End();
     void Kill();
 
-    const base::ScopedDescriptor m_program;
+    base::ScopedDescriptor m_program;
     std::mutex m_lock;
     base::ScopedDescriptor m_control; // closed while no process runs
     pid_t m_process = 0;
+    Child m_idle; // has unpacked something whole, and may go on
 };
 
-// The whole of an answer, from the reading end of its pipe. Fails when the process ended without one, or when it is not
+// An answer that comes through the socket to a child. Fails when the process ended without one, or when it is not
 // one to `request`.
-base::Result<WorkerAnswer> ReadAnswer(int pipe, const WorkerRequest &request);
+base::Result<WorkerAnswer> ReadAnswer(int socket, const WorkerRequest &request);
 
 } // namespace delivery

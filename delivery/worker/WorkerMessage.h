@@ -1,9 +1,9 @@
 // What lumhost and the process that unpacks tell each other, as bytes: both are of one build and on one machine.
 //
-// A request goes over a SOCK_SEQPACKET socket with two or three descriptors beside it: the pipe for the answer (its
-// writing end), the staging folder, and the package. Without a package the process only protects itself. The answer is
-// everything that comes out of the pipe; the pipe ends when the process that wrote it has ended, so nothing changes in
-// the staging folder after that.
+// All of it goes over SOCK_SEQPACKET sockets. A request to the process has two or three descriptors beside it: a
+// socket, the staging folder, and a package. A child of the process answers through that socket, and takes further
+// requests there, for the same staging folder and within the same limits, each with a package beside it. Without a
+// first package it only protects itself. The socket ends when the child has ended.
 //
 // The readers take nothing on trust: an answer may come from a process that a package has taken over.
 #pragma once

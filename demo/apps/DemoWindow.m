@@ -3,7 +3,7 @@
 #include <limits.h>
 #include <unistd.h>
 
-#include "theme/UseTheme.h"
+#include "lum/platform/linux/windows/UseTheme.h"
 
 static const CGFloat kWidth = 520;
 static const CGFloat kHeight = 300;

@@ -12,6 +12,14 @@ namespace {
 
 constexpr std::chrono::seconds kPause(1);
 
+// Another start renews the link of a library while it looks at it, so that for a moment there is none.
+void WaitUntilThere(const std::filesystem::path &destination) {
+    constexpr int kTries = 50;
+    for (int i = 0; i < kTries && Identify(destination) == Identity(); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
 } // namespace
 
 InstallRecorder::InstallRecorder(const Folders &folders, InstalledSource source)
@@ -57,19 +65,33 @@ void InstallRecorder::Run() {
     }
 }
 
-void InstallRecorder::Record(const std::vector<InstalledComponent> &components) {
-    if (!Installed(m_folders).Record(components)) { // the notes stay, for a start that can write
+// The components are read while the record is locked: two starts that install the same one would otherwise record what
+// one of them saw while the other was replacing it.
+void InstallRecorder::Record(const Unpacked &unpacked) {
+    const auto recorded = Installed(m_folders).Change([&](std::vector<InstalledComponent> &components) {
+        for (const auto &[destination, files] : unpacked) {
+            WaitUntilThere(destination);
+            InstalledComponent looked = Installed::Take(destination, files);
+            looked.source = m_source;
+            std::erase_if(components, [&](const InstalledComponent &old) {
+                return old.folder == looked.folder && old.name == looked.name;
+            });
+            components.push_back(std::move(looked));
+        }
+        return true;
+    });
+    if (!recorded) { // the notes stay, for a start that can write
         return;
     }
-    for (const InstalledComponent &component : components) {
-        m_notes.Recorded(component.folder / component.name);
+    for (const auto &[destination, files] : unpacked) {
+        m_notes.Recorded(destination);
     }
 }
 
 // The start goes first: what it has installed is recorded when it pauses.
 void InstallRecorder::Work() {
     for (;;) {
-        std::map<std::filesystem::path, std::vector<delivery::UnpackedFile>> batch;
+        Unpacked batch;
         {
             std::unique_lock lock(m_lock);
             m_changed.wait(lock, [this] { return m_over || !m_waiting.empty(); });
@@ -84,12 +106,7 @@ void InstallRecorder::Work() {
             }
             m_waiting.clear();
         }
-        std::vector<InstalledComponent> looked;
-        for (const auto &[destination, files] : batch) {
-            looked.push_back(Installed::Take(destination, files));
-            looked.back().source = m_source;
-        }
-        Record(looked);
+        Record(batch);
     }
 }
 

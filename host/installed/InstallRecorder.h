@@ -35,16 +35,18 @@ public:
     void Add(std::filesystem::path destination);
 
 private:
+    using Unpacked = std::map<std::filesystem::path, std::vector<delivery::UnpackedFile>>;
+
     void Run();
     void Work();
-    void Record(const std::vector<InstalledComponent> &components);
+    void Record(const Unpacked &unpacked);
 
     const Folders m_folders;
     const InstalledSource m_source;
     InstallNotes m_notes;
     std::mutex m_lock;
     std::condition_variable m_changed;
-    std::map<std::filesystem::path, std::vector<delivery::UnpackedFile>> m_unpacked;
+    Unpacked m_unpacked;
     std::vector<std::filesystem::path> m_waiting;
     bool m_over = false;
     std::thread m_thread;

@@ -42,9 +42,9 @@ void MetadataFetcher::KeepTag(const std::string &name, const std::string &tag, s
 
 base::Result<std::string> MetadataFetcher::Fetch(const std::string &name, std::uint64_t maxLength,
                                                  std::string_view saved) {
-    const auto stopped = [this] { return m_stopped() || (m_end && std::chrono::steady_clock::now() >= *m_end); };
-    const delivery::TransferResult reply = m_transfers.Wait(
-        m_address + name, {.maxBytes = maxLength, .knownTag = KnownTag(name, saved), .retries = 1}, stopped);
+    const delivery::TransferResult reply =
+        m_transfers.Wait(m_address + name, {.maxBytes = maxLength, .knownTag = KnownTag(name, saved), .retries = 1},
+                         [this] { return m_stopped() || HasGivenUp(); });
     m_serverTime = reply.serverTime ? reply.serverTime : m_serverTime;
     if (reply.unchanged) {
         return std::string(saved);
@@ -56,7 +56,7 @@ base::Result<std::string> MetadataFetcher::Fetch(const std::string &name, std::u
         return Refuse(ReleaseFault::TooLong, name + " is longer than " + base::HumanBytes(maxLength));
     }
     if (!reply.ok) {
-        return Refuse(ReleaseFault::Unreachable, reply.error);
+        return Refuse(ReleaseFault::Unreachable, HasGivenUp() ? "the site does not answer in time" : reply.error);
     }
     base::Result<std::string> bytes = base::ReadWhole(reply.file, maxLength);
     std::error_code ignored;

@@ -23,9 +23,12 @@ public:
 
     base::Result<std::string> Fetch(const std::string &name, std::uint64_t maxLength, std::string_view saved) override;
 
-    // From then on everything is unreachable.
-    void GiveUpAt(std::chrono::steady_clock::time_point when) {
+    // From then on everything is unreachable; nothing: never.
+    void GiveUpAt(std::optional<std::chrono::steady_clock::time_point> when) {
         m_end = when;
+    }
+    bool HasGivenUp() const {
+        return m_end && std::chrono::steady_clock::now() >= *m_end;
     }
     void SetFolder(std::filesystem::path folder) {
         m_folder = std::move(folder);

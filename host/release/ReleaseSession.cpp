@@ -19,7 +19,7 @@ using namespace std::chrono_literals;
 using delivery::FaultOf;
 using delivery::ReleaseFault;
 
-constexpr auto kPatience = 10s; // for the network, when there is a saved release to go on with
+constexpr auto kPatience = 10s; // for the network, when there is a saved release to go on with, or perhaps none at all
 constexpr char kVisitPrefix[] = ".visit.";
 constexpr std::uint64_t kLargestInstructions = 16 << 20;
 constexpr Json::ArrayIndex kMostMirrors = 8;
@@ -107,12 +107,14 @@ base::Error ReleaseSession::Refusal(const base::Error &error) const {
 }
 
 base::Result<ReleaseSession::Settled> ReleaseSession::Settle() {
-    return m_pin ? Use({}) : Visit();
+    return m_pin ? Use() : Visit();
 }
 
 base::Result<ReleaseSession::Settled> ReleaseSession::Visit() {
     // A server may answer anything with a page of its own: only what is a root announces a release.
+    m_fetcher.GiveUpAt(std::chrono::steady_clock::now() + kPatience);
     const base::Result<std::string> root = m_fetcher.Fetch("root.json", delivery::ReleaseLimits().root, {});
+    m_fetcher.GiveUpAt({});
     if (!root || !delivery::TrustedRelease(m_now).StartFrom(*root)) {
         return Settled{};
     }
@@ -139,35 +141,42 @@ base::Result<ReleaseSession::Settled> ReleaseSession::Visit() {
     m_fetcher.SetFolder(m_pin->folder);
     m_client.emplace(m_pin->folder, m_fetcher);
     if (const base::Result<void> fresh = m_client->Recall(m_now); !fresh) { // pinned by another start meanwhile
-        return Use({});
+        return Use();
     }
     return Describe({m_place.site + " signs its releases. From now on nothing else is accepted from it; \"lumhost "
                                     "allowed\" shows the fingerprint of its root, to be compared with the operator's"});
 }
 
-base::Result<ReleaseSession::Settled> ReleaseSession::Use(std::vector<std::string> notices) {
+base::Result<ReleaseSession::Settled> ReleaseSession::Use() {
     m_client.emplace(m_pin->folder, m_fetcher);
-    const bool canDoWithout = m_client->Recall(m_now).has_value();
-    if (canDoWithout) {
+    std::error_code error;
+    if (fs::exists(m_pin->folder / "timestamp.json", error)) {
         m_fetcher.GiveUpAt(std::chrono::steady_clock::now() + kPatience);
     }
     const base::Result<void> fresh = m_client->Refresh(m_now);
     if (fresh) {
-        return Describe(std::move(notices));
+        return Describe({});
     }
-    if (FaultOf(fresh.error()) != ReleaseFault::Unreachable || m_stop) {
-        return base::Fail(Refusal(fresh.error()));
+    return FaultOf(fresh.error()) == ReleaseFault::Unreachable && !m_stop ? UseSaved(fresh.error())
+                                                                          : base::Fail(Refusal(fresh.error()));
+}
+
+base::Result<ReleaseSession::Settled> ReleaseSession::UseSaved(const base::Error &unreachable) {
+    const base::Result<void> saved = m_client->Recall(m_now);
+    if (saved) {
+        return Describe({"whether " + m_place.site + " has a newer release cannot be asked (" + unreachable.text +
+                         "); going on with the saved one, which is good until " +
+                         delivery::ShowTime(EarliestExpiry(*m_client->trusted()))});
     }
-    if (const base::Result<void> saved = m_client->Recall(m_now); !saved) {
-        const bool nothing = FaultOf(saved.error()) == ReleaseFault::Unreachable;
-        return base::Fail(
-            Refusal(nothing ? fresh.error()
-                            : base::Error{saved.error().text + " (" + fresh.error().text + ")", saved.error().code}));
+    if (m_fetcher.HasGivenUp()) { // too early, as it turns out
+        m_fetcher.GiveUpAt({});
+        const base::Result<void> fresh = m_client->Refresh(m_now);
+        return fresh ? base::Result<Settled>(Describe({})) : base::Fail(Refusal(fresh.error()));
     }
-    notices.push_back("whether " + m_place.site + " has a newer release cannot be asked (" + fresh.error().text +
-                      "); going on with the saved one, which is good until " +
-                      delivery::ShowTime(EarliestExpiry(*m_client->trusted())));
-    return Describe(std::move(notices));
+    if (FaultOf(saved.error()) == ReleaseFault::Unreachable) { // nothing is saved
+        return base::Fail(Refusal(unreachable));
+    }
+    return base::Fail(Refusal({saved.error().text + " (" + unreachable.text + ")", saved.error().code}));
 }
 
 ReleaseSession::Settled ReleaseSession::Describe(std::vector<std::string> notices) const {

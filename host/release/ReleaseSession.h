@@ -68,7 +68,8 @@ private:
     void Run();
     base::Result<Settled> Settle();
     base::Result<Settled> Visit();
-    base::Result<Settled> Use(std::vector<std::string> notices);
+    base::Result<Settled> Use();
+    base::Result<Settled> UseSaved(const base::Error &unreachable);
     Settled Describe(std::vector<std::string> notices) const;
     Found Look(const std::string &name);
     base::Error Refusal(const base::Error &error) const;

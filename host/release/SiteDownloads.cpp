@@ -5,6 +5,7 @@
 #include "base/Files.h"
 #include "base/Text.h"
 #include "delivery/release/ReleaseFault.h"
+#include "delivery/release/ReleaseLayout.h"
 
 namespace lumhost {
 
@@ -43,8 +44,8 @@ SiteDownloads::SiteDownloads(const delivery::Page &page, const Pins &pins, std::
         m_refusal = pin.error();
         return;
     }
-    const std::optional<base::Url> metadata = page.Resolve(m_root + "release/");
-    const std::optional<base::Url> targets = page.Resolve(m_root + "release/targets/");
+    const std::optional<base::Url> metadata = page.Resolve(m_root + delivery::kReleaseFolder);
+    const std::optional<base::Url> targets = page.Resolve(m_root + delivery::kReleaseTargetsFolder);
     if ((*pin || url->secure()) && metadata && targets) {
         m_state = State::Waiting;
         m_session = std::make_unique<ReleaseSession>(ReleaseSession::Place{m_site, metadata->text(), targets->text()},
@@ -66,9 +67,10 @@ std::string SiteDownloads::NameOf(const std::string &asked) const {
 }
 
 SiteDownloads::Id SiteDownloads::Get(const std::string &asked, const std::optional<base::Url> &address,
-                                     delivery::Transfers::Progress progress, delivery::Transfers::Done done) {
+                                     delivery::Transfers::Progress progress, delivery::Transfers::Done done,
+                                     delivery::KnownFile known) {
     const Id id = ++m_lastId;
-    m_jobs[id] = {NameOf(asked), address, std::move(progress), std::move(done), {}, nullptr};
+    m_jobs[id] = {NameOf(asked), address, std::move(progress), std::move(done), std::move(known), {}, nullptr};
     if (m_state != State::Waiting) {
         Begin(id);
     }
@@ -105,8 +107,9 @@ void SiteDownloads::Begin(Id id) {
 
 void SiteDownloads::Fetch(Id id) {
     Job &job = m_jobs.at(id);
-    job.transfer = m_transfers.Get(job.address ? job.address->text() : "", job.progress,
-                                   [this, id](const delivery::TransferResult &result) { End(id, result); });
+    job.transfer =
+        m_transfers.Get(job.address ? job.address->text() : "", job.progress,
+                        [this, id](const delivery::TransferResult &result) { End(id, result); }, {.known = job.known});
 }
 
 void SiteDownloads::End(Id id, const delivery::TransferResult &result) {

@@ -38,9 +38,10 @@ public:
     SiteDownloads &operator=(const SiteDownloads &) = delete;
 
     // `asked` is the address as the extension gave it, `address` the same made absolute; nothing when it may not be
-    // used, which fails. A result with a mismatch is a refusal: its error is a sentence of its own.
+    // used, which fails. A result with a mismatch is a refusal: its error is a sentence of its own. `known`: what the
+    // instruction file says about the file; a release says it itself.
     Id Get(const std::string &asked, const std::optional<base::Url> &address, delivery::Transfers::Progress progress,
-           delivery::Transfers::Done done);
+           delivery::Transfers::Done done, delivery::KnownFile known = {});
     // No callback of it after this has returned.
     void Cancel(Id id);
     // Runs the callbacks that are due, those of `transfers` included.
@@ -54,6 +55,7 @@ private:
         std::optional<base::Url> address;
         delivery::Transfers::Progress progress;
         delivery::Transfers::Done done;
+        delivery::KnownFile known;
         std::optional<Id> transfer; // of an unsigned one
         std::unique_ptr<TargetDownload> target;
     };

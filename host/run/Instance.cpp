@@ -1,7 +1,9 @@
 #include "host/run/Instance.h"
 
 #include <algorithm>
+#include <limits>
 #include <map>
+#include <thread>
 
 #include "delivery/instructions/InstructionFile.h"
 #include "host/run/EndReason.h"
@@ -144,11 +146,11 @@ Instance *Instance::Find(void *cookie) {
 
 Instance::Instance(const Extension &extension, delivery::Page page, std::vector<std::string> sites,
                    SiteDownloads &downloads, delivery::Transfers &transfers, const std::filesystem::path &unpack,
-                   InstanceOwner &owner)
+                   std::filesystem::path installLock, InstanceOwner &owner)
     : m_extension(extension), m_page(std::move(page)), m_sites(std::move(sites)), m_site(downloads),
       m_transfers(transfers), m_worker(unpack),
-      m_unpacker([this](const auto &order, const auto &stop) { return m_worker.Unpack(order, stop); }), m_owner(owner) {
-}
+      m_unpacker([this](const auto &order, const auto &stop) { return m_worker.Unpack(order, stop); }), m_owner(owner),
+      m_installLock(std::move(installLock)) {}
 
 Instance::~Instance() {
     End();
@@ -170,10 +172,20 @@ base::Result<void> Instance::Start() {
 }
 
 void Instance::Beat() {
-    if (m_component && m_depth == 0) {
+    if (!m_component || m_depth > 0) {
+        return;
+    }
+    // When everything is installed, the next heartbeat launches the application.
+    const bool mayLaunch = !m_packages.empty() && m_downloads.empty() && !m_launched && !m_stopped;
+    m_waits = mayLaunch && !m_installLock.Take();
+    if (m_waits) {
+        return;
+    }
+    {
         const Call call(*this);
         m_extension.heartbeat(m_cookie, m_component);
     }
+    m_installLock.Release();
 }
 
 void Instance::Deliver() {
@@ -198,6 +210,9 @@ void Instance::End() {
 
 void Instance::WindowsLive() {
     if (m_depth > 0) {
+        if (m_looks) { // the user is asked about a certificate, perhaps for long
+            m_installLock.Release();
+        }
         m_pauses.Back();
         m_pauses.Away();
     }
@@ -262,14 +277,53 @@ void Instance::GetFile(LUMGetFileCallback callback, void *context, const char *u
                      reinterpret_cast<void *>(std::uintptr_t{bytes})); // NOLINT(performance-no-int-to-ptr)
         },
         [this, id, instructions, callback, context](const delivery::TransferResult &result) {
-            Finished(*id, instructions, result, callback, context);
-        });
+            m_downloads.erase(*id);
+            FinishUnderLock(instructions, result, callback, context);
+        },
+        allowed && !instructions ? Known(asked, *address) : delivery::KnownFile{});
     m_downloads.insert(*id);
 }
 
-void Instance::Finished(SiteDownloads::Id id, bool instructions, const delivery::TransferResult &result,
-                        LUMGetFileCallback callback, void *context) {
-    m_downloads.erase(id);
+delivery::KnownFile Instance::Known(const std::string &asked, const base::Url &address) const {
+    // The extension adds a number to every address, so that no cache answers.
+    constexpr std::string_view kNumber = "?random=";
+    const std::string *const root = m_page.Find("LumUrlRoot");
+    const std::string file = asked.substr(0, asked.rfind(kNumber));
+    for (const InstructionReview::Package &package : m_packages) {
+        if (root && file == *root + (root->ends_with('/') ? "" : "/") + package.url) {
+            const std::string whole = address.text();
+            return {whole.substr(0, whole.rfind(kNumber)), package.hashMethod, package.hashValue};
+        }
+    }
+    return {};
+}
+
+void Instance::FinishUnderLock(bool instructions, const delivery::TransferResult &result, LUMGetFileCallback callback,
+                               void *context) {
+    if (!result.ok || WaitForLock()) {
+        m_looks = instructions;
+        Finished(instructions, result, callback, context);
+        m_looks = false;
+    }
+    m_installLock.Release();
+}
+
+bool Instance::WaitForLock() {
+    constexpr std::chrono::milliseconds kPause(30);
+    if (!m_installLock.Take()) {
+        m_owner.KeepWindowsAlive([&](std::chrono::milliseconds) {
+            if (m_stopped || m_installLock.Take()) {
+                return true;
+            }
+            std::this_thread::sleep_for(kPause);
+            return false;
+        });
+    }
+    return !m_stopped;
+}
+
+void Instance::Finished(bool instructions, const delivery::TransferResult &result, LUMGetFileCallback callback,
+                        void *context) {
     base::Result<std::string> good =
         result.ok ? base::Result<std::string>("")
                   : base::Fail(result.mismatch ? result.error : "a download failed: " + result.error);

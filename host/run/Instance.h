@@ -22,6 +22,8 @@
 
 #include "base/Result.h"
 #include "host/run/Extension.h"
+#include "host/run/InstallLock.h"
+#include "host/run/InstructionReview.h"
 #include "delivery/page/Page.h"
 #include "host/release/SiteDownloads.h"
 #include "host/run/PauseMeter.h"
@@ -71,10 +73,11 @@ public:
 
 class Instance {
 public:
-    // Downloads are made from `sites` (origins) only; packages are unpacked by the program `unpack`. All but the page's
-    // copy must outlive this.
+    // Downloads are made from `sites` (origins) only; packages are unpacked by the program `unpack`. Nothing is
+    // installed or launched while another process holds `installLock` (a file). All but the copies must outlive this.
     Instance(const Extension &extension, delivery::Page page, std::vector<std::string> sites, SiteDownloads &downloads,
-             delivery::Transfers &transfers, const std::filesystem::path &unpack, InstanceOwner &owner);
+             delivery::Transfers &transfers, const std::filesystem::path &unpack, std::filesystem::path installLock,
+             InstanceOwner &owner);
     ~Instance(); // ends it
     Instance(const Instance &) = delete;
     Instance &operator=(const Instance &) = delete;
@@ -95,8 +98,20 @@ public:
     bool InCall() const {
         return m_depth > 0;
     }
+    // What the instruction file lists; from within InstructionsCame.
+    void SetPackages(std::vector<InstructionReview::Package> packages) {
+        m_packages = std::move(packages);
+    }
+    // The application was launched: heartbeats need no lock any more.
+    void Launched() {
+        m_launched = true;
+    }
     bool downloading() const {
         return !m_downloads.empty();
+    }
+    // Another process installs, and this one has to wait before it launches anything.
+    bool waiting() const {
+        return m_waits;
     }
 
 private:
@@ -112,8 +127,14 @@ private:
     int InstallFile(const char *file, const char *destination);
     void AskStop();
 
-    void Finished(SiteDownloads::Id id, bool instructions, const delivery::TransferResult &result,
-                  LUMGetFileCallback callback, void *context);
+    void Finished(bool instructions, const delivery::TransferResult &result, LUMGetFileCallback callback,
+                  void *context);
+    // What the instruction file says about the file at this address.
+    delivery::KnownFile Known(const std::string &asked, const base::Url &address) const;
+    void FinishUnderLock(bool instructions, const delivery::TransferResult &result, LUMGetFileCallback callback,
+                         void *context);
+    // Waits until no other process stands in the way; false when this one was stopped before.
+    bool WaitForLock();
     void CallBack(LUMGetFileCallback callback, void *context, LUMGetFileNotifyMessageType type, void *data);
 
     const Extension &m_extension;
@@ -125,14 +146,19 @@ private:
     delivery::Unpacker m_unpacker;
     InstanceOwner &m_owner;
 
+    InstallLock m_installLock;
+    bool m_looks = false; // holds the lock only to see what is installed
+    bool m_launched = false;
+    bool m_waits = false;
     void *m_cookie = nullptr; // null before Start and after End
     void *m_component = nullptr;
     int m_depth = 0;
     PauseMeter m_pauses;
     bool m_stopped = false;
     std::set<SiteDownloads::Id> m_downloads;
-    std::vector<std::filesystem::path> m_installed; // in the running call
-    delivery::UnpackJob *m_job = nullptr;           // the one that is waited for
+    std::vector<InstructionReview::Package> m_packages; // of the instruction file
+    std::vector<std::filesystem::path> m_installed;     // in the running call
+    delivery::UnpackJob *m_job = nullptr;               // the one that is waited for
 };
 
 } // namespace lumhost

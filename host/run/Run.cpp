@@ -51,7 +51,8 @@ Run::Run(Settings settings, const Folders &folders, TraceFile &log, EventSink &s
                   {[&sink](const std::string &text) { sink.OnNotice(text); },
                    [this](const std::string &release) { m_lastStart.Note("release", release); }}),
       m_instance(std::make_unique<Instance>(m_settings.extension, m_settings.page, m_settings.sites, m_downloads,
-                                            *m_transfers, OwnPart(delivery::kUnpackProgram), *this)) {
+                                            *m_transfers, OwnPart(delivery::kUnpackProgram),
+                                            folders.installed / kInstallLock, *this)) {
     m_collector.HideFromSite([redactor = Redactor(folders.home, UserName(), {})](std::string_view text) {
         return redactor.HidePerson(text);
     });
@@ -101,9 +102,9 @@ void Run::Control() {
     m_lastStart.Flush();
     m_instance->WindowsLive();
     if (const int signal = PendingSignal()) {
-        AskToEnd({static_cast<int>(Ending::Signal) + signal, ReasonOfSignal(signal, Downloads()), 0});
+        AskToEnd({static_cast<int>(Ending::Signal) + signal, ReasonOfSignal(signal, m_transfers->KeepsParts()), 0});
     } else if (m_settings.timeout && Clock::now() - m_began >= *m_settings.timeout) {
-        AskToEnd({static_cast<int>(Ending::OutOfTime), ReasonOfTimeout(m_state, Downloads()), 0});
+        AskToEnd({static_cast<int>(Ending::OutOfTime), ReasonOfTimeout(m_state, m_transfers->KeepsParts()), 0});
     } else if (const auto end = m_settings.outside && !m_asked ? m_settings.outside() : std::nullopt) {
         AskToEnd(*end);
     }
@@ -166,7 +167,7 @@ void Run::AfterCall() {
         return;
     }
     TellLaunch();
-    if (const auto verdict = m_watch.Judge(m_instance->downloading(), Clock::now())) {
+    if (const auto verdict = m_watch.Judge(m_instance->downloading() || m_instance->waiting(), Clock::now())) {
         Settle(*verdict);
     }
 }
@@ -246,10 +247,6 @@ std::string Run::WhyNothing() const {
     return "nothing is left to do, and nothing was started; \"lumhost --report FILE\" packs what support needs to know";
 }
 
-bool Run::Downloads() const {
-    return (m_state == State::Downloading || m_state == State::Installing) && m_instance->downloading();
-}
-
 void Run::Trace(const TraceLine &line) {
     m_log.Add(line);
     m_lastStart.Add(line);
@@ -276,6 +273,7 @@ void Run::Heard(const TraceNews &news) {
         break;
     case TraceNews::Kind::Starts:
         m_tried = true;
+        m_instance->Launched();
         TellProgress(true);
         SetState(State::Launching);
         break;
@@ -420,13 +418,14 @@ base::Result<std::string> Run::InstructionsCame(const delivery::TransferResult &
         return base::Fail("the instruction file cannot be read: " + text.error().text);
     }
     const std::optional<base::Url> address = base::Url::Parse(result.address);
-    const InstructionReview review = ReviewInstructions(*text, m_settings.page, address ? address->host() : "");
+    InstructionReview review = ReviewInstructions(*text, m_settings.page, address ? address->host() : "");
     if (review.isForeign) {
         return base::Fail("a download failed: " + review.fault);
     }
     if (const base::Result<void> admitted = m_gate.Admit(result.file); !admitted) {
         return base::Fail(admitted.error());
     }
+    m_instance->SetPackages(std::move(review.packages));
     return review.fault;
 }
 

@@ -104,7 +104,6 @@ private:
     RunEnd EndOf(const RunWatch::Verdict &verdict) const;
     std::string WhyNothing() const;
     std::string WhyMessage(int number) const;
-    bool Downloads() const; // a package is on its way
 
     const Settings m_settings;
     const Folders m_folders;

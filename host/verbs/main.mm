@@ -21,7 +21,7 @@
 #include "host/verbs/NativeVerb.h"
 #include "host/verbs/ReleaseVerb.h"
 #include "host/verbs/StartVerb.h"
-#include "theme/UseTheme.h"
+#include "lum/platform/linux/windows/UseTheme.h"
 
 namespace lumhost {
 

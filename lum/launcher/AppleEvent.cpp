@@ -22,6 +22,7 @@ void Send(const ProcessSerialNumber &psn, AppleEventKind kind, DescType type, co
     ScopedDescriptor target;
     ScopedDescriptor list;
     ScopedDescriptor event;
+    ScopedDescriptor reply; // stays empty
     OSErr error = AECreateDesc(typeProcessSerialNumber, &psn, sizeof psn, target.get());
     if (error == noErr) {
         error = AECreateList(nullptr, 0, false, list.get());
@@ -37,7 +38,7 @@ void Send(const ProcessSerialNumber &psn, AppleEventKind kind, DescType type, co
         error = AEPutParamDesc(event.get(), keyDirectObject, list.get());
     }
     if (error == noErr) {
-        AESend(event.get(), nullptr, kAENoReply, kAENormalPriority, kAEDefaultTimeout, nullptr, nullptr);
+        AESend(event.get(), reply.get(), kAENoReply, kAENormalPriority, kAEDefaultTimeout, nullptr, nullptr);
     }
 }
 

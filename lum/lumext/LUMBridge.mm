@@ -15,10 +15,7 @@
     if (self) {
         myReceiver = receiver;
         const bool observes = base::WithSessionNotifications([self](NSDistributedNotificationCenter *session) {
-            [session addObserver:self
-                        selector:@selector(meetingLaunced:)
-                            name:@"KLVMeetingLaunchedNotification"
-                          object:nil];
+            base::HearAtOnce(session, self, @selector(meetingLaunced:), @"KLVMeetingLaunchedNotification");
         });
         if (!observes) { // a meeting can start without it
             MacErrorTrace("LUMBridge initWithReceiver, the session's notifications cannot be reached");

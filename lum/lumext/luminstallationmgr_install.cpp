@@ -99,12 +99,20 @@ void PrepareLocation(const std::string &path, const std::string &dir, const std:
     }
 }
 
+bool IsLink(const std::string &path) {
+    std::error_code error;
+    return std::filesystem::is_symlink(std::filesystem::symlink_status(path, error));
+}
+
 // libfoo.dylib of version 2,1,3,0 becomes libfoo-2.1.3.0.dylib, with a link under the plain name. If one of the two
 // calls fails, the next start finds the file missing and fetches it again.
 void GiveVersionedName(const std::string &folder, const CItem &item) {
     const LibraryNames names = NamesOfInstalledLibrary(item.m_strName, item.m_strVersion);
     const std::string link = folder + names.link;
     const std::string real = folder + names.real;
+    if (IsLink(link)) {
+        return; // of another start, which has installed the same library in between: renamed, it would name itself
+    }
     if (std::rename(link.c_str(), real.c_str()) != 0) {
         MacInfoTrace("LumInstallationMgr::DoItemInstallation,cannot rename %s to %s", link.c_str(), real.c_str());
     }

@@ -1,5 +1,5 @@
 // What the extension needs of the user's session and has no common name on its systems.
-// One header; the build file chooses the source (session_linux.mm, session_mac.mm).
+// One header; the build file chooses the sources: in linux/ or in mac/.
 //
 // Objects are returned autoreleased. Every function may be called without an autorelease pool of the caller's own
 // where it returns no object. Main thread only, unless a function says otherwise.
@@ -31,25 +31,24 @@ void PreferFontsForLocalization(const char *localization);
 // necessarily existing. Follows HOME when that is set.
 NSArray *UserApplicationSupportDirectories();
 
-// The home folder of the session: HOME when it is set and not empty, otherwise that of the password database.
-NSString *SessionHomeDirectory();
-
 // What `[task environment]` answers for a new task on the target system: the variables that the task has been given,
 // which is nil (none) on the target, and on Linux those by which a program reaches the user's session.
 NSDictionary *EnvironmentOfNewTask(NSTask *task);
 
-// Launches the task: its launch path, arguments and environment; in a session of its own, with none of this process's
-// files, and with nothing at the standard streams. Stands for -[NSTask launch], which is not safe everywhere: GNUstep's
-// child shares this process's memory until it runs the executable, and when that cannot be run, it ends this process's
-// objects in passing. The task itself does not count as launched on Linux.
+// Launches the task: its launch path, arguments and environment, with nothing at the standard streams. On macOS this is
+// -[NSTask launch]. GNUstep's is not safe: its child shares this process's memory until it runs the executable, and
+// when that cannot be run, it ends this process's objects in passing. So on Linux the process is started in another
+// way, in a session of its own and with none of this process's files, and the task itself does not count as launched.
 //
-// Returns the process id, or -1 with errno when the executable is missing or cannot be run; nothing is thrown. An id
-// does not say that the executable was any good: the process may have ended already. The process outlives this one;
-// when it ends before, it is collected at the next walk through the running applications.
+// Returns the process id, or -1 with errno when the executable is missing or cannot be run (on macOS always ENOENT);
+// nothing is thrown. An id does not say that the executable was any good: the process may have ended already. The
+// process outlives this one; when it ends before, it is collected: by the task on macOS, on Linux at the next walk
+// through the running applications.
 int LaunchTask(NSTask *task);
 
 // Bundles with a Contents folder (X.app/Contents/Info.plist, Contents/Resources, *.lproj). A path that is not a bundle
-// gives nil (no dictionary), nil (no path), or an empty array (no localizations).
+// gives nil (no dictionary), nil (no path), or an empty array (no localizations). The localized dictionary is the
+// system's own on the target; on Linux it is the property list with the values of the localization in their place.
 NSDictionary *LocalizedInfoDictionaryOfBundle(NSString *bundlePath);
 NSString *ResourcePathOfBundle(NSString *bundlePath);
 NSArray *LocalizationsOfBundle(NSString *bundlePath);

@@ -5,12 +5,14 @@
 #import "base/objc/ScopedPool.h"
 #include "lum/common/FormatCheck.h"
 #include "lum/common/lumutil.h"
+#include "lum/platform/InterfaceFile.h"
 #include "lum/platform/Session.h"
 
 namespace {
 
 NSString *const kInterfaceFile = @"progressWindow";
-constexpr double kWholeBar = 100.0;
+constexpr unsigned int kWholeBar = 100;
+constexpr NSInteger kPercentTag = 1; // of the interface file
 
 NSString *Localized(NSString *languageID, NSString *english) {
     return LocalizedText(ExtensionBundle(), [languageID UTF8String], english);
@@ -67,6 +69,12 @@ NSString *MinutesFormat(NSString *languageID) {
     return path ? path : [super windowNibPath];
 }
 
+- (void)loadWindow {
+    if (!MakeDescribedInterface(ExtensionBundle(), kInterfaceFile, self)) {
+        [super loadWindow];
+    }
+}
+
 - (void)windowDidLoad {
     [super windowDidLoad];
     PreferFontsForLocalization(localizedExtNameFromLanguageID([myLanguageID UTF8String]).c_str());
@@ -79,6 +87,9 @@ NSString *MinutesFormat(NSString *languageID) {
     [[[self window] contentView] addSubview:rest];
     [rest setNextKeyView:myStopButton];
     [[self window] setInitialFirstResponder:rest];
+    const NSSize size = [[self window] frame].size; // one size only, so that nothing offers to zoom
+    [[self window] setMinSize:size];
+    [[self window] setMaxSize:size];
 }
 
 - (void)setLanguageID:(const char *)languageID {
@@ -109,7 +120,11 @@ NSString *MinutesFormat(NSString *languageID) {
 
 - (void)setProgressValue:(unsigned int)percent {
     const base::ScopedPool pool;
-    [myProgressBar setDoubleValue:std::min<double>(percent, kWholeBar)];
+    const unsigned int shown = std::min(percent, kWholeBar);
+    [myProgressBar setDoubleValue:shown];
+    // With a narrow space, which most languages want and no other misses.
+    NSString *text = [NSString stringWithFormat:@"%u\u202F%%", shown];
+    [[[[self window] contentView] viewWithTag:kPercentTag] setStringValue:text];
 }
 
 - (IBAction)onStop:(id)sender {

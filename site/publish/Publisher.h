@@ -9,7 +9,8 @@
 //   5. With pruning, packages that no instruction file has named for some time are removed. The time matters: a
 //      visitor's extension may use a saved instruction file for a day.
 //
-// The same manifest and components give the same bytes. A file whose content would not change is left alone.
+// The same manifest and components give the same bytes, but for the signatures and dates of a release. A file whose
+// content would not change is left alone.
 #pragma once
 
 #include <filesystem>

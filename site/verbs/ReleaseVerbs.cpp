@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "site/FindingText.h"
+#include "site/publish/Manifest.h"
 #include "site/release/ReleaseKeys.h"
 #include "site/release/Renewal.h"
 #include "site/release/RootCeremony.h"
@@ -29,13 +30,16 @@ std::optional<std::size_t> NumberOf(const base::CommandLine &line, const char *o
     return line.Has(option) ? std::optional(static_cast<std::size_t>(line.Number(option, 0))) : std::nullopt;
 }
 
+auto Misuse(const char *verb, const std::string &what) {
+    return Fail(base::WrongUse(Commands(), verb, what).text, kManifestFault);
+}
+
 Result<Rotation> ReadRotation(const base::CommandLine &line) {
     Rotation rotation;
     for (std::size_t i = 1; i < line.operands().size(); ++i) {
         const auto role = RoleNamed(line.operands()[i]);
         if (!role) {
-            return Fail(base::WrongUse(Commands(), "rotate",
-                                       "\"" + line.operands()[i] + "\" is not root, targets, snapshot or timestamp"));
+            return Misuse("rotate", "\"" + line.operands()[i] + "\" is not root, targets, snapshot or timestamp");
         }
         rotation.roles.insert(*role);
     }
@@ -46,7 +50,7 @@ Result<Rotation> ReadRotation(const base::CommandLine &line) {
     rotation.type = TypeOf(line);
     rotation.publicKey = line.Value("--public").value_or("");
     if (line.Has("--public") != line.Has("--command")) {
-        return Fail(base::WrongUse(Commands(), "rotate", "--public and --command need each other"));
+        return Misuse("rotate", "--public and --command need each other");
     }
     if (line.Has("--command")) {
         rotation.command = {"/bin/sh", "-c", *line.Value("--command")};
@@ -83,6 +87,11 @@ void Print(const CeremonyResult &result, const std::string &folder) {
 
 Result<int> RunInitRelease(const base::CommandLine &line) {
     const std::string &folder = line.operands()[0];
+    for (const char *option : {"--name", "--days", "--ca-days", "--bits", "--chain", "--ca", "--renew"}) {
+        if (line.Has(option)) {
+            return Misuse("init", std::string(option) + " does not go with --release");
+        }
+    }
     NewReleaseOptions options;
     options.rootKeys = NumberOf(line, "--root-keys").value_or(options.rootKeys);
     options.rootThreshold = NumberOf(line, "--threshold").value_or(options.rootThreshold);

@@ -1,5 +1,5 @@
-// The verbs of lumsite. Each returns the exit status, or why it failed: status 2 for a manifest that cannot be
-// understood (kManifestFault), otherwise 1.
+// The verbs of lumsite. Each returns the exit status, or why it failed: status 2 for a manifest or a use that
+// cannot be understood (kManifestFault), otherwise 1.
 #pragma once
 
 #include <string>

@@ -174,12 +174,15 @@ test("a page is sent on, also from within a frame of its own site", async () => 
   }
 });
 
-test("a message reaches the page with its number", async () => {
-  writePage("message.html", { LumComponentName: null });
+test("a message reaches the page with its number, and the page shows why", async () => {
+  writePage("message.html", { LumUrlRoot: `${url}/nowhere` });
   const page = await open(`${url}/message.html`);
   await page.waitForFunction(() => globalThis.heard.some(([name]) => name === "message"));
   const [, message] = (await heard(page)).find(([name]) => name === "message");
   assert.ok(message.number > 0 && message.text.length > 10, JSON.stringify(message));
+  await page.waitForFunction((text) => document.querySelector("[data-lum-progress]").textContent.startsWith(text), message.text);
+  await page.waitForFunction(() => document.querySelector("[data-lum-progress]").textContent.includes("status 404"));
+  await shot(page, "message");
   await page.close(); // which ends the alert that is open
 });
 
@@ -220,8 +223,10 @@ test("what lumhost forbids is asked about again, also when the browser remembers
 
 test("without the native part the page says what to type", async () => {
   lumhost("browser", "uninstall");
-  const page = await open(`${url}/meeting.html`);
+  writePage("missing.html", {}, "", objectWith({}).replace("<object", '<object data-lum-install="install.html"'));
+  const page = await open(`${url}/missing.html`);
   await told(page, "missing");
+  assert.equal(await page.getAttribute("[data-lum-progress] a", "href"), "install.html");
   assert.equal((await heard(page)).find(([, { state }]) => state === "missing")[1].command, "lumhost browser install");
   await page.waitForSelector("object + div");
   await shot(page, "missing");

@@ -136,6 +136,7 @@ document.addEventListener("lumblocked", () => fetch("${V}/blocked", { mode: "no-
       assert.equal(arrived()[0].cookie, "lax=1");
     }
     await Promise.all(context.pages().slice(1).map((other) => other.close()));
+    await allHostsEnded();
     await endMeetings();
   }
 });

@@ -4,12 +4,15 @@
 
 #include <filesystem>
 
+#import "base/objc/ScopedPool.h"
 #include "lum/common/lumutil.h"
+#include "lum/platform/ObjcEach.h"
 #include "tests/support/LumFixture.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/Desktop.h"
 #include "tests/support/TraceRecorder.h"
 
-#import <Foundation/Foundation.h>
+#import <AppKit/AppKit.h>
 
 namespace {
 
@@ -311,4 +314,42 @@ TEST(FuzzyWrapper, ASavedFileSparesTheDownloadWhileTheApplicationIsCurrent) {
     EXPECT_FALSE(wrapper.isNeedUpdateLumIni());
     install("31.4.9");
     EXPECT_TRUE(wrapper.isNeedUpdateLumIni());
+}
+
+// A container that ends the instance as soon as it is told to stop: the framework is on the stack then, with the
+// extension's own call of it below or without.
+TEST(FuzzyDelegate, TheInstanceMayEndWhileTheFrameworkStopsIt) {
+    struct EndingHost : FakeHost {
+        void *component = nullptr;
+    };
+    const Desktop &desktop = Desktop::Get();
+    for (const bool withinACall : {true, false}) {
+        EndingHost host;
+        host.parameters = {{"lumloadingmeetingfastflag", "1"},
+                           {"LumComponentName", "klvmgrch.bundle"},
+                           {"LumUrlRoot", "http://site.example"},
+                           {"LumWindowTitle", "S2VsdmU="}};
+        host.table.pfnStop = [](void *cookie) {
+            LumExitInstance(cookie, std::exchange(static_cast<EndingHost *>(cookie)->component, nullptr));
+        };
+        TraceRecorder traces;
+        ASSERT_EQ(LumInitInstance(&host, &host.table, &host.component), 0U);
+        ASSERT_TRUE(desktop.WaitForWindow("Kelve"));
+        auto &extension = *static_cast<CLumExtension *>(host.component);
+        if (withinACall) {
+            EXPECT_TRUE(WaitUntil([&] {
+                desktop.Press("Escape"); // again, if the window had no keyboard yet
+                extension.m_fuzzyWindowMgr.updateDownloadedSize(1);
+                return host.component == nullptr;
+            }));
+        } else {
+            const base::ScopedPool pool;
+            for (NSWindow *window : Each<NSWindow *>([NSApp windows])) {
+                if ([window isVisible]) {
+                    [window performClose:nil];
+                }
+            }
+        }
+        EXPECT_TRUE(traces.HasPart("CLumExtension::~CLumExtension()"));
+    }
 }

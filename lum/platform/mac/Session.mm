@@ -4,16 +4,6 @@
 
 #include <dlfcn.h>
 #include <errno.h>
-#include <stdlib.h>
-
-NSString *SessionHomeDirectory() {
-    const char *home = getenv("HOME");
-    return home && *home ? [NSString stringWithUTF8String:home] : NSHomeDirectory();
-}
-
-NSArray *UserApplicationSupportDirectories() {
-    return NSSearchPathForDirectoriesInDomains(NSApplicationSupportDirectory, NSUserDomainMask, YES);
-}
 
 NSDictionary *EnvironmentOfNewTask(NSTask *task) {
     return [task environment];
@@ -59,6 +49,10 @@ NSBundle *BundleWithIdentifierOrCode(NSString *identifier, const void *code) {
 }
 
 const char *const *CryptoLibraryPaths() {
-    static constexpr const char *paths[] = {"/usr/lib/libcrypto.dylib", nullptr};
-    return paths;
+    static constexpr const char *unversioned[] = {"/usr/lib/libcrypto.dylib", nullptr};
+    static constexpr const char *versioned[] = {"/usr/lib/libcrypto.46.dylib", "/usr/lib/libcrypto.44.dylib",
+                                                "/usr/lib/libcrypto.42.dylib", "/usr/lib/libcrypto.35.dylib", nullptr};
+    // From then on, opening the one without a version ends the process on purpose.
+    const NSOperatingSystemVersion fatal = {10, 15, 0};
+    return [[NSProcessInfo processInfo] isOperatingSystemAtLeastVersion:fatal] ? versioned : unversioned;
 }

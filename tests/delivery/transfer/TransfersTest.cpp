@@ -8,13 +8,12 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <condition_variable>
-#include <mutex>
 #include <set>
 #include <thread>
 
 #include "delivery/transfer/Download.h"
 #include "delivery/transfer/Fetcher.h"
+#include "tests/delivery/transfer/TransferClient.h"
 #include "tests/support/FaultServer.h"
 #include "tests/support/TempDir.h"
 
@@ -40,86 +39,6 @@ const bool kNoProxies = [] {
     }
     return true;
 }();
-
-struct Outcome {
-    delivery::TransferResult result;
-    std::string content;
-    std::uint64_t progress = 0;
-    int done = 0;
-};
-
-// The main thread's part: waits to be woken, and delivers.
-class Client {
-public:
-    explicit Client(const delivery::TransferSettings &changes = Quick())
-        : m_transfers(In(m_dir.path(), changes), [this] { Wake(); }) {}
-
-    static delivery::TransferSettings Quick() {
-        delivery::TransferSettings settings;
-        settings.firstPause = milliseconds(4);
-        settings.longestPause = milliseconds(16);
-        settings.longestRetryAfter = milliseconds(20);
-        return settings;
-    }
-
-    delivery::Transfers &transfers() {
-        return m_transfers;
-    }
-    const fs::path &folder() const {
-        return m_dir.path();
-    }
-
-    delivery::Transfers::Id Start(const std::string &url, Outcome &outcome) {
-        return m_transfers.Get(
-            url, [&](std::uint32_t bytes) { outcome.progress += bytes; },
-            [&](const delivery::TransferResult &result) {
-                outcome.result = result;
-                outcome.content = result.ok ? ReadFile(result.file) : "";
-                ++outcome.done;
-            });
-    }
-
-    Outcome Fetch(const std::string &url) {
-        Outcome outcome;
-        Start(url, outcome);
-        RunUntil([&] { return outcome.done > 0; });
-        return outcome;
-    }
-
-    template <typename Condition> void RunUntil(Condition condition) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-        while (!condition()) {
-            std::unique_lock guard(m_lock);
-            ASSERT_TRUE(m_changed.wait_until(guard, end, [this] { return m_woken > m_delivered; })) << "it hangs";
-            m_delivered = m_woken;
-            guard.unlock();
-            m_transfers.Deliver();
-        }
-    }
-
-    int woken() {
-        const std::lock_guard guard(m_lock);
-        return m_woken;
-    }
-
-private:
-    static delivery::TransferSettings In(const fs::path &folder, delivery::TransferSettings settings) {
-        settings.folder = folder;
-        return settings;
-    }
-    void Wake() {
-        const std::lock_guard guard(m_lock);
-        ++m_woken;
-        m_changed.notify_all();
-    }
-
-    TempDir m_dir;
-    std::mutex m_lock;
-    std::condition_variable m_changed;
-    int m_woken = 0;
-    int m_delivered = 0;
-    delivery::Transfers m_transfers;
-};
 
 std::vector<std::string> Repeated(const std::string &request, std::size_t count) {
     return std::vector<std::string>(count, request);

@@ -19,6 +19,7 @@
 
 #include "base/Files.h"
 #include "base/Text.h"
+#include "delivery/worker/Channel.h"
 #include "delivery/worker/Confinement.h"
 #include "delivery/worker/UnpackWorker.h"
 #include "tests/delivery/package/PackageFixture.h"
@@ -114,7 +115,7 @@ TEST_F(WorkerTest, MayMakeFilesInItsFolderAndNothingElse) {
     signal(SIGXFSZ, SIG_IGN);
     const SystemCallFilter filter;
     const std::string wrong = InChild([&] {
-        const Protections has = Confine(staging.get(), {.maxBytes = 1 << 20}, filter);
+        const Protections has = Confine(staging.get(), {.maxBytes = 1 << 20}, AddressSpace(), filter);
         std::string text;
         for (const auto &[what, attempt, error, holder] : cases) {
             const bool held = (holder != Landlock || kernelHasLandlock) && (holder != Memory || has.memory);
@@ -201,9 +202,12 @@ TEST_F(WorkerTest, TakesNoAnswerOnTrust) {
                  {answer(base::Fail("", kUnpackDamaged)), "no sense"},
                  {answer(base::Fail("x", 7)), "no sense"}};
     for (const auto &[bytes, error] : cases) {
-        m_dir.Write("answer", bytes);
-        const base::ScopedDescriptor file(open((m_dir / "answer").c_str(), O_RDONLY));
-        const base::Result<WorkerAnswer> read = ReadAnswer(file.get(), request);
+        Channel channel = MakeChannel().value();
+        if (!bytes.empty()) {
+            EXPECT_TRUE(SendMessage(channel.theirs.get(), bytes, {}));
+        }
+        channel.theirs.Close();
+        const base::Result<WorkerAnswer> read = ReadAnswer(channel.ours.get(), request);
         EXPECT_EQ(read.has_value(), !error) << base::OneLine(bytes);
         EXPECT_THAT(read ? "" : read.error().text, HasSubstr(error ? error : ""));
         if (read && !read->unpacked) {

@@ -116,7 +116,12 @@ TEST(Download, AFailedDownloadIsMessageSixWithTheItemsUrl) {
     fixture.Add("a;sub/a.tgz;;1;1;1;;;;0");
     fixture.manager.PrepareInstallation(false);
     ASSERT_EQ(fixture.host.requests.size(), 1u);
-    fixture.host.requests[0].Done(nullptr);
+    const FakeHost::Request &request = fixture.host.requests[0];
+    for (const int type : {2, 7, -1}) { // of a later host's table
+        request.callback(nullptr, request.context, static_cast<LUMGetFileNotifyMessageType>(type), nullptr);
+        EXPECT_TRUE(fixture.host.messages.empty()) << type;
+    }
+    request.Done(nullptr);
     ASSERT_EQ(fixture.host.messages.size(), 1u);
     EXPECT_EQ(fixture.host.messages[0], "Setup was unsuccessful. Please restart browser and try again.\n\n\n"
                                         "Error [6], URL [sub/a.tgz]\n");

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cmath>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -179,6 +180,8 @@ TEST(DownloadWindow, ValuesTextAndTitle) {
     for (const auto &test : cases) {
         [controller setProgressValue:test.percent];
         EXPECT_EQ([[controller bar] doubleValue], test.value);
+        NSTextField *share = [[[controller window] contentView] viewWithTag:1];
+        EXPECT_EQ([[share stringValue] UTF8String], std::to_string(std::lround(test.value)) + "\u202F%");
     }
     [controller setProgressTimeText:@"R&D && more"];
     EXPECT_EQ(LineOf(controller), "R&D && more");

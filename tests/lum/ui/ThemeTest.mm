@@ -11,7 +11,7 @@
 #include "lum/platform/Session.h"
 #include "tests/lum/ui/Windows.h"
 #include "tests/support/FakeHost.h"
-#include "theme/UseTheme.h"
+#include "lum/platform/linux/windows/UseTheme.h"
 
 namespace {
 

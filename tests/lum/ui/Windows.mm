@@ -3,7 +3,7 @@
 #import <AppKit/AppKit.h>
 
 #include "base/objc/ScopedPool.h"
-#include "theme/UseTheme.h"
+#include "lum/platform/linux/windows/UseTheme.h"
 
 Desktop &StartWindows(const char *theme) {
     Desktop &desktop = Desktop::Get();

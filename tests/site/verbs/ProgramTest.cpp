@@ -107,7 +107,7 @@ TEST(Program, DocumentedCommandsRunAsWritten) {
          (at = output.find("Checked 1 page and 3 packages: 0 errors, 0 warnings", at)) != std::string::npos; ++at) {
         ++checks;
     }
-    EXPECT_EQ(checks, 4u);
+    EXPECT_EQ(checks, 7u);
 }
 
 TEST(Program, MisuseIsTwoAndFailureIsOne) {
@@ -125,6 +125,13 @@ TEST(Program, MisuseIsTwoAndFailureIsOne) {
         {"publish --help", 0, "--prune"},
         {"serve --help", 0, "--log-endpoint PATH"},
         {"check --help", 0, "--section NAME"},
+        {"renew --help", 0, "lumsite renew KEYS SITE"},
+        {"rotate keys roots", 2, "\"roots\" is not root, targets, snapshot or timestamp"},
+        {"rotate keys root --public x", 2, "--public and --command need each other"},
+        {"rotate /nowhere root", 1, "lumsite init /nowhere --release"},
+        {"init a --release --days 9", 2, "--days does not go with --release"},
+        {"init a --release --threshold 4", 1, "3 keys, of which 4 have to sign"},
+        {"renew /nowhere .", 1, "lumsite init /nowhere --release"},
         {"init", 2, "init: it needs DIR; see \"lumsite init --help\""},
         {"init a b", 2, "\"b\" is one word too many"},
         {"init a --days", 2, "--days needs a whole number from 1"},

@@ -70,7 +70,7 @@ OSErr AECreateList(const void *factoringPtr, Size factoredSize, Boolean isRecord
     return Fill(resultList, [] { return Data(typeAEList, nullptr, 0); });
 }
 
-OSErr AEPutPtr(AEDescList *theAEDescList, SInt32 index, DescType typeCode, const void *dataPtr, Size dataSize) {
+OSErr AEPutPtr(AEDescList *theAEDescList, long index, DescType typeCode, const void *dataPtr, Size dataSize) {
     AEContent *list = ContentOf(theAEDescList, typeAEList);
     if (!list) {
         return errAEWrongDataType;

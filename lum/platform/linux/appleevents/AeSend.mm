@@ -49,12 +49,8 @@ void Post(NSString *name, NSDictionary *info) {
     self = [super init];
     if (self) {
         _sent = [NSMutableDictionary new];
-        [[NSDistributedNotificationCenter defaultCenter]
-                   addObserver:self
-                      selector:@selector(receiverReady:)
-                          name:@LUM_APPLE_EVENT_RECEIVER_READY
-                        object:nil
-            suspensionBehavior:NSNotificationSuspensionBehaviorDeliverImmediately];
+        base::HearAtOnce([NSDistributedNotificationCenter defaultCenter], self, @selector(receiverReady:),
+                         @LUM_APPLE_EVENT_RECEIVER_READY);
     }
     return self;
 }

@@ -12,7 +12,6 @@
 #include <string>
 #include <string_view>
 
-#include "base/UserFolders.h"
 #include "lum/platform/linux/bundles/BundleLayout.h"
 #include "lum/platform/linux/bundles/Localization.h"
 #include "lum/platform/linux/session/CryptoLibraries.h"
@@ -54,22 +53,6 @@ NSString *PathOfCode(const void *code) {
 }
 
 } // namespace
-
-NSString *SessionHomeDirectory() {
-    return FileSystemText(base::HomeFolder().c_str());
-}
-
-NSArray *UserApplicationSupportDirectories() {
-    NSMutableArray *folders = [NSMutableArray array];
-    NSArray *found = NSSearchPathForDirectoriesInDomains(NSApplicationSupportDirectory, NSUserDomainMask, YES);
-    for (NSString *folder : Each<NSString *>(found)) {
-        // Foundation takes the home from the password database whatever HOME says.
-        [folders addObject:FileSystemText(base::MovedToHome([folder fileSystemRepresentation],
-                                                            [NSHomeDirectory() fileSystemRepresentation])
-                                              .c_str())];
-    }
-    return folders;
-}
 
 // GNUstep's task answers the whole environment of its own process until it is given another.
 NSDictionary *EnvironmentOfNewTask(NSTask *) {

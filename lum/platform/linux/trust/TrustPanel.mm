@@ -12,7 +12,7 @@
 namespace {
 
 constexpr CGFloat kMargin = 20;
-constexpr CGFloat kContentWidth = 520;
+constexpr CGFloat kContentWidth = 560;
 constexpr CGFloat kButtonGap = 10;
 constexpr CGFloat kLeastButtonWidth = 88;
 constexpr CGFloat kButtonHeight = 28;
@@ -154,13 +154,14 @@ private:
     const CGFloat okLeft = right - NSWidth([ok frame]);
     [ok setFrameOrigin:NSMakePoint(okLeft, kMargin)];
     [cancel setFrameOrigin:NSMakePoint(okLeft - kButtonGap - NSWidth([cancel frame]), kMargin)];
-    [ok setKeyEquivalent:@"\r"];
+    // What Return does without a look at the panel does no harm.
+    [cancel setKeyEquivalent:@"\r"];
     [ok setNextKeyView:cancel];
     [cancel setNextKeyView:ok];
     [[window contentView] addSubview:cancel];
     [[window contentView] addSubview:ok];
-    [window setDefaultButtonCell:[ok cell]];
-    [window setInitialFirstResponder:ok];
+    [window setDefaultButtonCell:[cancel cell]];
+    [window setInitialFirstResponder:cancel];
     [ok release];
     [cancel release];
 }

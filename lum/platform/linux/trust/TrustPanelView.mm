@@ -192,7 +192,9 @@ NSView *NewCertificateView(const sec::Certificate &certificate, CGFloat width) {
 
 NSView *NewIcon() {
     NSImageView *icon = [[NSImageView alloc] initWithFrame:NSMakeRect(0, 0, kIconSize, kIconSize)];
-    [icon setImage:[NSImage imageNamed:@"NSCaution"]];
+    NSString *path = [Bundle() pathForResource:@"warninglogo" ofType:@"png"];
+    NSImage *image = path ? [[[NSImage alloc] initWithContentsOfFile:path] autorelease] : nil;
+    [icon setImage:image ? image : [NSImage imageNamed:@"NSCaution"]];
     [icon setImageScaling:NSImageScaleProportionallyUpOrDown];
     return icon;
 }

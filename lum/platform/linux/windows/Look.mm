@@ -2,7 +2,7 @@
 
 #import <AppKit/AppKit.h>
 
-#include "theme/UseTheme.h"
+#include "lum/platform/linux/windows/UseTheme.h"
 
 void UseLookOfBundle(NSBundle *bundle) {
     if (NSApp) {

@@ -109,14 +109,14 @@ enum {
     errAECoercionFail = -1700,
     errAEWrongDataType = -1703,
     errAENotAEDesc = -1704,
-    errAEIllegalIndex = -1701,
+    errAEIllegalIndex = -1719,
 };
 
 OSErr AECreateDesc(DescType typeCode, const void *dataPtr, Size dataSize, AEDesc *result);
 /* An empty list. The factoring arguments must be null and 0, `isRecord` false. */
 OSErr AECreateList(const void *factoringPtr, Size factoredSize, Boolean isRecord, AEDescList *resultList);
 /* `index` counts from 1; 0, or one more than there are items, appends. */
-OSErr AEPutPtr(AEDescList *theAEDescList, SInt32 index, DescType typeCode, const void *dataPtr, Size dataSize);
+OSErr AEPutPtr(AEDescList *theAEDescList, long index, DescType typeCode, const void *dataPtr, Size dataSize);
 /* `target` must be a process serial number. */
 OSErr AECreateAppleEvent(AEEventClass theAEEventClass, AEEventID theAEEventID, const AEAddressDesc *target,
                          AEReturnID returnID, AETransactionID transactionID, AppleEvent *result);

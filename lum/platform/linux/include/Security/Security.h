@@ -10,7 +10,7 @@
 // each evaluation:
 //   ~/.config/lum/certificates/trusted    the user trusts each certificate here as if it were a root
 //   ~/.config/lum/certificates/refused    the user refuses each certificate here and all that it vouches for
-// (~ is SessionHomeDirectory(); XDG_CONFIG_HOME, when set, takes the place of ~/.config.) Each file in them holds one
+// (~ is base::HomeFolder(); XDG_CONFIG_HOME, when set, takes the place of ~/.config.) Each file in them holds one
 // certificate as DER, or any number as PEM. A folder of trusted certificates is left out when another user owns it or
 // everyone may write to it.
 #pragma once

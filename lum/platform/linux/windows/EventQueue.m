@@ -1,4 +1,4 @@
-#import "EventQueue.h"
+#import "lum/platform/linux/windows/EventQueue.h"
 
 #import <AppKit/AppKit.h>
 #import <objc/runtime.h>

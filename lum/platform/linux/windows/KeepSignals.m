@@ -1,4 +1,4 @@
-#import "KeepSignals.h"
+#import "lum/platform/linux/windows/KeepSignals.h"
 
 #import <Foundation/Foundation.h>
 #import <objc/runtime.h>

@@ -1,7 +1,7 @@
-#import "UseTheme.h"
+#import "lum/platform/linux/windows/UseTheme.h"
 
-#import "EventQueue.h"
-#import "KeepSignals.h"
+#import "lum/platform/linux/windows/EventQueue.h"
+#import "lum/platform/linux/windows/KeepSignals.h"
 #import <Foundation/Foundation.h>
 
 extern char **environ;

@@ -1,14 +1,8 @@
-#include <ApplicationServices/ApplicationServices.h>
-
+#include "base/WindowServer.h"
 #include "lum/platform/Session.h"
 
 bool IsWindowServerAvailable() {
-    CFDictionaryRef session = CGSessionCopyCurrentDictionary();
-    if (!session) {
-        return false;
-    }
-    CFRelease(session);
-    return true;
+    return base::HasWindowServer();
 }
 
 // The system's own is right.

@@ -1,0 +1,16 @@
+# lum_export_only(TARGET MAP): the names that the version script MAP calls global are all that the library shows.
+function(lum_export_only target map)
+  cmake_path(ABSOLUTE_PATH map)
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS "${map}")
+  if(NOT APPLE)
+    # The Objective-C runtime cannot forget classes, so the code stays in the process once it is there.
+    target_link_options(${target} PRIVATE "LINKER:--version-script=${map}" "LINKER:-z,nodelete")
+    return()
+  endif()
+  file(STRINGS "${map}" names REGEX "^ *[A-Za-z]+;")
+  list(TRANSFORM names REPLACE " *([A-Za-z]+);.*" "_\\1")
+  list(JOIN names "\n" names)
+  set(list "${CMAKE_CURRENT_BINARY_DIR}/${target}-exports.txt")
+  file(CONFIGURE OUTPUT "${list}" CONTENT "${names}\n")
+  target_link_options(${target} PRIVATE "LINKER:-exported_symbols_list,${list}")
+endfunction()

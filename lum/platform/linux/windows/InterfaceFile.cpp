@@ -1,0 +1,5 @@
+#include "lum/platform/InterfaceFile.h"
+
+bool MakeDescribedInterface(NSBundle *, NSString *, NSWindowController *) {
+    return false;
+}
