@@ -33,6 +33,14 @@ std::optional<EntryPath> SplitEntryPath(std::string_view path) {
     return names.size() <= kDeepest ? std::optional(std::move(names)) : std::nullopt;
 }
 
+std::string JoinEntryPath(const EntryPath &path) {
+    std::string joined;
+    for (const std::string_view name : path) {
+        joined.append(joined.empty() ? "" : "/").append(name);
+    }
+    return joined;
+}
+
 bool LinkStaysInside(std::size_t depth, std::string_view target) {
     if (depth == 0 || target.empty() || target.front() == '/') {
         return false;

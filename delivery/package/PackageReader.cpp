@@ -12,6 +12,7 @@
 #include <system_error>
 #include <utility>
 
+#include "base/QuickDigest.h"
 #include "base/Text.h"
 #include "delivery/package/Compression.h"
 #include "delivery/package/ZipTable.h"
@@ -251,7 +252,7 @@ std::optional<PackageEntry> PackageReader::Next() {
     }
 }
 
-void PackageReader::CopyTo(int file, const std::function<void(std::uint64_t)> &admit) {
+Copied PackageReader::CopyTo(int file, const std::function<void(std::uint64_t)> &admit) {
     const auto whole = static_cast<std::uint64_t>(std::max<la_int64_t>(archive_entry_size(m_entry), 0));
     std::uint64_t size = 0;
     SpaceAhead space(file, archive_entry_sparse_count(m_entry) > 0 ? 0 : whole);
@@ -261,6 +262,8 @@ void PackageReader::CopyTo(int file, const std::function<void(std::uint64_t)> &a
             size = reached;
         }
     };
+    base::QuickDigest digest;
+    bool inOrder = true;
     const void *data = nullptr;
     std::size_t length = 0;
     la_int64_t place = 0;
@@ -269,6 +272,8 @@ void PackageReader::CopyTo(int file, const std::function<void(std::uint64_t)> &a
         if (place < 0) {
             throw UnpackFailure{kUnpackDamaged, "the archive is damaged: a file begins before its beginning"};
         }
+        inOrder = inOrder && static_cast<std::uint64_t>(place) == size;
+        digest.Add({static_cast<const char *>(data), length});
         grow(static_cast<std::uint64_t>(place) + length);
         space.Reach(size);
         if (const int error =
@@ -279,13 +284,14 @@ void PackageReader::CopyTo(int file, const std::function<void(std::uint64_t)> &a
     if (result != ARCHIVE_EOF) { // a warning, too: that is a wrong checksum
         throw Damaged();
     }
-    if (whole <= size || archive_entry_hardlink(m_entry)) {
-        return;
+    if (whole > size && !archive_entry_hardlink(m_entry)) {
+        inOrder = false;
+        grow(whole); // it ends in a hole
+        if (ftruncate(file, static_cast<off_t>(whole)) != 0) {
+            throw WriteFailure(errno, archive_entry_pathname(m_entry));
+        }
     }
-    grow(whole); // it ends in a hole
-    if (ftruncate(file, static_cast<off_t>(whole)) != 0) {
-        throw WriteFailure(errno, archive_entry_pathname(m_entry));
-    }
+    return {size, inOrder ? std::optional(digest.Value()) : std::nullopt};
 }
 
 std::uint64_t PackageReader::LeastSize() const {

@@ -23,6 +23,12 @@ struct PackageEntry {
     bool executable;
 };
 
+// What came of the contents of an entry.
+struct Copied {
+    std::uint64_t size = 0;
+    std::optional<std::uint64_t> digest; // XXH3; nothing when the contents did not come from one end to the other
+};
+
 class PackageReader {
 public:
     // `package` is open for reading, stays the caller's, and is read by nothing else meanwhile. A compressed stream
@@ -35,7 +41,7 @@ public:
 
     // Writes the contents of the entry to the empty `file` by pieces. Before it grows by `more` bytes (holes count),
     // `admit` is asked, which throws when it may not.
-    void CopyTo(int file, const std::function<void(std::uint64_t more)> &admit);
+    Copied CopyTo(int file, const std::function<void(std::uint64_t more)> &admit);
 
     // After the first entry, which stays the current one: the bytes that all entries unpack to, or a smaller number
     // when that is not known before.

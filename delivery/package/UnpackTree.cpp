@@ -16,19 +16,11 @@ namespace {
 
 constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
-std::string Joined(const EntryPath &path) {
-    std::string joined;
-    for (const std::string_view name : path) {
-        joined.append(joined.empty() ? "" : "/").append(name);
-    }
-    return joined;
-}
-
 UnpackFailure MakeFailure(int error, const EntryPath &path) {
     if (error == EEXIST) {
-        return {kUnpackRefusedEntry, "the entry " + base::Quoted(Joined(path)) + " comes twice"};
+        return {kUnpackRefusedEntry, "the entry " + base::Quoted(JoinEntryPath(path)) + " comes twice"};
     }
-    return WriteFailure(error, Joined(path));
+    return WriteFailure(error, JoinEntryPath(path));
 }
 
 } // namespace
@@ -47,15 +39,15 @@ int UnpackTree::Enter(std::size_t depth, std::string_view name, const EntryPath 
     if (mkdirat(parent, text.c_str(), 0755) == 0) {
         Count();
     } else if (errno != EEXIST) {
-        throw WriteFailure(errno, Joined(path));
+        throw WriteFailure(errno, JoinEntryPath(path));
     }
     base::ScopedDescriptor folder(openat(parent, text.c_str(), kFolderFlags));
     if (!folder && (errno == ELOOP || errno == ENOTDIR)) {
-        throw UnpackFailure{kUnpackRefusedEntry, "the entry " + base::Quoted(Joined(path)) +
+        throw UnpackFailure{kUnpackRefusedEntry, "the entry " + base::Quoted(JoinEntryPath(path)) +
                                                      " leads through something that is not a folder"};
     }
     if (!folder) {
-        throw WriteFailure(errno, Joined(path));
+        throw WriteFailure(errno, JoinEntryPath(path));
     }
     m_open.push_back({text, std::move(folder)});
     return m_open.back().folder.get();
@@ -93,7 +85,7 @@ base::ScopedDescriptor UnpackTree::MakeFile(const EntryPath &path, bool executab
 
 void UnpackTree::MakeLink(const EntryPath &path, const std::string &target) {
     if (!LinkStaysInside(path.size() - 1, target)) {
-        throw UnpackFailure{kUnpackRefusedEntry, "the link " + base::Quoted(Joined(path)) + " leads to " +
+        throw UnpackFailure{kUnpackRefusedEntry, "the link " + base::Quoted(JoinEntryPath(path)) + " leads to " +
                                                      base::Quoted(target) + ", which is not within the component"};
     }
     const int parent = Parent(path);
@@ -108,8 +100,8 @@ base::ScopedDescriptor UnpackTree::MakeHardLink(const EntryPath &path, const Ent
     base::ScopedDescriptor source(openat(Parent(target), from.c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
     struct stat info;
     if (!source || fstat(source.get(), &info) != 0 || !S_ISREG(info.st_mode)) {
-        throw UnpackFailure{kUnpackRefusedEntry, "the entry " + base::Quoted(Joined(path)) + " is a second name of " +
-                                                     base::Quoted(Joined(target)) +
+        throw UnpackFailure{kUnpackRefusedEntry, "the entry " + base::Quoted(JoinEntryPath(path)) +
+                                                     " is a second name of " + base::Quoted(JoinEntryPath(target)) +
                                                      ", which is not a file of the component"};
     }
     // The way to the new name may close the folder of the old one.

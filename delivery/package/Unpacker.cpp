@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -107,13 +108,13 @@ void Unpacker::InstallOrThrow(const std::filesystem::path &package, const std::f
     const base::ScopedDescriptor file = OpenPackage(package);
     const base::ScopedDescriptor parent = OpenFolder(folder);
     const base::ScopedDescriptor staging = m_folders->Open(folder);
-    m_step({file.get(), staging.get(), component, m_limits}, stop);
+    Unpacked unpacked = m_step({file.get(), staging.get(), component, m_limits}, stop);
     if (stop.stop_requested()) {
         throw UnpackFailure{kUnpackInterrupted, "the installation was stopped"};
     }
     struct stat status {};
     if (beforeMove && fstatat(staging.get(), component.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
-        beforeMove(status.st_ino);
+        beforeMove(status.st_ino, std::move(unpacked.files));
     }
     MoveIntoPlace(staging.get(), parent.get(), component);
 }
@@ -134,6 +135,11 @@ void CleanStaging(const std::filesystem::path &folder) {
     std::stop_source hurry;
     hurry.request_stop();
     base::CleanStaging(folder, kFolderPrefix, hurry.get_token());
+}
+
+bool RemoveInOneStep(const std::filesystem::path &path) {
+    const base::StagingFolder aside(path.parent_path(), kFolderPrefix);
+    return aside.error() == 0 && (rename(path.c_str(), (aside.path() / kNew).c_str()) == 0 || errno == ENOENT);
 }
 
 UnpackJob::UnpackJob(Unpacker &unpacker, std::filesystem::path package, std::filesystem::path destination,

@@ -34,9 +34,9 @@
 
 namespace delivery {
 
-// Told, right before the move, the number (inode) of the file or folder that is moved. May be empty; called on the
-// thread of the installation, and throws nothing.
-using BeforeMove = std::function<void(std::uint64_t number)>;
+// Told, right before the move, the number (inode) of the file or folder that is moved, and what is in it. May be empty;
+// called on the thread of the installation, and throws nothing.
+using BeforeMove = std::function<void(std::uint64_t number, std::vector<UnpackedFile> files)>;
 
 // Installs components. What is unpacked lies in a hidden folder beside its destination until it is whole; that folder
 // is kept for the next one. One installation at a time, on any thread.
@@ -72,6 +72,10 @@ private:
 // Removes the staging folders that killed processes have left in `folder`, never those of a running one. For a moment
 // at most: what is left then is removed by the next that comes.
 void CleanStaging(const std::filesystem::path &folder);
+
+// Removes a file or folder so that, whenever this process is killed, it is there as it was or not at all. False when it
+// is still there.
+bool RemoveInOneStep(const std::filesystem::path &path);
 
 // An installation on a thread of its own, for a caller that must keep its window alive meanwhile.
 class UnpackJob {

@@ -36,6 +36,8 @@ private:
     std::string m_component; // empty until the first entry when any will do
     UnpackTree m_tree;
     std::uint64_t m_bytesLeft;
+    std::vector<UnpackedFile> m_files;
+    bool m_hardLinks = false;
 };
 
 EntryPath SplitOrRefuse(const std::string &path) {
@@ -59,7 +61,10 @@ Unpacked Unpacking::Run() {
     if (m_tree.empty()) {
         throw UnpackFailure{kUnpackNotOneComponent, "the package holds nothing"};
     }
-    return {m_component, m_limits.maxBytes - m_bytesLeft};
+    if (m_hardLinks) { // what is in a file may have come by another name
+        m_files.clear();
+    }
+    return {m_component, m_limits.maxBytes - m_bytesLeft, std::move(m_files)};
 }
 
 void Unpacking::Take(PackageReader &reader, const PackageEntry &entry) {
@@ -82,10 +87,13 @@ void Unpacking::Take(PackageReader &reader, const PackageEntry &entry) {
         return;
     case PackageEntry::Kind::Link:
         m_tree.MakeLink(path, entry.target);
+        m_files.push_back({JoinEntryPath(path), entry.target});
         return;
-    case PackageEntry::Kind::File:
-        reader.CopyTo(m_tree.MakeFile(path, entry.executable).get(), admit);
+    case PackageEntry::Kind::File: {
+        const Copied copied = reader.CopyTo(m_tree.MakeFile(path, entry.executable).get(), admit);
+        m_files.push_back({JoinEntryPath(path), "", copied.size, entry.executable, copied.digest});
         return;
+    }
     case PackageEntry::Kind::HardLink: {
         // The contents come with the first of the names, or (cpio) with the last.
         const EntryPath target = SplitOrRefuse(entry.target);
@@ -94,6 +102,7 @@ void Unpacking::Take(PackageReader &reader, const PackageEntry &entry) {
                                 "the entry " + base::Quoted(entry.path) + " is a second name of nothing"};
         }
         reader.CopyTo(m_tree.MakeHardLink(path, target).get(), admit);
+        m_hardLinks = true;
         return;
     }
     }

@@ -4,8 +4,10 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <stop_token>
 #include <string>
+#include <vector>
 
 #include "base/ScopedDescriptor.h"
 #include "delivery/package/UnpackLimits.h"
@@ -20,9 +22,19 @@ struct UnpackOrder {
     UnpackLimits limits = {};
 };
 
+struct UnpackedFile {
+    std::string path;   // below the staging folder; begins with the component
+    std::string target; // of a symbolic link; empty for a file
+    std::uint64_t size = 0;
+    bool executable = false;
+    std::optional<std::uint64_t> digest = {}; // XXH3 of what was written; nothing for links, and where it is not known
+};
+
 struct Unpacked {
     std::string component;   // the package's one top-level entry
     std::uint64_t bytes = 0; // of all files
+    // And links, in the package's order. Empty when it is not known without reading them (a package with hard links).
+    std::vector<UnpackedFile> files = {};
 };
 
 // Unpacks in this process. The descriptors stay the caller's. Throws UnpackFailure and std::bad_alloc; then what has

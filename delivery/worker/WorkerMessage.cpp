@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "base/Text.h"
+#include "delivery/package/EntryPath.h"
 #include "delivery/package/UnpackCode.h"
 
 namespace delivery {
@@ -11,7 +12,7 @@ namespace delivery {
 namespace {
 
 // Changes with the messages: a package of the distribution may be updated while its programs run.
-constexpr std::uint64_t kVersion = 1;
+constexpr std::uint64_t kVersion = 2;
 constexpr std::size_t kLongestText = 4096;
 
 class FieldWriter {
@@ -62,6 +63,9 @@ public:
         m_rest.remove_prefix(size);
         return text;
     }
+    bool good() const {
+        return m_good;
+    }
     // All of it has been read, and nothing was missing.
     bool Done() const {
         return m_good && m_rest.empty();
@@ -71,6 +75,37 @@ private:
     std::string_view m_rest;
     bool m_good = true;
 };
+
+void PutFiles(const std::vector<UnpackedFile> &files, FieldWriter &fields) {
+    const bool allFit = std::ranges::all_of(files, [](const UnpackedFile &file) {
+        return file.path.size() <= kLongestText && file.target.size() <= kLongestText;
+    });
+    fields.Put(std::uint64_t{allFit ? files.size() : 0});
+    for (const UnpackedFile &file : allFit ? files : std::vector<UnpackedFile>()) {
+        fields.Put(file.path);
+        fields.Put(file.target);
+        fields.Put(file.size);
+        fields.Put(std::uint64_t{file.executable});
+        fields.Put(std::uint64_t{file.digest.has_value()});
+        fields.Put(file.digest.value_or(0));
+    }
+}
+
+std::vector<UnpackedFile> TakeFiles(FieldReader &fields) {
+    std::vector<UnpackedFile> files;
+    for (std::uint64_t left = fields.Number(); left > 0 && fields.good(); --left) {
+        UnpackedFile file;
+        file.path = fields.Text();
+        file.target = fields.Text();
+        file.size = fields.Number();
+        file.executable = fields.Number() != 0;
+        const bool known = fields.Number() != 0;
+        const std::uint64_t digest = fields.Number();
+        file.digest = known ? std::optional(digest) : std::nullopt;
+        files.push_back(std::move(file));
+    }
+    return files;
+}
 
 bool IsFailure(std::uint64_t code) {
     constexpr UnpackCode kFailures[] = {kUnpackNoPackage,    kUnpackNoArchive,   kUnpackDamaged,
@@ -109,6 +144,7 @@ std::string Encode(const WorkerAnswer &answer) {
         fields.Put(std::uint64_t{kUnpackOk});
         fields.Put(answer.unpacked->component);
         fields.Put(answer.unpacked->bytes);
+        PutFiles(answer.unpacked->files, fields);
     } else {
         const std::string &text = answer.unpacked.error().text;
         fields.Put(static_cast<std::uint64_t>(answer.unpacked.error().code));
@@ -128,6 +164,14 @@ std::optional<WorkerAnswer> DecodeAnswer(std::string_view bytes) {
         Unpacked unpacked;
         unpacked.component = fields.Text();
         unpacked.bytes = fields.Number();
+        unpacked.files = TakeFiles(fields);
+        const auto isInside = [&](const UnpackedFile &file) {
+            const std::optional<EntryPath> path = SplitEntryPath(file.path);
+            return path && !path->empty() && path->front() == unpacked.component && JoinEntryPath(*path) == file.path;
+        };
+        if (!std::ranges::all_of(unpacked.files, isInside)) {
+            return std::nullopt;
+        }
         answer.unpacked = std::move(unpacked);
     } else if (const std::string text = base::OneLine(fields.Text()); IsFailure(code) && !text.empty()) {
         answer.unpacked = base::Fail(text, static_cast<int>(code));

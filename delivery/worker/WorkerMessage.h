@@ -18,8 +18,8 @@
 
 namespace delivery {
 
-inline constexpr std::size_t kMostOfRequest = 4096; // bytes
-inline constexpr std::size_t kMostOfAnswer = 64 << 10;
+inline constexpr std::size_t kMostOfRequest = 4096;    // bytes
+inline constexpr std::size_t kMostOfAnswer = 64 << 20; // with a record of all files
 
 struct WorkerRequest {
     std::string component;

@@ -1,16 +1,19 @@
 #include "host/installed/ComponentState.h"
 
+#include <json/json.h>
+
 #include <algorithm>
 #include <array>
+#include <ctime>
 #include <set>
 #include <string_view>
 #include <tuple>
 
 #import <Foundation/Foundation.h>
 
-#include "base/Digest.h"
 #include "base/Text.h"
 #import "base/objc/ScopedPool.h"
+#include "host/installed/FileState.h"
 #include "host/installed/Installed.h"
 
 namespace lumhost {
@@ -18,32 +21,6 @@ namespace lumhost {
 namespace {
 
 namespace fs = std::filesystem;
-
-// The extension writes the application's name into these before it starts it.
-constexpr const char *kWrittenTexts = "InfoPlist.strings";
-
-enum class Fault { None, Missing, Changed };
-
-Fault Check(const InstalledFile &file, const fs::path &folder) {
-    std::error_code error;
-    const fs::path path = folder / file.path;
-    const fs::file_status status = fs::symlink_status(path, error);
-    if (!fs::exists(status)) {
-        return Fault::Missing;
-    }
-    if (fs::is_symlink(status)) {
-        const std::string target = fs::read_symlink(path, error).string();
-        // A link that arrived as a small file with its target in it, and was repaired.
-        const bool same = file.target.empty() ? base::DigestOfText(target) == file.sha256 : target == file.target;
-        return same ? Fault::None : Fault::Changed;
-    }
-    if (file.target.empty() && fs::is_regular_file(status) && path.filename() == kWrittenTexts) {
-        return Fault::None;
-    }
-    const bool same = file.target.empty() && fs::is_regular_file(status) && fs::file_size(path, error) == file.size &&
-                      !file.sha256.empty() && base::DigestOfFile(path).value_or("") == file.sha256;
-    return same ? Fault::None : Fault::Changed;
-}
 
 // "2.1.3.4" of "libfoo-2.1.3.4.dylib".
 std::string VersionInName(std::string_view name) {
@@ -89,15 +66,25 @@ std::string VersionOf(const InstalledComponent &component) {
 }
 
 ComponentState StateOf(const InstalledComponent &component) {
-    ComponentState state{component.name, component.folder, VersionOf(component), true, 0, {}, {}};
+    ComponentState state{.name = component.name,
+                         .folder = component.folder,
+                         .version = VersionOf(component),
+                         .site = component.source.site,
+                         .page = component.source.page,
+                         .installed = component.installed};
     for (const InstalledFile &file : component.files) {
         ++state.files;
-        const Fault fault = Check(file, component.folder);
-        if (fault == Fault::Missing) {
+        const FileFault fault = CheckFile(file, component.folder);
+        if (fault == FileFault::Missing) {
             state.missing.push_back(file.path);
-        } else if (fault == Fault::Changed) {
+        } else if (fault == FileFault::Changed) {
             state.changed.push_back(file.path);
         }
+    }
+    if (!state.whole() && IsReplaced(component)) { // the record is about what was there before
+        state.recorded = false;
+        state.missing.clear();
+        state.changed.clear();
     }
     return state;
 }
@@ -122,7 +109,7 @@ void Search(const fs::path &folder, bool deeper, std::vector<InstalledComponent>
             continue;
         }
         if (LooksLikeComponent(*entry)) {
-            found.push_back({folder, name, {}});
+            found.push_back({.folder = folder, .name = name, .files = {}});
         } else if (std::error_code gone; deeper && fs::is_directory(entry->symlink_status(gone))) {
             Search(entry->path(), false, found);
         }
@@ -136,7 +123,7 @@ std::string Shown(const fs::path &path, const fs::path &home) {
 
 std::string Verdict(const ComponentState &state) {
     if (!state.recorded) {
-        return "not on record: installed a moment ago, or not by this program";
+        return "not on record: installed a moment ago, or not by this program; the next start records it";
     }
     return state.whole() ? "whole (" + std::to_string(state.files) + (state.files == 1 ? " file)" : " files)")
                          : "DAMAGED";
@@ -164,6 +151,27 @@ std::string Faults(const ComponentState &state) {
     return text;
 }
 
+std::string DateOf(std::int64_t seconds) {
+    const std::time_t time = seconds;
+    std::tm utc{};
+    gmtime_r(&time, &utc);
+    char text[32];
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
+    return text;
+}
+
+Json::Value TextOrNull(const std::string &text) {
+    return text.empty() ? Json::Value() : Json::Value(text);
+}
+
+Json::Value ToJson(const std::vector<std::string> &files) {
+    Json::Value list(Json::arrayValue);
+    for (const std::string &file : files) {
+        list.append(file);
+    }
+    return list;
+}
+
 } // namespace
 
 std::vector<ComponentState> ComponentStates(const Folders &folders) {
@@ -180,7 +188,10 @@ std::vector<ComponentState> ComponentStates(const Folders &folders) {
     Search(folders.installed, true, found);
     for (const InstalledComponent &component : found) {
         if (!known.contains(component.folder / component.name)) {
-            states.push_back({component.name, component.folder, VersionOf(component), false, 0, {}, {}});
+            states.push_back({.name = component.name,
+                              .folder = component.folder,
+                              .version = VersionOf(component),
+                              .recorded = false});
         }
     }
     std::sort(states.begin(), states.end(), [](const ComponentState &a, const ComponentState &b) {
@@ -198,10 +209,31 @@ std::string Listing(const std::vector<ComponentState> &states, const Folders &fo
             listing += Shown(folder, folders.home) + "\n";
         }
         listing += "  " + base::OneLine(state.name) +
-                   (state.version.empty() ? "" : "  " + base::OneLine(state.version)) + "  " + Verdict(state) + "\n" +
-                   Faults(state);
+                   (state.version.empty() ? "" : "  " + base::OneLine(state.version)) + "  " + Verdict(state) +
+                   (state.site.empty() ? "" : "  from " + base::OneLine(state.site)) + "\n" + Faults(state);
     }
     return listing.empty() ? "Nothing is installed.\n" : listing;
+}
+
+std::string JsonListing(const std::vector<ComponentState> &states, const std::string &user) {
+    Json::Value list(Json::arrayValue);
+    for (const ComponentState &state : states) {
+        Json::Value entry(Json::objectValue);
+        entry["user"] = user;
+        entry["name"] = state.name;
+        entry["folder"] = state.folder.string();
+        entry["version"] = TextOrNull(state.version);
+        entry["site"] = TextOrNull(state.site);
+        entry["page"] = TextOrNull(state.page);
+        entry["installed"] = state.installed == 0 ? Json::Value() : Json::Value(DateOf(state.installed));
+        entry["state"] = !state.recorded ? "unrecorded" : state.whole() ? "whole" : "damaged";
+        entry["missing"] = ToJson(state.missing);
+        entry["changed"] = ToJson(state.changed);
+        list.append(std::move(entry));
+    }
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = " ";
+    return Json::writeString(builder, list) + "\n";
 }
 
 } // namespace lumhost

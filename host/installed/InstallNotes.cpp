@@ -27,6 +27,7 @@ constexpr char kOpened = '+';
 constexpr char kRecorded = '*';
 constexpr char kNotMoved = '-';
 constexpr char kBoot = '=';
+constexpr char kSource = '@';
 
 std::uint64_t NumberOf(const fs::path &path) {
     struct stat status {};
@@ -64,11 +65,12 @@ struct Note {
 
 struct Notes {
     std::string boot;
+    InstalledSource source;
     std::map<fs::path, Note> moved;
 };
 
-// The file begins with "=0 BOOT". A note is "+NUMBER PATH", "*0 PATH" or "-0 PATH". Each is ended by a zero byte; one
-// that was cut off when its process ended has none.
+// The file begins with "=0 BOOT" and "@0 SOURCE". A note is "+NUMBER PATH", "*0 PATH" or "-0 PATH". Each is ended by a
+// zero byte; one that was cut off when its process ended has none.
 Notes ReadNotes(std::string_view text) {
     Notes notes;
     for (std::size_t end; (end = text.find('\0')) != std::string_view::npos; text.remove_prefix(end + 1)) {
@@ -82,6 +84,8 @@ Notes ReadNotes(std::string_view text) {
         const fs::path destination(note.substr(blank + 1));
         if (note.front() == kBoot) {
             notes.boot = destination;
+        } else if (note.front() == kSource) {
+            notes.source = SourceOfLine(note.substr(blank + 1));
         } else if (note.front() == kOpened && destination.is_absolute() && destination.has_filename()) {
             notes.moved[destination] = {number, false};
         } else if (const auto found = notes.moved.find(destination); found == notes.moved.end()) {
@@ -156,6 +160,9 @@ void Settle(const fs::path &notes, const Folders &folders) {
             LookFor(destination, note.number, found);
         }
     }
+    for (InstalledComponent &component : found) {
+        component.source = told.source;
+    }
     for (const fs::path &folder : changed) { // the next start may have nothing to unpack there
         delivery::CleanStaging(folder);
     }
@@ -212,6 +219,7 @@ void InstallNotes::MakeFile() {
     } while (m_file && flock(m_file.get(), LOCK_EX) == 0 &&
              !IsStillNamed(m_file.get())); // another process took it for a leftover
     Append(kBoot, 0, Boot());
+    Append(kSource, 0, m_source);
 }
 
 void InstallNotes::Append(char what, std::uint64_t number, const fs::path &destination) {

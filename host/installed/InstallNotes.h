@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <mutex>
 #include <set>
+#include <string>
 
 #include "host/Folders.h"
 #include "base/Files.h"
@@ -24,7 +25,9 @@ namespace lumhost {
 // if the process is killed at that moment.
 class InstallNotes {
 public:
-    explicit InstallNotes(const Folders &folders) : m_folder(folders.data) {}
+    // `source`: a line that says where everything comes from (Installed.h); may be empty.
+    explicit InstallNotes(const Folders &folders, std::string source = {})
+        : m_folder(folders.data), m_source(std::move(source)) {}
     // Flushes. The file is removed, unless a component in it could not be recorded.
     ~InstallNotes();
     InstallNotes(const InstallNotes &) = delete;
@@ -42,6 +45,7 @@ private:
     void Append(char what, std::uint64_t number, const std::filesystem::path &destination);
 
     const std::filesystem::path m_folder;
+    const std::string m_source;
     std::mutex m_lock;
     std::filesystem::path m_path;
     base::ScopedDescriptor m_file;

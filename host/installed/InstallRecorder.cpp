@@ -13,22 +13,17 @@ namespace {
 constexpr std::chrono::seconds kPause(1);
 
 // Another start renews the link of a library while it looks at it, so that for a moment there is none.
-InstalledComponent LookUntilThere(const std::filesystem::path &destination) {
+void WaitUntilThere(const std::filesystem::path &destination) {
     constexpr int kTries = 50;
-    InstalledComponent looked = Installed::Look(destination);
-    const auto isThere = [&] {
-        std::error_code error;
-        return std::filesystem::is_directory(std::filesystem::symlink_status(destination, error)) ||
-               (!looked.files.empty() && !looked.files.back().sha256.empty());
-    };
-    for (int i = 0; i < kTries && !isThere(); ++i) {
+    for (int i = 0; i < kTries && Identify(destination) == Identity(); ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        looked = Installed::Look(destination);
     }
-    return looked;
 }
 
 } // namespace
+
+InstallRecorder::InstallRecorder(const Folders &folders, InstalledSource source)
+    : m_folders(folders), m_source(std::move(source)), m_notes(folders, ToLine(m_source)) {}
 
 InstallRecorder::~InstallRecorder() {
     if (!m_thread.joinable()) {
@@ -40,6 +35,13 @@ InstallRecorder::~InstallRecorder() {
     }
     m_changed.notify_one();
     m_thread.join();
+}
+
+void InstallRecorder::Moving(const std::filesystem::path &destination, std::uint64_t number,
+                             std::vector<delivery::UnpackedFile> files) {
+    m_notes.Open(destination, number);
+    const std::scoped_lock lock(m_lock);
+    m_unpacked[destination] = std::move(files);
 }
 
 void InstallRecorder::Add(std::filesystem::path destination) {
@@ -65,10 +67,12 @@ void InstallRecorder::Run() {
 
 // The components are read while the record is locked: two starts that install the same one would otherwise record what
 // one of them saw while the other was replacing it.
-void InstallRecorder::Record(const std::vector<std::filesystem::path> &destinations) {
+void InstallRecorder::Record(const Unpacked &unpacked) {
     const auto recorded = Installed(m_folders).Change([&](std::vector<InstalledComponent> &components) {
-        for (const std::filesystem::path &destination : destinations) {
-            InstalledComponent looked = LookUntilThere(destination);
+        for (const auto &[destination, files] : unpacked) {
+            WaitUntilThere(destination);
+            InstalledComponent looked = Installed::Take(destination, files);
+            looked.source = m_source;
             std::erase_if(components, [&](const InstalledComponent &old) {
                 return old.folder == looked.folder && old.name == looked.name;
             });
@@ -79,15 +83,15 @@ void InstallRecorder::Record(const std::vector<std::filesystem::path> &destinati
     if (!recorded) { // the notes stay, for a start that can write
         return;
     }
-    for (const std::filesystem::path &destination : destinations) {
+    for (const auto &[destination, files] : unpacked) {
         m_notes.Recorded(destination);
     }
 }
 
-// The start goes first: what it has installed is read, and recorded, when it pauses.
+// The start goes first: what it has installed is recorded when it pauses.
 void InstallRecorder::Work() {
     for (;;) {
-        std::vector<std::filesystem::path> batch;
+        Unpacked batch;
         {
             std::unique_lock lock(m_lock);
             m_changed.wait(lock, [this] { return m_over || !m_waiting.empty(); });
@@ -96,7 +100,11 @@ void InstallRecorder::Work() {
             if (m_waiting.empty()) {
                 return;
             }
-            batch.swap(m_waiting);
+            for (const std::filesystem::path &destination : m_waiting) {
+                batch[destination] = std::move(m_unpacked[destination]);
+                m_unpacked.erase(destination);
+            }
+            m_waiting.clear();
         }
         Record(batch);
     }

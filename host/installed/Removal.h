@@ -1,5 +1,5 @@
 // Removes installed components. Only what is under their recorded names, and in the user's "Kelvo Folder" under that
-// name, is touched; symbolic links are not followed.
+// name, is touched; symbolic links are not followed. A component that runs is left alone.
 #pragma once
 
 #include <string>
@@ -17,7 +17,11 @@ struct Removal {
 // Removes the components of this name and forgets them. Main thread.
 Removal RemoveComponents(const Folders &folders, const std::string &name);
 
-// Removes all components, the whole "Kelvo Folder" and the record. Main thread.
+// Removes those that came from this site, or that its pages wanted, and forgets them. Main thread.
+Removal RemoveComponentsOf(const Folders &folders, const std::string &site);
+
+// Removes all components, the whole "Kelvo Folder", the records, the last start and the downloads. Nothing when one of
+// the components runs. Main thread.
 Removal RemoveEverything(const Folders &folders);
 
 } // namespace lumhost

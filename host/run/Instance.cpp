@@ -363,7 +363,9 @@ int Instance::InstallFile(const char *file, const char *destination) {
     const std::filesystem::path place(destination);
     m_owner.Installing(place.filename().string());
     delivery::UnpackJob job(m_unpacker, file, place,
-                            [this, place](std::uint64_t number) { m_owner.Moving(place, number); });
+                            [this, place](std::uint64_t number, std::vector<delivery::UnpackedFile> files) {
+                                m_owner.Moving(place, number, std::move(files));
+                            });
     m_job = &job;
     m_pauses.Back();
     m_owner.KeepWindowsAlive([&](std::chrono::milliseconds longest) { return job.Wait(longest); });

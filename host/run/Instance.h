@@ -56,9 +56,10 @@ public:
     // Keeps the windows alive until `ended`, which waits for so long at most, answers true. Calls neither Beat nor
     // Deliver.
     virtual void KeepWindowsAlive(const std::function<bool(std::chrono::milliseconds)> &ended) = 0;
-    // A component is about to be moved to this path (`number` is that of its file or folder): on the installation's
-    // thread. Then NotMoved, or Installed.
-    virtual void Moving(const std::filesystem::path &destination, std::uint64_t number) = 0;
+    // A component is about to be moved to this path (`number` is that of its file or folder, and `files` are in it): on
+    // the installation's thread. Then NotMoved, or Installed.
+    virtual void Moving(const std::filesystem::path &destination, std::uint64_t number,
+                        std::vector<delivery::UnpackedFile> files) = 0;
     virtual void NotMoved(const std::filesystem::path &destination) = 0;
     // A component is at this path, and the extension has finished with it.
     virtual void Installed(const std::filesystem::path &destination) = 0;

@@ -1,7 +1,10 @@
 #include "host/run/InstructionGate.h"
 
+#include <set>
+
 #include "base/Files.h"
 #include "delivery/instructions/InstructionFile.h"
+#include "host/Process.h"
 
 namespace lumhost {
 
@@ -19,11 +22,12 @@ std::optional<std::string> Text(const delivery::Page &page, const char *name) {
 
 } // namespace
 
-InstructionGate::InstructionGate(const Folders &folders, const delivery::Page &page, std::vector<std::string> confined)
-    : m_places{folders.installed,
-               Text(page, "LumComponentName").value_or(""),
-               Text(page, "LumProductVersion"),
-               {std::string(kExtensionBundle)}},
+InstructionGate::InstructionGate(const Folders &folders, const delivery::Page &page, std::vector<std::string> confined,
+                                 Scrutiny scrutiny)
+    : m_folders(folders), m_scrutiny(scrutiny), m_places{folders.installed,
+                                                         Text(page, "LumComponentName").value_or(""),
+                                                         Text(page, "LumProductVersion"),
+                                                         {std::string(kExtensionBundle)}},
       m_section(Text(page, "LumActiveIniSection").value_or(delivery::kDefaultSection)), m_confined(std::move(confined)),
       m_isFree(m_confined.empty() && !page.Sites().empty()) {}
 
@@ -44,8 +48,17 @@ base::Result<void> InstructionGate::Admit(const fs::path &file) const {
     if (!items) {
         return base::Fail(items.error());
     }
-    const base::Result<void> judged = delivery::JudgeItems(*items, m_places);
-    return judged || m_isFree ? base::Result<void>() : Refusal(judged.error().text);
+    if (const auto judged = delivery::JudgeItems(*items, m_places); !judged && !m_isFree) {
+        return Refusal(judged.error().text);
+    }
+    std::set<fs::path> places;
+    for (const delivery::ListedItem &item : *items) {
+        places.insert(item.path().lexically_normal());
+    }
+    for (const std::string &told : RemoveDamaged(m_folders, places, m_scrutiny)) {
+        Complain(told);
+    }
+    return {};
 }
 
 base::Result<std::vector<delivery::ListedItem>> InstructionGate::Items(const fs::path &file) const {

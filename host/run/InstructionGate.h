@@ -14,23 +14,28 @@
 #include "delivery/instructions/ListJudgement.h"
 #include "delivery/page/Page.h"
 #include "host/Folders.h"
+#include "host/installed/Damage.h"
 
 namespace lumhost {
 
 class InstructionGate {
 public:
     // `confined`: those of the page's sites that may install into "Kelvo Folder" only.
-    InstructionGate(const Folders &folders, const delivery::Page &page, std::vector<std::string> confined);
+    InstructionGate(const Folders &folders, const delivery::Page &page, std::vector<std::string> confined,
+                    Scrutiny scrutiny);
 
     // The page itself, and the kept copy. The Error's text says what to do.
     base::Result<void> AdmitPage() const;
-    // An instruction file that has arrived.
+    // An instruction file that has arrived. Of the components that an admitted one lists the damaged are removed, so
+    // that the extension fetches them; the user is told on standard error.
     base::Result<void> Admit(const std::filesystem::path &file) const;
 
 private:
     base::Result<std::vector<delivery::ListedItem>> Items(const std::filesystem::path &file) const;
     tl::unexpected<base::Error> Refusal(const std::string &reason) const;
 
+    const Folders m_folders;
+    const Scrutiny m_scrutiny;
     const delivery::InstallPlaces m_places;
     const std::string m_section;
     const std::vector<std::string> m_confined;

@@ -41,10 +41,10 @@ bool IsChild(int pid) {
 } // namespace
 
 Run::Run(Settings settings, const Folders &folders, TraceFile &log, EventSink &sink)
-    : m_settings(std::move(settings)), m_folders(folders), m_gate(folders, m_settings.page, m_settings.confined),
-      m_log(log), m_sink(sink), m_navigator(m_settings.page, sink, m_settings.open),
-      m_lastStart(folders, m_settings.page, m_settings.bundle), m_recorder(folders),
-      m_watch(PageWaits(m_settings.page), m_began), m_loop(*this),
+    : m_settings(std::move(settings)), m_folders(folders),
+      m_gate(folders, m_settings.page, m_settings.confined, m_settings.scrutiny), m_log(log), m_sink(sink),
+      m_navigator(m_settings.page, sink, m_settings.open), m_lastStart(folders, m_settings.page, m_settings.bundle),
+      m_recorder(folders, SourceOf(m_settings.page)), m_watch(PageWaits(m_settings.page), m_began), m_loop(*this),
       m_transfers(std::make_unique<delivery::Transfers>(SettingsOfTransfers(folders), m_loop.Waker())),
       m_downloads(m_settings.page, Pins(folders.Releases(), folders.AdministratorsRoots()), folders.cache, *m_transfers,
                   m_loop.Waker(),
@@ -396,8 +396,9 @@ void Run::KeepWindowsAlive(const std::function<bool(std::chrono::milliseconds)> 
     m_loop.KeepWindowsAlive(ended);
 }
 
-void Run::Moving(const std::filesystem::path &destination, std::uint64_t number) {
-    m_recorder.Moving(destination, number);
+void Run::Moving(const std::filesystem::path &destination, std::uint64_t number,
+                 std::vector<delivery::UnpackedFile> files) {
+    m_recorder.Moving(destination, number, std::move(files));
 }
 
 void Run::NotMoved(const std::filesystem::path &destination) {

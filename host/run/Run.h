@@ -39,6 +39,7 @@ public:
         std::optional<std::chrono::milliseconds> timeout = {};
         bool open = false; // the next page in the desktop's browser
         bool alerts = false;
+        Scrutiny scrutiny = Scrutiny::Programs; // of what is installed, before the extension decides what to fetch
         // Goes on until the page is left, as in a browser, also when everything is done: a player's page is sent home
         // at the end.
         bool untilLeft = false;
@@ -74,7 +75,8 @@ private:
     void NothingToDo(const std::string &why) override;
     void Installing(const std::string &name) override;
     void KeepWindowsAlive(const std::function<bool(std::chrono::milliseconds)> &ended) override;
-    void Moving(const std::filesystem::path &destination, std::uint64_t number) override;
+    void Moving(const std::filesystem::path &destination, std::uint64_t number,
+                std::vector<delivery::UnpackedFile> files) override;
     void NotMoved(const std::filesystem::path &destination) override;
     void Installed(const std::filesystem::path &destination) override;
     base::Result<std::string> InstructionsCame(const delivery::TransferResult &result) override;

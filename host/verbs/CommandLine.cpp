@@ -27,6 +27,7 @@ Verb VerbOf(const base::CommandLine &typed) {
         {"forbid", Verb::Forbid},
         {"status", Verb::Status},
         {"remove", Verb::Remove},
+        {"repair", Verb::Repair},
         {"doctor", Verb::Doctor},
         {"browser install", Verb::BrowserInstall},
         {"browser uninstall", Verb::BrowserUninstall},
@@ -101,6 +102,7 @@ base::Result<CommandLine> ReadCommandLine(const std::vector<std::string> &argume
     line.json = typed->Has("--json");
     line.open = typed->Has("--open");
     line.all = typed->Has("--all");
+    line.removeToo = typed->Has("--remove");
     line.anywhere = typed->Has("--anywhere");
     line.forUser = typed->Has("--user");
     line.forSystem = typed->Has("--system");

@@ -23,6 +23,7 @@ struct CommandLine {
         Doctor,
         Status,
         Remove,
+        Repair,
         Report,
         BrowserInstall,
         BrowserUninstall,
@@ -45,6 +46,7 @@ struct CommandLine {
     bool open = false;
     bool all = false;
     bool anywhere = false;  // "allow"
+    bool removeToo = false; // "forbid"
     bool forUser = false;   // "browser": only for the user
     bool forSystem = false; // only for the machine
 };

@@ -67,6 +67,9 @@ base::Verb Browser(const std::string &what, std::string summary, std::string tex
                         {.name = "--system", .help = "for all users of this machine; changes need root"}}};
 }
 
+// A shell command. A name may have blanks in it, which a completion cannot tell from the next name.
+constexpr const char *kInstalledNames = "lumhost status --json | sed -n 's/^ *\"name\" : \"\\([^\" ]*\\)\".*/\\1/p'";
+
 constexpr const char *kExitStatus =
     "Exit status: 0 when the application was started or the page sent on; 1 when a message was shown (its number is on "
     "standard error) or a command failed; 2 wrong use; 3 no such page, or nothing to start on it; 4 the site is not "
@@ -110,18 +113,36 @@ const base::Program &Commands() {
               .fewest = 1,
               .most = 1,
               .summary = "withdraw that permission, and forget the site's signed releases",
+              .text = "What the site has installed stays, and serves the pages of other sites.",
+              .options = {{.name = "--remove", .help = "remove the components that came from it, or for its pages"}},
               .offer = {Kind::Command, "lumhost allowed | cut -d' ' -f1"}},
              {.name = "allowed", .summary = "list the allowed sites, and the roots of those with signed releases"},
              {.name = "status",
-              .summary = "list the installed components, whether they are complete and unchanged, and the signed "
-                         "releases in use",
-              .text = "The exit status is 1 when a component is damaged."},
+              .summary = "list the installed components, where they came from, whether they are complete, and the "
+                         "signed releases in use",
+              .text = "The exit status is 1 when a component is damaged.",
+              .options = {{.name = "--json", .help = "print a JSON array, with a component in each object"}}},
+             {.name = "repair",
+              .operands = "[PAGE | NAME...]",
+              .most = 1000,
+              .summary = "fetch damaged components again",
+              .text =
+                  "Without NAME all of those that \"status\" calls damaged, from where they came. With PAGE those of "
+                  "this page, also when it is not known where they came from. Nothing is started.",
+              .options = {{.name = "--extension",
+                           .value = "BUNDLE",
+                           .help = "load the extension from BUNDLE, instead of the installed one",
+                           .offer = {Kind::Files}}},
+              .offer = {Kind::Command, kInstalledNames}},
              {.name = "remove",
               .operands = "NAME...",
               .most = 1000,
               .summary = "remove installed components",
-              .text = "Symbolic links are not followed.",
-              .options = {{.name = "--all", .help = "remove everything, the extension's copy included"}}},
+              .text = "Symbolic links are not followed. A component that runs is left alone.",
+              .options = {{.name = "--all",
+                           .help = "remove everything, with the extension's copy, the records, the last start and the "
+                                   "downloads; the allowed sites and the roots of their signed releases stay"}},
+              .offer = {Kind::Command, kInstalledNames}},
              {.name = "doctor",
               .summary = "check whether this machine has what is needed",
               .text = "Says what to do about anything that is missing. The exit status is 1 when a start would fail."},

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstdlib>
 #include <memory>
 #include <string_view>
 
@@ -19,6 +20,7 @@
 #include "host/release/ReleaseState.h"
 #include "host/run/Extension.h"
 #include "host/run/WindowServer.h"
+#include "host/sites/Origins.h"
 #include "host/verbs/DoctorUnpacking.h"
 #include "lum/platform/linux/session/CryptoLibraries.h"
 #include "lum/security/CryptoNames.h"
@@ -126,7 +128,9 @@ Findings ExamineCrypto() {
         }
         Findings findings = {{Severity::Good, "crypto library", name, ""}};
         for (const char *function : kCryptoFunctions) {
-            findings.push_back(ExamineFunction(library.get(), function));
+            if (Finding finding = ExamineFunction(library.get(), function); finding.severity != Severity::Good) {
+                findings.push_back(std::move(finding));
+            }
         }
         return findings;
     }
@@ -210,6 +214,26 @@ Finding ExamineCodeset() {
             "choose a UTF-8 locale (LANG=C.UTF-8)"};
 }
 
+Finding ExamineSites(const Folders &folders) {
+    const Origins origins(folders.Origins());
+    if (!origins.problem().empty()) {
+        return {Severity::Error, "allowed sites", base::OneLine(origins.problem()), ""};
+    }
+    const std::size_t count = origins.all().size();
+    return count > 0 ? Finding{Severity::Good, "allowed sites", std::to_string(count), ""}
+                     : Finding{Severity::Note, "allowed sites", "none", "lumhost allow SITE"};
+}
+
+// Their values are not shown: a password may be in them.
+Finding ExamineProxies() {
+    std::string set;
+    for (const char *name : {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY", "no_proxy"}) {
+        const char *value = std::getenv(name);
+        set += !value || !*value ? "" : (set.empty() ? "" : ", ") + std::string(name);
+    }
+    return {Severity::Good, "proxies", set.empty() ? "none is set" : "set by " + set, ""};
+}
+
 const char *MarkOf(Severity severity) {
     switch (severity) {
     case Severity::Good:
@@ -237,6 +261,8 @@ Findings Examine(const Folders &folders) {
         findings.push_back(ExamineFolder(where, folder));
     }
     findings.push_back(ExamineExtension(OwnPart(kExtensionBundle)));
+    findings.push_back(ExamineSites(folders));
+    findings.push_back(ExamineProxies());
     findings.push_back(ExamineTheme(OwnPart(kTheme)));
     for (Finding &finding : ExamineUnpacking()) {
         findings.push_back(std::move(finding));

@@ -50,8 +50,8 @@ delivery::Page PageOf(const NativeStart &start) {
     return page;
 }
 
-// Saves what the user has just answered in the browser, unless in a private window, and returns the sites that are still
-// not allowed. An answer about another site than the page's is ignored.
+// Saves what the user has just answered in the browser, unless in a private window, and returns the sites that are
+// still not allowed. An answer about another site than the page's is ignored.
 std::vector<std::string> NotAllowed(const NativeStart &start, const std::vector<std::string> &sites,
                                     const Folders &folders, NativeEvents &events) {
     Origins origins(folders.Origins());

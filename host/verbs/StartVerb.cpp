@@ -156,17 +156,13 @@ base::Result<void> CheckAllowed(const std::vector<std::string> &sites, const Fol
     return base::Fail(text);
 }
 
-int Start(const CommandLine &line, const Folders &folders, EventSink &sink) {
-    const Deadline deadline(line.timeout);
+// What follows when the page is known. `sites` must be allowed.
+int StartSites(delivery::Page page, const std::vector<std::string> &sites, Scrutiny scrutiny, const Deadline &deadline,
+               const CommandLine &line, const Folders &folders, EventSink &sink) {
     TraceFile log;
     if (const base::Result<void> opened = line.log.empty() ? base::Result<void>() : log.Open(line.log); !opened) {
         return Fail(sink, deadline, Ending::WrongUse, opened.error().text);
     }
-    base::Result<delivery::Page> page = ReadPage(line, folders, deadline);
-    if (!page) {
-        return Fail(sink, deadline, Ending::NoPage, page.error().text);
-    }
-    const std::vector<std::string> sites = page->Sites();
     if (const base::Result<void> allowed = CheckAllowed(sites, folders, deadline); !allowed) {
         return Fail(sink, deadline, Ending::NotAllowed, allowed.error().text);
     }
@@ -176,16 +172,64 @@ int Start(const CommandLine &line, const Folders &folders, EventSink &sink) {
     if (!extension) {
         return Fail(sink, deadline, Ending::NoExtension, extension.error().text);
     }
-    Run run({.page = std::move(*page),
+    Run run({.page = std::move(page),
              .sites = sites,
              .confined = Origins(folders.Origins()).Confined(sites),
              .extension = *extension,
              .bundle = bundle,
              .timeout = deadline.Left(),
              .open = line.open,
-             .alerts = CanShowWindows()},
+             .alerts = CanShowWindows(),
+             .scrutiny = scrutiny},
             folders, log, sink);
     return run.Go().status;
+}
+
+int Start(const CommandLine &line, const Folders &folders, EventSink &sink) {
+    const Deadline deadline(line.timeout);
+    base::Result<delivery::Page> page = ReadPage(line, folders, deadline);
+    if (!page) {
+        return Fail(sink, deadline, Ending::NoPage, page.error().text);
+    }
+    const std::vector<std::string> sites = page->Sites();
+    return StartSites(std::move(*page), sites, Scrutiny::Programs, deadline, line, folders, sink);
+}
+
+// A start that only installs has nothing to tell of a page or an application.
+class RepairSink final : public EventSink {
+public:
+    void OnState(State state, const std::string &detail) override {
+        m_terminal.OnState(state, detail);
+    }
+    void OnProgress(const Progress &progress) override {
+        m_terminal.OnProgress(progress);
+    }
+    void OnMessage(const Message &message) override {
+        m_terminal.OnMessage(message);
+    }
+    void OnNavigation(const Navigation & /*navigation*/) override {}
+    void OnLaunch(const Launch & /*launch*/) override {}
+    void OnLogRequest(const LogRequest & /*request*/) override {}
+    void OnProblem(const std::string &text) override {
+        m_terminal.OnProblem(text);
+    }
+    void OnNotice(const std::string &text) override {
+        m_terminal.OnNotice(text);
+    }
+    void OnSettled(const std::string & /*reason*/) override {}
+    void OnEnd(int /*status*/, const std::string & /*reason*/, int /*message*/) override {}
+
+private:
+    Terminal m_terminal{stdout, TerminalWidth(stdout)};
+};
+
+// Downloads, and then goes to a page that nobody opens: that is how the extension ends such a start at once.
+int InstallOnly(delivery::Page page, std::vector<std::string> sites, const CommandLine &line, const Folders &folders) {
+    page.Set("LumDownloadOnly", "TRUE");
+    page.Set("szNextUrl", "about:blank");
+    page.Set("LumSuppressInstallation", "");
+    RepairSink sink;
+    return StartSites(std::move(page), sites, Scrutiny::EveryFile, Deadline(line.timeout), line, folders, sink);
 }
 
 } // namespace
@@ -194,6 +238,37 @@ int StartPage(const CommandLine &line, const Folders &folders) {
     WatchSignals();
     RaiseDescriptorLimit();
     return Start(line, folders, *NewSink(line.json));
+}
+
+bool IsPage(const std::string &word) {
+    std::error_code error;
+    return word.find("://") != std::string::npos || std::filesystem::is_regular_file(word, error);
+}
+
+int RepairPage(const CommandLine &line, const Folders &folders) {
+    WatchSignals();
+    RaiseDescriptorLimit();
+    base::Result<delivery::Page> page = ReadPage(line, folders, Deadline({}));
+    if (!page) {
+        Complain(page.error().text);
+        return static_cast<int>(Ending::NoPage);
+    }
+    std::vector<std::string> sites = page->Sites();
+    return InstallOnly(std::move(*page), std::move(sites), line, folders);
+}
+
+int RepairFrom(const InstalledSource &source, const CommandLine &line, const Folders &folders) {
+    WatchSignals();
+    RaiseDescriptorLimit();
+    delivery::Page page;
+    for (const auto &[name, value] : source.parameters) {
+        page.Set(name, value);
+    }
+    std::vector<std::string> sites = page.Sites();
+    if (!source.page.empty() && source.page != source.site) {
+        sites.push_back(source.page);
+    }
+    return InstallOnly(std::move(page), std::move(sites), line, folders);
 }
 
 } // namespace lumhost

@@ -9,12 +9,23 @@
 //       RunWatch       decides from what happened when the start is over
 #pragma once
 
+#include <string>
+
 #include "host/Folders.h"
+#include "host/installed/Installed.h"
 #include "host/verbs/CommandLine.h"
 
 namespace lumhost {
 
 // Returns the exit status. Main thread, once in a process.
 int StartPage(const CommandLine &line, const Folders &folders);
+
+// Whether a word is a page and not the name of a component: an address, or a file that exists.
+bool IsPage(const std::string &word);
+
+// Starts that only install, from the page on the command line or from where a component came, after everything that
+// they list and that is damaged was removed. The exit status as of a start, but 0 when there was nothing to do.
+int RepairPage(const CommandLine &line, const Folders &folders);
+int RepairFrom(const InstalledSource &source, const CommandLine &line, const Folders &folders);
 
 } // namespace lumhost

@@ -10,8 +10,6 @@
 #include "host/Process.h"
 #include "host/frontend/EventSink.h"
 #include "host/installed/ComponentState.h"
-#include "host/installed/InstallNotes.h"
-#include "host/installed/Removal.h"
 #include "host/release/ReleaseState.h"
 #include "host/sites/Origins.h"
 #include "host/trace/LastStart.h"
@@ -19,6 +17,7 @@
 #include "host/verbs/CommandLine.h"
 #include "host/verbs/Commands.h"
 #include "host/verbs/Doctor.h"
+#include "host/verbs/InstalledVerbs.h"
 #include "host/verbs/NativeVerb.h"
 #include "host/verbs/ReleaseVerb.h"
 #include "host/verbs/StartVerb.h"
@@ -51,7 +50,7 @@ int ChangeOrigins(const CommandLine &line, const Folders &folders) {
     }
     std::printf("%s: %s%s\n", allow ? "allowed" : "not allowed", origin->c_str(),
                 allow && line.anywhere ? ", to install anywhere: it may replace and delete all of your files" : "");
-    return EXIT_SUCCESS;
+    return line.removeToo ? RemoveOfSite(*origin, folders) : EXIT_SUCCESS;
 }
 
 int ListOrigins(const Folders &folders) {
@@ -69,44 +68,6 @@ int ListOrigins(const Folders &folders) {
         std::printf("%s  not allowed\n%s", pin.site.c_str(), PinText(pin).c_str());
     }
     return EXIT_SUCCESS;
-}
-
-int ShowStatus(const Folders &folders) {
-    SettleInstallNotes(folders);
-    const std::vector<ComponentState> states = ComponentStates(folders);
-    std::fputs(Listing(states, folders).c_str(), stdout);
-    std::fputs(ReleaseListing(PinsOf(folders).All()).c_str(), stdout);
-    for (const ComponentState &state : states) {
-        if (state.recorded && !state.whole()) {
-            return EXIT_FAILURE;
-        }
-    }
-    return EXIT_SUCCESS;
-}
-
-void Add(const Removal &more, Removal &sum) {
-    sum.removed += more.removed;
-    sum.errors.insert(sum.errors.end(), more.errors.begin(), more.errors.end());
-}
-
-int Remove(const CommandLine &line, const Folders &folders) {
-    SettleInstallNotes(folders);
-    Removal sum;
-    if (line.all) {
-        Add(RemoveEverything(folders), sum);
-    }
-    for (const std::string &name : line.operands) {
-        const Removal removal = RemoveComponents(folders, name);
-        Add(removal, sum);
-        if (removal.removed == 0 && removal.errors.empty()) {
-            sum.errors.push_back(base::Quoted(name) + " is not installed");
-        }
-    }
-    std::printf("removed: %u\n", sum.removed);
-    for (const std::string &error : sum.errors) {
-        Complain(error);
-    }
-    return sum.errors.empty() ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 int DoDoctor(const Folders &folders) {
@@ -142,6 +103,12 @@ int Start(CommandLine line, const Folders &folders) {
     return status;
 }
 
+int StartRepair(CommandLine line, const Folders &folders) {
+    MakeAbsolute(line.extension);
+    UseTheme(OwnPart(kTheme).c_str());
+    return Repair(line, folders);
+}
+
 int StartNative(CommandLine line, const Folders &folders) {
     MakeAbsolute(line.extension);
     UseTheme(OwnPart(kTheme).c_str());
@@ -161,9 +128,11 @@ int Do(const CommandLine &line, const Folders &folders) {
     case Verb::Doctor:
         return DoDoctor(folders);
     case Verb::Status:
-        return ShowStatus(folders);
+        return ShowStatus(line, folders);
     case Verb::Remove:
         return Remove(line, folders);
+    case Verb::Repair:
+        return StartRepair(line, folders);
     case Verb::Report:
         return PackReport(line, folders);
     case Verb::BrowserInstall:

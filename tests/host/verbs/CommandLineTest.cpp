@@ -29,7 +29,11 @@ TEST(LumhostCommandLine, VerbsAndTheirWords) {
         {{"remove", "--all"}, Verb::Remove},
         {{"browser", "install"}, Verb::BrowserInstall},
         {{"browser", "status", "--system"}, Verb::BrowserStatus},
-        {{"status", "--json"}, std::nullopt}, // of a start only
+        {{"status", "--json"}, Verb::Status},
+        {{"repair"}, Verb::Repair},
+        {{"forbid", "https://a.example", "--remove"}, Verb::Forbid},
+        {{"forbid", "https://a.example", "--anywhere"}, std::nullopt},
+        {{"allowed", "--json"}, std::nullopt}, // of a start and of the status only
         {{"--native"}, Verb::Native},
         {{"chrome-extension://abc/"}, Verb::Native},
         {{"/etc/lum.json", "lum@kelvo.example"}, Verb::Native},
