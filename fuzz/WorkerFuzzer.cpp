@@ -13,11 +13,13 @@ namespace {
 
 const delivery::WorkerRequest kRequest{"part.bundle", {1 << 20, 200, 8 << 20}};
 
+constexpr std::size_t kMostWaiting = 128 << 10; // a socket takes so much before it is read
+
 // Through the socket, as it comes in earnest.
 base::Result<delivery::WorkerAnswer> Heard(std::string_view bytes) {
     delivery::Channel channel = delivery::MakeChannel().value();
-    if (!bytes.empty() && bytes.size() <= delivery::kMostOfAnswer) {
-        Require(delivery::SendMessage(channel.theirs.get(), bytes, {}).has_value(), "a message can be sent");
+    if (!bytes.empty() && bytes.size() <= kMostWaiting) {
+        Require(delivery::SendText(channel.theirs.get(), bytes).has_value(), "a text can be sent");
     }
     channel.theirs.Close();
     return delivery::ReadAnswer(channel.ours.get(), kRequest);

@@ -274,12 +274,12 @@ TEST(Privacy, NothingOfThePersonLeaves) {
     EXPECT_THAT(sent, HasSubstr("~%2FGNUstep")) << "the warning was sent";
     Machine::Run("--report '" + (machine.place / "report.tgz") + "'");
     const std::string report = OutputOf("tar -xzOf '" + (machine.place / "report.tgz") + "'") +
-                               OutputOf("cat '" + home + "'/.local/state/lumhost/*");
+                               OutputOf("find '" + home + "/.local/state/lumhost' -type f -exec cat {} +");
     EXPECT_THAT(report, AllOf(HasSubstr("DoItemInstall"), Not(HasSubstr("Secret")), Not(HasSubstr("Lovelace")),
                               Not(HasSubstr(home))));
     EXPECT_EQ("600\n600\n600\n600\n",
-              OutputOf("stat -c %a '" + (machine.place / "tmp/trace") + "' '" + (machine.place / "report.tgz") + "' '" +
-                       home + "'/.local/state/lumhost/*"));
+              OutputOf("find '" + (machine.place / "tmp/trace") + "' '" + (machine.place / "report.tgz") + "' '" +
+                       home + "/.local/state/lumhost' -type f -printf '%m\\n'"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, MachineFaults, testing::ValuesIn(kFaults),

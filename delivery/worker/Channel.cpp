@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstring>
 
 namespace delivery {
@@ -12,6 +13,7 @@ namespace delivery {
 namespace {
 
 constexpr std::size_t kRoom = CMSG_SPACE(sizeof(int) * kMostDescriptors);
+constexpr std::size_t kPiece = 64 << 10; // far below the smallest buffer that a system gives a socket
 
 template <typename Call> ssize_t Retried(const Call &call) {
     ssize_t result;
@@ -89,6 +91,40 @@ base::Result<std::optional<Message>> ReceiveMessage(int socket, std::size_t most
     }
     message.bytes.resize(static_cast<std::size_t>(got));
     return message;
+}
+
+base::Result<void> SendText(int socket, std::string_view text) {
+    const std::uint64_t length = text.size();
+    base::Result<void> sent = SendMessage(socket, {reinterpret_cast<const char *>(&length), sizeof length}, {});
+    while (sent && !text.empty()) {
+        const std::string_view piece = text.substr(0, kPiece);
+        sent = SendMessage(socket, piece, {});
+        text.remove_prefix(piece.size());
+    }
+    return sent;
+}
+
+base::Result<std::optional<std::string>> ReceiveText(int socket, std::size_t mostBytes) {
+    std::uint64_t length = 0;
+    base::Result<std::optional<Message>> message = ReceiveMessage(socket, sizeof length);
+    if (message && *message) {
+        if ((*message)->bytes.size() != sizeof length) {
+            return base::SystemFailure("another process says something else", EBADMSG);
+        }
+        std::memcpy(&length, (*message)->bytes.data(), sizeof length);
+        if (length > mostBytes) {
+            return base::SystemFailure("another process says too much", EMSGSIZE);
+        }
+    }
+    std::string text;
+    while (message && *message && text.size() < length) {
+        message = ReceiveMessage(socket, std::min<std::uint64_t>(kPiece, length - text.size()));
+        text += message && *message ? (*message)->bytes : "";
+    }
+    if (!message) {
+        return base::Fail(message.error());
+    }
+    return *message ? std::optional(std::move(text)) : std::nullopt;
 }
 
 } // namespace delivery

@@ -104,12 +104,11 @@ void UnpackService::Start(const WorkerRequest &request, Message message) {
         m_ends.emplace(child, std::move(message.descriptors[0]));
     } else {
         const int error = errno;
-        (void)SendMessage(message.descriptors[0].get(),
-                          Encode(WorkerAnswer{{},
-                                              base::Fail("no process can be started to unpack: " +
-                                                             std::generic_category().message(error),
-                                                         kUnpackInterrupted)}),
-                          {});
+        (void)SendText(message.descriptors[0].get(),
+                       Encode(WorkerAnswer{
+                           {},
+                           base::Fail("no process can be started to unpack: " + std::generic_category().message(error),
+                                      kUnpackInterrupted)}));
     }
 }
 
@@ -129,7 +128,7 @@ void UnpackService::Work(pid_t parent, WorkerRequest request, Message message) c
                 return Unpack({package.get(), staging, request.component, request.limits});
             });
         }
-        if (!SendMessage(user, Encode(answer), {})) {
+        if (!SendText(user, Encode(answer))) {
             _exit(EXIT_FAILURE);
         }
         base::Result<std::optional<Message>> next = ReceiveMessage(user, kMostOfRequest);

@@ -161,11 +161,11 @@ base::Result<Protections> UnpackWorker::Try(int folder) {
 }
 
 base::Result<WorkerAnswer> ReadAnswer(int socket, const WorkerRequest &request) {
-    base::Result<std::optional<Message>> message = ReceiveMessage(socket, kMostOfAnswer);
-    if (message && !*message) {
+    const base::Result<std::optional<std::string>> text = ReceiveText(socket, kMostOfAnswer);
+    if (text && !*text) {
         return base::Fail("the process that unpacks has ended before it was done");
     }
-    std::optional<WorkerAnswer> answer = message ? DecodeAnswer((*message)->bytes) : std::nullopt;
+    std::optional<WorkerAnswer> answer = text ? DecodeAnswer(**text) : std::nullopt;
     const auto fits = [&](const Unpacked &unpacked) {
         return unpacked.bytes <= request.limits.maxBytes &&
                (request.component.empty() || unpacked.component == request.component);

@@ -25,19 +25,19 @@ NSXMLElement *Child(NSXMLElement *element, NSString *name, NSString *key = nil) 
     return nil;
 }
 
-NSString *Text(NSXMLElement *element, NSString *attribute) {
+NSString *Attribute(NSXMLElement *element, NSString *attribute) {
     NSString *text = [[element attributeForName:attribute] stringValue];
     return text ? text : @"";
 }
 
 double Number(NSXMLElement *element, NSString *attribute, double otherwise) {
-    NSString *text = Text(element, attribute);
+    NSString *text = Attribute(element, attribute);
     return [text length] > 0 ? [text doubleValue] : otherwise;
 }
 
 // Absent is the language's default, which differs from one attribute to the next.
 BOOL Says(NSXMLElement *element, NSString *attribute, NSString *word) {
-    return [Text(element, attribute) isEqualToString:word];
+    return [Attribute(element, attribute) isEqualToString:word];
 }
 
 NSRect Rect(NSXMLElement *element, NSString *key) {
@@ -66,7 +66,7 @@ NSFont *Font(NSXMLElement *cell) {
 NSView *MakeTextField(NSXMLElement *element) {
     NSXMLElement *cell = Child(element, @"textFieldCell");
     NSTextField *field = [[[NSTextField alloc] initWithFrame:Rect(element, @"frame")] autorelease];
-    [field setStringValue:Text(cell, @"title")];
+    [field setStringValue:Attribute(cell, @"title")];
     [field setEditable:!Says(cell, @"editable", @"NO")];
     [field setSelectable:!Says(cell, @"selectable", @"NO")];
     [field setBezeled:Says(cell, @"borderStyle", @"bezel")];
@@ -104,7 +104,7 @@ NSView *MakeButton(NSXMLElement *element) {
     NSButton *button = [[[NSButton alloc] initWithFrame:Rect(element, @"frame")] autorelease];
     [button setButtonType:NSMomentaryPushInButton];
     [button setBezelStyle:NSRoundedBezelStyle];
-    [button setTitle:Text(cell, @"title")];
+    [button setTitle:Attribute(cell, @"title")];
     [button setFont:Font(cell)];
     [button setKeyEquivalent:KeyEquivalent(cell)];
     return button;
@@ -137,7 +137,7 @@ NSWindow *MakeWindow(NSXMLElement *element) {
                                                       backing:NSBackingStoreBuffered
                                                         defer:YES] autorelease];
     [window setReleasedWhenClosed:!Says(element, @"releasedWhenClosed", @"NO")];
-    [window setTitle:Text(element, @"title")];
+    [window setTitle:Attribute(element, @"title")];
     return window;
 }
 
@@ -161,14 +161,14 @@ public:
     }
 
     void Connect(NSXMLElement *element) const {
-        id source = Object(Text(element, @"id"));
+        id source = Object(Attribute(element, @"id"));
         NSXMLElement *connections = Child(element, @"connections");
         for (NSXMLElement *outlet : Each<NSXMLElement *>([connections elementsForName:@"outlet"])) {
-            SetOutlet(source, Text(outlet, @"property"), Object(Text(outlet, @"destination")));
+            SetOutlet(source, Attribute(outlet, @"property"), Object(Attribute(outlet, @"destination")));
         }
         for (NSXMLElement *action : Each<NSXMLElement *>([connections elementsForName:@"action"])) {
-            [source setTarget:Object(Text(action, @"target"))];
-            [source setAction:NSSelectorFromString(Text(action, @"selector"))];
+            [source setTarget:Object(Attribute(action, @"target"))];
+            [source setAction:NSSelectorFromString(Attribute(action, @"selector"))];
         }
         for (NSXMLElement *child : Each<NSXMLElement *>([element children])) {
             if ([child kind] == NSXMLElementKind) {
@@ -179,7 +179,7 @@ public:
 
 private:
     void Add(NSXMLElement *element, id object) {
-        [m_objects setObject:object forKey:Text(element, @"id")];
+        [m_objects setObject:object forKey:Attribute(element, @"id")];
     }
 
     id Object(NSString *identifier) const {

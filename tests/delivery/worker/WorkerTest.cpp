@@ -16,6 +16,7 @@
 
 #include <cstring>
 #include <functional>
+#include <thread>
 
 #include "base/Files.h"
 #include "base/Text.h"
@@ -183,6 +184,15 @@ TEST_F(WorkerTest, AnotherComesWhenItHasEnded) {
     EXPECT_THAT(m_reason, HasSubstr("lumunpack, the program that unpacks, is missing"));
 }
 
+// A record that is longer than what a socket takes at once.
+std::vector<UnpackedFile> ManyFiles() {
+    std::vector<UnpackedFile> files(20'000);
+    for (std::size_t i = 0; i < files.size(); ++i) {
+        files[i].path = "My.app/Contents/Resources/" + std::to_string(i);
+    }
+    return files;
+}
+
 // An answer as a process could give it that a package has taken over.
 TEST_F(WorkerTest, TakesNoAnswerOnTrust) {
     const WorkerRequest request{"My.app", {.maxBytes = 10}};
@@ -197,17 +207,21 @@ TEST_F(WorkerTest, TakesNoAnswerOnTrust) {
                  {good.substr(0, good.size() - 1), "no sense"},
                  {good + "x", "no sense"},
                  {std::string(kMostOfAnswer + 2, 'x'), "no sense"},
+                 {answer(Unpacked{"My.app", 10, ManyFiles()}), nullptr},
                  {answer(Unpacked{"Other.app", 10}), "no sense"},
                  {answer(Unpacked{"My.app", 11}), "no sense"},
                  {answer(base::Fail("", kUnpackDamaged)), "no sense"},
                  {answer(base::Fail("x", 7)), "no sense"}};
     for (const auto &[bytes, error] : cases) {
         Channel channel = MakeChannel().value();
-        if (!bytes.empty()) {
-            EXPECT_TRUE(SendMessage(channel.theirs.get(), bytes, {}));
-        }
-        channel.theirs.Close();
+        std::jthread peer([&] {
+            if (!bytes.empty()) {
+                (void)SendText(channel.theirs.get(), bytes); // cut short when it is too long
+            }
+            channel.theirs.Close();
+        });
         const base::Result<WorkerAnswer> read = ReadAnswer(channel.ours.get(), request);
+        channel.ours.Close();
         EXPECT_EQ(read.has_value(), !error) << base::OneLine(bytes);
         EXPECT_THAT(read ? "" : read.error().text, HasSubstr(error ? error : ""));
         if (read && !read->unpacked) {

