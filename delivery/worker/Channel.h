@@ -31,8 +31,8 @@ struct Message {
 // Waits for a message. Nothing when the peer has gone. Fails for one with more bytes (EMSGSIZE) or descriptors.
 base::Result<std::optional<Message>> ReceiveMessage(int socket, std::size_t mostBytes);
 
-// A text of any length, in as many messages as the system needs for it: its length, then pieces. Sending waits until the
-// peer has taken all but the last pieces.
+// A text of any length, in as many messages as the system needs for it: its length, then pieces. Sending waits until
+// the peer has taken all but the last pieces.
 base::Result<void> SendText(int socket, std::string_view text);
 // Waits for all of such a text. Nothing when the peer has gone before its end. Fails for one with more than `mostBytes`
 // (EMSGSIZE), of which no more than that much is kept, and for messages that are no such text (EBADMSG).
