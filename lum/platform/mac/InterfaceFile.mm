@@ -75,6 +75,8 @@ NSView *MakeTextField(NSXMLElement *element) {
     if (Says(cell, @"lineBreakMode", @"truncatingTail")) {
         [[field cell] setLineBreakMode:NSLineBreakByTruncatingTail];
     }
+    [field setAlignment:Says(cell, @"alignment", @"right") ? NSTextAlignmentRight : NSTextAlignmentNatural];
+    [field setTag:static_cast<NSInteger>(Number(element, @"tag", 0))];
     return field;
 }
 

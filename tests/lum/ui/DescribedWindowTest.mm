@@ -34,7 +34,8 @@ std::string Describe(NSView *view) {
     } else if ([view isKindOfClass:[NSControl class]]) {
         auto *control = static_cast<NSControl *>(view);
         text << [[control stringValue] UTF8String] << " " << [[control font] pointSize] << " "
-             << [NSStringFromSelector([control action]) UTF8String] << ([control target] ? " for someone" : "");
+             << ([control action] ? sel_getName([control action]) : "nothing")
+             << ([control target] ? " for someone " : " ") << [control tag] << " " << [control alignment] << " ";
     }
     if ([view isKindOfClass:[NSTextField class]]) {
         auto *field = static_cast<NSTextField *>(view);
@@ -45,6 +46,7 @@ std::string Describe(NSView *view) {
         text << [[button title] UTF8String] << " " << +[[button keyEquivalent] characterAtIndex:0] << " "
              << [[button cell] bezelStyle];
     }
+    EXPECT_TRUE(text.good()) << "a null text, and nothing after it: " << text.str();
     return text.str();
 }
 
