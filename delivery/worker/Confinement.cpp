@@ -31,7 +31,7 @@ constexpr rlim_t kDescriptors = 128;
 constexpr std::uint64_t kUnlikelySize = std::uint64_t{1} << 40;
 
 // Those of the C library for memory, and those of Unpack. openat is held by Landlock; the others name no file by a path
-// that leads anywhere, and no other process.
+// that leads anywhere, and no other process. Address checks ask for the signal stack at each exception.
 constexpr int kCalls[] = {
     SCMP_SYS(brk),          SCMP_SYS(munmap),     SCMP_SYS(mremap),          SCMP_SYS(madvise),
     SCMP_SYS(futex),        SCMP_SYS(getrandom),  SCMP_SYS(rt_sigprocmask),  SCMP_SYS(rt_sigaction),
@@ -40,7 +40,7 @@ constexpr int kCalls[] = {
     SCMP_SYS(writev),       SCMP_SYS(lseek),      SCMP_SYS(close),           SCMP_SYS(fstat),
     SCMP_SYS(newfstatat),   SCMP_SYS(fstatfs),    SCMP_SYS(sendmsg),         SCMP_SYS(recvmsg),
     SCMP_SYS(openat),       SCMP_SYS(mkdirat),    SCMP_SYS(symlinkat),       SCMP_SYS(linkat),
-    SCMP_SYS(ftruncate),    SCMP_SYS(fallocate)};
+    SCMP_SYS(ftruncate),    SCMP_SYS(fallocate),  SCMP_SYS(sigaltstack)};
 
 void Limit(__rlimit_resource resource, rlim_t most) {
     rlimit limit{};
