@@ -69,6 +69,11 @@ bool IsOnlyFrom(uid_t owner, const struct stat &status) {
     return status.st_uid == owner && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
+// Why a file is no root, without the advice for a file that a site has served.
+std::string NoRoot(const base::Error &error) {
+    return error.text.substr(0, error.text.find(';'));
+}
+
 bool IsPinnedTo(const Pin &pin, std::string_view root) {
     return TextOf(ReadRecord(pin.folder), "root") == base::DigestOfText(root) ||
            base::ReadWhole(pin.folder / kRoot, kLargestRoot).value_or("") == root;
@@ -140,12 +145,12 @@ base::Result<std::optional<Pin>> Pins::Find(const std::string &site) const {
     const base::Result<Pin> pinned = PinTo(site, **set, Pin::Source::Administrator);
     if (!pinned) {
         return base::Fail("the root of " + site + " in " + AdministratorsFile(site).string() +
-                          " is not used: " + pinned.error().text + "; tell the administrator of this computer");
+                          " is not used: " + NoRoot(pinned.error()) + "; tell the administrator of this computer");
     }
     return *pinned;
 }
 
-std::vector<Pin> Pins::All() const {
+std::vector<Pin> Pins::All(std::vector<base::Error> *unusable) const {
     std::vector<std::string> sites;
     std::error_code error;
     for (const auto &entry : fs::directory_iterator(m_administrators, error)) {
@@ -163,8 +168,11 @@ std::vector<Pin> Pins::All() const {
     sites.erase(std::unique(sites.begin(), sites.end()), sites.end());
     std::vector<Pin> pins;
     for (const std::string &site : sites) {
-        if (base::Result<std::optional<Pin>> pin = Find(site); pin && *pin) {
+        base::Result<std::optional<Pin>> pin = Find(site);
+        if (pin && *pin) {
             pins.push_back(std::move(**pin));
+        } else if (!pin && unusable) {
+            unusable->push_back(pin.error());
         }
     }
     return pins;
@@ -177,7 +185,7 @@ base::Result<Pin> Pins::Add(const std::string &site, std::string_view root, bool
                           AdministratorsFile(site).string() + "), so only the administrator can change it");
     }
     if (const base::Result<void> good = delivery::TrustedRelease(delivery::ReleaseTime{}).StartFrom(root); !good) {
-        return base::Fail(good.error());
+        return base::Fail(NoRoot(good.error()) + "; ask the operator of the site for its root.json");
     }
     const std::optional<Pin> saved = Saved(site);
     if (saved && IsPinnedTo(*saved, root)) {

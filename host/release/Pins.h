@@ -37,8 +37,9 @@ public:
     // The pin of the site; nothing when it has none. A root of the administrator that is new is pinned by this. Fails
     // when the administrator's file cannot be trusted or is not a root: the site must not be started then.
     base::Result<std::optional<Pin>> Find(const std::string &site) const;
-    // All of them, sorted; a file of the administrator's that cannot be used is left out.
-    std::vector<Pin> All() const;
+    // All of them, sorted; a file of the administrator's that cannot be used is left out, and why is added to
+    // `unusable` (may be null).
+    std::vector<Pin> All(std::vector<base::Error> *unusable = nullptr) const;
 
     // Pins the site to this root (the bytes of a root.json). Pinning to the root that is pinned or trusted already
     // succeeds. Fails when it is not a root, when the administrator has set one, and, without `replace`, when the site

@@ -31,7 +31,8 @@ ClockSigns LookAtClock(delivery::ReleaseTime now, std::optional<std::time_t> ser
     return {now, serverTime, adjtimex(&state) != TIME_ERROR};
 }
 
-std::string RefusalText(const std::string &site, const base::Error &error, const ClockSigns &clock) {
+std::string RefusalText(const std::string &site, const base::Error &error, const ClockSigns &clock,
+                        bool isAdministrators) {
     const std::string refused = "the release of " + site + " is refused: " + error.text;
     switch (delivery::FaultOf(error)) {
     case ReleaseFault::Expired:
@@ -52,11 +53,13 @@ std::string RefusalText(const std::string &site, const base::Error &error, const
         return "the release of " + site + " cannot be saved: " + error.text +
                ". Free some space or set the folder's permissions, and try again.";
     case ReleaseFault::NotSigned:
-        if (error.text.find("root.json") != std::string::npos) {
+        // With new keys a site has either another root after the trusted one, or starts over with its root 1, which
+        // a visitor who is past it does not ask for.
+        if (error.text.starts_with("root.json") || error.text.starts_with("timestamp.json")) {
             return refused + kTellOperator +
-                   " If the operator confirms, by another way than the site, that its keys were lost, type: lumhost "
-                   "allow " +
-                   site + " --new-root FILE";
+                   " If the operator confirms, by another way than the site, that its keys were lost, " +
+                   (isAdministrators ? "the administrator of this computer has to replace the root."
+                                     : "type: lumhost allow " + site + " --new-root FILE");
         }
         return refused + kTellOperator;
     default:

@@ -20,6 +20,8 @@ ClockSigns LookAtClock(delivery::ReleaseTime now, std::optional<std::time_t> ser
 
 // Sentences about the release of `site`. The code of `error` is a delivery::ReleaseFault. That the clock is wrong is
 // only said when several signs agree: a server that replays an old release can also tell a wrong time.
-std::string RefusalText(const std::string &site, const base::Error &error, const ClockSigns &clock);
+// An administrator's root can be replaced by the administrator only.
+std::string RefusalText(const std::string &site, const base::Error &error, const ClockSigns &clock,
+                        bool isAdministrators = false);
 
 } // namespace lumhost

@@ -103,7 +103,8 @@ void ReleaseSession::Run() {
 }
 
 base::Error ReleaseSession::Refusal(const base::Error &error) const {
-    return {RefusalText(m_place.site, error, LookAtClock(m_now, m_fetcher.serverTime())), error.code};
+    const bool isAdministrators = m_pin && m_pin->source == Pin::Source::Administrator;
+    return {RefusalText(m_place.site, error, LookAtClock(m_now, m_fetcher.serverTime()), isAdministrators), error.code};
 }
 
 base::Result<ReleaseSession::Settled> ReleaseSession::Settle() {
@@ -164,9 +165,10 @@ base::Result<ReleaseSession::Settled> ReleaseSession::Use() {
 base::Result<ReleaseSession::Settled> ReleaseSession::UseSaved(const base::Error &unreachable) {
     const base::Result<void> saved = m_client->Recall(m_now);
     if (saved) {
-        return Describe({"whether " + m_place.site + " has a newer release cannot be asked (" + unreachable.text +
-                         "); going on with the saved one, which is good until " +
-                         delivery::ShowTime(EarliestExpiry(*m_client->trusted()))});
+        return Describe({"whether " + m_place.site +
+                         " has a newer release cannot be asked; going on with the saved one, which is good until " +
+                         delivery::ShowTime(EarliestExpiry(*m_client->trusted())) +
+                         ". The reason: " + unreachable.text});
     }
     if (m_fetcher.HasGivenUp()) { // too early, as it turns out
         m_fetcher.GiveUpAt({});
@@ -175,6 +177,12 @@ base::Result<ReleaseSession::Settled> ReleaseSession::UseSaved(const base::Error
     }
     if (FaultOf(saved.error()) == ReleaseFault::Unreachable) { // nothing is saved
         return base::Fail(Refusal(unreachable));
+    }
+    if (FaultOf(saved.error()) == ReleaseFault::Expired) { // the site may have renewed it long ago
+        return base::Fail(
+            Refusal({"the saved one has expired (" + saved.error().text.substr(0, saved.error().text.find(';')) +
+                         "), and a newer one cannot be fetched: " + unreachable.text,
+                     unreachable.code}));
     }
     return base::Fail(Refusal({saved.error().text + " (" + unreachable.text + ")", saved.error().code}));
 }

@@ -268,8 +268,15 @@ Findings Examine(const Folders &folders) {
         findings.push_back(std::move(finding));
     }
     findings.push_back(ExamineCodeset());
-    for (Finding &finding : ExamineReleases(Pins(folders.Releases(), folders.AdministratorsRoots()).All())) {
+    std::vector<base::Error> unusable;
+    const std::vector<Pin> pins = Pins(folders.Releases(), folders.AdministratorsRoots()).All(&unusable);
+    for (Finding &finding : ExamineReleases(pins)) {
         findings.push_back(std::move(finding));
+    }
+    for (const base::Error &error : unusable) {
+        const std::size_t advice = error.text.rfind("; ");
+        findings.push_back({base::Severity::Error, "signed releases", error.text.substr(0, advice),
+                            advice == std::string::npos ? "" : error.text.substr(advice + 2)});
     }
     return findings;
 }

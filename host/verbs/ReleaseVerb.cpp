@@ -43,6 +43,10 @@ base::Result<void> UnpinSite(const std::string &site, const Folders &folders) {
     if (std::filesystem::exists(pins.AdministratorsFile(site), error)) {
         std::printf("%s: its root stays, because the administrator has set it (%s)\n", site.c_str(),
                     pins.AdministratorsFile(site).c_str());
+    } else if (const base::Result<std::optional<Pin>> pin = pins.Find(site); pin && *pin) {
+        std::printf("%s: its root and its releases are forgotten; if it is allowed again, its files need not be signed "
+                    "until it is pinned again\n",
+                    site.c_str());
     }
     return pins.Forget(site);
 }

@@ -59,13 +59,17 @@ int ListOrigins(const Folders &folders) {
         Complain(origins.problem());
         return EXIT_FAILURE;
     }
-    std::vector<Pin> others = PinsOf(folders).All();
+    std::vector<base::Error> unusable;
+    std::vector<Pin> others = PinsOf(folders).All(&unusable);
     for (const auto &[origin, reach] : origins.all()) {
         std::printf("%s%s\n", origin.c_str(), reach == Reach::Anywhere ? "  may install anywhere" : "");
         std::fputs(TakePinText(origin, others).c_str(), stdout);
     }
     for (const Pin &pin : others) {
         std::printf("%s  not allowed\n%s", pin.site.c_str(), PinText(pin).c_str());
+    }
+    for (const base::Error &error : unusable) {
+        Complain(error.text);
     }
     return EXIT_SUCCESS;
 }

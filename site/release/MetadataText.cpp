@@ -67,7 +67,10 @@ void MetadataText::Sign(const ReleaseKeys &keys, const std::vector<std::string> 
         }
         const NamedKey *key = keys.Find(id);
         const Result<std::string> signature =
-            key ? keys.Sign(*key, bytes) : base::Fail("a key that " + keys.folder().string() + " does not know");
+            key ? keys.Sign(*key, bytes)
+                : base::Fail("a key that " + keys.folder().string() +
+                             " does not know; copy release.json and the new keys from "
+                             "where they were made");
         if (!signature) {
             missing.push_back(signature.error().text);
             continue;

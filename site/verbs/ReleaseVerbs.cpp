@@ -1,4 +1,5 @@
 // The verbs of a signed release's keys, and its renewal.
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 
@@ -69,6 +70,9 @@ void Print(const CeremonyResult &result, const std::string &folder) {
     for (const std::string &name : result.retired) {
         std::printf("gone %s%s\n", name.c_str(),
                     name.starts_with("root-") ? "" : " (signs once more at the next publish)");
+    }
+    if (std::ranges::any_of(result.made, [](const std::string &name) { return name.starts_with("root-"); })) {
+        std::printf("move the new root keys in offline/ each to a medium of its own\n");
     }
     if (result.isComplete) {
         std::printf("%s is complete; publish the site, and copy release.json and online/ to where it is renewed\n",

@@ -68,6 +68,10 @@ TEST(Refusal, BlamesTheClockWhenSeveralSignsAgree) {
             AllOf(HasSubstr("is refused: timestamp.json expired"), HasSubstr("operator"));
         EXPECT_THAT(RefusalText(kSite, expired, test.signs), test.blamed ? blamed : refused);
     }
+    const base::Error otherKeys{"timestamp.json is not signed", static_cast<int>(delivery::ReleaseFault::NotSigned)};
+    EXPECT_THAT(RefusalText(kSite, otherKeys, {}), HasSubstr("--new-root"));
+    EXPECT_THAT(RefusalText(kSite, otherKeys, {}, true),
+                AllOf(HasSubstr("administrator"), Not(HasSubstr("--new-root"))));
 }
 
 // The visits of one user to a site over https.
