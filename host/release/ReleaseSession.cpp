@@ -35,6 +35,10 @@ std::vector<std::string> Sources(const Json::Value &custom, const std::string &o
         }
     }
     sources.push_back(own);
+    // Each once: a source that is asked already is not another one to try.
+    for (auto source = sources.begin(); source != sources.end(); ++source) {
+        sources.erase(std::remove(source + 1, sources.end(), *source), sources.end());
+    }
     return sources;
 }
 
@@ -155,6 +159,7 @@ base::Result<ReleaseSession::Settled> ReleaseSession::Use() {
     }
     const base::Result<void> fresh = m_client->Refresh(m_now);
     if (fresh) {
+        m_fetcher.GiveUpAt({}); // delegated roles are fetched when they are needed, which may be much later
         return Describe({});
     }
     return FaultOf(fresh.error()) == ReleaseFault::Unreachable && !m_stop ? UseSaved(fresh.error())
