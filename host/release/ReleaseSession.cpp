@@ -1,5 +1,7 @@
 #include "host/release/ReleaseSession.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 
 #include "base/Files.h"
@@ -107,7 +109,12 @@ void ReleaseSession::Run() {
 }
 
 base::Error ReleaseSession::Refusal(const base::Error &error) const {
-    return {RefusalText(m_place.site, error, LookAtClock(m_now, m_fetcher.serverTime())), error.code};
+    ClockSigns clock = LookAtClock(m_now, m_fetcher.serverTime());
+    struct stat saved {};
+    if (m_pin && stat((m_pin->folder / "timestamp.json").c_str(), &saved) == 0) {
+        clock.accepted = saved.st_mtime;
+    }
+    return {RefusalText(m_place.site, error, clock), error.code};
 }
 
 base::Result<ReleaseSession::Settled> ReleaseSession::Settle() {

@@ -63,7 +63,9 @@ TEST(Refusal, BlamesTheClockWhenSeveralSignsAgree) {
         bool blamed;
     } cases[] = {
         {{now, yesterday, false}, true},
-        {{now, yesterday, true}, false}, // whoever replays an old release can also tell an old time
+        {{now, yesterday, false, yesterday - 86400}, true},
+        {{now, yesterday, false, yesterday + 7200}, false}, // a release has been accepted since then
+        {{now, yesterday, true}, false},                    // whoever replays an old release can also tell an old time
         {{now, std::nullopt, false}, false},
         {{now, std::chrono::system_clock::to_time_t(now), false}, false},
     };
