@@ -50,7 +50,7 @@ struct InstalledSource {
     std::string page; // the page's own site; empty for a file
     // Of the page: what decides about the download, and nothing else.
     std::map<std::string, std::string> parameters = {};
-    auto operator<=>(const InstalledSource &) const = default;
+    auto operator<=>(const InstalledSource &) const = default; // NOLINT(modernize-use-nullptr): clang 14 sees a 0
 };
 InstalledSource SourceOf(const delivery::Page &page);
 // As a line of text, and back; what is not one gives an unknown source.

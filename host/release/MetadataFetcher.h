@@ -34,7 +34,7 @@ public:
         m_folder = std::move(folder);
     }
     // What the server's clock showed in its last reply.
-    std::optional<std::time_t> serverTime() const {
+    std::optional<std::time_t> ServerTime() const {
         return m_serverTime;
     }
 

@@ -74,6 +74,12 @@ std::string NoRoot(const base::Error &error) {
     return error.text.substr(0, error.text.find(';'));
 }
 
+// Also when it cannot be looked at.
+bool IsThere(const fs::path &file) {
+    std::error_code error;
+    return fs::symlink_status(file, error).type() != fs::file_type::not_found;
+}
+
 bool IsPinnedTo(const Pin &pin, std::string_view root) {
     return TextOf(ReadRecord(pin.folder), "root") == base::DigestOfText(root) ||
            base::ReadWhole(pin.folder / kRoot, kLargestRoot).value_or("") == root;
@@ -112,8 +118,7 @@ base::Result<std::optional<std::string>> Pins::AdministratorsRoot(const std::str
 
 std::optional<Pin> Pins::Saved(const std::string &site) const {
     Pin pin{site, Pin::Source::User, {}, FolderOf(site)};
-    std::error_code error;
-    if (!fs::exists(pin.folder / kRoot, error)) {
+    if (!IsThere(pin.folder / kRoot) && !IsThere(pin.folder / kRecord)) { // a lost root does not unpin the site
         return std::nullopt;
     }
     const Json::Value record = ReadRecord(pin.folder);
@@ -139,7 +144,8 @@ base::Result<std::optional<Pin>> Pins::Find(const std::string &site) const {
         return base::Fail(set.error());
     }
     std::optional<Pin> saved = Saved(site);
-    if (!*set || (saved && saved->source == Pin::Source::Administrator && IsPinnedTo(*saved, **set))) {
+    if (!*set || (saved && saved->source == Pin::Source::Administrator && IsPinnedTo(*saved, **set) &&
+                  IsThere(saved->folder / kRoot))) {
         return saved;
     }
     const base::Result<Pin> pinned = PinTo(site, **set, Pin::Source::Administrator);
@@ -189,7 +195,7 @@ base::Result<Pin> Pins::Add(const std::string &site, std::string_view root, bool
     }
     const std::optional<Pin> saved = Saved(site);
     if (saved && IsPinnedTo(*saved, root)) {
-        return *saved;
+        return IsThere(saved->folder / kRoot) ? base::Result<Pin>(*saved) : PinTo(site, root, saved->source);
     }
     if (saved && !replace) {
         return base::Fail(site + " is pinned to another root, which \"lumhost allowed\" shows. A newer root of the "

@@ -15,8 +15,12 @@ constexpr char kTellOperator[] = ". Tell the operator of the site.";
 constexpr auto kMuch = 1h;
 
 bool IsAhead(const ClockSigns &clock) {
-    return clock.serverTime && !clock.isSetByNetwork &&
-           std::chrono::system_clock::from_time_t(*clock.serverTime) + kMuch < clock.now;
+    if (!clock.serverTime || clock.isSetByNetwork) {
+        return false;
+    }
+    // A server that tells a time before that of the last good release replays an older one.
+    const auto there = std::chrono::system_clock::from_time_t(*clock.serverTime) + kMuch;
+    return there < clock.now && (!clock.accepted || std::chrono::system_clock::from_time_t(*clock.accepted) <= there);
 }
 
 // "timestamp.json expired on ...": without the advice that follows.
@@ -42,7 +46,8 @@ std::string RefusalText(const std::string &site, const base::Error &error, const
             return "the release of " + site +
                    " cannot be checked, because the clock of this computer is wrong: it shows " +
                    delivery::ShowTime(clock.now) + ", the server of the site " + delivery::ShowTime(there) +
-                   ", and no time server sets it (" + Cause(error.text) + "). Set the clock and try again.";
+                   ", and no time server sets it (" + Cause(error.text) +
+                   "). Set the clock, by another source than this site, and try again.";
         }
         return refused + kTellOperator;
     case ReleaseFault::NotFound:

@@ -13,8 +13,9 @@ namespace lumhost {
 // What tells whether this computer's clock is right.
 struct ClockSigns {
     delivery::ReleaseTime now;
-    std::optional<std::time_t> serverTime; // what the site's server says
-    bool isSetByNetwork = true;            // whether the system sets the clock by a time server
+    std::optional<std::time_t> serverTime;    // what the site's server says
+    bool isSetByNetwork = true;               // whether the system sets the clock by a time server
+    std::optional<std::time_t> accepted = {}; // by this clock: when a file of the release was last accepted as fresh
 };
 ClockSigns LookAtClock(delivery::ReleaseTime now, std::optional<std::time_t> serverTime);
 

@@ -1,5 +1,7 @@
 #include "host/release/ReleaseSession.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 
 #include "base/Files.h"
@@ -35,6 +37,10 @@ std::vector<std::string> Sources(const Json::Value &custom, const std::string &o
         }
     }
     sources.push_back(own);
+    // Each once: a source that is asked already is not another one to try.
+    for (auto source = sources.begin(); source != sources.end(); ++source) {
+        sources.erase(std::remove(source + 1, sources.end(), *source), sources.end());
+    }
     return sources;
 }
 
@@ -104,7 +110,12 @@ void ReleaseSession::Run() {
 
 base::Error ReleaseSession::Refusal(const base::Error &error) const {
     const bool isAdministrators = m_pin && m_pin->source == Pin::Source::Administrator;
-    return {RefusalText(m_place.site, error, LookAtClock(m_now, m_fetcher.serverTime()), isAdministrators), error.code};
+    ClockSigns clock = LookAtClock(m_now, m_fetcher.ServerTime());
+    struct stat saved {};
+    if (m_pin && stat((m_pin->folder / "timestamp.json").c_str(), &saved) == 0) {
+        clock.accepted = saved.st_mtime;
+    }
+    return {RefusalText(m_place.site, error, clock, isAdministrators), error.code};
 }
 
 base::Result<ReleaseSession::Settled> ReleaseSession::Settle() {
@@ -156,6 +167,7 @@ base::Result<ReleaseSession::Settled> ReleaseSession::Use() {
     }
     const base::Result<void> fresh = m_client->Refresh(m_now);
     if (fresh) {
+        m_fetcher.GiveUpAt({}); // delegated roles are fetched when they are needed, which may be much later
         return Describe({});
     }
     return FaultOf(fresh.error()) == ReleaseFault::Unreachable && !m_stop ? UseSaved(fresh.error())

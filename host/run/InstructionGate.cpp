@@ -1,10 +1,13 @@
 #include "host/run/InstructionGate.h"
 
+#include <algorithm>
 #include <set>
 
 #include "base/Files.h"
 #include "delivery/instructions/InstructionFile.h"
 #include "host/Process.h"
+#include "host/release/Pins.h"
+#include "host/release/ReleaseSession.h"
 
 namespace lumhost {
 
@@ -28,8 +31,8 @@ InstructionGate::InstructionGate(const Folders &folders, const delivery::Page &p
                                                          Text(page, "LumComponentName").value_or(""),
                                                          Text(page, "LumProductVersion"),
                                                          {std::string(kExtensionBundle)}},
-      m_section(Text(page, "LumActiveIniSection").value_or(delivery::kDefaultSection)), m_confined(std::move(confined)),
-      m_isFree(m_confined.empty() && !page.Sites().empty()) {}
+      m_section(Text(page, "LumActiveIniSection").value_or(delivery::kDefaultSection)), m_sites(page.Sites()),
+      m_confined(std::move(confined)), m_isFree(m_confined.empty() && !m_sites.empty()) {}
 
 base::Result<void> InstructionGate::AdmitPage() const {
     if (const auto folder = delivery::JudgeDefaultFolder(m_places); !folder && !m_isFree) {
@@ -37,10 +40,24 @@ base::Result<void> InstructionGate::AdmitPage() const {
     }
     const fs::path copy = fs::path(m_places.DefaultFolder()) / delivery::kInstructionFileName;
     std::error_code error;
-    if (fs::exists(copy, error) && !Admit(copy)) {
+    if (fs::exists(copy, error) && (!IsOfRelease(copy) || !Admit(copy))) {
         fs::remove(copy.string() + ".plist", error); // without this record the copy is not used
     }
     return {};
+}
+
+// For each pinned site of the page: whether it is the instruction file that was last accepted of its release.
+bool InstructionGate::IsOfRelease(const fs::path &copy) const {
+    const Pins pins(m_folders.Releases(), m_folders.AdministratorsRoots());
+    return std::ranges::all_of(m_sites, [&](const std::string &site) {
+        const base::Result<std::optional<Pin>> pin = pins.Find(site);
+        if (pin && !*pin) {
+            return true;
+        }
+        const auto accepted = pin ? base::ReadWhole((*pin)->folder / kInstructions, kLargestFile)
+                                  : base::Result<std::string>(base::Fail(pin.error()));
+        return accepted && *accepted == base::ReadWhole(copy, kLargestFile).value_or("");
+    });
 }
 
 base::Result<void> InstructionGate::Admit(const fs::path &file) const {

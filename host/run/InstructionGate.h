@@ -3,7 +3,7 @@
 //
 // The extension may also take the copy of an instruction file that the placeholder window keeps, without asking the
 // container. So that copy is judged before the extension is started, and put out of use when it does not pass: it may
-// come from another site that may do more.
+// come from another site that may do more. For a page of a pinned site it also has to be what the release last had.
 #pragma once
 
 #include <filesystem>
@@ -31,6 +31,7 @@ public:
     base::Result<void> Admit(const std::filesystem::path &file) const;
 
 private:
+    bool IsOfRelease(const std::filesystem::path &copy) const;
     base::Result<std::vector<delivery::ListedItem>> Items(const std::filesystem::path &file) const;
     tl::unexpected<base::Error> Refusal(const std::string &reason) const;
 
@@ -38,6 +39,7 @@ private:
     const Scrutiny m_scrutiny;
     const delivery::InstallPlaces m_places;
     const std::string m_section;
+    const std::vector<std::string> m_sites;
     const std::vector<std::string> m_confined;
     const bool m_isFree;
 };

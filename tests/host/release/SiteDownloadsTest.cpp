@@ -9,6 +9,7 @@
 #include "host/release/Refusal.h"
 #include "tests/host/release/ServedRelease.h"
 
+namespace fs = std::filesystem;
 using namespace lumhost;
 using namespace std::chrono_literals;
 using testing::AllOf;
@@ -30,6 +31,12 @@ TEST(Pins, AdministratorsGoFirstAndOnlyWhenNobodyElseCanWrite) {
     EXPECT_FALSE(*pins.Find(kSite));
     ASSERT_TRUE(pins.Add(kSite, mine.Served("root"), false));
     EXPECT_EQ(Pin::Source::User, (*pins.Find(kSite))->source);
+
+    const fs::path saved = (*pins.Find(kSite))->folder / "root.json";
+    fs::remove(saved);
+    EXPECT_TRUE(*pins.Find(kSite)) << "a lost root does not make unsigned files acceptable";
+    ASSERT_TRUE(pins.Add(kSite, mine.Served("root"), false));
+    EXPECT_EQ(mine.Served("root"), ReadFile(saved));
 
     const std::string file = folder.Write("etc/meet.example:8443.json", theirs.Served("root"));
     EXPECT_EQ(Pin::Source::Administrator, (*pins.Find(kSite))->source);
@@ -56,7 +63,9 @@ TEST(Refusal, BlamesTheClockWhenSeveralSignsAgree) {
         bool blamed;
     } cases[] = {
         {{now, yesterday, false}, true},
-        {{now, yesterday, true}, false}, // whoever replays an old release can also tell an old time
+        {{now, yesterday, false, yesterday - 86400}, true},
+        {{now, yesterday, false, yesterday + 7200}, false}, // a release has been accepted since then
+        {{now, yesterday, true}, false},                    // whoever replays an old release can also tell an old time
         {{now, std::nullopt, false}, false},
         {{now, std::chrono::system_clock::to_time_t(now), false}, false},
     };
