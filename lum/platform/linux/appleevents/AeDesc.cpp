@@ -32,8 +32,8 @@ AEContent Data(DescType type, const void *data, Size size) {
     return content;
 }
 
-OSErr PutItem(AEContent &list, SInt32 index, AEContent item) {
-    const auto count = static_cast<SInt32>(list.items.size());
+OSErr PutItem(AEContent &list, long index, AEContent item) {
+    const auto count = static_cast<long>(list.items.size());
     if (index < 0 || index > count + 1) {
         return errAEIllegalIndex;
     }
