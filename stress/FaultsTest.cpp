@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <sstream>
 
 #include "tests/support/FaultServer.h"
@@ -154,8 +155,8 @@ struct Fault {
     std::string line; // the shell's
     int status;
     int message;
-    std::vector<int> codes; // of the log
-    bool installed;
+    std::vector<int> codes;        // of the log
+    std::optional<bool> installed; // nothing: the fault comes sooner or later than that
     std::function<void(const Machine &)> meanwhile = {};
 };
 
@@ -171,10 +172,12 @@ TEST_P(MachineFaults, EndInOrder) {
     const Fault &fault = GetParam();
     Machine machine;
     machine.Start(fault.line, fault.meanwhile);
-    EXPECT_EQ(fault.status, machine.status) << machine.events << machine.errors;
     EXPECT_EQ(fault.message, machine.Message()) << machine.events << machine.errors;
     EXPECT_THAT(machine.LogCodes(), UnorderedElementsAreArray(fault.codes)) << machine.events;
-    EXPECT_EQ(fault.installed, machine.IsInstalled());
+    const bool installed = machine.IsInstalled();
+    EXPECT_EQ(fault.installed.value_or(installed), installed);
+    const bool cameTooLate = !fault.installed && installed && machine.status == 0;
+    EXPECT_TRUE(cameTooLate || machine.status == fault.status) << machine.events << machine.errors;
     machine.ExpectUndisturbedStart();
 }
 
@@ -210,7 +213,7 @@ const Fault kFaults[] = {
      9,
      0,
      {1001, 1002, 1003},
-     false,
+     {},
      [](const Machine &machine) {
          const std::string folder = machine.place / "tmp";
          OutputOf(
